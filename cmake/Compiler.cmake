@@ -1,0 +1,16 @@
+# How everything of ours is compiled: warnings are errors, and win32 arithmetic is SSE2 (with x87,
+# results differ between optimisation levels, and from the native builds).
+add_library(vtdl_compiler INTERFACE)
+target_compile_options(vtdl_compiler INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror)
+if(WIN32)
+  target_compile_definitions(vtdl_compiler INTERFACE
+    UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0601)
+  target_compile_options(vtdl_compiler INTERFACE -msse2 -mfpmath=sse)
+  target_link_options(vtdl_compiler INTERFACE -static)
+endif()
+if(VTDL_SANITIZE)
+  target_compile_options(vtdl_compiler INTERFACE
+    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(vtdl_compiler INTERFACE -fsanitize=address,undefined)
+endif()

@@ -1,0 +1,5 @@
+# GoogleTest from the distribution's sources, so that it is built by the toolchain of each preset.
+set(INSTALL_GTEST OFF)
+set(BUILD_GMOCK OFF)
+set(gtest_disable_pthreads ${WIN32})
+add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
