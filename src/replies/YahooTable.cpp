@@ -172,6 +172,11 @@ std::optional<double> parseYahooDate(std::string_view text) {
     return read.value;
 }
 
+std::size_t lineCount(std::string_view page) {
+    if (page.ends_with('\n')) page.remove_suffix(1);
+    return static_cast<std::size_t>(std::count(page.begin(), page.end(), '\n')) + 1;
+}
+
 bool isYahooNotFoundPage(std::string_view page) {
     constexpr std::string_view expected = "404 not found";
     for (int line = 0; line < 2; ++line) {

@@ -33,6 +33,9 @@ std::size_t parseYahooPage(std::string_view page, std::string_view header, bool 
 /// two-digit year (below 50: 20xx, else 19xx). Nothing for a day that does not exist.
 std::optional<double> parseYahooDate(std::string_view text);
 
+/// The lines of a page; a final line feed begins none.
+std::size_t lineCount(std::string_view page);
+
 /// True when the third line of a page says that there is no such table.
 bool isYahooNotFoundPage(std::string_view page);
 

@@ -1,0 +1,50 @@
+#pragma once
+// An owned automation string.
+
+#include <oleauto.h>
+
+#include <new>
+#include <string_view>
+#include <utility>
+
+namespace vtdl::automation {
+
+/// The characters of an automation string; a null one is empty.
+inline std::wstring_view viewOf(BSTR text) noexcept {
+    return text ? std::wstring_view(text, SysStringLen(text)) : std::wstring_view();
+}
+
+class Bstr {
+public:
+    Bstr() noexcept = default;
+    explicit Bstr(std::wstring_view text)
+        : m_text(SysAllocStringLen(text.data(), static_cast<UINT>(text.size()))) {
+        if (!m_text) throw std::bad_alloc();
+    }
+    Bstr(const Bstr& other) : Bstr(other.view()) {}
+    Bstr(Bstr&& other) noexcept : m_text(std::exchange(other.m_text, nullptr)) {}
+    ~Bstr() { SysFreeString(m_text); }
+
+    Bstr& operator=(Bstr other) noexcept {
+        std::swap(m_text, other.m_text);
+        return *this;
+    }
+
+    /// Takes a string over.
+    static Bstr attach(BSTR text) noexcept {
+        Bstr owner;
+        owner.m_text = text;
+        return owner;
+    }
+
+    std::wstring_view view() const noexcept { return viewOf(m_text); }
+    BSTR get() const noexcept { return m_text; }
+    BSTR release() noexcept { return std::exchange(m_text, nullptr); }
+    /// For out-parameters and by-reference arguments.
+    BSTR* put() noexcept { return &m_text; }
+
+private:
+    BSTR m_text = nullptr;
+};
+
+}  // namespace vtdl::automation

@@ -1,0 +1,79 @@
+#pragma once
+// IDispatch of one dual interface, from the type library.
+
+#include <oleauto.h>
+
+#include <optional>
+
+#include "automation/Arguments.h"
+#include "automation/Error.h"
+#include "automation/TypeInformation.h"
+
+namespace vtdl::automation {
+
+/// Implements the IDispatch half of a dual interface. A class with several dual interfaces has one
+/// Dual for each, so that each face answers its own names.
+template <class I>
+class Dual : public I {
+public:
+    STDMETHODIMP GetTypeInfoCount(UINT* count) noexcept final {
+        if (!count) return E_POINTER;
+        *count = 1;
+        return S_OK;
+    }
+
+    STDMETHODIMP GetTypeInfo(UINT index, LCID, ITypeInfo** information) noexcept final {
+        if (!information) return E_POINTER;
+        *information = nullptr;
+        if (index != 0) return DISP_E_BADINDEX;
+        return guarded([&] {
+            *information = typeInformationOf<I>();
+            (*information)->AddRef();
+            return S_OK;
+        });
+    }
+
+    STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID locale,
+                               DISPID* identifiers) noexcept final {
+        return guarded([&] {
+            const HRESULT hr = typeInformationOf<I>()->GetIDsOfNames(names, count, identifiers);
+            IDispatch* other = hr == DISP_E_UNKNOWNNAME ? alsoAnswers() : nullptr;
+            return other ? other->GetIDsOfNames(GUID{}, names, count, locale, identifiers) : hr;
+        });
+    }
+
+    STDMETHODIMP Invoke(DISPID member, REFIID, LCID locale, WORD flags, DISPPARAMS* parameters,
+                        VARIANT* result, EXCEPINFO* exception, UINT* badArgument) noexcept final {
+        return guarded([&] {
+            if (!parameters) return E_POINTER;
+            if (const auto hr = invokeOwn(member, flags, *parameters, result)) return *hr;
+            ArgumentsByReference arguments(*parameters);
+            const HRESULT hr =
+                typeInformationOf<I>()->Invoke(static_cast<I*>(this), member, flags,
+                                               arguments.parameters(), result, exception, badArgument);
+            IDispatch* other = hr == DISP_E_MEMBERNOTFOUND ? alsoAnswers() : nullptr;
+            return other ? other->Invoke(member, GUID{}, locale, flags, parameters, result, exception,
+                                         badArgument)
+                         : hr;
+        });
+    }
+
+protected:
+    /// Calls that the platform's dispatcher cannot make; nothing leaves the call to it.
+    virtual std::optional<HRESULT> invokeOwn(DISPID, WORD, DISPPARAMS&, VARIANT*) { return {}; }
+
+    /// Another face of the object whose names a late-bound host reaches through this one.
+    virtual IDispatch* alsoAnswers() { return nullptr; }
+
+private:
+    template <class Body>
+    static HRESULT guarded(Body&& body) noexcept {
+        try {
+            return body();
+        } catch (...) {
+            return raise(currentError());
+        }
+    }
+};
+
+}  // namespace vtdl::automation

@@ -1,0 +1,15 @@
+#pragma once
+// The enumerator behind a host's "for each".
+
+#include <oleauto.h>
+
+#include <vector>
+
+#include "automation/ComPtr.h"
+
+namespace vtdl::automation {
+
+/// An IEnumVARIANT over a snapshot: items added or removed during the walk do not disturb it.
+ComPtr<IUnknown> enumerate(std::vector<ComPtr<IDispatch>> items);
+
+}  // namespace vtdl::automation

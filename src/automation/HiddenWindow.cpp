@@ -1,0 +1,23 @@
+#include "automation/HiddenWindow.h"
+
+#include "automation/Error.h"
+
+namespace vtdl::automation {
+
+std::shared_ptr<HiddenWindow> HiddenWindow::get() {
+    static std::weak_ptr<HiddenWindow> current;
+    std::shared_ptr<HiddenWindow> window = current.lock();
+    if (!window) current = window = std::make_shared<HiddenWindow>();
+    return window;
+}
+
+// A system class needs no registration of ours, so nothing is left behind when the library is unloaded.
+HiddenWindow::HiddenWindow()
+    : m_handle(CreateWindowExW(0, L"STATIC", L"VTDL", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr,
+                               nullptr)) {
+    if (!m_handle) throwLastError(L"CreateWindowEx");
+}
+
+HiddenWindow::~HiddenWindow() { DestroyWindow(m_handle); }
+
+}  // namespace vtdl::automation

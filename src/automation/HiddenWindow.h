@@ -1,0 +1,26 @@
+#pragma once
+// The library's own message-only window, which timers are attached to.
+
+#include <windows.h>
+
+#include <memory>
+
+namespace vtdl::automation {
+
+/// Exists while somebody holds it; belongs to the host's thread, whose message loop serves it.
+class HiddenWindow {
+public:
+    static std::shared_ptr<HiddenWindow> get();
+
+    HiddenWindow();
+    HiddenWindow(const HiddenWindow&) = delete;
+    HiddenWindow& operator=(const HiddenWindow&) = delete;
+    ~HiddenWindow();
+
+    HWND handle() const noexcept { return m_handle; }
+
+private:
+    HWND m_handle;
+};
+
+}  // namespace vtdl::automation

@@ -1,0 +1,63 @@
+#pragma once
+// One-dimensional safe arrays.
+
+#include <oleauto.h>
+
+#include <new>
+#include <span>
+#include <string_view>
+#include <utility>
+
+#include "automation/Bstr.h"
+#include "automation/Error.h"
+#include "automation/Variant.h"
+
+namespace vtdl::automation {
+
+/// A zero-based array of 8-byte numbers (VT_R8 or VT_DATE), filled in place through values().
+class NumberArray {
+public:
+    NumberArray(VARTYPE elementType, std::size_t size)
+        : m_type(elementType),
+          m_array(SafeArrayCreateVector(elementType, 0, static_cast<ULONG>(size))) {
+        if (!m_array) throw std::bad_alloc();
+    }
+    NumberArray(const NumberArray&) = delete;
+    NumberArray& operator=(const NumberArray&) = delete;
+    ~NumberArray() { SafeArrayDestroy(m_array); }
+
+    /// Valid while the array is owned here, where nothing else can lock or resize it.
+    std::span<double> values() const {
+        return {static_cast<double*>(m_array->pvData), m_array->rgsabound[0].cElements};
+    }
+
+    Variant release() { return Variant::array(m_type, std::exchange(m_array, nullptr)); }
+
+private:
+    VARTYPE m_type;
+    SAFEARRAY* m_array;
+};
+
+/// A zero-based array of texts.
+template <class Texts>
+Variant textArray(const Texts& texts) {
+    SAFEARRAY* array = SafeArrayCreateVector(VT_BSTR, 0, static_cast<ULONG>(std::size(texts)));
+    if (!array) throw std::bad_alloc();
+    Variant owner = Variant::array(VT_BSTR, array);
+    auto* element = static_cast<BSTR*>(array->pvData);
+    for (const auto& text : texts) *element++ = Bstr(std::wstring_view(text)).release();
+    return owner;
+}
+
+/// The same texts as variants, the only array elements that script languages can reach.
+template <class Texts>
+Variant variantArray(const Texts& texts) {
+    SAFEARRAY* array = SafeArrayCreateVector(VT_VARIANT, 0, static_cast<ULONG>(std::size(texts)));
+    if (!array) throw std::bad_alloc();
+    Variant owner = Variant::array(VT_VARIANT, array);
+    auto* element = static_cast<VARIANT*>(array->pvData);
+    for (const auto& text : texts) *element++ = Variant(std::wstring_view(text)).release();
+    return owner;
+}
+
+}  // namespace vtdl::automation

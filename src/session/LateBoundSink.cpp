@@ -1,0 +1,65 @@
+#include "session/LateBoundSink.h"
+
+#include "automation/Variant.h"
+
+namespace vtdl {
+namespace {
+
+using namespace automation;
+
+VARIANT longArgument(long value) {
+    VARIANT argument;
+    argument.vt = VT_I4;
+    argument.lVal = value;
+    return argument;
+}
+
+VARIANT textReference(BSTR* text) {
+    VARIANT argument;
+    argument.vt = VT_BYREF | VT_BSTR;
+    argument.pbstrVal = text;
+    return argument;
+}
+
+}  // namespace
+
+STDMETHODIMP LateBoundSink::Start(IUnknown** caller) noexcept { return call(L"Start", caller, {}); }
+
+STDMETHODIMP LateBoundSink::Progress(IUnknown** caller, long percent, BSTR* statusText) noexcept {
+    return call(L"Progress", caller, {textReference(statusText), longArgument(percent)});
+}
+
+STDMETHODIMP LateBoundSink::DataReady(IUnknown** caller) noexcept {
+    return call(L"DataReady", caller, {});
+}
+
+STDMETHODIMP LateBoundSink::Done(IUnknown** caller, long errorNumber) noexcept {
+    return call(L"Done", caller, {longArgument(errorNumber)});
+}
+
+HRESULT LateBoundSink::call(const wchar_t* method, IUnknown** caller,
+                            std::vector<VARIANT> arguments) noexcept {
+    return raising([&] {
+        DISPID member = 0;
+        LPOLESTR name = const_cast<LPOLESTR>(method);
+        const HRESULT found =
+            m_target->GetIDsOfNames(GUID{}, &name, 1, LOCALE_USER_DEFAULT, &member);
+        if (found == DISP_E_UNKNOWNNAME || found == DISP_E_MEMBERNOTFOUND) return;
+        check(found);
+
+        const Variant callerArgument(query<IDispatch>(caller ? *caller : nullptr).get());
+        arguments.push_back(callerArgument.get());
+        DISPPARAMS parameters{arguments.data(), nullptr, static_cast<UINT>(arguments.size()), 0};
+        EXCEPINFO exception{};
+        const HRESULT hr = m_target->Invoke(member, GUID{}, LOCALE_USER_DEFAULT, DISPATCH_METHOD,
+                                            &parameters, nullptr, &exception, nullptr);
+        const Bstr source = Bstr::attach(exception.bstrSource);
+        const Bstr description = Bstr::attach(exception.bstrDescription);
+        const Bstr helpFile = Bstr::attach(exception.bstrHelpFile);
+        if (hr != DISP_E_EXCEPTION) return check(hr);
+        throw Error(FAILED(exception.scode) ? exception.scode : hr, std::wstring(source.view()),
+                    std::wstring(description.view()));
+    });
+}
+
+}  // namespace vtdl

@@ -1,0 +1,31 @@
+#pragma once
+// Dividends of the chart service.
+
+#include "sources/YahooAdapter.h"
+
+namespace vtdl {
+
+class CDataSourceYahooDividends final
+    : public YahooAdapter<CDataSourceYahooDividends, ::CDataSourceYahooDividends,
+                          _CDataSourceYahooDividends> {
+public:
+    static constexpr text::FixedString className{"CDataSourceYahooDividends"};
+    static constexpr SourceIdentity identity{
+        .name = L"YAHOODIVIDENDS",
+        .description = L"Yahoo! Finance. Historical dividends data",
+        .priceDataType = vtdlPriceDataTypeDividends | vtdlPriceDataTypeHistorical,
+        .section = L"YAHOODIVIDENDS/PARAMETERS",
+        .nameParameter = L"Yahoo! Finance (historical dividends data)",
+        .descriptionParameter = L"Yahoo! Finance (historical dividends data)",
+        .dataServer = L"YAHOO",
+        .columns = replies::yahooDividendColumns,
+    };
+    static std::vector<ParameterDeclaration> sessionParameters();
+
+    STDMETHODIMP Download(_CSession** session) noexcept override;
+
+private:
+    bool fetchPages(MethodFrame& frame, const Request& request, replies::Columns& grid);
+};
+
+}  // namespace vtdl

@@ -1,0 +1,39 @@
+#pragma once
+// Daily, weekly and monthly prices of the chart service. The class's name is published so.
+
+#include "sources/YahooAdapter.h"
+
+namespace vtdl {
+
+class CDataSourceYahooHitorical final
+    : public YahooAdapter<CDataSourceYahooHitorical, ::CDataSourceYahooHitorical,
+                          _CDataSourceYahooHitorical> {
+public:
+    static constexpr text::FixedString className{"CDataSourceYahooHitorical"};
+    static constexpr SourceIdentity identity{
+        .name = L"YAHOOHIST",
+        .description = L"Yahoo! Finance. Historical data",
+        .priceDataType = vtdlPriceDataTypeStocks | vtdlPriceDataTypeHistorical,
+        .section = L"YAHOOHIST/PARAMETERS",
+        .nameParameter = L"Yahoo! Finance (historical data)",
+        .descriptionParameter = L"Yahoo! Finance (historical data)",
+        .dataServer = L"YAHOO",
+        .columns = replies::yahooPriceColumns,
+    };
+    static std::vector<ParameterDeclaration> sessionParameters();
+
+    STDMETHODIMP Download(_CSession** session) noexcept override;
+
+private:
+    struct PriceRequest : Request {
+        explicit PriceRequest(_CParameters* parameters);
+        std::string path(double lastDay) const;
+
+        std::string periodicity;
+        bool isAdjusted;
+    };
+
+    bool fetchPages(MethodFrame& frame, const PriceRequest& request, replies::Columns& grid);
+};
+
+}  // namespace vtdl

@@ -1,0 +1,49 @@
+#pragma once
+// The session that an adapter serves, seen through its progress face.
+
+#include <vtdl.h>
+
+#include <string>
+
+#include "automation/Bstr.h"
+#include "automation/ComPtr.h"
+#include "automation/Error.h"
+
+namespace vtdl {
+
+/// Reports to a session; without one, reports go nowhere. The adapter is the caller of every report.
+class CurrentSession {
+public:
+    CurrentSession() = default;
+    CurrentSession(IUnknown* adapter, IUnknown* session)
+        : m_adapter(adapter), m_callback(automation::query<_IProgressCallBack>(session)) {}
+
+    void start() const {
+        IUnknown* caller = m_adapter;
+        if (const auto callback = m_callback) automation::check(callback->Start(&caller));
+    }
+
+    void progress(long percent, const std::wstring& statusText) const {
+        if (!m_callback) return;
+        IUnknown* caller = m_adapter;
+        automation::Bstr text(statusText);
+        const auto callback = m_callback;
+        automation::check(callback->Progress(&caller, percent, text.put()));
+    }
+
+    void dataReady() const {
+        IUnknown* caller = m_adapter;
+        if (const auto callback = m_callback) automation::check(callback->DataReady(&caller));
+    }
+
+    void done(long errorNumber) const {
+        IUnknown* caller = m_adapter;
+        if (const auto callback = m_callback) automation::check(callback->Done(&caller, errorNumber));
+    }
+
+private:
+    IUnknown* m_adapter = nullptr;
+    automation::ComPtr<_IProgressCallBack> m_callback;
+};
+
+}  // namespace vtdl

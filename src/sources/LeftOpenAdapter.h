@@ -1,0 +1,33 @@
+#pragma once
+// Adapters of services whose formats are not known to the library.
+
+#include "objectmodel/CData.h"
+#include "session/SessionErrors.h"
+#include "sources/SessionParameters.h"
+#include "sources/WebAdapter.h"
+
+namespace vtdl {
+
+/// Base of an adapter that has an identity, parameters and sessions like any other, and whose
+/// download reports that data is not available.
+template <class D, class Coclass, class Default>
+class LeftOpenAdapter : public WebAdapter<D, Coclass, Default> {
+public:
+    static std::vector<ParameterDeclaration> sessionParameters() { return {tickerParameter()}; }
+
+    STDMETHODIMP Download(_CSession** session) noexcept override {
+        if (!session || !*session) return E_POINTER;
+        const automation::ComPtr<_CSession> current(*session);
+        return this->template framed<"CDataSource_Download">([&](MethodFrame& frame) {
+            const typename LeftOpenAdapter::DownloadScope scope(*this, current.get());
+            frame.step([&] { this->m_session.start(); });
+            frame.step([&] { this->m_session.done(dataNotAvailable); });
+            frame.step([&] {
+                automation::check(current->putref_Data(automation::make<CData>().get()));
+            });
+            frame.step([&] { this->m_session.dataReady(); });
+        });
+    }
+};
+
+}  // namespace vtdl

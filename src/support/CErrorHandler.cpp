@@ -1,0 +1,179 @@
+#include "support/CErrorHandler.h"
+
+#include <windows.h>
+
+#include "support/LogFile.h"
+#include "support/Notices.h"
+
+namespace vtdl {
+namespace {
+
+using automation::Error;
+
+Error handlerError(HRESULT code, const wchar_t* description) {
+    return Error(code, L"Vestora Download Library.CErrorHandler", description);
+}
+
+void checkFileName(const std::wstring& name) {
+    if (name.empty()) throw handlerError(CErrorHandler::invalidFileName, L"Invalid file name");
+}
+
+// True on the NT platform. The longer version record exists since its service packs do; what does
+// not know it is asked with the basic one.
+bool runsOnWindowsNT() {
+    OSVERSIONINFOEXA version{};
+    version.dwOSVersionInfoSize = sizeof(OSVERSIONINFOEXA);
+    auto* record = reinterpret_cast<OSVERSIONINFOA*>(&version);
+    if (!GetVersionExA(record)) {
+        version.dwOSVersionInfoSize = sizeof(OSVERSIONINFOA);
+        if (!GetVersionExA(record)) return false;
+    }
+    return version.dwPlatformId == VER_PLATFORM_WIN32_NT;
+}
+
+std::wstring dateAndTime() {
+    wchar_t date[80] = L"", time[80] = L"";
+    GetDateFormatW(LOCALE_USER_DEFAULT, DATE_SHORTDATE, nullptr, nullptr, date, ARRAYSIZE(date));
+    GetTimeFormatW(LOCALE_USER_DEFAULT, 0, nullptr, nullptr, time, ARRAYSIZE(time));
+    return std::wstring(date) + L" - " + time;
+}
+
+CErrorHandler configured() {
+    CErrorHandler handler;
+    handler.Init(CErrorHandler::dialog, L"Error Log.txt", true, false, CErrorHandler::traceFile,
+                 L"Tracing Log.txt");
+    return handler;
+}
+
+}  // namespace
+
+CErrorHandler gErrorHandler = configured();
+
+CErrorHandler::CErrorHandler() : m_isWindowsNT(runsOnWindowsNT()) {}
+
+// Whatever fails inside the handler reaches its caller under the handler's own number.
+template <class Body>
+auto CErrorHandler::guarded(Body&& body) -> decltype(body()) {
+    try {
+        return body();
+    } catch (...) {
+        throw handlerError(componentFailure, L"CErrorHandler component failure");
+    }
+}
+
+void CErrorHandler::Init(int actions, std::wstring errorLogFile, bool callStackEnabled,
+                         bool tracingEnabled, int tracingFlags, std::wstring tracingLogFile) {
+    ErrorHandlerActions(actions);
+    ErrorLogFile(std::move(errorLogFile));
+    TracingFlags(tracingFlags);
+    TracingLogFile(std::move(tracingLogFile));
+    m_callStackEnabled = callStackEnabled;
+    m_tracingEnabled = tracingEnabled;
+}
+
+void CErrorHandler::ErrorHandlerActions(int actions) {
+    if (actions < 1 || actions > 15)
+        throw handlerError(invalidActions, L"Invalid error handler actions");
+    m_actions = actions;
+}
+
+void CErrorHandler::ErrorLogFile(std::wstring name) {
+    checkFileName(name);
+    m_errorLogFile = std::move(name);
+}
+
+void CErrorHandler::TracingFlags(int flags) {
+    if (flags < 1 || flags > 3) throw handlerError(invalidTracingFlags, L"Invalid tracing flags");
+    m_tracingFlags = flags;
+}
+
+void CErrorHandler::TracingLogFile(std::wstring name) {
+    checkFileName(name);
+    m_tracingLogFile = std::move(name);
+}
+
+void CErrorHandler::CallStackClear() noexcept {
+    if (m_callStackEnabled) m_depth = 0;
+}
+
+void CErrorHandler::CallStackPop() {
+    if (m_depth == 0) return;
+    --m_depth;
+    if (m_tracingEnabled) guarded([&] { trace(L" --- Exited routine: ", m_routines[m_depth].name); });
+}
+
+void CErrorHandler::CallStackPush(std::wstring_view routineName, std::wstring_view arguments) {
+    if (m_depth == m_routines.size()) guarded([&] { m_routines.emplace_back(); });
+    Routine& routine = m_routines[m_depth];
+    routine.name = routineName;
+    routine.arguments = arguments;
+    if (m_tracingEnabled) guarded([&] { trace(L" --- Entered routine: ", routineName); });
+    ++m_depth;  // last: a push that failed is not on the stack
+}
+
+void CErrorHandler::Clear(bool deleteErrorLog, bool deleteTracingLog) noexcept {
+    if (deleteErrorLog) DeleteFileW(m_errorLogFile.c_str());
+    if (deleteTracingLog) DeleteFileW(m_tracingLogFile.c_str());
+}
+
+void CErrorHandler::setPendingError(const Error& error, long line) {
+    m_pendingNumber = error.number();
+    m_pendingLine = line;
+    m_pendingDescription = error.description();
+}
+
+CErrorHandler::Answer CErrorHandler::HandleError(std::wstring_view routineName) {
+    return guarded([&] {
+        m_errorDescription = m_pendingDescription;
+        m_errorNumber = m_pendingNumber;
+        m_errorLine = m_pendingLine;
+        std::wstring_view routine = routineName;
+        if (routine.empty() && m_callStackEnabled && m_depth > 0)
+            routine = m_routines[m_depth - 1].name;
+        return act(report(routine.empty() ? L"Unknown" : routine));
+    });
+}
+
+std::wstring CErrorHandler::report(std::wstring_view routine) const {
+    std::wstring text = dateAndTime();
+    text += L"\r\n\tError: " + std::to_wstring(m_errorNumber) + L", (" + m_errorDescription + L")";
+    text.append(L"\r\n\tin ").append(routine);
+    text += L" at line " + std::to_wstring(m_errorLine);
+    text += L"\r\n\r\nThe call stack is:\r\n";
+    return text += CallStackText(20, true);
+}
+
+std::wstring CErrorHandler::CallStackText(int indent, bool withArguments) const {
+    std::wstring text;
+    for (std::size_t i = m_depth; i-- > 0;) {
+        if (!text.empty()) text += L"\r\n";
+        text.append(static_cast<std::size_t>(indent), L' ') += m_routines[i].name;
+        if (withArguments) text += L"(" + m_routines[i].arguments + L")";
+    }
+    return text;
+}
+
+// The dialog comes last and its answer overrides the message box's.
+CErrorHandler::Answer CErrorHandler::act(const std::wstring& text) {
+    const int actions = m_actions;
+    Answer answer = abort;
+    if (actions & errorLog) appendToLog(m_errorLogFile, text);
+    if (actions & eventLog && m_isWindowsNT) writeEventLog(text);
+    if (actions & messageBox) answer = showMessageBox(text).value_or(abort);
+    if (actions & dialog) answer = ShowErrorDialog(text);
+    return answer;
+}
+
+// Nobody to ask: the report goes to the log, unless it is there already, and the method is left.
+CErrorHandler::Answer CErrorHandler::ShowErrorDialog(const std::wstring& text) const {
+    if (!(m_actions & errorLog)) appendToLog(m_errorLogFile, text);
+    return abort;
+}
+
+void CErrorHandler::trace(std::wstring_view what, std::wstring_view routineName) const {
+    const std::wstring line = dateAndTime().append(what).append(routineName);
+    if (m_tracingFlags & debugOutput) OutputDebugStringW(line.c_str());
+    if (m_tracingFlags & traceFile) appendToLog(m_tracingLogFile, line);
+}
+
+}  // namespace vtdl

@@ -1,0 +1,64 @@
+#pragma once
+// Sections of named texts, kept in an XML file.
+
+#include <vtdl.h>
+#include <msxml2.h>
+
+#include <string>
+#include <vector>
+
+#include "automation/Bstr.h"
+#include "automation/ComPtr.h"
+#include "automation/Object.h"
+
+namespace vtdl {
+
+/// The published settings store. Every failure is raised to the caller as one of EErrXMLSettings;
+/// section and key names are lower-cased, values are kept as they are.
+class CXMLSettings final : public automation::Object<CXMLSettings, ::CXMLSettings, _CXMLSettings> {
+public:
+    CXMLSettings();
+    ~CXMLSettings();
+
+    STDMETHODIMP put_FileName(BSTR value) noexcept override;
+    STDMETHODIMP get_FileName(BSTR* result) noexcept override;
+    STDMETHODIMP put_XMLString(BSTR value) noexcept override;
+    STDMETHODIMP get_XMLString(BSTR* result) noexcept override;
+    STDMETHODIMP DeleteKey(BSTR section, BSTR key) noexcept override;
+    STDMETHODIMP DeleteSection(BSTR* section) noexcept override;
+    STDMETHODIMP EnumerateAllKeys(BSTR* section, SAFEARRAY** keys, long* result) noexcept override;
+    STDMETHODIMP EnumerateAllSections(SAFEARRAY** sections, long* result) noexcept override;
+    STDMETHODIMP GetSetting(BSTR* section, BSTR* key, BSTR* defaultValue,
+                            BSTR* result) noexcept override;
+    STDMETHODIMP LoadFile() noexcept override;
+    STDMETHODIMP SaveFile(BSTR* fileName) noexcept override;
+    STDMETHODIMP SaveSetting(BSTR section, BSTR key, BSTR value) noexcept override;
+
+    bool isLoaded() const noexcept { return m_isLoaded; }
+    bool isDirty() const noexcept { return m_isDirty; }
+
+private:
+    using Node = automation::ComPtr<IXMLDOMNode>;
+
+    std::optional<HRESULT> invokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters,
+                                     VARIANT* result) override;
+    void requireLoaded(const wchar_t* source) const;
+    void load();
+    void save(const std::wstring& fileName);
+    void saveIfDirty();
+    void saveSetting(std::wstring section, std::wstring key, const std::wstring& value);
+    Node findSection(std::wstring_view section, std::wstring_view key = {}) const;
+    Node appendNamed(IXMLDOMNode* parent, const wchar_t* element, const std::wstring& name) const;
+    std::vector<std::wstring> namesIn(IXMLDOMNode* parent, const wchar_t* query) const;
+    std::vector<std::wstring> keysOf(BSTR* section) const;
+    std::vector<std::wstring> sections() const;
+
+    std::wstring m_fileName;
+    automation::ComPtr<IXMLDOMDocument2> m_document;
+    bool m_isLoaded = false;
+    bool m_isDirty = false;
+    /// False for a document that is not a settings file: it is read, but never written over its file.
+    bool m_isRecognised = false;
+};
+
+}  // namespace vtdl

@@ -1,0 +1,23 @@
+#pragma once
+// Where the quote services are.
+
+#include <string>
+#include <string_view>
+
+#include "support/CXMLSettings.h"
+
+namespace vtdl {
+
+struct HostAddress {
+    std::string name;
+    short port;
+};
+
+/// The host of a service ("yahoo.chart"), as text "host" or "host:port": its entry in the settings
+/// section "HOSTS", or the bundled quote server's address, since the classic services are gone.
+std::wstring serviceHost(CXMLSettings& settings, const wchar_t* service);
+
+/// Takes a host text apart; without a port, or with a senseless one, it is the web's.
+HostAddress parseHost(std::wstring_view host);
+
+}  // namespace vtdl

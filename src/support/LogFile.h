@@ -1,0 +1,13 @@
+#pragma once
+// Plain-text logs.
+
+#include <string>
+#include <string_view>
+
+namespace vtdl {
+
+/// Appends the text and a line end to the file, as UTF-8, in one write, so that processes that share
+/// a log do not tear each other's records. Throws when the file cannot be opened or written.
+void appendToLog(const std::wstring& fileName, std::wstring_view text);
+
+}  // namespace vtdl

@@ -1,0 +1,33 @@
+#pragma once
+// The settings file's XML: what its nodes mean, apart from the store's rules.
+
+#include <msxml2.h>
+
+#include <string>
+
+#include "automation/Bstr.h"
+#include "automation/ComPtr.h"
+
+namespace vtdl::settings {
+
+/// The text of a new, empty settings file.
+inline constexpr char emptyFile[] =
+    "<?xml version=\"1.0\"?>\r\n<sections name=\"XML settings file\">\r\n</sections>\r\n";
+
+automation::ComPtr<IXMLDOMDocument2> newDocument();
+
+/// True for a root named "sections" whose first attribute, whatever its name, has the expected value.
+bool isSettingsFile(IXMLDOMDocument2* document);
+
+/// The value of a key: its text, without the line breaks and tabs that the pretty-printer put around.
+std::wstring valueOf(IXMLDOMNode* key);
+void setValue(IXMLDOMNode* key, const std::wstring& value);
+
+std::wstring nameOf(IXMLDOMNode* node);
+
+/// The document as indented text. Markup characters stand as they are, on purpose.
+std::wstring prettyPrinted(IXMLDOMDocument2* document);
+
+std::wstring lowerCase(std::wstring_view text);
+
+}  // namespace vtdl::settings

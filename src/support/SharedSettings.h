@@ -1,0 +1,26 @@
+#pragma once
+// The one settings store that the managers and data sources of a process share.
+
+#include <memory>
+#include <string>
+
+#include "support/CXMLSettings.h"
+
+namespace vtdl {
+
+/// The shared store; created on first use, and gone (saved, if it changed) with its last user.
+std::shared_ptr<CXMLSettings> sharedSettings();
+
+/// Names the store's file and loads it, after saving what an earlier user changed. Throws when the
+/// file is damaged or cannot be read or written; the file is then left as it is.
+void loadSharedSettings(CXMLSettings& settings);
+
+/// The same for whoever uses the store without a manager; does nothing on a store that was loaded,
+/// or failed to load, before.
+void loadSharedSettingsOnce(CXMLSettings& settings);
+
+/// The value of a key, or the default; also when the store is not loaded.
+std::wstring readSetting(CXMLSettings& settings, const wchar_t* section, const wchar_t* key,
+                         std::wstring_view defaultValue);
+
+}  // namespace vtdl

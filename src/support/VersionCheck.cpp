@@ -1,0 +1,40 @@
+#include "support/VersionCheck.h"
+
+#include <vector>
+
+#include "automation/Variant.h"
+#include "support/CodePage.h"
+#include "support/Hosts.h"
+#include "support/Version.h"
+#include "transport/WinInet.h"
+
+namespace vtdl::mGlobals {
+
+bool IsNewVersionAvailable(CXMLSettings& settings) {
+    const HostAddress host = parseHost(serviceHost(settings, L"vestora"));
+    WinInet client;
+    client.HostName = host.name;
+    client.Port = host.port;
+    client.Resource = "/files/VTDL.version";
+    client.Method = "GET";
+    client.Execute();
+    return client.SuccessDone && isNewerVersion(client.Response(), libraryVersion);
+}
+
+bool isNewerVersion(const std::string& reply, const std::array<int, 3>& own) {
+    std::vector<std::string> parts(1);
+    for (const char c : reply) {
+        if (c == '.')
+            parts.emplace_back();
+        else
+            parts.back() += c;
+    }
+    if (parts.size() != own.size()) return false;
+    for (std::size_t i = 0; i < own.size(); ++i) {
+        const automation::Variant part{std::wstring_view(toWide(parts[i]))};
+        if (automation::toLong(part.get()) > own[i]) return true;
+    }
+    return false;
+}
+
+}  // namespace vtdl::mGlobals

@@ -1,0 +1,110 @@
+#pragma once
+// One HTTP request over the system's internet-transfer library.
+
+#include <windows.h>
+#include <wininet.h>
+
+#include <string>
+
+#include "automation/UniqueHandle.h"
+
+namespace vtdl {
+
+/// Who wants to know how a request goes. An error in a handler does not stop the request.
+class WinInetEvents {
+public:
+    virtual void OnStateChanged(long state) noexcept = 0;
+    /// Bytes of the body so far, its length from the reply's header (0 when unknown), and the seconds
+    /// since the body transfer began.
+    virtual void OnProgress(long bytesReceived, long contentLength, float elapsed) noexcept = 0;
+
+protected:
+    ~WinInetEvents() = default;
+};
+
+/// Runs one request from start to end on the caller's thread, letting window messages run between its
+/// stages and after every block. Stages fail softly: the state tells which. A second Execute keeps
+/// counting where the first one stopped; use a new object for every request.
+class WinInet {
+public:
+    enum State : long {
+        opened = 1,
+        openFailed = 2,
+        connected = 3,
+        connectFailed = 4,
+        requestFailed = 5,
+        requestOpened = 6,
+        sent = 7,
+        sendFailed = 8,
+        receiving = 9,
+        complete = 11,
+        cancelled = 12,
+    };
+
+    /// The events' receiver, if any, outlives the request.
+    explicit WinInet(WinInetEvents* events = nullptr) noexcept : m_events(events) {}
+
+    long TimeoutSek = 0;  ///< seconds for each connect, send and receive; below 1: 300 from Execute on
+    std::string AgentName;
+    std::string HostName;
+    short Port = 0;
+    std::string UserName;
+    std::string Password;
+    std::string Method;     ///< empty: GET; after a reply the method that it reports
+    std::string Resource;   ///< path and query; made canonical by Execute
+    std::string Referer;
+    std::string AcceptTypes;  ///< stored only, never sent
+    std::string PostQuery;    ///< not empty: sent as the body of a form
+    std::string ContentType;  ///< of the reply
+    bool SuccessDone = false;
+
+    /// Makes the running request end at its next check.
+    void Cancel() noexcept { m_isCancelled = true; }
+
+    /// Runs the request. Throws 0x80040064 for anything but a failed stage.
+    void Execute();
+
+    /// The reply's body, byte for byte; empty unless it was received to its end.
+    const std::string& Response() const noexcept;
+    std::string takeResponse();
+    void Response(std::string text) { m_response = std::move(text); }
+
+    long state() const noexcept { return m_state; }
+
+private:
+    struct InternetTraits {
+        using Handle = HINTERNET;
+        static Handle null() noexcept { return nullptr; }
+        static void close(Handle handle) noexcept { InternetCloseHandle(handle); }
+    };
+    using InternetHandle = automation::UniqueHandle<InternetTraits>;
+
+    void run();
+    bool openSession();
+    bool connect();
+    bool openRequest();
+    bool send();
+    bool queryReply();
+    void receive();
+    void setTimeouts();
+    void canonicalizeResource();
+    bool fail(State state);
+    bool pass(State state);
+    bool isCancelled();
+    void ChangeStatus(State state);
+    void CloseHandles() noexcept;
+    bool queryText(DWORD what, std::string& text) const;
+    void reserveResponse();
+
+    WinInetEvents* m_events;
+    long m_state = 0;
+    long m_contentLength = 0;
+    long m_bytesReceived = 0;
+    bool m_isCancelled = false;
+    std::string m_response;
+    InternetHandle m_internet;
+    InternetHandle m_connection;
+    InternetHandle m_request;
+};
+
+}  // namespace vtdl
