@@ -1,0 +1,50 @@
+#include "Rows.h"
+
+#include <gtest/gtest.h>
+
+namespace quoteserver {
+namespace {
+
+using namespace std::chrono;
+
+const std::string priceHeader = "Date,Open,High,Low,Close,Volume,Adj Close\n";
+
+std::string complaint(const std::string& text) {
+    try {
+        parseRows(text, priceLayout);
+    } catch (const DataError& e) {
+        return e.what();
+    }
+    return "none";
+}
+
+TEST(Rows, AreNewestFirstInTheCharactersOfTheFile) {
+    // As an editor on Windows may leave it: byte order mark, CR LF, blank line, no last line end.
+    const auto rows = parseRows(
+        "\xEF\xBB\xBF"
+        "Date,Dividends\r\n2010-03-19,0.480000\r\n\r\n2010-12-17,0.653000",
+        dividendLayout);
+    ASSERT_EQ(rows.size(), 2U);
+    EXPECT_EQ(rows[0].date, Date{2010y / December / 17});
+    EXPECT_EQ(rows[0].values, "0.653000");
+    EXPECT_EQ(rows[1].values, "0.480000");
+}
+
+TEST(Rows, ComplaintsNameTheLine) {
+    const std::string good = "2004-01-09,1.00,2,0.5,1.5,000,-1.25\n";
+    EXPECT_EQ(complaint(priceHeader + good), "none");
+    EXPECT_EQ(complaint("").substr(0, 7), "line 1:");
+    EXPECT_EQ(complaint("Date,Dividends\n").substr(0, 7), "line 1:");
+    for (const char* row :
+         {"2004-01-08,1,2,3,4,5", "2004-01-08,1,2,3,4,5,6,7", "2004-01-08", ",", "<!-- x -->",
+          "2004-01-08,1,2,3,4,5,", "2004-01-08,.5,2,3,4,5,6", "2004-01-08,1,N/A,3,4,5,6",
+          "2004-01-08,1,2,3,4,1e5,6", "2004-01-08,1,2,nan,4,5,6", "2004-01-08, 1,2,3,4,5,6",
+          "2004-01-08,1,2,3,4,-,6", "2004-01-08,1,2,3,4,111111111111111111111,6",
+          "9-Jan-04,1,2,3,4,5,6", "2004-02-30,1,2,3,4,5,6", "2004-13-01,1,2,3,4,5,6",
+          "2004-1-08,1,2,3,4,5,6", "2004-01-09,1,2,3,4,5,6"}) {
+        EXPECT_EQ(complaint(priceHeader + good + "\n" + row + "\n").substr(0, 7), "line 4:") << row;
+    }
+}
+
+}  // namespace
+}  // namespace quoteserver

@@ -1,0 +1,35 @@
+// The folder of data files, one a ticker. Files are read anew for each request, so that they can be
+// edited while the server runs.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace quoteserver {
+
+struct DataFile {
+    std::string name;
+    std::string text;
+};
+
+// Letters, digits and the punctuation of real tickers (^VIX, BRK-B, AIR.PA, EURUSD=X).
+bool isTicker(std::string_view text);
+
+class DataFolder {
+public:
+    // Throws std::runtime_error unless the folder is there.
+    explicit DataFolder(std::filesystem::path folder);
+
+    // Nothing when the folder has no such file; throws std::runtime_error if it cannot be read.
+    std::optional<DataFile> prices(std::string_view ticker) const;
+    std::optional<DataFile> dividends(std::string_view ticker) const;
+
+private:
+    std::optional<DataFile> read(const std::string& name) const;
+
+    std::filesystem::path m_folder;
+};
+
+}  // namespace quoteserver

@@ -1,0 +1,77 @@
+#include "Dates.h"
+
+#include <array>
+#include <charconv>
+#include <cstdio>
+
+namespace quoteserver {
+namespace {
+
+using namespace std::chrono;
+
+// The replies are English whatever the machine's language is, so the C library is not asked.
+constexpr std::array monthNames = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                   "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+constexpr std::array weekdayNames = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+
+const char* monthName(year_month_day date) {
+    return monthNames.at(static_cast<unsigned>(date.month()) - 1);
+}
+
+// -1 for anything but digits.
+int digits(std::string_view text) {
+    int value = 0;
+    for (const char c : text) {
+        if (c < '0' || c > '9') {
+            return -1;
+        }
+        value = value * 10 + (c - '0');
+    }
+    return value;
+}
+
+}  // namespace
+
+std::optional<Date> parseIsoDate(std::string_view text) {
+    if (text.size() != 10 || text[4] != '-' || text[7] != '-') {
+        return std::nullopt;
+    }
+    const int y = digits(text.substr(0, 4));
+    const int m = digits(text.substr(5, 2));
+    const int d = digits(text.substr(8, 2));
+    if (y < 0 || m < 0 || d < 0) {
+        return std::nullopt;
+    }
+    const year_month_day date{year{y}, month{static_cast<unsigned>(m)},
+                              day{static_cast<unsigned>(d)}};
+    return date.ok() ? std::optional<Date>{date} : std::nullopt;
+}
+
+void appendDate(std::string& out, Date date, DateForm form) {
+    const year_month_day parts{date};
+    const int y = static_cast<int>(parts.year());
+    const unsigned d = static_cast<unsigned>(parts.day());
+    char text[32];
+    if (form == DateForm::Iso) {
+        std::snprintf(text, sizeof text, "%04d-%02u-%02u", y, static_cast<unsigned>(parts.month()),
+                      d);
+    } else {
+        std::snprintf(text, sizeof text, "%u-%s-%02d", d, monthName(parts), y % 100);
+    }
+    out += text;
+}
+
+std::string clockText(sys_seconds time) {
+    const Date date = floor<days>(time);
+    const year_month_day parts{date};
+    const hh_mm_ss clock{time - date};
+    char text[64];
+    std::snprintf(text, sizeof text, "%s %s %2u %02d:%02d:%02d UTC %d",
+                  weekdayNames.at(weekday{date}.c_encoding()), monthName(parts),
+                  static_cast<unsigned>(parts.day()), static_cast<int>(clock.hours().count()),
+                  static_cast<int>(clock.minutes().count()),
+                  static_cast<int>(clock.seconds().count()), static_cast<int>(parts.year()));
+    return text;
+}
+
+}  // namespace quoteserver

@@ -1,0 +1,51 @@
+#include "Http.h"
+
+namespace quoteserver {
+namespace {
+
+std::string_view reason(unsigned status) {
+    switch (status) {
+        case 400:
+            return "Bad Request";
+        case 404:
+            return "Not Found";
+        case 413:
+            return "Payload Too Large";
+        case 431:
+            return "Request Header Fields Too Large";
+        default:
+            return "Internal Server Error";
+    }
+}
+
+// Explanations repeat what was asked.
+std::string escaped(std::string_view text) {
+    std::string html;
+    for (const char c : text) {
+        switch (c) {
+            case '&':
+                html += "&amp;";
+                break;
+            case '<':
+                html += "&lt;";
+                break;
+            case '>':
+                html += "&gt;";
+                break;
+            default:
+                html += c;
+        }
+    }
+    return html;
+}
+
+}  // namespace
+
+Reply errorPage(unsigned status, std::string_view explanation) {
+    const std::string title = std::to_string(status).append(" ").append(reason(status));
+    return {status, "text/html",
+            "<!DOCTYPE html>\n<html><head><title>\n" + title + "</title></head>\n<body><h1>" +
+                title + "</h1>\n<p>" + escaped(explanation) + "</p></body></html>\n"};
+}
+
+}  // namespace quoteserver

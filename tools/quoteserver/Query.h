@@ -1,0 +1,31 @@
+// A request target ("/table.csv?s=AAPL&g=d") taken apart.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace quoteserver {
+
+// Keys and values, percent-decoded, in the order they came.
+class Query {
+public:
+    explicit Query(std::string_view text = {});
+
+    // The value of a key; empty when it is missing, which no service tells from an empty value.
+    // A key given twice counts once, the first time.
+    std::string_view value(std::string_view key) const;
+
+private:
+    std::vector<std::pair<std::string, std::string>> m_fields;
+};
+
+struct Target {
+    std::string path;
+    Query query;
+};
+
+Target parseTarget(std::string_view target);
+
+}  // namespace quoteserver

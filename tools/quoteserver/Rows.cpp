@@ -1,0 +1,85 @@
+#include "Rows.h"
+
+#include <algorithm>
+
+namespace quoteserver {
+namespace {
+
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+// What the services ever wrote as a number: no exponent, no blanks, not long enough to lose digits
+// in a sum.
+bool isPlainDecimal(std::string_view text) {
+    constexpr std::size_t longest = 20;
+    if (text.starts_with('-')) {
+        text.remove_prefix(1);
+    }
+    const std::size_t point = std::min(text.find('.'), text.size());
+    const std::string_view whole = text.substr(0, point);
+    const std::string_view fraction = text.substr(std::min(point + 1, text.size()));
+    return text.size() <= longest && !whole.empty() && std::ranges::all_of(whole, isDigit) &&
+           std::ranges::all_of(fraction, isDigit);
+}
+
+Row parseRow(std::string_view text, std::size_t line, const Layout& layout) {
+    std::string_view rest = text;
+    const std::optional<Date> date = parseIsoDate(takeField(rest, ','));
+    if (!date) {
+        throw DataError(line, "the first value is not a date of the form 2004-01-09");
+    }
+    const std::string_view values = rest;
+    const auto commas = static_cast<std::size_t>(std::ranges::count(text, ','));
+    if (commas != layout.valueCount) {
+        throw DataError(line, std::to_string(commas + 1) + " values instead of " +
+                                  std::to_string(layout.valueCount + 1));
+    }
+    for (std::size_t i = 0; i < layout.valueCount; ++i) {
+        const std::string_view value = takeField(rest, ',');
+        if (!isPlainDecimal(value)) {
+            throw DataError(line, "\"" + std::string(value) + "\" is not a number");
+        }
+    }
+    return {*date, values, line};
+}
+
+// Lines as editors leave them: CR LF, and a byte order mark in front of the first.
+std::string_view takeLine(std::string_view& text) {
+    std::string_view line = takeField(text, '\n');
+    if (line.ends_with('\r')) {
+        line.remove_suffix(1);
+    }
+    return line;
+}
+
+}  // namespace
+
+std::string_view takeField(std::string_view& text, char separator) {
+    const std::string_view field = text.substr(0, text.find(separator));
+    text.remove_prefix(std::min(field.size() + 1, text.size()));
+    return field;
+}
+
+std::vector<Row> parseRows(std::string_view text, const Layout& layout) {
+    constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+    if (text.starts_with(byteOrderMark)) {
+        text.remove_prefix(byteOrderMark.size());
+    }
+    if (takeLine(text) != layout.header) {
+        throw DataError(1, "the header is not " + std::string(layout.header));
+    }
+    std::vector<Row> rows;
+    for (std::size_t number = 2; !text.empty(); ++number) {
+        const std::string_view line = takeLine(text);
+        if (!line.empty()) {
+            rows.push_back(parseRow(line, number, layout));
+        }
+    }
+    std::ranges::stable_sort(rows, std::ranges::greater{}, &Row::date);
+    const auto twice = std::ranges::adjacent_find(rows, {}, &Row::date);
+    if (twice != rows.end()) {
+        throw DataError(std::next(twice)->line, "its date stands on an earlier line too");
+    }
+    return rows;
+}
+
+}  // namespace quoteserver

@@ -1,0 +1,51 @@
+// HTTP/1.0 and 1.1 over the route table: one thread, and one coroutine a connection.
+#pragma once
+
+// Asio's awaitable.hpp uses std::exchange without including it.
+#include <utility>
+
+#include <boost/asio/awaitable.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/beast/core/tcp_stream.hpp>
+#include <boost/beast/http/message.hpp>
+#include <boost/beast/http/string_body.hpp>
+#include <string>
+
+#include "Routes.h"
+
+namespace quoteserver {
+
+struct ServerOptions {
+    std::string name;  // the Server header
+    bool verbose = false;
+};
+
+// The routes must outlive the server, and the server the run of its io_context.
+class Server {
+public:
+    // Listens at once; throws boost::system::system_error if that is not possible.
+    Server(boost::asio::io_context& context, const boost::asio::ip::tcp::endpoint& where,
+           const Routes& routes, ServerOptions options);
+
+    // With the port that was found when port 0 was asked for.
+    boost::asio::ip::tcp::endpoint endpoint() const { return m_acceptor.local_endpoint(); }
+
+    boost::asio::awaitable<void> run();
+
+private:
+    using HttpRequest = boost::beast::http::request<boost::beast::http::string_body>;
+    using HttpReply = boost::beast::http::response<boost::beast::http::string_body>;
+
+    boost::asio::awaitable<void> serve(boost::beast::tcp_stream stream) const;
+    boost::asio::awaitable<void> serveRequests(boost::beast::tcp_stream& stream) const;
+    HttpReply reply(const HttpRequest& request) const;
+    HttpReply refusal(const boost::system::error_code& error) const;
+    HttpReply message(Reply reply, unsigned version, bool keepAlive) const;
+
+    boost::asio::ip::tcp::acceptor m_acceptor;
+    const Routes& m_routes;
+    ServerOptions m_options;
+};
+
+}  // namespace quoteserver

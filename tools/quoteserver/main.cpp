@@ -1,0 +1,132 @@
+// quoteserver: a stand-in for the classic quote services, which are gone from the public web.
+#include <CLI/CLI.hpp>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/signal_set.hpp>
+#include <csignal>
+#include <cstddef>
+#include <cstdint>
+#include <exception>
+#include <iostream>
+#include <stdexcept>
+#include <string>
+
+#include "Server.h"
+#include "TableService.h"
+
+namespace {
+
+using namespace quoteserver;
+namespace net = boost::asio;
+
+constexpr const char* examples = R"(
+Examples:
+  quoteserver                                 the samples on port 8733
+  quoteserver --data quotes --port 0          own files, on any free port (printed at the start)
+  quoteserver --rows-per-page 0 --verbose     replies of any length, and a line a request
+
+Then, from another window:
+  curl "http://127.0.0.1:8733/table.csv?s=AAPL&a=0&b=1&c=2008&d=11&e=31&f=2008&g=m")";
+
+struct Settings {
+    std::string data = "samples/data";
+    std::string host = "127.0.0.1";
+    std::uint16_t port = 8733;
+    std::size_t rowsPerPage = 200;
+    std::string dates = "iso";
+    bool comment = false;
+    std::string commentServer = "chart7.finance.example.net";
+    std::string publishedVersion = VTDL_VERSION;
+    bool verbose = false;
+};
+
+void describe(CLI::App& app, Settings& settings) {
+    app.footer(examples);
+    app.set_version_flag("--version", "quoteserver " VTDL_VERSION);
+    app.add_option("--data", settings.data, "Folder of data files, one a ticker")
+        ->capture_default_str();
+    app.add_option("--host", settings.host, "Loopback address to listen on")->capture_default_str();
+    app.add_option("--port", settings.port, "Port to listen on; 0 = any free one")
+        ->capture_default_str();
+    app.add_option("--rows-per-page", settings.rowsPerPage,
+                   "Longest table of a reply, in rows; 0 = no limit")
+        ->check(CLI::Range(0, 1000000))
+        ->capture_default_str();
+    app.add_option("--dates", settings.dates, "Form of dates in replies")
+        ->check(CLI::IsMember({"iso", "d-mon-yy"}))
+        ->capture_default_str();
+    app.add_flag("--comment", settings.comment, "End tables with an HTML comment line");
+    app.add_option("--comment-server", settings.commentServer, "Server named in that line")
+        ->capture_default_str();
+    app.add_option("--published-version", settings.publishedVersion,
+                   "Version told by /files/VTDL.version")
+        ->capture_default_str();
+    app.add_flag("--verbose", settings.verbose, "Log each request to stderr");
+}
+
+// Real data services listen to the world; this one has no business there.
+net::ip::tcp::endpoint loopback(const Settings& settings) {
+    boost::system::error_code error;
+    const net::ip::address address = net::ip::make_address(settings.host, error);
+    if (error || !address.is_loopback()) {
+        throw std::runtime_error(settings.host + " is not a loopback address");
+    }
+    return {address, settings.port};
+}
+
+Routes makeRoutes(const Settings& settings) {
+    const TableService tables(
+        DataFolder(settings.data),
+        {settings.rowsPerPage, settings.dates == "iso" ? DateForm::Iso : DateForm::DayMonYy,
+         settings.comment ? settings.commentServer : ""});
+    Routes routes;
+    routes.add("GET", "/table.csv",
+               [tables](const Request& request) { return tables.answer(request.target.query); });
+    routes.add("GET", "/files/VTDL.version", [version = settings.publishedVersion](const Request&) {
+        return Reply{200, "text/plain", version};
+    });
+    return routes;
+}
+
+void run(const Settings& settings) {
+    const Routes routes = makeRoutes(settings);
+    const net::ip::tcp::endpoint where = loopback(settings);
+    net::io_context context(1);
+    Server server(context, where, routes, {"quoteserver/" VTDL_VERSION, settings.verbose});
+
+    net::signal_set signals(context, SIGINT, SIGTERM);
+    signals.async_wait([&](const auto&, int) { context.stop(); });
+    // The accept loop only ends by an exception, which then ends the program.
+    net::co_spawn(context, server.run(), [](const std::exception_ptr& failure) {
+        if (failure) {
+            std::rethrow_exception(failure);
+        }
+    });
+    std::cout << "quoteserver: serving " << settings.data << " on " << server.endpoint()
+              << std::endl;
+    context.run();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Settings settings;
+    CLI::App app("Serves CSV files in the formats of classic quote services.", "quoteserver");
+    describe(app, settings);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& e) {
+        return app.exit(e) == 0 ? 0 : 2;
+    }
+    try {
+        run(settings);
+        return 0;
+    } catch (const boost::system::system_error& e) {
+        // Said here because not every Windows has a text for its socket errors.
+        const bool inUse = e.code() == net::error::address_in_use;
+        std::cerr << "quoteserver: cannot listen on " << settings.host << " port " << settings.port
+                  << ": " << (inUse ? "the port is in use" : e.code().message()) << '\n';
+    } catch (const std::exception& e) {
+        std::cerr << "quoteserver: " << e.what() << '\n';
+    }
+    return 1;
+}
