@@ -1,9 +1,9 @@
 #pragma once
 // What late-bound hosts pass, made fit for the platform's dispatcher.
 
-#include <oleauto.h>
-
 #include <vector>
+
+#include "automation/Platform.h"
 
 namespace vtdl::automation {
 

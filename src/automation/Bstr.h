@@ -1,11 +1,11 @@
 #pragma once
 // An owned automation string.
 
-#include <oleauto.h>
-
 #include <new>
 #include <string_view>
 #include <utility>
+
+#include "automation/Platform.h"
 
 namespace vtdl::automation {
 

@@ -1,12 +1,11 @@
 #pragma once
 // IDispatch of one dual interface, from the type library.
 
-#include <oleauto.h>
-
 #include <optional>
 
 #include "automation/Arguments.h"
 #include "automation/Error.h"
+#include "automation/Platform.h"
 #include "automation/TypeInformation.h"
 
 namespace vtdl::automation {

@@ -1,11 +1,10 @@
 #pragma once
 // The enumerator behind a host's "for each".
 
-#include <oleauto.h>
-
 #include <vector>
 
 #include "automation/ComPtr.h"
+#include "automation/Platform.h"
 
 namespace vtdl::automation {
 

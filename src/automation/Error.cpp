@@ -1,11 +1,10 @@
 #include "automation/Error.h"
 
-#include <oleauto.h>
-
 #include <new>
 
 #include "automation/Bstr.h"
 #include "automation/ComPtr.h"
+#include "automation/Platform.h"
 
 namespace vtdl::automation {
 namespace {

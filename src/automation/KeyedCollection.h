@@ -1,13 +1,12 @@
 #pragma once
 // The automation face of a keyed list: variants as keys and positions, run-time errors.
 
-#include <oleauto.h>
-
 #include <string>
 
 #include "automation/ComPtr.h"
 #include "automation/EnumVariant.h"
 #include "automation/Error.h"
+#include "automation/Platform.h"
 #include "automation/Variant.h"
 #include "text/KeyedList.h"
 

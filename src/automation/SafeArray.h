@@ -1,8 +1,6 @@
 #pragma once
 // One-dimensional safe arrays.
 
-#include <oleauto.h>
-
 #include <new>
 #include <span>
 #include <string_view>
@@ -10,6 +8,7 @@
 
 #include "automation/Bstr.h"
 #include "automation/Error.h"
+#include "automation/Platform.h"
 #include "automation/Variant.h"
 
 namespace vtdl::automation {

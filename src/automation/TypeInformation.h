@@ -1,11 +1,10 @@
 #pragma once
 // The type library embedded in this module.
 
-#include <oleauto.h>
-
 #include <string>
 
 #include "automation/ComPtr.h"
+#include "automation/Platform.h"
 
 namespace vtdl::automation {
 

@@ -1,13 +1,12 @@
 #pragma once
 // An owned variant, and the conversions that hosts' values go through.
 
-#include <oleauto.h>
-
 #include <string>
 #include <string_view>
 #include <utility>
 
 #include "automation/Bstr.h"
+#include "automation/Platform.h"
 
 namespace vtdl::automation {
 

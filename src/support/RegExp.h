@@ -1,11 +1,11 @@
 #pragma once
 // Regular expressions of the scripting runtime.
 
-#include <oleauto.h>
-
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "automation/Platform.h"
 
 namespace vtdl {
 

@@ -1,0 +1,91 @@
+#include "automation/ClassTable.h"
+
+#include "objectmodel/CData.h"
+#include "objectmodel/CDataSource.h"
+#include "objectmodel/CManager.h"
+#include "session/CSession.h"
+#include "session/CSessions.h"
+#include "session/IProgressCallBack.h"
+#include "sources/CDataSourceCBOE.h"
+#include "sources/CDataSourceDDE.h"
+#include "sources/CDataSourceGoogleHitorical.h"
+#include "sources/CDataSourceINOExchanges.h"
+#include "sources/CDataSourceINOFuturesList.h"
+#include "sources/CDataSourceINOOptions.h"
+#include "sources/CDataSourceINOSnapShot.h"
+#include "sources/CDataSourceIVolatility.h"
+#include "sources/CDataSourcePCQuote.h"
+#include "sources/CDataSourcePifin.h"
+#include "sources/CDataSourceYahooDividends.h"
+#include "sources/CDataSourceYahooECNRealTime.h"
+#include "sources/CDataSourceYahooHitorical.h"
+#include "sources/CDataSourceYahooOptions.h"
+#include "sources/CDataSourceYahooRealTime.h"
+#include "sources/CDataSourceYahooSnapShot.h"
+
+namespace vtdl::automation {
+namespace {
+
+template <class D>
+HRESULT create(REFIID interfaceId, void** object) noexcept {
+    try {
+        return make<D>()->QueryInterface(interfaceId, object);
+    } catch (...) {
+        return raise(currentError());
+    }
+}
+
+template <class D, class Coclass>
+constexpr ClassEntry entry(const wchar_t* name, const wchar_t* description) {
+    return {__uuidof(Coclass), name, description, create<D>};
+}
+
+// One row a class; the factory, the registration and the tests read it.
+#define VTDL_CLASS(name, description) entry<vtdl::name, ::name>(L## #name, description)
+
+const ClassEntry entries[] = {
+    VTDL_CLASS(CManager, L"Vestora Download Library manager"),
+    VTDL_CLASS(CDataSources, L"Data sources"),
+    VTDL_CLASS(CDataSource, L"Data source"),
+    VTDL_CLASS(CDataSourceYahooHitorical, L"Yahoo! Finance. Historical data"),
+    VTDL_CLASS(CDataSourceYahooDividends, L"Yahoo! Finance. Historical dividends data"),
+    VTDL_CLASS(CDataSourceGoogleHitorical, L"Google.Finance. Historical data"),
+    VTDL_CLASS(CDataSourceYahooRealTime, L"Yahoo! Finance (realtime)"),
+    VTDL_CLASS(CDataSourceYahooSnapShot, L"Yahoo! Finance (snapshot)"),
+    VTDL_CLASS(CDataSourceYahooECNRealTime, L"Yahoo! Finance (ecn - real time)"),
+    VTDL_CLASS(CDataSourceYahooOptions, L"Yahoo! Finance (Options)"),
+    VTDL_CLASS(CDataSourcePCQuote, L"PCQuote real-time quotes"),
+    VTDL_CLASS(CDataSourcePifin, L"PIFIN historical prices"),
+    VTDL_CLASS(CDataSourceCBOE, L"CBOE option chains"),
+    VTDL_CLASS(CDataSourceIVolatility, L"IVolatility"),
+    VTDL_CLASS(CDataSourceINOExchanges, L"INO Exchanges"),
+    VTDL_CLASS(CDataSourceINOFuturesList, L"INO Futures list"),
+    VTDL_CLASS(CDataSourceINOSnapShot, L"INO Snapshot price"),
+    VTDL_CLASS(CDataSourceINOOptions, L"INO Options"),
+    VTDL_CLASS(CDataSourceDDE, L"DDE"),
+    VTDL_CLASS(CParameter, L"Parameter"),
+    VTDL_CLASS(CParameters, L"Parameters"),
+    VTDL_CLASS(CDataField, L"Data field"),
+    VTDL_CLASS(CDataFields, L"Data fields"),
+    VTDL_CLASS(CData, L"Data of a session"),
+    VTDL_CLASS(CSession, L"Session"),
+    VTDL_CLASS(CSessions, L"Sessions"),
+    VTDL_CLASS(IProgressCallBack, L"Progress callback"),
+    VTDL_CLASS(CXMLSettings, L"XML settings store"),
+};
+
+#undef VTDL_CLASS
+
+}  // namespace
+
+std::span<const ClassEntry> classTable() { return entries; }
+
+HRESULT createInstance(REFCLSID classId, REFIID interfaceId, void** object) noexcept {
+    if (!object) return E_POINTER;
+    *object = nullptr;
+    for (const ClassEntry& candidate : entries)
+        if (candidate.identifier == classId) return candidate.create(interfaceId, object);
+    return CLASS_E_CLASSNOTAVAILABLE;
+}
+
+}  // namespace vtdl::automation

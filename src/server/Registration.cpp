@@ -1,0 +1,179 @@
+#include "server/Registration.h"
+
+#include <string>
+#include <vector>
+
+#include "automation/ClassTable.h"
+#include "automation/Platform.h"
+#include "automation/TypeInformation.h"
+#include "automation/UniqueHandle.h"
+
+namespace vtdl::server {
+namespace {
+
+using namespace automation;
+
+constexpr wchar_t classesKey[] = L"Software\\Classes\\";
+constexpr wchar_t automationMarshaler[] = L"{00020424-0000-0000-C000-000000000046}";
+
+struct KeyTraits {
+    using Handle = HKEY;
+    static Handle null() noexcept { return nullptr; }
+    static void close(Handle handle) noexcept { RegCloseKey(handle); }
+};
+using RegistryKey = UniqueHandle<KeyTraits>;
+
+// A text value of a key; an empty name is the key's default value.
+struct Entry {
+    std::wstring key;
+    std::wstring name;
+    std::wstring text;
+};
+
+std::wstring textOf(REFGUID identifier) {
+    wchar_t text[40];
+    StringFromGUID2(identifier, text, ARRAYSIZE(text));
+    return text;
+}
+
+void addClass(const ClassEntry& entry, const std::wstring& library, std::vector<Entry>& entries) {
+    const std::wstring progId = std::wstring(L"vtdl.") + entry.name;
+    const std::wstring versioned = progId + L".4";
+    const std::wstring classId = textOf(entry.identifier);
+    const std::wstring classKey = L"CLSID\\" + classId;
+    entries.insert(entries.end(), {
+        {classKey, L"", entry.description},
+        {classKey + L"\\InprocServer32", L"", modulePath()},
+        {classKey + L"\\InprocServer32", L"ThreadingModel", L"Apartment"},
+        {classKey + L"\\ProgID", L"", versioned},
+        {classKey + L"\\VersionIndependentProgID", L"", progId},
+        {classKey + L"\\TypeLib", L"", library},
+        {classKey + L"\\Version", L"", L"4.1"},
+        {classKey + L"\\Programmable", L"", L""},
+        {progId, L"", entry.description},
+        {progId + L"\\CLSID", L"", classId},
+        {progId + L"\\CurVer", L"", versioned},
+        {versioned, L"", entry.description},
+        {versioned + L"\\CLSID", L"", classId},
+    });
+}
+
+// The type library in the module's resource of the given number, and its interfaces, which the
+// platform's marshaler serves.
+void addTypeLibrary(int resource, std::vector<Entry>& entries) {
+    const std::wstring path =
+        resource == 1 ? modulePath() : modulePath() + L"\\" + std::to_wstring(resource);
+    ComPtr<ITypeLib> library;
+    check(LoadTypeLibEx(path.c_str(), REGKIND_NONE, library.put()));
+    TLIBATTR* attributes = nullptr;
+    check(library->GetLibAttr(&attributes));
+    const std::wstring identifier = textOf(attributes->guid);
+    const std::wstring version =
+        std::to_wstring(attributes->wMajorVerNum) + L"." + std::to_wstring(attributes->wMinorVerNum);
+    library->ReleaseTLibAttr(attributes);
+
+    Bstr title;
+    check(library->GetDocumentation(-1, nullptr, title.put(), nullptr, nullptr));
+    const std::wstring key = L"TypeLib\\" + identifier + L"\\" + version;
+    const std::wstring folder = modulePath().substr(0, modulePath().rfind(L'\\'));
+    entries.push_back({key, L"", std::wstring(title.view())});
+    entries.push_back({key + L"\\0\\win32", L"", path});
+    entries.push_back({key + L"\\FLAGS", L"", L"0"});
+    entries.push_back({key + L"\\HELPDIR", L"", folder});
+
+    for (UINT i = 0; i < library->GetTypeInfoCount(); ++i) {
+        TYPEKIND kind;
+        check(library->GetTypeInfoType(i, &kind));
+        if (kind != TKIND_DISPATCH && kind != TKIND_INTERFACE) continue;
+        ComPtr<ITypeInfo> type;
+        TYPEATTR* typeAttributes = nullptr;
+        Bstr name;
+        check(library->GetTypeInfo(i, type.put()));
+        check(type->GetDocumentation(MEMBERID_NIL, name.put(), nullptr, nullptr, nullptr));
+        check(type->GetTypeAttr(&typeAttributes));
+        const std::wstring interfaceKey = L"Interface\\" + textOf(typeAttributes->guid);
+        type->ReleaseTypeAttr(typeAttributes);
+        entries.push_back({interfaceKey, L"", std::wstring(name.view())});
+        entries.push_back({interfaceKey + L"\\ProxyStubClsid32", L"", automationMarshaler});
+        entries.push_back({interfaceKey + L"\\TypeLib", L"", identifier});
+        entries.push_back({interfaceKey + L"\\TypeLib", L"Version", version});
+    }
+}
+
+std::vector<Entry> entriesOfLibrary() {
+    TLIBATTR* attributes = nullptr;
+    check(typeLibrary()->GetLibAttr(&attributes));
+    const std::wstring library = textOf(attributes->guid);
+    typeLibrary()->ReleaseTLibAttr(attributes);
+
+    std::vector<Entry> entries;
+    for (const ClassEntry& entry : classTable()) addClass(entry, library, entries);
+    addTypeLibrary(1, entries);
+    addTypeLibrary(2, entries);
+    return entries;
+}
+
+void checkStatus(LSTATUS status, const wchar_t* call) {
+    if (status == ERROR_SUCCESS) return;
+    SetLastError(static_cast<DWORD>(status));
+    throwLastError(call);
+}
+
+HKEY rootOf(Scope scope) { return scope == Scope::user ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE; }
+
+void write(HKEY root, const Entry& entry) {
+    HKEY handle = nullptr;
+    checkStatus(RegCreateKeyExW(root, (classesKey + entry.key).c_str(), 0, nullptr, 0, KEY_SET_VALUE,
+                                nullptr, &handle, nullptr),
+                L"RegCreateKeyEx");
+    const RegistryKey key(handle);
+    const auto* bytes = reinterpret_cast<const BYTE*>(entry.text.c_str());
+    checkStatus(RegSetValueExW(key.get(), entry.name.c_str(), 0, REG_SZ, bytes,
+                               static_cast<DWORD>((entry.text.size() + 1) * sizeof(wchar_t))),
+                L"RegSetValueEx");
+}
+
+void remove(HKEY root, const std::vector<Entry>& entries) {
+    for (const Entry& entry : entries) {
+        HKEY handle = nullptr;
+        if (RegOpenKeyExW(root, (classesKey + entry.key).c_str(), 0, KEY_SET_VALUE, &handle)) continue;
+        RegDeleteValueW(RegistryKey(handle).get(), entry.name.c_str());
+    }
+    // From the innermost key outwards, as long as there is nothing left in it; the four keys at the
+    // top are the system's.
+    for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
+        for (std::wstring key = entry->key;;) {
+            HKEY handle = nullptr;
+            DWORD keys = 1, values = 1;
+            if (RegOpenKeyExW(root, (classesKey + key).c_str(), 0, KEY_QUERY_VALUE, &handle) == 0) {
+                const RegistryKey opened(handle);
+                RegQueryInfoKeyW(opened.get(), nullptr, nullptr, nullptr, &keys, nullptr, nullptr,
+                                 &values, nullptr, nullptr, nullptr, nullptr);
+            } else {
+                keys = values = 0;  // gone already, but its parent may be empty now
+            }
+            if (keys > 0 || values > 0) break;
+            RegDeleteKeyW(root, (classesKey + key).c_str());
+            const std::size_t parent = key.rfind(L'\\');
+            if (parent == std::wstring::npos) break;
+            key.resize(parent);
+            if (key == L"CLSID" || key == L"TypeLib" || key == L"Interface") break;
+        }
+    }
+}
+
+}  // namespace
+
+void registerLibrary(Scope scope) {
+    const std::vector<Entry> entries = entriesOfLibrary();
+    try {
+        for (const Entry& entry : entries) write(rootOf(scope), entry);
+    } catch (...) {
+        remove(rootOf(scope), entries);
+        throw;
+    }
+}
+
+void unregisterLibrary(Scope scope) { remove(rootOf(scope), entriesOfLibrary()); }
+
+}  // namespace vtdl::server

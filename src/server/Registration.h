@@ -1,0 +1,18 @@
+#pragma once
+// The library's registry entries.
+
+#include <windows.h>
+
+namespace vtdl::server {
+
+/// Where COM looks for classes: HKEY_LOCAL_MACHINE for all users, HKEY_CURRENT_USER for one.
+enum class Scope { machine, user };
+
+/// Writes the entries of all classes and of both type libraries; takes them back when one cannot be
+/// written, and throws.
+void registerLibrary(Scope scope);
+
+/// Removes exactly what registerLibrary writes; keys that hold anything else stay.
+void unregisterLibrary(Scope scope);
+
+}  // namespace vtdl::server
