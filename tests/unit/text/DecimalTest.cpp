@@ -110,6 +110,15 @@ TEST(Decimal, AgreesWithStrtodOnPlausibleNumbers) {
     }
 }
 
+// Products of an integer below 2^53 and a power of ten: the ones that the C++ library multiplies.
+TEST(Decimal, AgreesWithStrtodOnProducts) {
+    for (int i = 0; i < 100'000; ++i) {
+        std::string text = randomText("12345678", 1);
+        text.append(randomText("0123456789", randomBetween(13, 15)));
+        expectSameAsStrtod(text.append(1, 'e').append(std::to_string(randomBetween(1, 22))));
+    }
+}
+
 TEST(Decimal, AgreesWithStrtodOnHostileTexts) {
     for (int i = 0; i < 100'000; ++i)
         expectSameAsStrtod(randomText("0123456789012345.eE+-,", randomBetween(0, 30)));
