@@ -9,6 +9,8 @@ struct CalendarDate {
     int year;
     int month;  ///< 1 to 12
     int day;    ///< 1 to 31
+
+    bool operator==(const CalendarDate&) const = default;
 };
 
 /// The automation date of a day that exists, in the years 100 to 9999; nothing for any other.

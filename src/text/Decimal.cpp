@@ -12,7 +12,34 @@ constexpr double powersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
 
 bool isDigit(char c) { return static_cast<unsigned char>(c - '0') < 10; }
 
+#ifdef __i386__
+// The C++ library's from_chars multiplies on the x87 unit, which rounds a product twice (to its own
+// 64 bits, then to double's 53) unless it is told to work with 53. Hosts differ in what they set.
+class DoublePrecision {
+public:
+    DoublePrecision() {
+        __asm__ volatile("fnstcw %0" : "=m"(m_before));
+        constexpr std::uint16_t precisionBits = 0x0300, doublePrecision = 0x0200;
+        set(static_cast<std::uint16_t>((m_before & ~precisionBits) | doublePrecision));
+    }
+    ~DoublePrecision() { set(m_before); }
+    DoublePrecision(const DoublePrecision&) = delete;
+    DoublePrecision& operator=(const DoublePrecision&) = delete;
+
+private:
+    static void set(std::uint16_t word) { __asm__ volatile("fldcw %0" : : "m"(word) : "memory"); }
+
+    std::uint16_t m_before;
+};
+#else
+class DoublePrecision {
+public:
+    DoublePrecision() {}  // nothing to set; a constructor, so that its objects count as used
+};
+#endif
+
 DecimalRead readAnyDecimal(const char* first, const char* start, const char* last, bool negative) {
+    const DoublePrecision precision;
     double value = 0;
     const auto [end, error] = std::from_chars(start, last, value);
     if (error != std::errc{}) return {0, first};

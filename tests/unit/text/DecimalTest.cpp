@@ -1,0 +1,159 @@
+#include "text/Decimal.h"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace vtdl::text {
+namespace {
+
+std::mt19937 generator(20040109);
+
+int randomBetween(int low, int high) {
+    return std::uniform_int_distribution<int>(low, high)(generator);
+}
+
+std::string randomText(std::string_view alphabet, int length) {
+    const int last = static_cast<int>(alphabet.size()) - 1;
+    std::string text;
+    for (; length > 0; --length) text += alphabet[static_cast<std::size_t>(randomBetween(0, last))];
+    return text;
+}
+
+struct Read {
+    double value;
+    std::ptrdiff_t length;
+};
+
+// Reads from a heap block of exactly the text's size, so that the sanitizer sees a read past it.
+Read read(std::string_view text) {
+    const std::vector<char> bytes(text.begin(), text.end());
+    const DecimalRead result = readDecimal(bytes.data(), bytes.data() + bytes.size());
+    return {result.value, result.end - bytes.data()};
+}
+
+// What strtod makes of a text of digits, points, signs and exponents; nothing out of range.
+Read expectedRead(const std::string& text) {
+    char* end = nullptr;
+    const double value = std::strtod(text.c_str(), &end);
+    if (end == text.c_str()) return {0, 0};
+    const std::string used = text.substr(0, static_cast<std::size_t>(end - text.c_str()));
+    const std::string mantissa = used.substr(0, used.find_first_of("eE"));
+    const bool isZero = mantissa.find_first_of("123456789") == std::string::npos;
+    if (std::isinf(value) || (value == 0 && !isZero)) return {0, 0};
+    return {value, end - text.c_str()};
+}
+
+void expectSameAsStrtod(const std::string& text) {
+    const Read expected = expectedRead(text);
+    const Read actual = read(text);
+    EXPECT_EQ(actual.length, expected.length) << text;
+    EXPECT_EQ(std::bit_cast<std::uint64_t>(actual.value),
+              std::bit_cast<std::uint64_t>(expected.value))
+        << text;
+}
+
+TEST(Decimal, EveryLengthWithThePointAnywhere) {
+    for (int length = 1; length <= 25; ++length) {
+        for (int point = -1; point <= length; ++point) {
+            for (const char* sign : {"", "-", "+"}) {
+                std::string text = randomText("0123456789", length);
+                if (point >= 0) text.insert(static_cast<std::size_t>(point), 1, '.');
+                expectSameAsStrtod(std::string(sign).append(text));
+            }
+        }
+    }
+}
+
+TEST(Decimal, BordersOfExactIntegers) {
+    for (const char* text : {"4294967295",
+                             "4294967296",
+                             "999999999",
+                             "999999999.9",
+                             "2147483648",
+                             "999999999999999",
+                             "999999999999999.9",
+                             "9007199254740992",
+                             "9007199254740993",
+                             "9007199254740995",
+                             "0.000000000000001",
+                             ".999999999999999",
+                             "18446744073709551615",
+                             "18446744073709551616",
+                             "9223372036854775808",
+                             "0.1",
+                             "-0",
+                             "-0.0",
+                             "000",
+                             "000000000000000000000001",
+                             "1.7976931348623157e308",
+                             "2.2250738585072014e-308",
+                             "4.9e-324",
+                             "2.5e-324"})
+        expectSameAsStrtod(text);
+}
+
+TEST(Decimal, AgreesWithStrtodOnPlausibleNumbers) {
+    for (int i = 0; i < 100'000; ++i) {
+        std::string text = randomText("0123456789", randomBetween(1, 10));
+        if (randomBetween(0, 3) > 0)
+            text.append(1, '.').append(randomText("0123456789", randomBetween(1, 8)));
+        if (randomBetween(0, 9) == 0)
+            text.append(1, 'e').append(std::to_string(randomBetween(-30, 30)));
+        expectSameAsStrtod(text);
+    }
+}
+
+// Products of an integer below 2^53 and a power of ten: the ones that the C++ library multiplies.
+TEST(Decimal, AgreesWithStrtodOnProducts) {
+    for (int i = 0; i < 100'000; ++i) {
+        std::string text = randomText("12345678", 1);
+        text.append(randomText("0123456789", randomBetween(13, 15)));
+        expectSameAsStrtod(text.append(1, 'e').append(std::to_string(randomBetween(1, 22))));
+    }
+}
+
+TEST(Decimal, AgreesWithStrtodOnHostileTexts) {
+    for (int i = 0; i < 100'000; ++i)
+        expectSameAsStrtod(randomText("0123456789012345.eE+-,", randomBetween(0, 30)));
+}
+
+TEST(Decimal, StopsWhereTheNumberStops) {
+    for (const auto& [text, value, length] :
+         std::initializer_list<std::tuple<const char*, double, int>>{{"12,5", 12, 2},
+                                                                     {"1.5.2", 1.5, 3},
+                                                                     {"7.", 7, 2},
+                                                                     {"7.,", 7, 2},
+                                                                     {"1e", 1, 1},
+                                                                     {"1e+,", 1, 1},
+                                                                     {"2E3x", 2000, 3},
+                                                                     {"0x10", 0, 1},
+                                                                     {"5 ", 5, 1},
+                                                                     {"1'000", 1, 1},
+                                                                     {"1.e2", 100, 4},
+                                                                     {".5e1,", 5, 4}}) {
+        EXPECT_EQ(read(text).value, value) << text;
+        EXPECT_EQ(read(text).length, length) << text;
+    }
+}
+
+TEST(Decimal, RefusesWhatIsNoPlainDecimal) {
+    for (const char* text :
+         {"",    "-",     "+",      ".",      "-.",
+          ".e5", "e5",    "+-1",    "--1",    " 1",
+          ",",   "inf",   "-inf",   "nan",    "infinity",
+          "N/A", "1e309", "-1e400", "1e-400", "123456789012345678901234567890e300"}) {
+        const Read result = read(text);
+        EXPECT_EQ(result.length, 0) << text;
+        EXPECT_EQ(result.value, 0) << text;
+    }
+}
+
+}  // namespace
+}  // namespace vtdl::text

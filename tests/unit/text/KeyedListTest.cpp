@@ -1,0 +1,128 @@
+#include "text/KeyedList.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <memory>
+#include <random>
+
+namespace vtdl::text {
+namespace {
+
+TEST(KeyedList, KeepsOrderAndFindsWithoutRegardToCase) {
+    KeyedList<int> list;
+    EXPECT_TRUE(list.add(1, L"Open"));
+    EXPECT_TRUE(list.add(2));
+    EXPECT_TRUE(list.add(3, L""));
+    EXPECT_TRUE(list.add(4));
+    EXPECT_FALSE(list.add(5, L"OPEN"));
+    EXPECT_EQ(list.snapshot(), (std::vector{1, 2, 3, 4}));
+    EXPECT_EQ(*list.find(L"oPEN"), 1);
+    EXPECT_EQ(*list.find(L""), 3);  // an empty key is a key, unlike none
+    EXPECT_EQ(list.find(L"close"), nullptr);
+    EXPECT_EQ(*list.at(1), 1);
+    EXPECT_EQ(*list.at(4), 4);
+    EXPECT_EQ(list.at(0), nullptr);
+    EXPECT_EQ(list.at(5), nullptr);
+    EXPECT_FALSE(list.removeAt(0));
+    EXPECT_FALSE(list.removeAt(5));
+    EXPECT_FALSE(list.remove(L"close"));
+}
+
+// Random work on a list and on a plain vector of pairs side by side.
+TEST(KeyedList, AgreesWithAPlainVector) {
+    struct Pair {
+        int item;
+        std::wstring key;  // none: the empty one, which is never added
+    };
+    std::mt19937 generator(20040109);
+    const auto below = [&](std::size_t limit) {
+        return std::uniform_int_distribution<std::size_t>(0, limit - 1)(generator);
+    };
+    KeyedList<int> list;
+    std::vector<Pair> plain;
+    for (int step = 0; step < 20'000; ++step) {
+        const std::wstring key = L'k' + std::to_wstring(below(60));
+        const auto position = std::find_if(plain.begin(), plain.end(),
+                                           [&](const Pair& pair) { return pair.key == key; });
+        const bool isThere = position != plain.end();
+        switch (below(5)) {
+            case 0:
+            case 1:
+                ASSERT_EQ(list.add(step, key), !isThere);
+                if (!isThere) plain.push_back({step, key});
+                break;
+            case 2:
+                if (plain.size() > 100) break;
+                ASSERT_TRUE(list.add(step));
+                plain.push_back({step, {}});
+                break;
+            case 3:
+                ASSERT_EQ(list.remove(key), isThere);
+                if (isThere) plain.erase(position);
+                break;
+            default:
+                if (plain.empty()) break;
+                const std::size_t index = below(plain.size());
+                ASSERT_TRUE(list.removeAt(index + 1));
+                plain.erase(plain.begin() + static_cast<std::ptrdiff_t>(index));
+        }
+        ASSERT_EQ(list.size(), plain.size());
+        for (std::size_t i = 0; i < plain.size(); ++i) {
+            ASSERT_EQ(*list.at(i + 1), plain[i].item);
+            if (plain[i].key.empty()) continue;
+            ASSERT_EQ(list.find(plain[i].key), list.at(i + 1));
+        }
+    }
+}
+
+// An item whose release runs code, as the release of an object's last reference does.
+using Item = std::shared_ptr<void>;
+
+Item itemReleasedBy(std::function<void()> action) {
+    return Item(nullptr, [action = std::move(action)](void*) { action(); });
+}
+
+TEST(KeyedList, ReleasingAnItemMayComeBackToTheList) {
+    KeyedList<Item> list;
+    int releases = 0;
+    const auto addAgain = [&] {
+        ++releases;
+        EXPECT_EQ(list.find(L"b"), nullptr);
+        EXPECT_TRUE(list.add(nullptr, L"b"));
+        EXPECT_TRUE(list.remove(L"a"));
+        EXPECT_EQ(list.find(L"c"), list.at(1));
+        EXPECT_EQ(list.find(L"b"), list.at(2));
+    };
+    list.add(nullptr, L"a");
+    list.add(itemReleasedBy(addAgain), L"b");
+    list.add(nullptr, L"c");
+    EXPECT_TRUE(list.remove(L"b"));
+    EXPECT_EQ(releases, 1);
+    EXPECT_EQ(list.size(), 2U);
+
+    list.clear();
+    list.add(nullptr, L"a");
+    list.add(itemReleasedBy(addAgain), L"b");
+    list.add(nullptr, L"c");
+    EXPECT_TRUE(list.removeAt(2));
+    EXPECT_EQ(releases, 2);
+}
+
+TEST(KeyedList, ClearingMayComeBackToTheList) {
+    KeyedList<Item> list;
+    int releases = 0;
+    const auto addAnother = [&] {
+        list.add(nullptr, std::to_wstring(++releases));
+        EXPECT_EQ(list.find(L"a"), nullptr);
+    };
+    for (const wchar_t* key : {L"a", L"b", L"c"}) list.add(itemReleasedBy(addAnother), key);
+    list.clear();
+    EXPECT_EQ(releases, 3);
+    EXPECT_EQ(list.size(), 3U);
+    EXPECT_EQ(list.find(L"3"), list.at(3));
+}
+
+}  // namespace
+}  // namespace vtdl::text
