@@ -4,17 +4,30 @@
 #include <vector>
 
 #include "automation/Platform.h"
+#include "automation/Variant.h"
 
 namespace vtdl::automation {
 
-/// A view of a call's arguments.
+/// The arguments of a call, each by-reference parameter with a reference of its exact type. Script
+/// variables arrive as references to variants, which the platform does not look into; an object is
+/// asked for the parameter's interface, so that none is taken for what it is not. What the callee
+/// writes to a text variable reaches the script.
 class ArgumentsByReference {
 public:
-    explicit ArgumentsByReference(DISPPARAMS& parameters) : m_parameters(parameters) {}
+    /// Throws the run-time error 13 for an argument that does not fit.
+    ArgumentsByReference(ITypeInfo* type, DISPID member, WORD flags, const DISPPARAMS& parameters);
+
     DISPPARAMS* parameters() noexcept { return &m_parameters; }
 
 private:
-    DISPPARAMS& m_parameters;
+    void adapt(ITypeInfo* type, const TYPEDESC& target, VARIANT& argument);
+    void adaptText(VARIANT& argument);
+    void adaptObject(REFIID interfaceId, VARTYPE type, VARIANT& argument);
+    VARIANT& keep(Variant value);
+
+    DISPPARAMS m_parameters;
+    std::vector<VARIANT> m_arguments;  // borrowed, but for what m_kept owns
+    std::vector<Variant> m_kept;
 };
 
 }  // namespace vtdl::automation

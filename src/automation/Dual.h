@@ -46,7 +46,7 @@ public:
         return guarded([&] {
             if (!parameters) return E_POINTER;
             if (const auto hr = invokeOwn(member, flags, *parameters, result)) return *hr;
-            ArgumentsByReference arguments(*parameters);
+            ArgumentsByReference arguments(typeInformationOf<I>(), member, flags, *parameters);
             const HRESULT hr =
                 typeInformationOf<I>()->Invoke(static_cast<I*>(this), member, flags,
                                                arguments.parameters(), result, exception, badArgument);

@@ -4,6 +4,25 @@ namespace vtdl {
 
 using namespace automation;
 
+namespace {
+
+Variant entry(const VARIANT& data, long index) {
+    if (!(data.vt & VT_ARRAY)) throw runtimeError(RuntimeError::typeMismatch);
+    Variant value;
+    const VARTYPE type = static_cast<VARTYPE>(data.vt & ~VT_ARRAY);
+    if (type == VT_VARIANT) {
+        if (FAILED(SafeArrayGetElement(data.parray, &index, value.put())))
+            throw runtimeError(RuntimeError::subscript);
+        return value;
+    }
+    if (FAILED(SafeArrayGetElement(data.parray, &index, &value.put()->llVal)))
+        throw runtimeError(RuntimeError::subscript);
+    value.put()->vt = type;
+    return value;
+}
+
+}  // namespace
+
 STDMETHODIMP CDataField::get_Name(BSTR* result) noexcept {
     return framedResult<"Name">(result, [&] { *result = Bstr(m_name).release(); });
 }
@@ -27,6 +46,14 @@ STDMETHODIMP CDataField::get_Data(VARIANT* result) noexcept {
 STDMETHODIMP CDataField::put_Data(VARIANT* value) noexcept {
     if (!value) return E_POINTER;
     return framed<"Data">([&] { m_data = Variant(*value); });
+}
+
+std::optional<HRESULT> CDataField::invokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters,
+                                             VARIANT* result) {
+    constexpr DISPID data = 3;
+    const bool isIndexed = member == data && (flags & DISPATCH_PROPERTYGET) && parameters.cArgs == 1;
+    if (!isIndexed || !result) return {};
+    return raising([&] { *result = entry(m_data.get(), toLong(parameters.rgvarg[0])).release(); });
 }
 
 }  // namespace vtdl

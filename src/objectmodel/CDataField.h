@@ -9,7 +9,8 @@
 namespace vtdl {
 
 /// The published data field: a name, a data type (0 until it is set), and an array with one entry a
-/// row, or a single value.
+/// row, or a single value. Script languages, which cannot index arrays of dates or doubles, read an
+/// entry as Data(index).
 class CDataField final : public FramedObject<CDataField, ::CDataField, _CDataField> {
 public:
     static constexpr text::FixedString className{"CDataField"};
@@ -25,6 +26,9 @@ public:
     void adoptData(automation::Variant data) noexcept { m_data = std::move(data); }
 
 private:
+    std::optional<HRESULT> invokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters,
+                                     VARIANT* result) override;
+
     vtdlDataType m_dataType{};
     automation::Bstr m_name;
     automation::Variant m_data;

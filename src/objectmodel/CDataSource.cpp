@@ -33,7 +33,7 @@ STDMETHODIMP CDataSource::Download(_CSession** session) noexcept {
     return framed<"Download">([&](MethodFrame& frame) {
         const auto progress = query<_IProgressCallBack>(*session);
         if (!progress) throw runtimeError(RuntimeError::typeMismatch);
-        IUnknown* caller = this;
+        IUnknown* caller = static_cast<_CDataSource*>(this);
         Bstr statusText(L"");
         frame.step([&] { check(progress->Start(&caller)); });
         for (long percent = 1; percent <= 100; ++percent)

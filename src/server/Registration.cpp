@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "automation/Bstr.h"
 #include "automation/ClassTable.h"
 #include "automation/Platform.h"
 #include "automation/TypeInformation.h"

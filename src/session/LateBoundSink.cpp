@@ -1,5 +1,7 @@
 #include "session/LateBoundSink.h"
 
+#include <dispex.h>
+
 #include "automation/Variant.h"
 
 namespace vtdl {
@@ -14,10 +16,11 @@ VARIANT longArgument(long value) {
     return argument;
 }
 
-VARIANT textReference(BSTR* text) {
+// By value: script languages take no references to texts.
+VARIANT textArgument(BSTR text) {
     VARIANT argument;
-    argument.vt = VT_BYREF | VT_BSTR;
-    argument.pbstrVal = text;
+    argument.vt = VT_BSTR;
+    argument.bstrVal = text;
     return argument;
 }
 
@@ -26,7 +29,7 @@ VARIANT textReference(BSTR* text) {
 STDMETHODIMP LateBoundSink::Start(IUnknown** caller) noexcept { return call(L"Start", caller, {}); }
 
 STDMETHODIMP LateBoundSink::Progress(IUnknown** caller, long percent, BSTR* statusText) noexcept {
-    return call(L"Progress", caller, {textReference(statusText), longArgument(percent)});
+    return call(L"Progress", caller, {textArgument(statusText ? *statusText : nullptr), longArgument(percent)});
 }
 
 STDMETHODIMP LateBoundSink::DataReady(IUnknown** caller) noexcept {
@@ -40,10 +43,14 @@ STDMETHODIMP LateBoundSink::Done(IUnknown** caller, long errorNumber) noexcept {
 HRESULT LateBoundSink::call(const wchar_t* method, IUnknown** caller,
                             std::vector<VARIANT> arguments) noexcept {
     return raising([&] {
+        // Script classes are asked through their own interface: Wine's VBScript answers no other.
+        const auto script = query<IDispatchEx>(m_target.get());
+        const Bstr name(method);
         DISPID member = 0;
-        LPOLESTR name = const_cast<LPOLESTR>(method);
+        LPOLESTR names = name.get();
         const HRESULT found =
-            m_target->GetIDsOfNames(GUID{}, &name, 1, LOCALE_USER_DEFAULT, &member);
+            script ? script->GetDispID(name.get(), fdexNameCaseInsensitive, &member)
+                   : m_target->GetIDsOfNames(GUID{}, &names, 1, LOCALE_USER_DEFAULT, &member);
         if (found == DISP_E_UNKNOWNNAME || found == DISP_E_MEMBERNOTFOUND) return;
         check(found);
 
@@ -51,8 +58,11 @@ HRESULT LateBoundSink::call(const wchar_t* method, IUnknown** caller,
         arguments.push_back(callerArgument.get());
         DISPPARAMS parameters{arguments.data(), nullptr, static_cast<UINT>(arguments.size()), 0};
         EXCEPINFO exception{};
-        const HRESULT hr = m_target->Invoke(member, GUID{}, LOCALE_USER_DEFAULT, DISPATCH_METHOD,
-                                            &parameters, nullptr, &exception, nullptr);
+        const HRESULT hr =
+            script ? script->InvokeEx(member, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &parameters,
+                                      nullptr, &exception, nullptr)
+                   : m_target->Invoke(member, GUID{}, LOCALE_USER_DEFAULT, DISPATCH_METHOD,
+                                      &parameters, nullptr, &exception, nullptr);
         const Bstr source = Bstr::attach(exception.bstrSource);
         const Bstr description = Bstr::attach(exception.bstrDescription);
         const Bstr helpFile = Bstr::attach(exception.bstrHelpFile);

@@ -125,7 +125,7 @@ protected:
     bool fetch(const HostAddress& host, const std::string& resource, std::string& body) {
         body.clear();
         if (m_isAborted) return false;
-        m_ADL = std::make_unique<WinInet>(this);
+        m_ADL = std::make_unique<WinInet>(static_cast<WinInetEvents*>(this));
         m_ADL->HostName = host.name;
         m_ADL->Port = host.port;
         m_ADL->Resource = resource;

@@ -29,7 +29,7 @@ double convertNumber(std::wstring_view text, std::wstring_view detail) {
     std::wstring localised(text);
     std::replace(localised.begin(), localised.end(), L'.', decimalSeparator());
     double number = 0;
-    automation::checkConversion(VarR8FromStr(localised.c_str(), LOCALE_USER_DEFAULT, 0, &number),
+    automation::checkConversion(VarR8FromStr(localised.data(), LOCALE_USER_DEFAULT, 0, &number),
                                 detail);
     return number;
 }

@@ -14,6 +14,9 @@ using Node = ComPtr<IXMLDOMNode>;
 
 constexpr CLSID freeThreadedDocument = {
     0xF6D90F12, 0x9C73, 0x11D3, {0xB3, 0x2E, 0x00, 0xC0, 0x4F, 0x99, 0x0B, 0xB4}};
+// IXMLDOMDocument2; the compiler's header does not tie the identifier to the interface.
+constexpr IID documentInterface = {
+    0x2933BF95, 0x7B36, 0x11D2, {0xB2, 0x0E, 0x00, 0xC0, 0x4F, 0x98, 0x3E, 0x60}};
 
 std::wstring rawText(IXMLDOMNode* node) {
     VARIANT value;
@@ -102,7 +105,7 @@ void print(IXMLDOMNode* node, std::size_t depth, std::wstring& out) {
 ComPtr<IXMLDOMDocument2> newDocument() {
     ComPtr<IXMLDOMDocument2> document;
     check(CoCreateInstance(freeThreadedDocument, nullptr, CLSCTX_INPROC_SERVER,
-                           __uuidof(IXMLDOMDocument2), reinterpret_cast<void**>(document.put())));
+                           documentInterface, reinterpret_cast<void**>(document.put())));
     // A settings file needs neither a DTD nor anything from elsewhere.
     check(document->put_async(VARIANT_FALSE));
     check(document->put_validateOnParse(VARIANT_FALSE));
@@ -131,13 +134,11 @@ void setValue(IXMLDOMNode* key, const std::wstring& value) {
 }
 
 std::wstring nameOf(IXMLDOMNode* node) {
-    const auto element = automation::query<IXMLDOMElement>(node);
-    VARIANT name;
-    VariantInit(&name);
-    if (element) check(element->getAttribute(Bstr(L"name").get(), &name));
-    const std::wstring text(automation::viewOf(name.vt == VT_BSTR ? name.bstrVal : nullptr));
-    VariantClear(&name);
-    return text;
+    ComPtr<IXMLDOMNamedNodeMap> attributes;
+    Node name;
+    check(node->get_attributes(attributes.put()));
+    if (attributes) check(attributes->getNamedItem(Bstr(L"name").get(), name.put()));
+    return name ? rawText(name.get()) : std::wstring();
 }
 
 std::wstring prettyPrinted(IXMLDOMDocument2* document) {

@@ -1,0 +1,114 @@
+#include "automation/Arguments.h"
+
+#include "automation/ComPtr.h"
+#include "automation/Error.h"
+
+namespace vtdl::automation {
+namespace {
+
+// The description of a called member, released with it.
+class Function {
+public:
+    Function(ITypeInfo* type, DISPID member, WORD flags) : m_type(type) {
+        for (UINT index = 0; SUCCEEDED(type->GetFuncDesc(index, &m_description)); ++index) {
+            if (m_description->memid == member && (m_description->invkind & flags)) return;
+            type->ReleaseFuncDesc(m_description);
+            m_description = nullptr;
+        }
+        m_description = nullptr;
+    }
+    Function(const Function&) = delete;
+    Function& operator=(const Function&) = delete;
+    ~Function() {
+        if (m_description) m_type->ReleaseFuncDesc(m_description);
+    }
+
+    const FUNCDESC* get() const { return m_description; }
+
+private:
+    ITypeInfo* m_type;
+    FUNCDESC* m_description = nullptr;
+};
+
+IID interfaceOf(ITypeInfo* type, const TYPEDESC& target) {
+    if (target.vt == VT_UNKNOWN) return __uuidof(IUnknown);
+    if (target.vt == VT_DISPATCH) return __uuidof(IDispatch);
+    ComPtr<ITypeInfo> referred;
+    TYPEATTR* attributes = nullptr;
+    check(type->GetRefTypeInfo(target.hreftype, referred.put()));
+    check(referred->GetTypeAttr(&attributes));
+    const IID identifier = attributes->guid;
+    referred->ReleaseTypeAttr(attributes);
+    return identifier;
+}
+
+}  // namespace
+
+ArgumentsByReference::ArgumentsByReference(ITypeInfo* type, DISPID member, WORD flags,
+                                           const DISPPARAMS& parameters)
+    : m_parameters(parameters),
+      m_arguments(parameters.rgvarg, parameters.rgvarg + parameters.cArgs) {
+    // Assignments take their value as it is, and have no other arguments here.
+    if (m_arguments.empty() || parameters.cNamedArgs > 0) return;
+    m_parameters.rgvarg = m_arguments.data();
+    m_kept.reserve(m_arguments.size());
+    const Function function(type, member, flags);
+    if (!function.get()) return;
+    const std::size_t declared = static_cast<std::size_t>(function.get()->cParams);
+    for (std::size_t i = 0; i < m_arguments.size() && i < declared; ++i) {
+        const TYPEDESC& parameter = function.get()->lprgelemdescParam[i].tdesc;
+        VARIANT& argument = m_arguments[m_arguments.size() - 1 - i];  // they stand in reverse order
+        if (parameter.vt == VT_PTR && !isMissing(&argument)) adapt(type, *parameter.lptdesc, argument);
+    }
+}
+
+void ArgumentsByReference::adapt(ITypeInfo* type, const TYPEDESC& target, VARIANT& argument) {
+    switch (target.vt) {
+        case VT_VARIANT:
+            if (argument.vt == (VT_BYREF | VT_VARIANT)) return;
+            argument.pvarVal = &keep(Variant(argument));
+            argument.vt = VT_BYREF | VT_VARIANT;
+            return;
+        case VT_BSTR: adaptText(argument); return;
+        case VT_UNKNOWN:
+        case VT_DISPATCH: adaptObject(interfaceOf(type, target), target.vt, argument); return;
+        case VT_PTR:
+            if (target.lptdesc->vt == VT_USERDEFINED)
+                adaptObject(interfaceOf(type, *target.lptdesc), VT_DISPATCH, argument);
+            return;
+        default: return;
+    }
+}
+
+void ArgumentsByReference::adaptText(VARIANT& argument) {
+    if (argument.vt == (VT_BYREF | VT_BSTR)) return;
+    const bool isTextVariable =
+        argument.vt == (VT_BYREF | VT_VARIANT) && argument.pvarVal->vt == VT_BSTR;
+    VARIANT& text = isTextVariable ? *argument.pvarVal : keep(converted(argument, VT_BSTR));
+    argument.vt = VT_BYREF | VT_BSTR;
+    argument.pbstrVal = &text.bstrVal;
+}
+
+void ArgumentsByReference::adaptObject(REFIID interfaceId, VARTYPE type, VARIANT& argument) {
+    const Variant value(argument);
+    if (!value.isObject()) throw runtimeError(RuntimeError::typeMismatch);
+    Variant face;
+    if (IUnknown* object = value.get().punkVal) {
+        void* found = nullptr;
+        if (FAILED(object->QueryInterface(interfaceId, &found)))
+            throw runtimeError(RuntimeError::typeMismatch);
+        face.put()->punkVal = static_cast<IUnknown*>(found);
+        face.put()->vt = type;
+    }
+    VARIANT& kept = keep(std::move(face));
+    argument.vt = static_cast<VARTYPE>(VT_BYREF | type);
+    argument.ppunkVal = &kept.punkVal;
+}
+
+// The storage was reserved: references into it stay valid.
+VARIANT& ArgumentsByReference::keep(Variant value) {
+    m_kept.push_back(std::move(value));
+    return *m_kept.back().put();
+}
+
+}  // namespace vtdl::automation
