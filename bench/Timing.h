@@ -9,7 +9,7 @@ namespace vtdl::bench {
 
 /// The median duration, in seconds, of the runs of a body; one run before them warms up.
 template <class Body>
-double medianSeconds(int runs, const Body& body) {
+double MedianSeconds(int runs, const Body& body) {
     body();
     std::vector<double> seconds;
     for (int run = 0; run < runs; ++run) {

@@ -24,31 +24,31 @@ constexpr std::string_view header = "Date,Open";
 
 class ThrowingReader final : public replies::OddFieldReader {
 public:
-    double read(const replies::OddField&) override { throw std::runtime_error("odd field"); }
+    double Read(const replies::OddField&) override { throw std::runtime_error("odd field"); }
 };
 
-void parseInto(const std::string& page, replies::Columns& columns) {
+void ParseInto(const std::string& page, replies::Columns& columns) {
     ThrowingReader reader;
-    replies::parseYahooPage(page, header, false, columns, reader);
+    replies::ParseYahooPage(page, header, false, columns, reader);
 }
 
-replies::Columns parse(const std::string& page) {
+replies::Columns Parse(const std::string& page) {
     replies::Columns columns(replies::yahooPriceColumns);
-    parseInto(page, columns);
+    ParseInto(page, columns);
     return columns;
 }
 
 // Splits lines and fields and leaves the numbers to the C library.
-replies::Columns readPlainly(const std::string& page) {
+replies::Columns ReadPlainly(const std::string& page) {
     replies::Columns columns(replies::yahooPriceColumns);
-    columns.addRows(static_cast<std::size_t>(std::count(page.begin(), page.end(), '\n')) - 1);
+    columns.AddRows(static_cast<std::size_t>(std::count(page.begin(), page.end(), '\n')) - 1);
     const std::string_view text = page;
     std::size_t lineStart = text.find('\n') + 1;
-    for (std::size_t row = 0; row < columns.rows(); ++row) {
+    for (std::size_t row = 0; row < columns.Rows(); ++row) {
         const std::size_t lineEnd = text.find('\n', lineStart);
         const std::string_view line = text.substr(lineStart, lineEnd - lineStart);
         std::size_t fieldStart = 0;
-        for (std::size_t column = 0; column < columns.specs().size(); ++column) {
+        for (std::size_t column = 0; column < columns.Specs().size(); ++column) {
             const std::size_t fieldEnd = std::min(line.find(',', fieldStart), line.size());
             const char* field = line.data() + fieldStart;
             if (column == 0) {
@@ -57,7 +57,7 @@ replies::Columns readPlainly(const std::string& page) {
                 date.year = static_cast<int>(std::strtol(field, &part, 10));
                 date.month = static_cast<int>(std::strtol(part + 1, &part, 10));
                 date.day = static_cast<int>(std::strtol(part + 1, &part, 10));
-                columns[column][row] = text::automationDate(date).value();
+                columns[column][row] = text::ToAutomationDate(date).value();
             } else {
                 columns[column][row] = std::strtod(field, nullptr);
             }
@@ -68,8 +68,8 @@ replies::Columns readPlainly(const std::string& page) {
     return columns;
 }
 
-bool isSame(const replies::Columns& a, const replies::Columns& b) {
-    for (std::size_t column = 0; column < a.specs().size(); ++column)
+bool IsSame(const replies::Columns& a, const replies::Columns& b) {
+    for (std::size_t column = 0; column < a.Specs().size(); ++column)
         if (a[column] != b[column]) return false;
     return true;
 }
@@ -81,10 +81,10 @@ int run(const char* path) {
     std::string longPage = page;
     for (int i = 1; i < 10; ++i) longPage.append(page, rowsStart);
 
-    const std::size_t rows = parse(page).rows();
-    const bool isRight = rows > 0 && isSame(parse(page), readPlainly(page)) &&
-                         isSame(parse(longPage), readPlainly(longPage)) &&
-                         parse(longPage).rows() == 10 * rows;
+    const std::size_t rows = Parse(page).Rows();
+    const bool isRight = rows > 0 && IsSame(Parse(page), ReadPlainly(page)) &&
+                         IsSame(Parse(longPage), ReadPlainly(longPage)) &&
+                         Parse(longPage).Rows() == 10 * rows;
     if (!isRight) {
         std::fprintf(stderr, "bench_replies: no table in %s, or the readers differ\n", path);
         return 1;
@@ -95,18 +95,18 @@ int run(const char* path) {
         return static_cast<double>(page.size()) / seconds / 1e6;
     };
     const auto parserSeconds = [&](const std::string& text, int runs) {
-        return bench::medianSeconds(runs, [&] { sum += parse(text)[6].back(); });
+        return bench::MedianSeconds(runs, [&] { sum += Parse(text)[6].back(); });
     };
     const auto reuseSeconds = [&](const std::string& text, int runs) {
         replies::Columns columns(replies::yahooPriceColumns);
-        return bench::medianSeconds(runs, [&] {
-            for (std::size_t i = 0; i < columns.specs().size(); ++i) columns[i].clear();
-            parseInto(text, columns);
+        return bench::MedianSeconds(runs, [&] {
+            for (std::size_t i = 0; i < columns.Specs().size(); ++i) columns[i].clear();
+            ParseInto(text, columns);
             sum += columns[6].back();
         });
     };
     const double parser = parserSeconds(page, 201);
-    const double plain = bench::medianSeconds(201, [&] { sum += readPlainly(page)[6].back(); });
+    const double plain = bench::MedianSeconds(201, [&] { sum += ReadPlainly(page)[6].back(); });
     std::printf(
         "%zu rows take %.2f times as long as %zu; with memory that is already there, %.2f\n",
         10 * rows, parserSeconds(longPage, 51) / parser, rows,

@@ -30,13 +30,13 @@ private:
     FUNCDESC* m_description = nullptr;
 };
 
-IID interfaceOf(ITypeInfo* type, const TYPEDESC& target) {
+IID InterfaceOf(ITypeInfo* type, const TYPEDESC& target) {
     if (target.vt == VT_UNKNOWN) return __uuidof(IUnknown);
     if (target.vt == VT_DISPATCH) return __uuidof(IDispatch);
     ComPtr<ITypeInfo> referred;
     TYPEATTR* attributes = nullptr;
-    check(type->GetRefTypeInfo(target.hreftype, referred.put()));
-    check(referred->GetTypeAttr(&attributes));
+    Check(type->GetRefTypeInfo(target.hreftype, referred.put()));
+    Check(referred->GetTypeAttr(&attributes));
     const IID identifier = attributes->guid;
     referred->ReleaseTypeAttr(attributes);
     return identifier;
@@ -58,55 +58,61 @@ ArgumentsByReference::ArgumentsByReference(ITypeInfo* type, DISPID member, WORD 
     for (std::size_t i = 0; i < m_arguments.size() && i < declared; ++i) {
         const TYPEDESC& parameter = function.get()->lprgelemdescParam[i].tdesc;
         VARIANT& argument = m_arguments[m_arguments.size() - 1 - i];  // they stand in reverse order
-        if (parameter.vt == VT_PTR && !isMissing(&argument)) adapt(type, *parameter.lptdesc, argument);
+        if (parameter.vt == VT_PTR && !IsMissing(&argument))
+            Adapt(type, *parameter.lptdesc, argument);
     }
 }
 
-void ArgumentsByReference::adapt(ITypeInfo* type, const TYPEDESC& target, VARIANT& argument) {
+void ArgumentsByReference::Adapt(ITypeInfo* type, const TYPEDESC& target, VARIANT& argument) {
     switch (target.vt) {
         case VT_VARIANT:
             if (argument.vt == (VT_BYREF | VT_VARIANT)) return;
-            argument.pvarVal = &keep(Variant(argument));
+            argument.pvarVal = &Keep(Variant(argument));
             argument.vt = VT_BYREF | VT_VARIANT;
             return;
-        case VT_BSTR: adaptText(argument); return;
+        case VT_BSTR:
+            AdaptText(argument);
+            return;
         case VT_UNKNOWN:
-        case VT_DISPATCH: adaptObject(interfaceOf(type, target), target.vt, argument); return;
+        case VT_DISPATCH:
+            AdaptObject(InterfaceOf(type, target), target.vt, argument);
+            return;
         case VT_PTR:
             if (target.lptdesc->vt == VT_USERDEFINED)
-                adaptObject(interfaceOf(type, *target.lptdesc), VT_DISPATCH, argument);
+                AdaptObject(InterfaceOf(type, *target.lptdesc), VT_DISPATCH, argument);
             return;
-        default: return;
+        default:
+            return;
     }
 }
 
-void ArgumentsByReference::adaptText(VARIANT& argument) {
+void ArgumentsByReference::AdaptText(VARIANT& argument) {
     if (argument.vt == (VT_BYREF | VT_BSTR)) return;
     const bool isTextVariable =
         argument.vt == (VT_BYREF | VT_VARIANT) && argument.pvarVal->vt == VT_BSTR;
-    VARIANT& text = isTextVariable ? *argument.pvarVal : keep(converted(argument, VT_BSTR));
+    VARIANT& text = isTextVariable ? *argument.pvarVal : Keep(Converted(argument, VT_BSTR));
     argument.vt = VT_BYREF | VT_BSTR;
     argument.pbstrVal = &text.bstrVal;
 }
 
-void ArgumentsByReference::adaptObject(REFIID interfaceId, VARTYPE type, VARIANT& argument) {
+void ArgumentsByReference::AdaptObject(REFIID interfaceId, VARTYPE type, VARIANT& argument) {
     const Variant value(argument);
-    if (!value.isObject()) throw runtimeError(RuntimeError::typeMismatch);
+    if (!value.IsObject()) throw MakeRuntimeError(RuntimeError::typeMismatch);
     Variant face;
     if (IUnknown* object = value.get().punkVal) {
         void* found = nullptr;
         if (FAILED(object->QueryInterface(interfaceId, &found)))
-            throw runtimeError(RuntimeError::typeMismatch);
+            throw MakeRuntimeError(RuntimeError::typeMismatch);
         face.put()->punkVal = static_cast<IUnknown*>(found);
         face.put()->vt = type;
     }
-    VARIANT& kept = keep(std::move(face));
+    VARIANT& kept = Keep(std::move(face));
     argument.vt = static_cast<VARTYPE>(VT_BYREF | type);
     argument.ppunkVal = &kept.punkVal;
 }
 
 // The storage was reserved: references into it stay valid.
-VARIANT& ArgumentsByReference::keep(Variant value) {
+VARIANT& ArgumentsByReference::Keep(Variant value) {
     m_kept.push_back(std::move(value));
     return *m_kept.back().put();
 }

@@ -20,10 +20,10 @@ public:
     DISPPARAMS* parameters() noexcept { return &m_parameters; }
 
 private:
-    void adapt(ITypeInfo* type, const TYPEDESC& target, VARIANT& argument);
-    void adaptText(VARIANT& argument);
-    void adaptObject(REFIID interfaceId, VARTYPE type, VARIANT& argument);
-    VARIANT& keep(Variant value);
+    void Adapt(ITypeInfo* type, const TYPEDESC& target, VARIANT& argument);
+    void AdaptText(VARIANT& argument);
+    void AdaptObject(REFIID interfaceId, VARTYPE type, VARIANT& argument);
+    VARIANT& Keep(Variant value);
 
     DISPPARAMS m_parameters;
     std::vector<VARIANT> m_arguments;  // borrowed, but for what m_kept owns

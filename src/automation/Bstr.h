@@ -10,7 +10,7 @@
 namespace vtdl::automation {
 
 /// The characters of an automation string; a null one is empty.
-inline std::wstring_view viewOf(BSTR text) noexcept {
+inline std::wstring_view ViewOf(BSTR text) noexcept {
     return text ? std::wstring_view(text, SysStringLen(text)) : std::wstring_view();
 }
 
@@ -37,7 +37,7 @@ public:
         return owner;
     }
 
-    std::wstring_view view() const noexcept { return viewOf(m_text); }
+    std::wstring_view view() const noexcept { return ViewOf(m_text); }
     BSTR get() const noexcept { return m_text; }
     BSTR release() noexcept { return std::exchange(m_text, nullptr); }
     /// For out-parameters and by-reference arguments.

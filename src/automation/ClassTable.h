@@ -18,15 +18,15 @@ struct ClassEntry {
 };
 
 /// All creatable classes.
-std::span<const ClassEntry> classTable();
+std::span<const ClassEntry> ClassTable();
 
 /// Makes an object of one of the library's classes, as COM would, without the registry.
-HRESULT createInstance(REFCLSID classId, REFIID interfaceId, void** object) noexcept;
+HRESULT CreateInstance(REFCLSID classId, REFIID interfaceId, void** object) noexcept;
 
 template <class I>
-ComPtr<I> createInstance(REFCLSID classId) {
+ComPtr<I> CreateInstance(REFCLSID classId) {
     ComPtr<I> object;
-    check(createInstance(classId, __uuidof(I), reinterpret_cast<void**>(object.put())));
+    Check(CreateInstance(classId, __uuidof(I), reinterpret_cast<void**>(object.put())));
     return object;
 }
 

@@ -7,8 +7,8 @@
 
 namespace vtdl::automation {
 
-/// Copying adds a reference, the destructor releases one. attach takes a reference over, detach gives
-/// it away, put is for out-parameters.
+/// Copying adds a reference, the destructor releases one. attach takes a reference over, detach
+/// gives it away, put is for out-parameters.
 template <class I>
 class ComPtr {
 public:
@@ -48,7 +48,7 @@ public:
     }
 
     /// A new reference for an out-parameter.
-    I* addRefed() const noexcept {
+    I* AddRefed() const noexcept {
         if (m_object) m_object->AddRef();
         return m_object;
     }
@@ -59,7 +59,7 @@ private:
 
 /// The object's other face, or nothing when it has none.
 template <class I>
-ComPtr<I> query(IUnknown* object) noexcept {
+ComPtr<I> Query(IUnknown* object) noexcept {
     ComPtr<I> face;
     if (object) object->QueryInterface(__uuidof(I), reinterpret_cast<void**>(face.put()));
     return face;

@@ -25,8 +25,8 @@ public:
         if (!information) return E_POINTER;
         *information = nullptr;
         if (index != 0) return DISP_E_BADINDEX;
-        return guarded([&] {
-            *information = typeInformationOf<I>();
+        return Guarded([&] {
+            *information = TypeInformationOf<I>();
             (*information)->AddRef();
             return S_OK;
         });
@@ -34,43 +34,43 @@ public:
 
     STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID locale,
                                DISPID* identifiers) noexcept final {
-        return guarded([&] {
-            const HRESULT hr = typeInformationOf<I>()->GetIDsOfNames(names, count, identifiers);
-            IDispatch* other = hr == DISP_E_UNKNOWNNAME ? alsoAnswers() : nullptr;
+        return Guarded([&] {
+            const HRESULT hr = TypeInformationOf<I>()->GetIDsOfNames(names, count, identifiers);
+            IDispatch* other = hr == DISP_E_UNKNOWNNAME ? AlsoAnswers() : nullptr;
             return other ? other->GetIDsOfNames(GUID{}, names, count, locale, identifiers) : hr;
         });
     }
 
     STDMETHODIMP Invoke(DISPID member, REFIID, LCID locale, WORD flags, DISPPARAMS* parameters,
                         VARIANT* result, EXCEPINFO* exception, UINT* badArgument) noexcept final {
-        return guarded([&] {
+        return Guarded([&] {
             if (!parameters) return E_POINTER;
-            if (const auto hr = invokeOwn(member, flags, *parameters, result)) return *hr;
-            ArgumentsByReference arguments(typeInformationOf<I>(), member, flags, *parameters);
-            const HRESULT hr =
-                typeInformationOf<I>()->Invoke(static_cast<I*>(this), member, flags,
-                                               arguments.parameters(), result, exception, badArgument);
-            IDispatch* other = hr == DISP_E_MEMBERNOTFOUND ? alsoAnswers() : nullptr;
-            return other ? other->Invoke(member, GUID{}, locale, flags, parameters, result, exception,
-                                         badArgument)
+            if (const auto hr = InvokeOwn(member, flags, *parameters, result)) return *hr;
+            ArgumentsByReference arguments(TypeInformationOf<I>(), member, flags, *parameters);
+            const HRESULT hr = TypeInformationOf<I>()->Invoke(static_cast<I*>(this), member, flags,
+                                                              arguments.parameters(), result,
+                                                              exception, badArgument);
+            IDispatch* other = hr == DISP_E_MEMBERNOTFOUND ? AlsoAnswers() : nullptr;
+            return other ? other->Invoke(member, GUID{}, locale, flags, parameters, result,
+                                         exception, badArgument)
                          : hr;
         });
     }
 
 protected:
     /// Calls that the platform's dispatcher cannot make; nothing leaves the call to it.
-    virtual std::optional<HRESULT> invokeOwn(DISPID, WORD, DISPPARAMS&, VARIANT*) { return {}; }
+    virtual std::optional<HRESULT> InvokeOwn(DISPID, WORD, DISPPARAMS&, VARIANT*) { return {}; }
 
     /// Another face of the object whose names a late-bound host reaches through this one.
-    virtual IDispatch* alsoAnswers() { return nullptr; }
+    virtual IDispatch* AlsoAnswers() { return nullptr; }
 
 private:
     template <class Body>
-    static HRESULT guarded(Body&& body) noexcept {
+    static HRESULT Guarded(Body&& body) noexcept {
         try {
             return body();
         } catch (...) {
-            return raise(currentError());
+            return Raise(CurrentError());
         }
     }
 };

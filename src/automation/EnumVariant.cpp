@@ -11,7 +11,8 @@ using Items = std::shared_ptr<const std::vector<ComPtr<IDispatch>>>;
 
 class EnumVariant final : public IEnumVARIANT {
 public:
-    EnumVariant(Items items, std::size_t position) : m_items(std::move(items)), m_position(position) {}
+    EnumVariant(Items items, std::size_t position)
+        : m_items(std::move(items)), m_position(position) {}
 
     STDMETHODIMP QueryInterface(REFIID id, void** object) noexcept override {
         if (!object) return E_POINTER;
@@ -35,7 +36,7 @@ public:
         for (; done < count && m_position < m_items->size(); ++done, ++m_position) {
             VariantInit(&values[done]);
             values[done].vt = VT_DISPATCH;
-            values[done].pdispVal = (*m_items)[m_position].addRefed();
+            values[done].pdispVal = (*m_items)[m_position].AddRefed();
         }
         if (fetched) *fetched = done;
         return done == count ? S_OK : S_FALSE;
@@ -68,7 +69,7 @@ private:
 
 }  // namespace
 
-ComPtr<IUnknown> enumerate(std::vector<ComPtr<IDispatch>> items) {
+ComPtr<IUnknown> Enumerate(std::vector<ComPtr<IDispatch>> items) {
     auto shared = std::make_shared<const std::vector<ComPtr<IDispatch>>>(std::move(items));
     return ComPtr<IUnknown>::attach(new EnumVariant(std::move(shared), 0));
 }

@@ -9,6 +9,6 @@
 namespace vtdl::automation {
 
 /// An IEnumVARIANT over a snapshot: items added or removed during the walk do not disturb it.
-ComPtr<IUnknown> enumerate(std::vector<ComPtr<IDispatch>> items);
+ComPtr<IUnknown> Enumerate(std::vector<ComPtr<IDispatch>> items);
 
 }  // namespace vtdl::automation

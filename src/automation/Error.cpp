@@ -11,10 +11,11 @@ namespace {
 
 constexpr HRESULT runtimeBase = static_cast<HRESULT>(0x800A0000);
 
-std::wstring systemText(HRESULT code) {
+std::wstring SystemText(HRESULT code) {
     wchar_t text[512];
-    DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
-                                  static_cast<DWORD>(code), 0, text, ARRAYSIZE(text), nullptr);
+    DWORD length =
+        FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
+                       static_cast<DWORD>(code), 0, text, ARRAYSIZE(text), nullptr);
     while (length > 0 && text[length - 1] <= L' ') --length;
     if (length > 0) return {text, length};
     wchar_t number[32];
@@ -22,12 +23,16 @@ std::wstring systemText(HRESULT code) {
     return {number, static_cast<std::size_t>(written)};
 }
 
-const wchar_t* runtimeText(RuntimeError number) {
+const wchar_t* RuntimeText(RuntimeError number) {
     switch (number) {
-        case RuntimeError::invalidCall: return L"Invalid procedure call or argument";
-        case RuntimeError::overflow: return L"Overflow";
-        case RuntimeError::subscript: return L"Subscript out of range";
-        case RuntimeError::typeMismatch: return L"Type mismatch";
+        case RuntimeError::invalidCall:
+            return L"Invalid procedure call or argument";
+        case RuntimeError::overflow:
+            return L"Overflow";
+        case RuntimeError::subscript:
+            return L"Subscript out of range";
+        case RuntimeError::typeMismatch:
+            return L"Type mismatch";
         case RuntimeError::duplicateKey:
             return L"This key is already associated with an element of this collection";
     }
@@ -36,18 +41,18 @@ const wchar_t* runtimeText(RuntimeError number) {
 
 }  // namespace
 
-long Error::number() const noexcept {
+long Error::Number() const noexcept {
     const bool isRuntimeError = (m_code & ~0xFFFF) == runtimeBase;
     return isRuntimeError ? m_code & 0xFFFF : m_code;
 }
 
-Error runtimeError(RuntimeError number, std::wstring_view detail) {
-    std::wstring text = runtimeText(number);
+Error MakeRuntimeError(RuntimeError number, std::wstring_view detail) {
+    std::wstring text = RuntimeText(number);
     if (!detail.empty()) text.append(L": ").append(detail);
     return Error(runtimeBase + static_cast<HRESULT>(number), L"VTDL33", std::move(text));
 }
 
-void check(HRESULT hr) {
+void Check(HRESULT hr) {
     if (SUCCEEDED(hr)) return;
     if (hr == E_OUTOFMEMORY) throw std::bad_alloc();
     ComPtr<IErrorInfo> information;
@@ -56,22 +61,22 @@ void check(HRESULT hr) {
         information->GetSource(source.put());
         information->GetDescription(description.put());
     }
-    if (description.view().empty()) description = Bstr(systemText(hr));
+    if (description.view().empty()) description = Bstr(SystemText(hr));
     throw Error(hr, std::wstring(source.view()), std::wstring(description.view()));
 }
 
-void checkConversion(HRESULT hr, std::wstring_view detail) {
-    if (hr == DISP_E_OVERFLOW) throw runtimeError(RuntimeError::overflow, detail);
+void CheckConversion(HRESULT hr, std::wstring_view detail) {
+    if (hr == DISP_E_OVERFLOW) throw MakeRuntimeError(RuntimeError::overflow, detail);
     if (hr == E_OUTOFMEMORY) throw std::bad_alloc();
-    if (FAILED(hr)) throw runtimeError(RuntimeError::typeMismatch, detail);
+    if (FAILED(hr)) throw MakeRuntimeError(RuntimeError::typeMismatch, detail);
 }
 
-void throwLastError(const wchar_t* call) {
+void ThrowLastError(const wchar_t* call) {
     const HRESULT code = HRESULT_FROM_WIN32(GetLastError());
-    throw Error(code, call, std::wstring(call) + L": " + systemText(code));
+    throw Error(code, call, std::wstring(call) + L": " + SystemText(code));
 }
 
-Error currentError() noexcept {
+Error CurrentError() noexcept {
     try {
         throw;
     } catch (const Error& error) {
@@ -86,14 +91,15 @@ Error currentError() noexcept {
     }
 }
 
-HRESULT raise(const Error& error) noexcept {
+HRESULT Raise(const Error& error) noexcept {
     ComPtr<ICreateErrorInfo> creator;
     if (SUCCEEDED(CreateErrorInfo(creator.put()))) {
-        creator->SetSource(const_cast<LPOLESTR>(error.source().c_str()));
-        creator->SetDescription(const_cast<LPOLESTR>(error.description().c_str()));
-        if (const auto information = query<IErrorInfo>(creator.get())) SetErrorInfo(0, information.get());
+        creator->SetSource(const_cast<LPOLESTR>(error.Source().c_str()));
+        creator->SetDescription(const_cast<LPOLESTR>(error.Description().c_str()));
+        if (const auto information = Query<IErrorInfo>(creator.get()))
+            SetErrorInfo(0, information.get());
     }
-    return error.code();
+    return error.Code();
 }
 
 }  // namespace vtdl::automation

@@ -14,13 +14,13 @@ public:
     Error(HRESULT code, std::wstring source, std::wstring description)
         : m_code(code), m_source(std::move(source)), m_description(std::move(description)) {}
 
-    HRESULT code() const noexcept { return m_code; }
-    const std::wstring& source() const noexcept { return m_source; }
-    const std::wstring& description() const noexcept { return m_description; }
+    HRESULT Code() const noexcept { return m_code; }
+    const std::wstring& Source() const noexcept { return m_source; }
+    const std::wstring& Description() const noexcept { return m_description; }
     const char* what() const noexcept override { return "automation error"; }
 
     /// The number that hosts show: run-time errors (0x800A0000 + n) as n, others as they are.
-    long number() const noexcept;
+    long Number() const noexcept;
 
 private:
     HRESULT m_code;
@@ -29,24 +29,31 @@ private:
 };
 
 /// The automation run-time errors that the library raises.
-enum class RuntimeError { invalidCall = 5, overflow = 6, subscript = 9, typeMismatch = 13, duplicateKey = 457 };
+enum class RuntimeError {
+    invalidCall = 5,
+    overflow = 6,
+    subscript = 9,
+    typeMismatch = 13,
+    duplicateKey = 457
+};
 
-/// The run-time error with its usual text; a detail, such as the text that is no number, is appended.
-Error runtimeError(RuntimeError number, std::wstring_view detail = {});
+/// The run-time error with its usual text; a detail, such as the text that is no number, is
+/// appended.
+Error MakeRuntimeError(RuntimeError number, std::wstring_view detail = {});
 
 /// Throws what a failed call left: its error information, else the system's text for the code.
-void check(HRESULT hr);
+void Check(HRESULT hr);
 
 /// The same for a platform conversion, whose failures are run-time errors.
-void checkConversion(HRESULT hr, std::wstring_view detail = {});
+void CheckConversion(HRESULT hr, std::wstring_view detail = {});
 
 /// Throws the system error of a failed call, with the call's name.
-[[noreturn]] void throwLastError(const wchar_t* call);
+[[noreturn]] void ThrowLastError(const wchar_t* call);
 
 /// The exception being handled, whatever its type, as an Error.
-Error currentError() noexcept;
+Error CurrentError() noexcept;
 
 /// Leaves the error on the thread as error information and returns its code.
-HRESULT raise(const Error& error) noexcept;
+HRESULT Raise(const Error& error) noexcept;
 
 }  // namespace vtdl::automation

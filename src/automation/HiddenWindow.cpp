@@ -11,11 +11,12 @@ std::shared_ptr<HiddenWindow> HiddenWindow::get() {
     return window;
 }
 
-// A system class needs no registration of ours, so nothing is left behind when the library is unloaded.
+// A system class needs no registration of ours, so nothing is left behind when the library is
+// unloaded.
 HiddenWindow::HiddenWindow()
     : m_handle(CreateWindowExW(0, L"STATIC", L"VTDL", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr,
                                nullptr)) {
-    if (!m_handle) throwLastError(L"CreateWindowEx");
+    if (!m_handle) ThrowLastError(L"CreateWindowEx");
 }
 
 HiddenWindow::~HiddenWindow() { DestroyWindow(m_handle); }

@@ -17,7 +17,7 @@ public:
     HiddenWindow& operator=(const HiddenWindow&) = delete;
     ~HiddenWindow();
 
-    HWND handle() const noexcept { return m_handle; }
+    HWND Handle() const noexcept { return m_handle; }
 
 private:
     HWND m_handle;

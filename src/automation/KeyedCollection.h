@@ -17,20 +17,21 @@ namespace vtdl::automation {
 template <class I>
 class KeyedCollection {
 public:
-    long count() const noexcept { return static_cast<long>(m_items.size()); }
+    long Count() const noexcept { return static_cast<long>(m_items.size()); }
 
-    void add(I* item, const VARIANT* key) {
-        if (!item) throw runtimeError(RuntimeError::invalidCall, L"there is no item to add");
-        if (isMissing(key)) {
-            m_items.add(item);
+    void Add(I* item, const VARIANT* key) {
+        if (!item) throw MakeRuntimeError(RuntimeError::invalidCall, L"there is no item to add");
+        if (IsMissing(key)) {
+            m_items.Add(item);
             return;
         }
-        const Bstr text = toText(*key);
-        if (!m_items.add(item, text.view())) throw runtimeError(RuntimeError::duplicateKey, text.view());
+        const Bstr text = ToText(*key);
+        if (!m_items.Add(item, text.view()))
+            throw MakeRuntimeError(RuntimeError::duplicateKey, text.view());
     }
 
-    void add(I* item, std::wstring_view key) {
-        if (!m_items.add(item, key)) throw runtimeError(RuntimeError::duplicateKey, key);
+    void Add(I* item, std::wstring_view key) {
+        if (!m_items.Add(item, key)) throw MakeRuntimeError(RuntimeError::duplicateKey, key);
     }
 
     ComPtr<I> find(std::wstring_view key) {
@@ -38,37 +39,38 @@ public:
         return found ? *found : ComPtr<I>();
     }
 
-    ComPtr<I> item(const VARIANT& index) {
+    ComPtr<I> Item(const VARIANT& index) {
         const Index resolved(index);
-        if (const ComPtr<I>* found = lookUp(resolved)) return *found;
-        throw runtimeError(resolved.isKey ? RuntimeError::invalidCall : RuntimeError::subscript);
+        if (const ComPtr<I>* found = LookUp(resolved)) return *found;
+        throw MakeRuntimeError(resolved.isKey ? RuntimeError::invalidCall
+                                              : RuntimeError::subscript);
     }
 
     /// Never fails for what cannot be an index.
-    bool exists(const VARIANT& index) {
+    bool IsPresent(const VARIANT& index) {
         if (m_items.size() == 0) return false;
         try {
-            return lookUp(Index(index)) != nullptr;
+            return LookUp(Index(index)) != nullptr;
         } catch (const Error&) {
             return false;
         }
     }
 
-    void remove(const VARIANT& index) {
+    void Remove(const VARIANT& index) {
         const Index resolved(index);
-        const bool removed = resolved.isKey ? m_items.remove(resolved.key.view())
-                                            : m_items.removeAt(resolved.position);
-        if (!removed) throw runtimeError(RuntimeError::invalidCall);
+        const bool removed = resolved.isKey ? m_items.Remove(resolved.key.view())
+                                            : m_items.RemoveAt(resolved.position);
+        if (!removed) throw MakeRuntimeError(RuntimeError::invalidCall);
     }
 
     void clear() { m_items.clear(); }
 
-    std::vector<ComPtr<I>> snapshot() const { return m_items.snapshot(); }
+    std::vector<ComPtr<I>> Snapshot() const { return m_items.Snapshot(); }
 
-    ComPtr<IUnknown> enumerator() const {
+    ComPtr<IUnknown> Enumerator() const {
         std::vector<ComPtr<IDispatch>> items;
-        for (const ComPtr<I>& item : m_items.snapshot()) items.push_back(item);
-        return enumerate(std::move(items));
+        for (const ComPtr<I>& item : m_items.Snapshot()) items.push_back(item);
+        return Enumerate(std::move(items));
     }
 
 private:
@@ -77,9 +79,9 @@ private:
             const Variant resolved(index);
             isKey = resolved.get().vt == VT_BSTR;
             if (isKey)
-                key = toText(resolved.get());
+                key = ToText(resolved.get());
             else
-                position = static_cast<std::size_t>(toLong(resolved.get()));
+                position = static_cast<std::size_t>(ToLong(resolved.get()));
         }
 
         bool isKey;
@@ -87,7 +89,7 @@ private:
         std::size_t position = 0;
     };
 
-    const ComPtr<I>* lookUp(const Index& index) {
+    const ComPtr<I>* LookUp(const Index& index) {
         return index.isKey ? m_items.find(index.key.view()) : m_items.at(index.position);
     }
 

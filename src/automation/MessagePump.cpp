@@ -4,7 +4,7 @@ namespace vtdl::automation {
 namespace {
 
 // False when the host is asked to end: its own loop has to see that message.
-bool pumpUntilQuit() noexcept {
+bool PumpUntilQuit() noexcept {
     MSG message;
     while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
         if (message.message == WM_QUIT) {
@@ -19,15 +19,15 @@ bool pumpUntilQuit() noexcept {
 
 }  // namespace
 
-void pumpMessages() noexcept { pumpUntilQuit(); }
+void PumpMessages() noexcept { PumpUntilQuit(); }
 
-void pumpFor(DWORD milliseconds) noexcept {
+void PumpFor(DWORD milliseconds) noexcept {
     const ULONGLONG deadline = GetTickCount64() + milliseconds;
     for (;;) {
         const ULONGLONG now = GetTickCount64();
         if (now >= deadline) return;
         const DWORD left = static_cast<DWORD>(deadline - now);
-        if (!pumpUntilQuit()) {
+        if (!PumpUntilQuit()) {
             Sleep(left);  // a quit that waits in the queue would wake every further wait at once
             return;
         }

@@ -6,9 +6,9 @@
 namespace vtdl::automation {
 
 /// Dispatches the messages that are waiting now. A WM_QUIT among them is posted again for the host.
-void pumpMessages() noexcept;
+void PumpMessages() noexcept;
 
 /// Waits, dispatching messages meanwhile.
-void pumpFor(DWORD milliseconds) noexcept;
+void PumpFor(DWORD milliseconds) noexcept;
 
 }  // namespace vtdl::automation

@@ -13,16 +13,16 @@ namespace vtdl::automation {
 /// Counts the objects that are alive; the library may be unloaded when there are none.
 class LiveObject {
 public:
-    static long count() noexcept { return s_count; }
-    static void lock() noexcept { InterlockedIncrement(&s_count); }
-    static void unlock() noexcept { InterlockedDecrement(&s_count); }
+    static long Count() noexcept { return s_count; }
+    static void Lock() noexcept { InterlockedIncrement(&s_count); }
+    static void Unlock() noexcept { InterlockedDecrement(&s_count); }
 
     LiveObject(const LiveObject&) = delete;
     LiveObject& operator=(const LiveObject&) = delete;
 
 protected:
-    LiveObject() noexcept { lock(); }
-    ~LiveObject() { unlock(); }
+    LiveObject() noexcept { Lock(); }
+    ~LiveObject() { Unlock(); }
 
 private:
     static inline long s_count = 0;
@@ -39,7 +39,7 @@ struct FaceOf<I, true> {
 
 /// Base of every automation object D of the published class Coclass (its tag in the type library's
 /// header): IUnknown, error and class information, and the IDispatch of each dual interface. The
-/// first interface is the default one. Objects are made by make<D>() and count their references.
+/// first interface is the default one. Objects are made by Make<D>() and count their references.
 template <class D, class Coclass, class Default, class... More>
 class Object : public FaceOf<Default>::type,
                public FaceOf<More>::type...,
@@ -84,8 +84,8 @@ public:
     STDMETHODIMP GetClassInfo(ITypeInfo** information) noexcept final {
         if (!information) return E_POINTER;
         *information = nullptr;
-        return raising([&] {
-            *information = typeInformationOf<Coclass>();
+        return Raising([&] {
+            *information = TypeInformationOf<Coclass>();
             (*information)->AddRef();
         });
     }
@@ -93,12 +93,12 @@ public:
 protected:
     /// Runs the body of a member that raises its errors to the caller.
     template <class Body>
-    static HRESULT raising(Body&& body) noexcept {
+    static HRESULT Raising(Body&& body) noexcept {
         try {
             body();
             return S_OK;
         } catch (...) {
-            return raise(currentError());
+            return Raise(CurrentError());
         }
     }
 
@@ -107,7 +107,7 @@ private:
 };
 
 template <class D, class... Arguments>
-ComPtr<D> make(Arguments&&... arguments) {
+ComPtr<D> Make(Arguments&&... arguments) {
     return ComPtr<D>::attach(new D(std::forward<Arguments>(arguments)...));
 }
 

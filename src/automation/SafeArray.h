@@ -13,7 +13,7 @@
 
 namespace vtdl::automation {
 
-/// A zero-based array of 8-byte numbers (VT_R8 or VT_DATE), filled in place through values().
+/// A zero-based array of 8-byte numbers (VT_R8 or VT_DATE), filled in place through Values().
 class NumberArray {
 public:
     NumberArray(VARTYPE elementType, std::size_t size)
@@ -26,11 +26,11 @@ public:
     ~NumberArray() { SafeArrayDestroy(m_array); }
 
     /// Valid while the array is owned here, where nothing else can lock or resize it.
-    std::span<double> values() const {
+    std::span<double> Values() const {
         return {static_cast<double*>(m_array->pvData), m_array->rgsabound[0].cElements};
     }
 
-    Variant release() { return Variant::array(m_type, std::exchange(m_array, nullptr)); }
+    Variant release() { return Variant::Array(m_type, std::exchange(m_array, nullptr)); }
 
 private:
     VARTYPE m_type;
@@ -39,10 +39,10 @@ private:
 
 /// A zero-based array of texts.
 template <class Texts>
-Variant textArray(const Texts& texts) {
+Variant TextArray(const Texts& texts) {
     SAFEARRAY* array = SafeArrayCreateVector(VT_BSTR, 0, static_cast<ULONG>(std::size(texts)));
     if (!array) throw std::bad_alloc();
-    Variant owner = Variant::array(VT_BSTR, array);
+    Variant owner = Variant::Array(VT_BSTR, array);
     auto* element = static_cast<BSTR*>(array->pvData);
     for (const auto& text : texts) *element++ = Bstr(std::wstring_view(text)).release();
     return owner;
@@ -50,10 +50,10 @@ Variant textArray(const Texts& texts) {
 
 /// The same texts as variants, the only array elements that script languages can reach.
 template <class Texts>
-Variant variantArray(const Texts& texts) {
+Variant VariantArray(const Texts& texts) {
     SAFEARRAY* array = SafeArrayCreateVector(VT_VARIANT, 0, static_cast<ULONG>(std::size(texts)));
     if (!array) throw std::bad_alloc();
-    Variant owner = Variant::array(VT_VARIANT, array);
+    Variant owner = Variant::Array(VT_VARIANT, array);
     auto* element = static_cast<VARIANT*>(array->pvData);
     for (const auto& text : texts) *element++ = Variant(std::wstring_view(text)).release();
     return owner;

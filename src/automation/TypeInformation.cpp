@@ -4,17 +4,17 @@
 
 namespace vtdl::automation {
 
-std::wstring modulePath() {
+std::wstring ModulePath() {
     HMODULE module = nullptr;
-    if (!GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
-                                GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                            reinterpret_cast<LPCWSTR>(&modulePath), &module))
-        throwLastError(L"GetModuleHandleEx");
+    if (!GetModuleHandleExW(
+            GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+            reinterpret_cast<LPCWSTR>(&ModulePath), &module))
+        ThrowLastError(L"GetModuleHandleEx");
     std::wstring path(MAX_PATH, L'\0');
     for (;;) {
         const DWORD length =
             GetModuleFileNameW(module, path.data(), static_cast<DWORD>(path.size()));
-        if (length == 0) throwLastError(L"GetModuleFileName");
+        if (length == 0) ThrowLastError(L"GetModuleFileName");
         if (length < path.size()) {
             path.resize(length);
             return path;
@@ -25,18 +25,18 @@ std::wstring modulePath() {
 
 // Kept for the life of the module and never released: when statics are destroyed, the automation
 // library may be gone already.
-ITypeLib* typeLibrary() {
+ITypeLib* TypeLibrary() {
     static ITypeLib* const library = [] {
         ITypeLib* loaded = nullptr;
-        check(LoadTypeLibEx(modulePath().c_str(), REGKIND_NONE, &loaded));
+        Check(LoadTypeLibEx(ModulePath().c_str(), REGKIND_NONE, &loaded));
         return loaded;
     }();
     return library;
 }
 
-ITypeInfo* typeInformation(REFGUID identifier) {
+ITypeInfo* TypeInformation(REFGUID identifier) {
     ITypeInfo* information = nullptr;
-    check(typeLibrary()->GetTypeInfoOfGuid(identifier, &information));
+    Check(TypeLibrary()->GetTypeInfoOfGuid(identifier, &information));
     return information;
 }
 

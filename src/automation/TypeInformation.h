@@ -9,18 +9,18 @@
 namespace vtdl::automation {
 
 /// The full path of the module (DLL or test program) that this code is linked into.
-std::wstring modulePath();
+std::wstring ModulePath();
 
 /// The embedded type library, loaded from the module itself: no registration is needed.
-ITypeLib* typeLibrary();
+ITypeLib* TypeLibrary();
 
-ITypeInfo* typeInformation(REFGUID identifier);
+ITypeInfo* TypeInformation(REFGUID identifier);
 
 /// The type information of an interface or class, looked up once and kept while the module is
 /// loaded. Throws when the module has no such type.
 template <class T>
-ITypeInfo* typeInformationOf() {
-    static ITypeInfo* const information = typeInformation(__uuidof(T));
+ITypeInfo* TypeInformationOf() {
+    static ITypeInfo* const information = TypeInformation(__uuidof(T));
     return information;
 }
 

@@ -16,32 +16,32 @@ public:
     UniqueHandle() noexcept = default;
     explicit UniqueHandle(Handle handle) noexcept : m_handle(handle) {}
     UniqueHandle(UniqueHandle&& other) noexcept
-        : m_handle(std::exchange(other.m_handle, Traits::null())) {}
+        : m_handle(std::exchange(other.m_handle, Traits::Null())) {}
     UniqueHandle& operator=(UniqueHandle other) noexcept {
         std::swap(m_handle, other.m_handle);
         return *this;
     }
     ~UniqueHandle() { reset(); }
 
-    explicit operator bool() const noexcept { return m_handle != Traits::null(); }
+    explicit operator bool() const noexcept { return m_handle != Traits::Null(); }
     Handle get() const noexcept { return m_handle; }
     void reset() noexcept {
-        if (*this) Traits::close(std::exchange(m_handle, Traits::null()));
+        if (*this) Traits::Close(std::exchange(m_handle, Traits::Null()));
     }
 
 private:
-    Handle m_handle = Traits::null();
+    Handle m_handle = Traits::Null();
 };
 
 struct FileTraits {
     using Handle = HANDLE;
-    static Handle null() noexcept { return INVALID_HANDLE_VALUE; }
-    static void close(Handle handle) noexcept { CloseHandle(handle); }
+    static Handle Null() noexcept { return INVALID_HANDLE_VALUE; }
+    static void Close(Handle handle) noexcept { CloseHandle(handle); }
 };
 using FileHandle = UniqueHandle<FileTraits>;
 
 struct FindTraits : FileTraits {
-    static void close(Handle handle) noexcept { FindClose(handle); }
+    static void Close(Handle handle) noexcept { FindClose(handle); }
 };
 
 }  // namespace vtdl::automation

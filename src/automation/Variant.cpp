@@ -5,7 +5,7 @@
 namespace vtdl::automation {
 
 Variant::Variant(const VARIANT& value) : Variant() {
-    check(VariantCopyInd(&m_value, const_cast<VARIANT*>(&value)));
+    Check(VariantCopyInd(&m_value, const_cast<VARIANT*>(&value)));
 }
 
 Variant::Variant(IDispatch* object) noexcept : Variant() {
@@ -14,44 +14,46 @@ Variant::Variant(IDispatch* object) noexcept : Variant() {
     m_value.pdispVal = object;
 }
 
-Variant Variant::date(double automationDate) noexcept {
+Variant Variant::Date(double automationDate) noexcept {
     Variant value;
     value.m_value.vt = VT_DATE;
     value.m_value.date = automationDate;
     return value;
 }
 
-Variant Variant::array(VARTYPE elementType, SAFEARRAY* elements) noexcept {
+Variant Variant::Array(VARTYPE elementType, SAFEARRAY* elements) noexcept {
     Variant value;
     value.m_value.vt = static_cast<VARTYPE>(VT_ARRAY | elementType);
     value.m_value.parray = elements;
     return value;
 }
 
-Variant converted(const VARIANT& value, VARTYPE type) {
+Variant Converted(const VARIANT& value, VARTYPE type) {
     const Variant resolved(value);
     Variant result;
-    checkConversion(VariantChangeTypeEx(result.put(), const_cast<VARIANT*>(&resolved.get()),
+    CheckConversion(VariantChangeTypeEx(result.put(), const_cast<VARIANT*>(&resolved.get()),
                                         LOCALE_USER_DEFAULT, VARIANT_ALPHABOOL, type));
     return result;
 }
 
-Bstr toText(const VARIANT& value) {
-    VARIANT text = converted(value, VT_BSTR).release();
+Bstr ToText(const VARIANT& value) {
+    VARIANT text = Converted(value, VT_BSTR).release();
     Bstr result;
     *result.put() = text.bstrVal;
     return result;
 }
 
-long toLong(const VARIANT& value) { return converted(value, VT_I4).get().lVal; }
+long ToLong(const VARIANT& value) { return Converted(value, VT_I4).get().lVal; }
 
-double toDate(const VARIANT& value) { return converted(value, VT_DATE).get().date; }
+double ToDate(const VARIANT& value) { return Converted(value, VT_DATE).get().date; }
 
-bool toBool(const VARIANT& value) { return converted(value, VT_BOOL).get().boolVal != VARIANT_FALSE; }
+bool ToBool(const VARIANT& value) {
+    return Converted(value, VT_BOOL).get().boolVal != VARIANT_FALSE;
+}
 
-bool isMissing(const VARIANT* value) noexcept {
+bool IsMissing(const VARIANT* value) noexcept {
     if (!value) return true;
-    if (value->vt == (VT_BYREF | VT_VARIANT)) return isMissing(value->pvarVal);
+    if (value->vt == (VT_BYREF | VT_VARIANT)) return IsMissing(value->pvarVal);
     return value->vt == VT_ERROR && value->scode == DISP_E_PARAMNOTFOUND;
 }
 

@@ -29,13 +29,13 @@ public:
         return *this;
     }
 
-    static Variant date(double automationDate) noexcept;
+    static Variant Date(double automationDate) noexcept;
     /// Takes the array over.
-    static Variant array(VARTYPE elementType, SAFEARRAY* elements) noexcept;
+    static Variant Array(VARTYPE elementType, SAFEARRAY* elements) noexcept;
 
     const VARIANT& get() const noexcept { return m_value; }
     VARIANT* put() noexcept { return &m_value; }
-    bool isObject() const noexcept { return m_value.vt == VT_DISPATCH || m_value.vt == VT_UNKNOWN; }
+    bool IsObject() const noexcept { return m_value.vt == VT_DISPATCH || m_value.vt == VT_UNKNOWN; }
     VARIANT release() noexcept {
         VARIANT value = m_value;
         VariantInit(&m_value);
@@ -47,13 +47,13 @@ private:
 };
 
 /// The platform's conversions, in the user's locale; a failure is a run-time error.
-Variant converted(const VARIANT& value, VARTYPE type);
-Bstr toText(const VARIANT& value);
-long toLong(const VARIANT& value);
-double toDate(const VARIANT& value);
-bool toBool(const VARIANT& value);
+Variant Converted(const VARIANT& value, VARTYPE type);
+Bstr ToText(const VARIANT& value);
+long ToLong(const VARIANT& value);
+double ToDate(const VARIANT& value);
+bool ToBool(const VARIANT& value);
 
 /// True for a missing optional argument.
-bool isMissing(const VARIANT* value) noexcept;
+bool IsMissing(const VARIANT* value) noexcept;
 
 }  // namespace vtdl::automation

@@ -12,17 +12,17 @@ public:
     static constexpr text::FixedString className{"CData"};
 
     STDMETHODIMP get_Values(_CParameters** result) noexcept override {
-        return framedResult<"Values">(result, [&] { *result = m_values.addRefed(); });
+        return FramedResult<"Values">(result, [&] { *result = m_values.AddRefed(); });
     }
 
     /// For the library's own classes.
-    CParameters& values() noexcept { return *m_values.get(); }
+    CParameters& Values() noexcept { return *m_values.get(); }
 
 private:
-    automation::ComPtr<CParameters> m_values = automation::make<CParameters>();
+    automation::ComPtr<CParameters> m_values = automation::Make<CParameters>();
 };
 
 /// Puts a block into a new result under its name; a fixed block cannot be changed by the host.
-void setBlock(CData& data, std::wstring_view name, _CDataFields* fields, bool isEditable);
+void SetBlock(CData& data, std::wstring_view name, _CDataFields* fields, bool isEditable);
 
 }  // namespace vtdl

@@ -6,17 +6,17 @@ using namespace automation;
 
 namespace {
 
-Variant entry(const VARIANT& data, long index) {
-    if (!(data.vt & VT_ARRAY)) throw runtimeError(RuntimeError::typeMismatch);
+Variant Entry(const VARIANT& data, long index) {
+    if (!(data.vt & VT_ARRAY)) throw MakeRuntimeError(RuntimeError::typeMismatch);
     Variant value;
     const VARTYPE type = static_cast<VARTYPE>(data.vt & ~VT_ARRAY);
     if (type == VT_VARIANT) {
         if (FAILED(SafeArrayGetElement(data.parray, &index, value.put())))
-            throw runtimeError(RuntimeError::subscript);
+            throw MakeRuntimeError(RuntimeError::subscript);
         return value;
     }
     if (FAILED(SafeArrayGetElement(data.parray, &index, &value.put()->llVal)))
-        throw runtimeError(RuntimeError::subscript);
+        throw MakeRuntimeError(RuntimeError::subscript);
     value.put()->vt = type;
     return value;
 }
@@ -24,36 +24,37 @@ Variant entry(const VARIANT& data, long index) {
 }  // namespace
 
 STDMETHODIMP CDataField::get_Name(BSTR* result) noexcept {
-    return framedResult<"Name">(result, [&] { *result = Bstr(m_name).release(); });
+    return FramedResult<"Name">(result, [&] { *result = Bstr(m_name).release(); });
 }
 
 STDMETHODIMP CDataField::put_Name(BSTR value) noexcept {
-    return framed<"Name">([&] { m_name = Bstr(viewOf(value)); });
+    return Framed<"Name">([&] { m_name = Bstr(ViewOf(value)); });
 }
 
 STDMETHODIMP CDataField::get_DataType(vtdlDataType* result) noexcept {
-    return framedResult<"DataType">(result, [&] { *result = m_dataType; });
+    return FramedResult<"DataType">(result, [&] { *result = m_dataType; });
 }
 
 STDMETHODIMP CDataField::put_DataType(vtdlDataType value) noexcept {
-    return framed<"DataType">([&] { m_dataType = value; });
+    return Framed<"DataType">([&] { m_dataType = value; });
 }
 
 STDMETHODIMP CDataField::get_Data(VARIANT* result) noexcept {
-    return framedResult<"Data">(result, [&] { *result = Variant(m_data).release(); });
+    return FramedResult<"Data">(result, [&] { *result = Variant(m_data).release(); });
 }
 
 STDMETHODIMP CDataField::put_Data(VARIANT* value) noexcept {
     if (!value) return E_POINTER;
-    return framed<"Data">([&] { m_data = Variant(*value); });
+    return Framed<"Data">([&] { m_data = Variant(*value); });
 }
 
-std::optional<HRESULT> CDataField::invokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters,
+std::optional<HRESULT> CDataField::InvokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters,
                                              VARIANT* result) {
     constexpr DISPID data = 3;
-    const bool isIndexed = member == data && (flags & DISPATCH_PROPERTYGET) && parameters.cArgs == 1;
+    const bool isIndexed =
+        member == data && (flags & DISPATCH_PROPERTYGET) && parameters.cArgs == 1;
     if (!isIndexed || !result) return {};
-    return raising([&] { *result = entry(m_data.get(), toLong(parameters.rgvarg[0])).release(); });
+    return Raising([&] { *result = Entry(m_data.get(), ToLong(parameters.rgvarg[0])).release(); });
 }
 
 }  // namespace vtdl

@@ -23,10 +23,10 @@ public:
     STDMETHODIMP put_Data(VARIANT* value) noexcept override;
 
     /// Takes the data over without copying it; for the library's own classes.
-    void adoptData(automation::Variant data) noexcept { m_data = std::move(data); }
+    void AdoptData(automation::Variant data) noexcept { m_data = std::move(data); }
 
 private:
-    std::optional<HRESULT> invokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters,
+    std::optional<HRESULT> InvokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters,
                                      VARIANT* result) override;
 
     vtdlDataType m_dataType{};

@@ -15,56 +15,63 @@ namespace {
 
 // The registry: the order is published.
 const GUID* const registeredSources[] = {
-    &__uuidof(::CDataSourceINOExchanges),      &__uuidof(::CDataSourceINOOptions),
-    &__uuidof(::CDataSourceINOSnapShot),       &__uuidof(::CDataSourceINOFuturesList),
-    &__uuidof(::CDataSourceYahooHitorical),    &__uuidof(::CDataSourceYahooOptions),
-    &__uuidof(::CDataSourceYahooDividends),    &__uuidof(::CDataSourceYahooRealTime),
-    &__uuidof(::CDataSourceYahooECNRealTime),  &__uuidof(::CDataSourceYahooSnapShot),
-    &__uuidof(::CDataSourceGoogleHitorical),   &__uuidof(::CDataSourceCBOE),
-    &__uuidof(::CDataSourcePifin),             &__uuidof(::CDataSourceIVolatility),
+    &__uuidof(::CDataSourceINOExchanges),
+    &__uuidof(::CDataSourceINOOptions),
+    &__uuidof(::CDataSourceINOSnapShot),
+    &__uuidof(::CDataSourceINOFuturesList),
+    &__uuidof(::CDataSourceYahooHitorical),
+    &__uuidof(::CDataSourceYahooOptions),
+    &__uuidof(::CDataSourceYahooDividends),
+    &__uuidof(::CDataSourceYahooRealTime),
+    &__uuidof(::CDataSourceYahooECNRealTime),
+    &__uuidof(::CDataSourceYahooSnapShot),
+    &__uuidof(::CDataSourceGoogleHitorical),
+    &__uuidof(::CDataSourceCBOE),
+    &__uuidof(::CDataSourcePifin),
+    &__uuidof(::CDataSourceIVolatility),
     &__uuidof(::CDataSourceDDE),
 };
 
 }  // namespace
 
-CManager::CManager() : m_settings(sharedSettings()), m_dataSources(make<CDataSources>()) {
-    framed<"Class_Initialize">([&](MethodFrame& frame) {
-        frame.step([&] { loadSharedSettings(*m_settings); });
-        frame.step([&] { applyErrorHandlerSettings(*m_settings); });
+CManager::CManager() : m_settings(SharedSettings()), m_dataSources(Make<CDataSources>()) {
+    Framed<"Class_Initialize">([&](MethodFrame& frame) {
+        frame.Step([&] { LoadSharedSettings(*m_settings); });
+        frame.Step([&] { ApplyErrorHandlerSettings(*m_settings); });
         for (const GUID* classId : registeredSources) {
-            frame.step([&] {
-                const auto source = createInstance<_CDataSource>(*classId);
+            frame.Step([&] {
+                const auto source = CreateInstance<_CDataSource>(*classId);
                 Bstr name;
-                check(source->get_Name(name.put()));
-                m_dataSources->items().add(source.get(), name.view());
+                Check(source->get_Name(name.put()));
+                m_dataSources->Items().Add(source.get(), name.view());
             });
         }
-        frame.step([] { determineDecimalSeparator(); });
+        frame.Step([] { DetermineDecimalSeparator(); });
     });
 }
 
 CManager::~CManager() {
-    framed<"Class_Terminate">([&](MethodFrame& frame) {
-        frame.step([&] { check(m_dataSources->Clear()); });
+    Framed<"Class_Terminate">([&](MethodFrame& frame) {
+        frame.Step([&] { Check(m_dataSources->Clear()); });
         m_dataSources.reset();
-        frame.step([&] { check(m_settings->SaveFile(nullptr)); });
+        frame.Step([&] { Check(m_settings->SaveFile(nullptr)); });
     });
 }
 
 STDMETHODIMP CManager::get_DataSources(_CDataSources** result) noexcept {
-    return framedResult<"DataSources">(result, [&] { *result = m_dataSources.addRefed(); });
+    return FramedResult<"DataSources">(result, [&] { *result = m_dataSources.AddRefed(); });
 }
 
 STDMETHODIMP CManager::LockUpdate() noexcept {
-    return framed<"LockUpdate">([] { UpdateLock::lock(); });
+    return Framed<"LockUpdate">([] { UpdateLock::Lock(); });
 }
 
 STDMETHODIMP CManager::UnlockUpdate() noexcept {
-    return framed<"UnlockUpdate">([] { UpdateLock::unlock(); });
+    return Framed<"UnlockUpdate">([] { UpdateLock::Unlock(); });
 }
 
 STDMETHODIMP CManager::CheckForNewVersion(VARIANT_BOOL* result) noexcept {
-    return framedResult<"CheckForNewVersion">(result, [&] {
+    return FramedResult<"CheckForNewVersion">(result, [&] {
         *result = mGlobals::IsNewVersionAvailable(*m_settings) ? VARIANT_TRUE : VARIANT_FALSE;
     });
 }

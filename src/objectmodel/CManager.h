@@ -10,8 +10,8 @@
 
 namespace vtdl {
 
-/// The published manager: loads the settings, registers one of each data source in a fixed order, and
-/// saves the settings when it is released.
+/// The published manager: loads the settings, registers one of each data source in a fixed order,
+/// and saves the settings when it is released.
 class CManager final : public FramedObject<CManager, ::CManager, _CManager> {
 public:
     static constexpr text::FixedString className{"CManager"};

@@ -29,10 +29,10 @@ public:
                            BSTR* defaultValue) noexcept override;
 
     // For the library's own classes; hosts cannot reach these.
-    void setName(std::wstring_view name);
-    void setDefaultValue(const automation::Variant& value);
-    void setAvailableValues(const automation::Variant& values);
-    void setEditable(bool editable) noexcept { m_isEditable = editable; }
+    void SetName(std::wstring_view name);
+    void SetDefaultValue(const automation::Variant& value);
+    void SetAvailableValues(const automation::Variant& values);
+    void SetEditable(bool editable) noexcept { m_isEditable = editable; }
 
 private:
     // 0 while it is not set, which is no member of the enumeration.

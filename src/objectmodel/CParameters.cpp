@@ -6,13 +6,13 @@ using namespace automation;
 
 STDMETHODIMP CParameters::Item(VARIANT* index, _CParameter** result) noexcept {
     if (!index) return E_POINTER;
-    return framedResult<"Item">(result, [&] {
-        const Bstr name = toText(*index);
-        ComPtr<_CParameter> found = items().find(name.view());
+    return FramedResult<"Item">(result, [&] {
+        const Bstr name = ToText(*index);
+        ComPtr<_CParameter> found = Items().find(name.view());
         if (!found) {
-            const auto created = make<CParameter>();
-            created->setName(name.view());
-            items().add(created.get(), name.view());
+            const auto created = Make<CParameter>();
+            created->SetName(name.view());
+            Items().Add(created.get(), name.view());
             found = created;
         }
         *result = found.detach();
@@ -20,43 +20,43 @@ STDMETHODIMP CParameters::Item(VARIANT* index, _CParameter** result) noexcept {
 }
 
 STDMETHODIMP CParameters::SaveValues(_CXMLSettings** settings, BSTR* section) noexcept {
-    return framed<"SaveValues">([&](MethodFrame& frame) {
-        for (const auto& parameter : items().snapshot())
-            frame.step([&] { check(parameter->SaveValue(settings, section)); });
+    return Framed<"SaveValues">([&](MethodFrame& frame) {
+        for (const auto& parameter : Items().Snapshot())
+            frame.Step([&] { Check(parameter->SaveValue(settings, section)); });
     });
 }
 
 // A key that is missing from the file leaves the parameter at its value, as text from then on.
 STDMETHODIMP CParameters::LoadValues(_CXMLSettings** settings, BSTR* section) noexcept {
-    return framed<"LoadValues">([&](MethodFrame& frame) {
-        for (const auto& parameter : items().snapshot()) {
-            frame.step([&] {
+    return Framed<"LoadValues">([&](MethodFrame& frame) {
+        for (const auto& parameter : Items().Snapshot()) {
+            frame.Step([&] {
                 Variant value;
-                check(parameter->get_Value(value.put()));
-                Bstr current = toText(value.get());
-                check(parameter->LoadValue(settings, section, current.put()));
+                Check(parameter->get_Value(value.put()));
+                Bstr current = ToText(value.get());
+                Check(parameter->LoadValue(settings, section, current.put()));
             });
         }
     });
 }
 
-void declareParameter(_CParameters* parameters, const ParameterDeclaration& declaration) {
-    const auto parameter = make<CParameter>();
-    parameter->setName(declaration.name);
-    check(parameter->put_ParameterType(declaration.type));
-    parameter->setAvailableValues(declaration.availableValues);
-    parameter->setDefaultValue(declaration.value);
-    check(parameter->put_Value(declaration.value.get()));
-    parameter->setEditable(declaration.isEditable);  // last: it locks the rest
+void DeclareParameter(_CParameters* parameters, const ParameterDeclaration& declaration) {
+    const auto parameter = Make<CParameter>();
+    parameter->SetName(declaration.name);
+    Check(parameter->put_ParameterType(declaration.type));
+    parameter->SetAvailableValues(declaration.availableValues);
+    parameter->SetDefaultValue(declaration.value);
+    Check(parameter->put_Value(declaration.value.get()));
+    parameter->SetEditable(declaration.isEditable);  // last: it locks the rest
     _CParameter* added = parameter.get();
-    check(parameters->Add(&added, Variant(declaration.name).put()));
+    Check(parameters->Add(&added, Variant(declaration.name).put()));
 }
 
-Variant parameterValue(_CParameters* parameters, std::wstring_view name) {
+Variant ParameterValue(_CParameters* parameters, std::wstring_view name) {
     ComPtr<_CParameter> parameter;
     Variant value;
-    check(parameters->Item(Variant(name).put(), parameter.put()));
-    if (parameter) check(parameter->get_Value(value.put()));
+    Check(parameters->Item(Variant(name).put(), parameter.put()));
+    if (parameter) Check(parameter->get_Value(value.put()));
     return value;
 }
 

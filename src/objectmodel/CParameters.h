@@ -9,14 +9,13 @@ namespace vtdl {
 /// The published parameter collection. Keys are upper-cased, which shows nowhere: keys compare
 /// without regard to case. Item creates a parameter that is missing, and takes every index, numbers
 /// included, as a name; both on purpose.
-class CParameters final
-    : public Collection<CParameters, ::CParameters, _CParameters, _CParameter> {
+class CParameters final : public Collection<CParameters, ::CParameters, _CParameters, _CParameter> {
 public:
     static constexpr text::FixedString className{"CParameters"};
 
     STDMETHODIMP Item(VARIANT* index, _CParameter** result) noexcept override;
     STDMETHODIMP Exists(VARIANT* index, VARIANT_BOOL* result) noexcept override {
-        return exists(index, result);
+        return IsPresent(index, result);
     }
     STDMETHODIMP SaveValues(_CXMLSettings** settings, BSTR* section) noexcept override;
     STDMETHODIMP LoadValues(_CXMLSettings** settings, BSTR* section) noexcept override;
@@ -32,9 +31,9 @@ struct ParameterDeclaration {
 };
 
 /// Adds a new parameter under its name; throws when the name is taken.
-void declareParameter(_CParameters* parameters, const ParameterDeclaration& declaration);
+void DeclareParameter(_CParameters* parameters, const ParameterDeclaration& declaration);
 
 /// The value of a named parameter, which is created when missing.
-automation::Variant parameterValue(_CParameters* parameters, std::wstring_view name);
+automation::Variant ParameterValue(_CParameters* parameters, std::wstring_view name);
 
 }  // namespace vtdl

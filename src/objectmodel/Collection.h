@@ -8,50 +8,49 @@
 
 namespace vtdl {
 
-/// Add, Remove, Item, Count, Clear and NewEnum over items of one interface; exists() for those that
-/// publish Exists.
+/// Add, Remove, Item, Count, Clear and NewEnum over items of one interface; IsPresent() for those
+/// that publish Exists.
 template <class D, class Coclass, class I, class Element>
 class Collection : public FramedObject<D, Coclass, I> {
 public:
     /// The caller's reference is left pointing at the added item, which it is already.
     STDMETHODIMP Add(Element** item, VARIANT* key) noexcept override {
         if (!item) return E_POINTER;
-        return this->template framed<"Add">([&] { m_items.add(*item, key); });
+        return this->template Framed<"Add">([&] { m_items.Add(*item, key); });
     }
 
     STDMETHODIMP Remove(VARIANT* index) noexcept override {
         if (!index) return E_POINTER;
-        return this->template framed<"Remove">([&] { m_items.remove(*index); });
+        return this->template Framed<"Remove">([&] { m_items.Remove(*index); });
     }
 
     STDMETHODIMP Item(VARIANT* index, Element** result) noexcept override {
         if (!index) return E_POINTER;
-        return this->template framedResult<"Item">(result,
-                                                   [&] { *result = m_items.item(*index).detach(); });
+        return this->template FramedResult<"Item">(
+            result, [&] { *result = m_items.Item(*index).detach(); });
     }
 
     STDMETHODIMP get_Count(long* result) noexcept override {
-        return this->template framedResult<"Count">(result, [&] { *result = m_items.count(); });
+        return this->template FramedResult<"Count">(result, [&] { *result = m_items.Count(); });
     }
 
     STDMETHODIMP Clear() noexcept override {
-        return this->template framed<"Clear">([&] { m_items.clear(); });
+        return this->template Framed<"Clear">([&] { m_items.clear(); });
     }
 
     STDMETHODIMP NewEnum(IUnknown** result) noexcept override {
-        return this->template framedResult<"NewEnum">(
-            result, [&] { *result = m_items.enumerator().detach(); });
+        return this->template FramedResult<"NewEnum">(
+            result, [&] { *result = m_items.Enumerator().detach(); });
     }
 
     /// For the library's own classes.
-    automation::KeyedCollection<Element>& items() noexcept { return m_items; }
+    automation::KeyedCollection<Element>& Items() noexcept { return m_items; }
 
 protected:
-    HRESULT exists(VARIANT* index, VARIANT_BOOL* result) noexcept {
+    HRESULT IsPresent(VARIANT* index, VARIANT_BOOL* result) noexcept {
         if (!index) return E_POINTER;
-        return this->template framedResult<"Exists">(result, [&] {
-            *result = m_items.exists(*index) ? VARIANT_TRUE : VARIANT_FALSE;
-        });
+        return this->template FramedResult<"Exists">(
+            result, [&] { *result = m_items.IsPresent(*index) ? VARIANT_TRUE : VARIANT_FALSE; });
     }
 
 private:

@@ -17,21 +17,22 @@ struct ColumnSpec {
     ColumnType type;
 };
 
-/// Columns of numbers: dates as automation dates (days since 30 December 1899), decimals as they are.
+/// Columns of numbers: dates as automation dates (days since 30 December 1899), decimals as they
+/// are.
 class Columns {
 public:
     /// The specifications outlive the object: they are a service's constants.
     explicit Columns(std::span<const ColumnSpec> specs) : m_specs(specs), m_values(specs.size()) {}
 
-    std::span<const ColumnSpec> specs() const { return m_specs; }
-    std::size_t rows() const { return m_values.front().size(); }
+    std::span<const ColumnSpec> Specs() const { return m_specs; }
+    std::size_t Rows() const { return m_values.front().size(); }
     std::vector<double>& operator[](std::size_t column) { return m_values[column]; }
     const std::vector<double>& operator[](std::size_t column) const { return m_values[column]; }
 
     /// Appends rows of zeros. Many small pages grow the columns in few steps; a single large page
     /// takes just the memory of its rows.
-    void addRows(std::size_t count) {
-        const std::size_t needed = rows() + count;
+    void AddRows(std::size_t count) {
+        const std::size_t needed = Rows() + count;
         for (auto& values : m_values) {
             if (needed > values.capacity())
                 values.reserve(values.empty() ? needed : std::max(needed, 2 * values.size()));
@@ -56,7 +57,7 @@ struct OddField {
 class OddFieldReader {
 public:
     /// Returns the field's value, or throws to end the parse.
-    virtual double read(const OddField& field) = 0;
+    virtual double Read(const OddField& field) = 0;
 
 protected:
     ~OddFieldReader() = default;

@@ -11,17 +11,17 @@ namespace {
 
 enum PriceColumn : std::size_t { date, open, high, low, close, volume, adjustedClose };
 
-bool isDigit(char c) { return static_cast<unsigned char>(c - '0') < 10; }
+bool IsDigit(char c) { return static_cast<unsigned char>(c - '0') < 10; }
 
 // Reads an unsigned number of at most six digits; what is longer is no part of any date.
-const char* readNumber(const char* p, const char* last, int& number) {
+const char* ReadNumber(const char* p, const char* last, int& number) {
     const char* limit = last - p > 6 ? p + 6 : last;
     number = 0;
-    for (; p != limit && isDigit(*p); ++p) number = number * 10 + (*p - '0');
+    for (; p != limit && IsDigit(*p); ++p) number = number * 10 + (*p - '0');
     return p;
 }
 
-int monthOf(const char* name) {
+int MonthOf(const char* name) {
     constexpr std::string_view names = "JanFebMarAprMayJunJulAugSepOctNovDec";
     for (std::size_t i = 0; i < names.size(); i += 3)
         if (names.substr(i, 3) == std::string_view(name, 3)) return static_cast<int>(i / 3) + 1;
@@ -29,7 +29,7 @@ int monthOf(const char* name) {
 }
 
 // The year's digits get their century as a prefix, whatever their number: 4 is the year 204.
-int withCentury(int year, std::ptrdiff_t digits) {
+int WithCentury(int year, std::ptrdiff_t digits) {
     int century = year < 50 ? 20 : 19;
     for (; digits > 0; --digits) century *= 10;
     return century + year;
@@ -40,49 +40,49 @@ struct DateRead {
     const char* end;  // equals the start when there is no date
 };
 
-DateRead readDate(const char* first, const char* last) {
+DateRead ReadDate(const char* first, const char* last) {
     const DateRead none{0, first};
     text::CalendarDate date{};
     int leading = 0;
-    const char* p = readNumber(first, last, leading);
+    const char* p = ReadNumber(first, last, leading);
     if (p == first || p == last || *p != '-') return none;
     ++p;
-    if (last - p > 3 && !isDigit(*p)) {
+    if (last - p > 3 && !IsDigit(*p)) {
         date.day = leading;
-        date.month = monthOf(p);
+        date.month = MonthOf(p);
         p += 3;
         if (*p != '-') return none;
         const char* yearText = ++p;
-        p = readNumber(p, last, date.year);
+        p = ReadNumber(p, last, date.year);
         if (p == yearText) return none;
-        date.year = withCentury(date.year, p - yearText);
+        date.year = WithCentury(date.year, p - yearText);
     } else {
         date.year = leading;
         const char* monthText = p;
-        p = readNumber(p, last, date.month);
+        p = ReadNumber(p, last, date.month);
         if (p == monthText || p == last || *p != '-') return none;
         const char* dayText = ++p;
-        p = readNumber(p, last, date.day);
+        p = ReadNumber(p, last, date.day);
         if (p == dayText) return none;
     }
-    const std::optional<double> value = text::automationDate(date);
+    const std::optional<double> value = text::ToAutomationDate(date);
     return value ? DateRead{*value, p} : none;
 }
 
-bool isFieldEnd(const char* p, const char* last) {
+bool IsFieldEnd(const char* p, const char* last) {
     return p == last || *p == ',' || *p == '\n' || *p == '\t' ||
            (*p == '\r' && (p + 1 == last || p[1] == '\n'));
 }
 
-bool isLineEnd(const char* p, const char* last) {
+bool IsLineEnd(const char* p, const char* last) {
     return p == last || *p == '\n' || (*p == '\r' && (p + 1 == last || p[1] == '\n'));
 }
 
-std::string_view firstLine(std::string_view text) { return text.substr(0, text.find('\n')); }
+std::string_view FirstLine(std::string_view text) { return text.substr(0, text.find('\n')); }
 
 // Cuts what may follow the rows: the final line feed, empty lines, and the service's comment lines
 // (one a proxy), also one that is glued to the last row.
-std::string_view withoutTail(std::string_view page) {
+std::string_view WithoutTail(std::string_view page) {
     for (;;) {
         while (!page.empty() && (page.back() == '\n' || page.back() == '\r')) page.remove_suffix(1);
         const std::size_t lineStart = page.rfind('\n') + 1;  // npos + 1 is 0
@@ -100,19 +100,19 @@ public:
           m_columns(columns),
           m_oddFields(oddFields) {}
 
-    void parseRow(std::size_t row, std::size_t target) {
-        const std::size_t width = m_columns.specs().size();
-        const DateRead day = readDate(m_position, m_end);
-        m_columns[date][target] = finishField(day.value, day.end, {row, date, {}, false});
+    void ParseRow(std::size_t row, std::size_t target) {
+        const std::size_t width = m_columns.Specs().size();
+        const DateRead day = ReadDate(m_position, m_end);
+        m_columns[date][target] = FinishField(day.value, day.end, {row, date, {}, false});
         for (std::size_t column = 1; column < width; ++column) {
             double& value = m_columns[column][target];
-            if (isLineEnd(m_position, m_end)) {
-                value = m_oddFields.read({row, column, {}, true});
+            if (IsLineEnd(m_position, m_end)) {
+                value = m_oddFields.Read({row, column, {}, true});
                 continue;
             }
             ++m_position;
-            const text::DecimalRead number = text::readDecimal(m_position, m_end);
-            value = finishField(number.value, number.end, {row, column, {}, false});
+            const text::DecimalRead number = text::ReadDecimal(m_position, m_end);
+            value = FinishField(number.value, number.end, {row, column, {}, false});
         }
         m_position = std::find(m_position, m_end, '\n');
         if (m_position != m_end) ++m_position;
@@ -120,15 +120,15 @@ public:
 
 private:
     // Takes a value that ends where its field ends; hands any other field to the reader.
-    double finishField(double value, const char* valueEnd, OddField field) {
-        if (valueEnd != m_position && isFieldEnd(valueEnd, m_end)) {
+    double FinishField(double value, const char* valueEnd, OddField field) {
+        if (valueEnd != m_position && IsFieldEnd(valueEnd, m_end)) {
             m_position = valueEnd;
             return value;
         }
         const char* start = m_position;
-        while (!isFieldEnd(m_position, m_end)) ++m_position;
+        while (!IsFieldEnd(m_position, m_end)) ++m_position;
         field.text = {start, static_cast<std::size_t>(m_position - start)};
-        return m_oddFields.read(field);
+        return m_oddFields.Read(field);
     }
 
     const char* m_position;
@@ -138,7 +138,7 @@ private:
 };
 
 // A zero close makes the ratio 0 and so zeroes the row's prices and volume; on purpose.
-void adjustRow(Columns& columns, std::size_t row) {
+void AdjustRow(Columns& columns, std::size_t row) {
     const double closing = columns[close][row];
     const double ratio = closing == 0 ? 0 : columns[adjustedClose][row] / closing;
     for (const std::size_t column : {open, high, low, close}) columns[column][row] *= ratio;
@@ -147,44 +147,44 @@ void adjustRow(Columns& columns, std::size_t row) {
 
 }  // namespace
 
-std::size_t parseYahooPage(std::string_view page, std::string_view header, bool adjust,
+std::size_t ParseYahooPage(std::string_view page, std::string_view header, bool adjust,
                            Columns& columns, OddFieldReader& oddFields) {
-    page = withoutTail(page);
+    page = WithoutTail(page);
     const std::size_t headerEnd = page.find('\n');
     if (!page.starts_with(header) || headerEnd == std::string_view::npos) return 0;
 
     const std::string_view rows = page.substr(headerEnd + 1);
     const auto count = static_cast<std::size_t>(std::count(rows.begin(), rows.end(), '\n')) + 1;
-    const std::size_t offset = columns.rows();
-    columns.addRows(count);
+    const std::size_t offset = columns.Rows();
+    columns.AddRows(count);
     PageParser parser(rows, columns, oddFields);
     for (std::size_t row = 0; row < count; ++row) {
-        parser.parseRow(row + 1, offset + row);
-        if (adjust) adjustRow(columns, offset + row);
+        parser.ParseRow(row + 1, offset + row);
+        if (adjust) AdjustRow(columns, offset + row);
     }
     return count;
 }
 
-std::optional<double> parseYahooDate(std::string_view text) {
+std::optional<double> ParseYahooDate(std::string_view text) {
     const char* last = text.data() + text.size();
-    const DateRead read = readDate(text.data(), last);
+    const DateRead read = ReadDate(text.data(), last);
     if (read.end != last || text.empty()) return std::nullopt;
     return read.value;
 }
 
-std::size_t lineCount(std::string_view page) {
+std::size_t LineCount(std::string_view page) {
     if (page.ends_with('\n')) page.remove_suffix(1);
     return static_cast<std::size_t>(std::count(page.begin(), page.end(), '\n')) + 1;
 }
 
-bool isYahooNotFoundPage(std::string_view page) {
+bool IsYahooNotFoundPage(std::string_view page) {
     constexpr std::string_view expected = "404 not found";
     for (int line = 0; line < 2; ++line) {
         const std::size_t end = page.find('\n');
         if (end == std::string_view::npos) return false;
         page.remove_prefix(end + 1);
     }
-    const std::string_view start = firstLine(page).substr(0, expected.size());
+    const std::string_view start = FirstLine(page).substr(0, expected.size());
     return std::equal(start.begin(), start.end(), expected.begin(), expected.end(),
                       [](char a, char b) { return (a >= 'A' && a <= 'Z' ? a + 32 : a) == b; });
 }

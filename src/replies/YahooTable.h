@@ -9,9 +9,9 @@
 namespace vtdl::replies {
 
 inline constexpr ColumnSpec yahooPriceColumns[] = {
-    {L"DATE", ColumnType::date},     {L"OPEN", ColumnType::decimal},
-    {L"HIGH", ColumnType::decimal},  {L"LOW", ColumnType::decimal},
-    {L"CLOSE", ColumnType::decimal}, {L"VOLUME", ColumnType::decimal},
+    {L"DATE", ColumnType::date},         {L"OPEN", ColumnType::decimal},
+    {L"HIGH", ColumnType::decimal},      {L"LOW", ColumnType::decimal},
+    {L"CLOSE", ColumnType::decimal},     {L"VOLUME", ColumnType::decimal},
     {L"ADJ.CLOSE", ColumnType::decimal},
 };
 
@@ -26,17 +26,17 @@ inline constexpr std::size_t yahooFullPage = 200;
 /// Appends the rows of one page to the columns and returns their number: 0 for a page that does not
 /// begin with the header or has no row. Adjusts prices when asked. Fields that are not plain
 /// decimals or dates, and missing ones, go to the reader; what it throws passes through.
-std::size_t parseYahooPage(std::string_view page, std::string_view header, bool adjust,
+std::size_t ParseYahooPage(std::string_view page, std::string_view header, bool adjust,
                            Columns& columns, OddFieldReader& oddFields);
 
 /// Turns a date text into an automation date: year-month-day, or day-month name-year with a
 /// two-digit year (below 50: 20xx, else 19xx). Nothing for a day that does not exist.
-std::optional<double> parseYahooDate(std::string_view text);
+std::optional<double> ParseYahooDate(std::string_view text);
 
 /// The lines of a page; a final line feed begins none.
-std::size_t lineCount(std::string_view page);
+std::size_t LineCount(std::string_view page);
 
 /// True when the third line of a page says that there is no such table.
-bool isYahooNotFoundPage(std::string_view page);
+bool IsYahooNotFoundPage(std::string_view page);
 
 }  // namespace vtdl::replies

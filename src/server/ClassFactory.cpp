@@ -37,9 +37,9 @@ public:
 
     STDMETHODIMP LockServer(BOOL isLocked) noexcept override {
         if (isLocked)
-            lock();
+            Lock();
         else
-            unlock();
+            Unlock();
         return S_OK;
     }
 
@@ -52,7 +52,8 @@ private:
 
 }  // namespace
 
-HRESULT createFactory(const automation::ClassEntry& entry, REFIID interfaceId, void** factory) noexcept {
+HRESULT CreateFactory(const automation::ClassEntry& entry, REFIID interfaceId,
+                      void** factory) noexcept {
     auto* created = new (std::nothrow) ClassFactory(entry);
     if (!created) return E_OUTOFMEMORY;
     const HRESULT hr = created->QueryInterface(interfaceId, factory);

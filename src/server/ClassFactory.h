@@ -7,6 +7,7 @@
 namespace vtdl::server {
 
 /// A class factory for a row of the class table; answers the interface asked for.
-HRESULT createFactory(const automation::ClassEntry& entry, REFIID interfaceId, void** factory) noexcept;
+HRESULT CreateFactory(const automation::ClassEntry& entry, REFIID interfaceId,
+                      void** factory) noexcept;
 
 }  // namespace vtdl::server

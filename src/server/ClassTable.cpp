@@ -27,21 +27,21 @@ namespace vtdl::automation {
 namespace {
 
 template <class D>
-HRESULT create(REFIID interfaceId, void** object) noexcept {
+HRESULT Create(REFIID interfaceId, void** object) noexcept {
     try {
-        return make<D>()->QueryInterface(interfaceId, object);
+        return Make<D>()->QueryInterface(interfaceId, object);
     } catch (...) {
-        return raise(currentError());
+        return Raise(CurrentError());
     }
 }
 
 template <class D, class Coclass>
-constexpr ClassEntry entry(const wchar_t* name, const wchar_t* description) {
-    return {__uuidof(Coclass), name, description, create<D>};
+constexpr ClassEntry Entry(const wchar_t* name, const wchar_t* description) {
+    return {__uuidof(Coclass), name, description, Create<D>};
 }
 
 // One row a class; the factory, the registration and the tests read it.
-#define VTDL_CLASS(name, description) entry<vtdl::name, ::name>(L## #name, description)
+#define VTDL_CLASS(name, description) Entry<vtdl::name, ::name>(L## #name, description)
 
 const ClassEntry entries[] = {
     VTDL_CLASS(CManager, L"Vestora Download Library manager"),
@@ -78,9 +78,9 @@ const ClassEntry entries[] = {
 
 }  // namespace
 
-std::span<const ClassEntry> classTable() { return entries; }
+std::span<const ClassEntry> ClassTable() { return entries; }
 
-HRESULT createInstance(REFCLSID classId, REFIID interfaceId, void** object) noexcept {
+HRESULT CreateInstance(REFCLSID classId, REFIID interfaceId, void** object) noexcept {
     if (!object) return E_POINTER;
     *object = nullptr;
     for (const ClassEntry& candidate : entries)

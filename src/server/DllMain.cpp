@@ -1,7 +1,7 @@
 // The module's entry points.
 
-#include <windows.h>
 #include <olectl.h>
+#include <windows.h>
 
 #include "automation/ClassTable.h"
 #include "automation/Object.h"
@@ -13,12 +13,12 @@ using namespace vtdl;
 namespace {
 
 template <class Action>
-HRESULT registering(Action&& action, server::Scope scope) noexcept {
+HRESULT Registering(Action&& action, server::Scope scope) noexcept {
     try {
         action(scope);
         return S_OK;
     } catch (...) {
-        return automation::raise(automation::currentError());
+        return automation::Raise(automation::CurrentError());
     }
 }
 
@@ -32,22 +32,24 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID) {
 STDAPI DllGetClassObject(REFCLSID classId, REFIID interfaceId, LPVOID* object) {
     if (!object) return E_POINTER;
     *object = nullptr;
-    for (const automation::ClassEntry& entry : automation::classTable())
-        if (entry.identifier == classId) return server::createFactory(entry, interfaceId, object);
+    for (const automation::ClassEntry& entry : automation::ClassTable())
+        if (entry.identifier == classId) return server::CreateFactory(entry, interfaceId, object);
     return CLASS_E_CLASSNOTAVAILABLE;
 }
 
-STDAPI DllCanUnloadNow() { return automation::LiveObject::count() == 0 ? S_OK : S_FALSE; }
+STDAPI DllCanUnloadNow() { return automation::LiveObject::Count() == 0 ? S_OK : S_FALSE; }
 
-STDAPI DllRegisterServer() { return registering(server::registerLibrary, server::Scope::machine); }
+STDAPI DllRegisterServer() { return Registering(server::RegisterLibrary, server::Scope::machine); }
 
-STDAPI DllUnregisterServer() { return registering(server::unregisterLibrary, server::Scope::machine); }
+STDAPI DllUnregisterServer() {
+    return Registering(server::UnregisterLibrary, server::Scope::machine);
+}
 
 /// "regsvr32 /n /i:user" registers for the current user, without administrator rights; without
 /// "user" it is DllRegisterServer.
 STDAPI DllInstall(BOOL isInstall, LPCWSTR commandLine) {
     const bool isUser = commandLine && lstrcmpiW(commandLine, L"user") == 0;
     if (commandLine && *commandLine && !isUser) return E_INVALIDARG;
-    return registering(isInstall ? server::registerLibrary : server::unregisterLibrary,
+    return Registering(isInstall ? server::RegisterLibrary : server::UnregisterLibrary,
                        isUser ? server::Scope::user : server::Scope::machine);
 }

@@ -19,8 +19,8 @@ constexpr wchar_t automationMarshaler[] = L"{00020424-0000-0000-C000-00000000004
 
 struct KeyTraits {
     using Handle = HKEY;
-    static Handle null() noexcept { return nullptr; }
-    static void close(Handle handle) noexcept { RegCloseKey(handle); }
+    static Handle Null() noexcept { return nullptr; }
+    static void Close(Handle handle) noexcept { RegCloseKey(handle); }
 };
 using RegistryKey = UniqueHandle<KeyTraits>;
 
@@ -31,52 +31,53 @@ struct Entry {
     std::wstring text;
 };
 
-std::wstring textOf(REFGUID identifier) {
+std::wstring TextOf(REFGUID identifier) {
     wchar_t text[40];
     StringFromGUID2(identifier, text, ARRAYSIZE(text));
     return text;
 }
 
-void addClass(const ClassEntry& entry, const std::wstring& library, std::vector<Entry>& entries) {
+void AddClass(const ClassEntry& entry, const std::wstring& library, std::vector<Entry>& entries) {
     const std::wstring progId = std::wstring(L"vtdl.") + entry.name;
     const std::wstring versioned = progId + L".4";
-    const std::wstring classId = textOf(entry.identifier);
+    const std::wstring classId = TextOf(entry.identifier);
     const std::wstring classKey = L"CLSID\\" + classId;
-    entries.insert(entries.end(), {
-        {classKey, L"", entry.description},
-        {classKey + L"\\InprocServer32", L"", modulePath()},
-        {classKey + L"\\InprocServer32", L"ThreadingModel", L"Apartment"},
-        {classKey + L"\\ProgID", L"", versioned},
-        {classKey + L"\\VersionIndependentProgID", L"", progId},
-        {classKey + L"\\TypeLib", L"", library},
-        {classKey + L"\\Version", L"", L"4.1"},
-        {classKey + L"\\Programmable", L"", L""},
-        {progId, L"", entry.description},
-        {progId + L"\\CLSID", L"", classId},
-        {progId + L"\\CurVer", L"", versioned},
-        {versioned, L"", entry.description},
-        {versioned + L"\\CLSID", L"", classId},
-    });
+    entries.insert(entries.end(),
+                   {
+                       {classKey, L"", entry.description},
+                       {classKey + L"\\InprocServer32", L"", ModulePath()},
+                       {classKey + L"\\InprocServer32", L"ThreadingModel", L"Apartment"},
+                       {classKey + L"\\ProgID", L"", versioned},
+                       {classKey + L"\\VersionIndependentProgID", L"", progId},
+                       {classKey + L"\\TypeLib", L"", library},
+                       {classKey + L"\\Version", L"", L"4.1"},
+                       {classKey + L"\\Programmable", L"", L""},
+                       {progId, L"", entry.description},
+                       {progId + L"\\CLSID", L"", classId},
+                       {progId + L"\\CurVer", L"", versioned},
+                       {versioned, L"", entry.description},
+                       {versioned + L"\\CLSID", L"", classId},
+                   });
 }
 
 // The type library in the module's resource of the given number, and its interfaces, which the
 // platform's marshaler serves.
-void addTypeLibrary(int resource, std::vector<Entry>& entries) {
+void AddTypeLibrary(int resource, std::vector<Entry>& entries) {
     const std::wstring path =
-        resource == 1 ? modulePath() : modulePath() + L"\\" + std::to_wstring(resource);
+        resource == 1 ? ModulePath() : ModulePath() + L"\\" + std::to_wstring(resource);
     ComPtr<ITypeLib> library;
-    check(LoadTypeLibEx(path.c_str(), REGKIND_NONE, library.put()));
+    Check(LoadTypeLibEx(path.c_str(), REGKIND_NONE, library.put()));
     TLIBATTR* attributes = nullptr;
-    check(library->GetLibAttr(&attributes));
-    const std::wstring identifier = textOf(attributes->guid);
-    const std::wstring version =
-        std::to_wstring(attributes->wMajorVerNum) + L"." + std::to_wstring(attributes->wMinorVerNum);
+    Check(library->GetLibAttr(&attributes));
+    const std::wstring identifier = TextOf(attributes->guid);
+    const std::wstring version = std::to_wstring(attributes->wMajorVerNum) + L"." +
+                                 std::to_wstring(attributes->wMinorVerNum);
     library->ReleaseTLibAttr(attributes);
 
     Bstr title;
-    check(library->GetDocumentation(-1, nullptr, title.put(), nullptr, nullptr));
+    Check(library->GetDocumentation(-1, nullptr, title.put(), nullptr, nullptr));
     const std::wstring key = L"TypeLib\\" + identifier + L"\\" + version;
-    const std::wstring folder = modulePath().substr(0, modulePath().rfind(L'\\'));
+    const std::wstring folder = ModulePath().substr(0, ModulePath().rfind(L'\\'));
     entries.push_back({key, L"", std::wstring(title.view())});
     entries.push_back({key + L"\\0\\win32", L"", path});
     entries.push_back({key + L"\\FLAGS", L"", L"0"});
@@ -84,15 +85,15 @@ void addTypeLibrary(int resource, std::vector<Entry>& entries) {
 
     for (UINT i = 0; i < library->GetTypeInfoCount(); ++i) {
         TYPEKIND kind;
-        check(library->GetTypeInfoType(i, &kind));
+        Check(library->GetTypeInfoType(i, &kind));
         if (kind != TKIND_DISPATCH && kind != TKIND_INTERFACE) continue;
         ComPtr<ITypeInfo> type;
         TYPEATTR* typeAttributes = nullptr;
         Bstr name;
-        check(library->GetTypeInfo(i, type.put()));
-        check(type->GetDocumentation(MEMBERID_NIL, name.put(), nullptr, nullptr, nullptr));
-        check(type->GetTypeAttr(&typeAttributes));
-        const std::wstring interfaceKey = L"Interface\\" + textOf(typeAttributes->guid);
+        Check(library->GetTypeInfo(i, type.put()));
+        Check(type->GetDocumentation(MEMBERID_NIL, name.put(), nullptr, nullptr, nullptr));
+        Check(type->GetTypeAttr(&typeAttributes));
+        const std::wstring interfaceKey = L"Interface\\" + TextOf(typeAttributes->guid);
         type->ReleaseTypeAttr(typeAttributes);
         entries.push_back({interfaceKey, L"", std::wstring(name.view())});
         entries.push_back({interfaceKey + L"\\ProxyStubClsid32", L"", automationMarshaler});
@@ -101,43 +102,44 @@ void addTypeLibrary(int resource, std::vector<Entry>& entries) {
     }
 }
 
-std::vector<Entry> entriesOfLibrary() {
+std::vector<Entry> EntriesOfLibrary() {
     TLIBATTR* attributes = nullptr;
-    check(typeLibrary()->GetLibAttr(&attributes));
-    const std::wstring library = textOf(attributes->guid);
-    typeLibrary()->ReleaseTLibAttr(attributes);
+    Check(TypeLibrary()->GetLibAttr(&attributes));
+    const std::wstring library = TextOf(attributes->guid);
+    TypeLibrary()->ReleaseTLibAttr(attributes);
 
     std::vector<Entry> entries;
-    for (const ClassEntry& entry : classTable()) addClass(entry, library, entries);
-    addTypeLibrary(1, entries);
-    addTypeLibrary(2, entries);
+    for (const ClassEntry& entry : ClassTable()) AddClass(entry, library, entries);
+    AddTypeLibrary(1, entries);
+    AddTypeLibrary(2, entries);
     return entries;
 }
 
-void checkStatus(LSTATUS status, const wchar_t* call) {
+void CheckStatus(LSTATUS status, const wchar_t* call) {
     if (status == ERROR_SUCCESS) return;
     SetLastError(static_cast<DWORD>(status));
-    throwLastError(call);
+    ThrowLastError(call);
 }
 
-HKEY rootOf(Scope scope) { return scope == Scope::user ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE; }
+HKEY RootOf(Scope scope) { return scope == Scope::user ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE; }
 
-void write(HKEY root, const Entry& entry) {
+void Write(HKEY root, const Entry& entry) {
     HKEY handle = nullptr;
-    checkStatus(RegCreateKeyExW(root, (classesKey + entry.key).c_str(), 0, nullptr, 0, KEY_SET_VALUE,
-                                nullptr, &handle, nullptr),
+    CheckStatus(RegCreateKeyExW(root, (classesKey + entry.key).c_str(), 0, nullptr, 0,
+                                KEY_SET_VALUE, nullptr, &handle, nullptr),
                 L"RegCreateKeyEx");
     const RegistryKey key(handle);
     const auto* bytes = reinterpret_cast<const BYTE*>(entry.text.c_str());
-    checkStatus(RegSetValueExW(key.get(), entry.name.c_str(), 0, REG_SZ, bytes,
+    CheckStatus(RegSetValueExW(key.get(), entry.name.c_str(), 0, REG_SZ, bytes,
                                static_cast<DWORD>((entry.text.size() + 1) * sizeof(wchar_t))),
                 L"RegSetValueEx");
 }
 
-void remove(HKEY root, const std::vector<Entry>& entries) {
+void Remove(HKEY root, const std::vector<Entry>& entries) {
     for (const Entry& entry : entries) {
         HKEY handle = nullptr;
-        if (RegOpenKeyExW(root, (classesKey + entry.key).c_str(), 0, KEY_SET_VALUE, &handle)) continue;
+        if (RegOpenKeyExW(root, (classesKey + entry.key).c_str(), 0, KEY_SET_VALUE, &handle))
+            continue;
         RegDeleteValueW(RegistryKey(handle).get(), entry.name.c_str());
     }
     // From the innermost key outwards, as long as there is nothing left in it; the four keys at the
@@ -165,16 +167,16 @@ void remove(HKEY root, const std::vector<Entry>& entries) {
 
 }  // namespace
 
-void registerLibrary(Scope scope) {
-    const std::vector<Entry> entries = entriesOfLibrary();
+void RegisterLibrary(Scope scope) {
+    const std::vector<Entry> entries = EntriesOfLibrary();
     try {
-        for (const Entry& entry : entries) write(rootOf(scope), entry);
+        for (const Entry& entry : entries) Write(RootOf(scope), entry);
     } catch (...) {
-        remove(rootOf(scope), entries);
+        Remove(RootOf(scope), entries);
         throw;
     }
 }
 
-void unregisterLibrary(Scope scope) { remove(rootOf(scope), entriesOfLibrary()); }
+void UnregisterLibrary(Scope scope) { Remove(RootOf(scope), EntriesOfLibrary()); }
 
 }  // namespace vtdl::server

@@ -10,9 +10,9 @@ enum class Scope { machine, user };
 
 /// Writes the entries of all classes and of both type libraries; takes them back when one cannot be
 /// written, and throws.
-void registerLibrary(Scope scope);
+void RegisterLibrary(Scope scope);
 
 /// Removes exactly what registerLibrary writes; keys that hold anything else stay.
-void unregisterLibrary(Scope scope);
+void UnregisterLibrary(Scope scope);
 
 }  // namespace vtdl::server

@@ -12,13 +12,14 @@ using namespace automation;
 namespace {
 
 // The identifier of the record vtdlSessionError in the type library.
-constexpr GUID errorRecordId = {0x51F5AD57, 0x152A, 0x412E, {0x83, 0x6D, 0xA0, 0xE9, 0xFC, 0x6E, 0x08, 0x7C}};
+constexpr GUID errorRecordId = {
+    0x51F5AD57, 0x152A, 0x412E, {0x83, 0x6D, 0xA0, 0xE9, 0xFC, 0x6E, 0x08, 0x7C}};
 
 }  // namespace
 
-CSession::CSession() : m_parameters(make<CParameters>()) {
+CSession::CSession() : m_parameters(Make<CParameters>()) {
     GUID identifier;
-    check(CoCreateGuid(&identifier));
+    Check(CoCreateGuid(&identifier));
     m_id = static_cast<long>(identifier.Data1);
 }
 
@@ -29,7 +30,7 @@ CSession::~CSession() {
 }
 
 STDMETHODIMP CSession::get_Error(vtdlSessionError* result) noexcept {
-    return framedResult<"Error">(result, [&] {
+    return FramedResult<"Error">(result, [&] {
         Bstr description = m_errorDescription;
         // NewVersionAvailable stays false: nothing sets it.
         *result = {m_errorType, m_errorNumber, description.release(), VARIANT_FALSE};
@@ -37,78 +38,78 @@ STDMETHODIMP CSession::get_Error(vtdlSessionError* result) noexcept {
 }
 
 STDMETHODIMP CSession::get_Status(vtdlSessionStatus* result) noexcept {
-    return framedResult<"Status">(result, [&] { *result = m_status; });
+    return FramedResult<"Status">(result, [&] { *result = m_status; });
 }
 
 STDMETHODIMP CSession::get_UserData(VARIANT* result) noexcept {
-    return framedResult<"UserData">(result, [&] { *result = Variant(m_userData).release(); });
+    return FramedResult<"UserData">(result, [&] { *result = Variant(m_userData).release(); });
 }
 
 STDMETHODIMP CSession::put_UserData(VARIANT value) noexcept {
-    return framed<"UserData">([&] { m_userData = Variant(value); });
+    return Framed<"UserData">([&] { m_userData = Variant(value); });
 }
 
 STDMETHODIMP CSession::putref_UserData(VARIANT value) noexcept { return put_UserData(value); }
 
 STDMETHODIMP CSession::get_Tag(VARIANT* result) noexcept {
-    return framedResult<"Tag">(result, [&] { *result = Variant(m_tag).release(); });
+    return FramedResult<"Tag">(result, [&] { *result = Variant(m_tag).release(); });
 }
 
 STDMETHODIMP CSession::put_Tag(VARIANT value) noexcept {
-    return framed<"Tag">([&] { m_tag = Variant(value); });
+    return Framed<"Tag">([&] { m_tag = Variant(value); });
 }
 
 STDMETHODIMP CSession::putref_Tag(VARIANT value) noexcept { return put_Tag(value); }
 
 STDMETHODIMP CSession::putref_Progressor(_IProgressCallBack* value) noexcept {
-    return framed<"Progressor">([&] { m_progressor = value; });
+    return Framed<"Progressor">([&] { m_progressor = value; });
 }
 
 STDMETHODIMP CSession::get_Progressor(_IProgressCallBack** result) noexcept {
-    return framedResult<"Progressor">(result, [&] { *result = m_progressor.addRefed(); });
+    return FramedResult<"Progressor">(result, [&] { *result = m_progressor.AddRefed(); });
 }
 
 STDMETHODIMP CSession::get_ID(long* result) noexcept {
-    return framedResult<"ID">(result, [&] { *result = m_id; });
+    return FramedResult<"ID">(result, [&] { *result = m_id; });
 }
 
 STDMETHODIMP CSession::get_DataSource(_CDataSource** result) noexcept {
-    return framedResult<"DataSource">(result, [&] { *result = m_dataSource.addRefed(); });
+    return FramedResult<"DataSource">(result, [&] { *result = m_dataSource.AddRefed(); });
 }
 
 STDMETHODIMP CSession::putref_DataSource(_CDataSource* value) noexcept {
-    return framed<"DataSource">([&] { m_dataSource = value; });
+    return Framed<"DataSource">([&] { m_dataSource = value; });
 }
 
 STDMETHODIMP CSession::get_Parameters(_CParameters** result) noexcept {
-    return framedResult<"Parameters">(result, [&] { *result = m_parameters.addRefed(); });
+    return FramedResult<"Parameters">(result, [&] { *result = m_parameters.AddRefed(); });
 }
 
 STDMETHODIMP CSession::get_Data(_CData** result) noexcept {
-    return framedResult<"Data">(result, [&] { *result = m_data.addRefed(); });
+    return FramedResult<"Data">(result, [&] { *result = m_data.AddRefed(); });
 }
 
 STDMETHODIMP CSession::putref_Data(_CData* value) noexcept {
-    return framed<"Data">([&] { m_data = value; });
+    return Framed<"Data">([&] { m_data = value; });
 }
 
 STDMETHODIMP CSession::Start() noexcept {
-    if (!m_dataSource) return withoutDataSource(L"vtdl.CSession.Start");
+    if (!m_dataSource) return WithoutDataSource(L"vtdl.CSession.Start");
     const ComPtr<_CSession> alive(this);
-    return framed<"Start">([&](MethodFrame& frame) {
-        const long period = this->period();
-        if (period >= 1) return runPeriodically(frame, period);
-        frame.step([&] { m_activeSource = m_dataSource; });
-        frame.step([&] { check(NextTick()); });
-        frame.step([&] { check(Done()); });
+    return Framed<"Start">([&](MethodFrame& frame) {
+        const long period = this->Period();
+        if (period >= 1) return RunPeriodically(frame, period);
+        frame.Step([&] { m_activeSource = m_dataSource; });
+        frame.Step([&] { Check(NextTick()); });
+        frame.Step([&] { Check(Done()); });
     });
 }
 
 STDMETHODIMP CSession::NextTick() noexcept {
-    if (!m_dataSource) return withoutDataSource(L"vtdl.CSession.NextTick");
+    if (!m_dataSource) return WithoutDataSource(L"vtdl.CSession.NextTick");
     const ComPtr<_CSession> alive(this);
-    return framed<"NextTick">([&](MethodFrame& frame) {
-        if (m_status == vtdlSessionStatusBusy || UpdateLock::isLocked()) return;
+    return Framed<"NextTick">([&](MethodFrame& frame) {
+        if (m_status == vtdlSessionStatusBusy || UpdateLock::IsLocked()) return;
         m_status = vtdlSessionStatusBusy;
         // Whatever way the download is left, the session can be started again.
         struct Idle {
@@ -117,14 +118,14 @@ STDMETHODIMP CSession::NextTick() noexcept {
                 if (status == vtdlSessionStatusBusy) status = vtdlSessionStatusIdle;
             }
         } idle{m_status};
-        frame.step([&] {
+        frame.Step([&] {
             const ComPtr<_CDataSource> source = m_activeSource ? m_activeSource : m_dataSource;
             _CSession* session = this;
-            check(source->Download(&session));
+            Check(source->Download(&session));
         });
-        frame.step([&] {
-            IUnknown* caller = asCaller();
-            if (const auto sink = m_progressor) check(sink->DataReady(&caller));
+        frame.Step([&] {
+            IUnknown* caller = AsCaller();
+            if (const auto sink = m_progressor) Check(sink->DataReady(&caller));
         });
         m_status = vtdlSessionStatusIdle;
     });
@@ -132,119 +133,119 @@ STDMETHODIMP CSession::NextTick() noexcept {
 
 // The session's data source is told, not the clone that a periodic run downloads with; on purpose.
 STDMETHODIMP CSession::Abort() noexcept {
-    if (!m_dataSource) return withoutDataSource(L"vtdl.CSession.Abort");
-    return framed<"Abort">([&] { check(ComPtr(m_dataSource)->Abort()); });
+    if (!m_dataSource) return WithoutDataSource(L"vtdl.CSession.Abort");
+    return Framed<"Abort">([&] { Check(ComPtr(m_dataSource)->Abort()); });
 }
 
 STDMETHODIMP CSession::Done() noexcept {
     const ComPtr<_CSession> alive(this);
-    return framed<"Done">([&](MethodFrame& frame) {
+    return Framed<"Done">([&](MethodFrame& frame) {
         m_timer.reset();
         // A timer message already posted drains meanwhile.
         if (const long period = std::exchange(m_period, 0); period > 0)
-            pumpFor(static_cast<DWORD>(period));
+            PumpFor(static_cast<DWORD>(period));
         const ComPtr<_CDataSource> source = std::move(m_activeSource);
-        frame.step([&] {
-            if (source) check(source->Abort());
+        frame.Step([&] {
+            if (source) Check(source->Abort());
         });
         m_status = vtdlSessionStatusDone;
-        frame.step([&] {
-            IUnknown* caller = asCaller();
-            if (const auto sink = m_progressor) check(sink->Done(&caller, m_errorNumber));
+        frame.Step([&] {
+            IUnknown* caller = AsCaller();
+            if (const auto sink = m_progressor) Check(sink->Done(&caller, m_errorNumber));
         });
     });
 }
 
 STDMETHODIMP CSession::Start(IUnknown**) noexcept {
-    return framed<"IProgressCallBack_Start">([&] {
-        IUnknown* caller = asCaller();
-        if (const auto sink = m_progressor) check(sink->Start(&caller));
+    return Framed<"IProgressCallBack_Start">([&] {
+        IUnknown* caller = AsCaller();
+        if (const auto sink = m_progressor) Check(sink->Start(&caller));
     });
 }
 
 STDMETHODIMP CSession::Progress(IUnknown**, long percent, BSTR* statusText) noexcept {
-    return framed<"IProgressCallBack_Progress">([&] {
-        IUnknown* caller = asCaller();
-        if (const auto sink = m_progressor) check(sink->Progress(&caller, percent, statusText));
+    return Framed<"IProgressCallBack_Progress">([&] {
+        IUnknown* caller = AsCaller();
+        if (const auto sink = m_progressor) Check(sink->Progress(&caller, percent, statusText));
     });
 }
 
 // The session itself tells the host when the download has returned.
 STDMETHODIMP CSession::DataReady(IUnknown**) noexcept {
-    return framed<"IProgressCallBack_DataReady">([] {});
+    return Framed<"IProgressCallBack_DataReady">([] {});
 }
 
 // Success does not clear the record, on purpose: an error stays until a later one replaces it.
 STDMETHODIMP CSession::Done(IUnknown**, long errorNumber) noexcept {
-    return framed<"IProgressCallBack_Done">([&] {
+    return Framed<"IProgressCallBack_Done">([&] {
         if (errorNumber == 0) return;
-        m_errorDescription = Bstr(sessionErrorText(errorNumber));
+        m_errorDescription = Bstr(SessionErrorText(errorNumber));
         m_errorType = vtdlSessionErrorDownload;
         m_errorNumber = errorNumber;
     });
 }
 
 STDMETHODIMP CSession::Fire(long) noexcept {
-    return framed<"iTimer_Fire">([&] { check(NextTick()); });
+    return Framed<"iTimer_Fire">([&] { Check(NextTick()); });
 }
 
 // The platform's dispatcher cannot return a record, and takes no sink that lacks the interface.
-std::optional<HRESULT> CSession::invokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters,
+std::optional<HRESULT> CSession::InvokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters,
                                            VARIANT* result) {
     constexpr DISPID error = 1, progressor = 5;
     if (member == error && (flags & DISPATCH_PROPERTYGET) && parameters.cArgs == 0 && result) {
-        return raising([&] {
+        return Raising([&] {
             ComPtr<IRecordInfo> record;
-            check(GetRecordInfoFromTypeInfo(typeInformation(errorRecordId), record.put()));
+            Check(GetRecordInfoFromTypeInfo(TypeInformation(errorRecordId), record.put()));
             auto* value = static_cast<vtdlSessionError*>(record->RecordCreate());
             if (!value) throw std::bad_alloc();
             result->vt = VT_RECORD;
             result->pvRecord = value;
             result->pRecInfo = record.detach();
-            check(get_Error(value));
+            Check(get_Error(value));
         });
     }
     if (member == progressor && (flags & (DISPATCH_PROPERTYPUT | DISPATCH_PROPERTYPUTREF)) &&
         parameters.cArgs == 1) {
-        return raising([&] {
+        return Raising([&] {
             const Variant object(parameters.rgvarg[0]);
-            if (!object.isObject()) throw runtimeError(RuntimeError::typeMismatch);
+            if (!object.IsObject()) throw MakeRuntimeError(RuntimeError::typeMismatch);
             IUnknown* unknown = object.get().punkVal;
-            ComPtr<_IProgressCallBack> sink = query<_IProgressCallBack>(unknown);
-            if (const auto lateBound = query<IDispatch>(unknown); !sink && lateBound)
-                sink = make<LateBoundSink>(lateBound.get());
-            check(putref_Progressor(sink.get()));
+            ComPtr<_IProgressCallBack> sink = Query<_IProgressCallBack>(unknown);
+            if (const auto lateBound = Query<IDispatch>(unknown); !sink && lateBound)
+                sink = Make<LateBoundSink>(lateBound.get());
+            Check(putref_Progressor(sink.get()));
         });
     }
     return {};
 }
 
-HRESULT CSession::withoutDataSource(const wchar_t* source) const noexcept {
-    return raising([&] { throw Error(E_INVALIDARG, source, L"The session has no data source"); });
+HRESULT CSession::WithoutDataSource(const wchar_t* source) const noexcept {
+    return Raising([&] { throw Error(E_INVALIDARG, source, L"The session has no data source"); });
 }
 
 // Whatever keeps the period from being read makes a single run, on purpose.
-long CSession::period() noexcept {
+long CSession::Period() noexcept {
     try {
-        const ComPtr<_CParameter> parameter = m_parameters->items().find(L"PERIOD");
+        const ComPtr<_CParameter> parameter = m_parameters->Items().find(L"PERIOD");
         Variant value;
-        if (parameter) check(parameter->get_Value(value.put()));
-        return toLong(value.get());
+        if (parameter) Check(parameter->get_Value(value.put()));
+        return ToLong(value.get());
     } catch (...) {
         return 0;
     }
 }
 
-void CSession::runPeriodically(MethodFrame& frame, long period) {
-    frame.step([&] {
+void CSession::RunPeriodically(MethodFrame& frame, long period) {
+    frame.Step([&] {
         ComPtr<_CDataSource> clone;
-        check(m_dataSource->Clone(clone.put()));
+        Check(m_dataSource->Clone(clone.put()));
         m_activeSource = clone;
     });
-    frame.step([&] {
+    frame.Step([&] {
         m_window = HiddenWindow::get();
         m_timer = std::make_unique<cTimer>();
-        m_timer->StartTimer(period, this, m_window->handle(), m_id);
+        m_timer->StartTimer(period, this, m_window->Handle(), m_id);
     });
     m_period = period;
     m_status = vtdlSessionStatusIdle;

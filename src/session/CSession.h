@@ -54,12 +54,12 @@ public:
     STDMETHODIMP Fire(long elapsed) noexcept override;
 
 private:
-    std::optional<HRESULT> invokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters,
+    std::optional<HRESULT> InvokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters,
                                      VARIANT* result) override;
-    HRESULT withoutDataSource(const wchar_t* source) const noexcept;
-    long period() noexcept;
-    void runPeriodically(MethodFrame& frame, long period);
-    IUnknown* asCaller() noexcept { return static_cast<_CSession*>(this); }
+    HRESULT WithoutDataSource(const wchar_t* source) const noexcept;
+    long Period() noexcept;
+    void RunPeriodically(MethodFrame& frame, long period);
+    IUnknown* AsCaller() noexcept { return static_cast<_CSession*>(this); }
 
     automation::ComPtr<_CData> m_data;
     automation::ComPtr<CParameters> m_parameters;

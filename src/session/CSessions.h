@@ -11,7 +11,7 @@ public:
     static constexpr text::FixedString className{"CSessions"};
 
     STDMETHODIMP Exists(VARIANT* index, VARIANT_BOOL* result) noexcept override {
-        return exists(index, result);
+        return IsPresent(index, result);
     }
 };
 

@@ -11,14 +11,14 @@ namespace vtdl {
 class IProgressCallBack final
     : public automation::Object<IProgressCallBack, ::IProgressCallBack, _IProgressCallBack> {
 public:
-    STDMETHODIMP Start(IUnknown**) noexcept override { return fail(L"Start"); }
-    STDMETHODIMP Progress(IUnknown**, long, BSTR*) noexcept override { return fail(L"Progress"); }
-    STDMETHODIMP DataReady(IUnknown**) noexcept override { return fail(L"DataReady"); }
-    STDMETHODIMP Done(IUnknown**, long) noexcept override { return fail(L"Done"); }
+    STDMETHODIMP Start(IUnknown**) noexcept override { return Fail(L"Start"); }
+    STDMETHODIMP Progress(IUnknown**, long, BSTR*) noexcept override { return Fail(L"Progress"); }
+    STDMETHODIMP DataReady(IUnknown**) noexcept override { return Fail(L"DataReady"); }
+    STDMETHODIMP Done(IUnknown**, long) noexcept override { return Fail(L"Done"); }
 
 private:
-    static HRESULT fail(const wchar_t* method) noexcept {
-        return raising([&] {
+    static HRESULT Fail(const wchar_t* method) noexcept {
+        return Raising([&] {
             throw automation::Error(static_cast<HRESULT>(0x80040064),
                                     std::wstring(L"vtdl.IProgressCallBack.") + method,
                                     L"IProgressCallBack component failure");

@@ -9,7 +9,7 @@ namespace {
 
 using namespace automation;
 
-VARIANT longArgument(long value) {
+VARIANT LongArgument(long value) {
     VARIANT argument;
     argument.vt = VT_I4;
     argument.lVal = value;
@@ -17,7 +17,7 @@ VARIANT longArgument(long value) {
 }
 
 // By value: script languages take no references to texts.
-VARIANT textArgument(BSTR text) {
+VARIANT TextArgument(BSTR text) {
     VARIANT argument;
     argument.vt = VT_BSTR;
     argument.bstrVal = text;
@@ -26,25 +26,26 @@ VARIANT textArgument(BSTR text) {
 
 }  // namespace
 
-STDMETHODIMP LateBoundSink::Start(IUnknown** caller) noexcept { return call(L"Start", caller, {}); }
+STDMETHODIMP LateBoundSink::Start(IUnknown** caller) noexcept { return Call(L"Start", caller, {}); }
 
 STDMETHODIMP LateBoundSink::Progress(IUnknown** caller, long percent, BSTR* statusText) noexcept {
-    return call(L"Progress", caller, {textArgument(statusText ? *statusText : nullptr), longArgument(percent)});
+    return Call(L"Progress", caller,
+                {TextArgument(statusText ? *statusText : nullptr), LongArgument(percent)});
 }
 
 STDMETHODIMP LateBoundSink::DataReady(IUnknown** caller) noexcept {
-    return call(L"DataReady", caller, {});
+    return Call(L"DataReady", caller, {});
 }
 
 STDMETHODIMP LateBoundSink::Done(IUnknown** caller, long errorNumber) noexcept {
-    return call(L"Done", caller, {longArgument(errorNumber)});
+    return Call(L"Done", caller, {LongArgument(errorNumber)});
 }
 
-HRESULT LateBoundSink::call(const wchar_t* method, IUnknown** caller,
+HRESULT LateBoundSink::Call(const wchar_t* method, IUnknown** caller,
                             std::vector<VARIANT> arguments) noexcept {
-    return raising([&] {
+    return Raising([&] {
         // Script classes are asked through their own interface: Wine's VBScript answers no other.
-        const auto script = query<IDispatchEx>(m_target.get());
+        const auto script = Query<IDispatchEx>(m_target.get());
         const Bstr name(method);
         DISPID member = 0;
         LPOLESTR names = name.get();
@@ -52,9 +53,9 @@ HRESULT LateBoundSink::call(const wchar_t* method, IUnknown** caller,
             script ? script->GetDispID(name.get(), fdexNameCaseInsensitive, &member)
                    : m_target->GetIDsOfNames(GUID{}, &names, 1, LOCALE_USER_DEFAULT, &member);
         if (found == DISP_E_UNKNOWNNAME || found == DISP_E_MEMBERNOTFOUND) return;
-        check(found);
+        Check(found);
 
-        const Variant callerArgument(query<IDispatch>(caller ? *caller : nullptr).get());
+        const Variant callerArgument(Query<IDispatch>(caller ? *caller : nullptr).get());
         arguments.push_back(callerArgument.get());
         DISPPARAMS parameters{arguments.data(), nullptr, static_cast<UINT>(arguments.size()), 0};
         EXCEPINFO exception{};
@@ -66,7 +67,7 @@ HRESULT LateBoundSink::call(const wchar_t* method, IUnknown** caller,
         const Bstr source = Bstr::attach(exception.bstrSource);
         const Bstr description = Bstr::attach(exception.bstrDescription);
         const Bstr helpFile = Bstr::attach(exception.bstrHelpFile);
-        if (hr != DISP_E_EXCEPTION) return check(hr);
+        if (hr != DISP_E_EXCEPTION) return Check(hr);
         throw Error(FAILED(exception.scode) ? exception.scode : hr, std::wstring(source.view()),
                     std::wstring(description.view()));
     });

@@ -7,8 +7,8 @@
 
 namespace vtdl {
 
-/// Passes progress on to an object that only has IDispatch, by the methods' names. A method that the
-/// object does not have is skipped.
+/// Passes progress on to an object that only has IDispatch, by the methods' names. A method that
+/// the object does not have is skipped.
 class LateBoundSink final
     : public automation::Object<LateBoundSink, ::IProgressCallBack, _IProgressCallBack> {
 public:
@@ -21,7 +21,7 @@ public:
 
 private:
     // Arguments in reverse order, as IDispatch takes them; the caller is added as the last.
-    HRESULT call(const wchar_t* method, IUnknown** caller, std::vector<VARIANT> arguments) noexcept;
+    HRESULT Call(const wchar_t* method, IUnknown** caller, std::vector<VARIANT> arguments) noexcept;
 
     automation::ComPtr<IDispatch> m_target;
 };

@@ -36,7 +36,7 @@ constexpr ErrorText texts[] = {
 
 }  // namespace
 
-std::wstring_view sessionErrorText(long number) noexcept {
+std::wstring_view SessionErrorText(long number) noexcept {
     for (const ErrorText& entry : texts)
         if (static_cast<long>(entry.number) == number) return entry.text;
     return L"Unknown error";

@@ -21,7 +21,7 @@ void cTimer::StartTimer(long interval, iTimer* owner, HWND window, long timerId)
     if (m_systemTimerId != 0) mTimer::SetTimerSession(m_killId, this);
 }
 
-void cTimer::tick(DWORD ticks) noexcept {
+void cTimer::Tick(DWORD ticks) noexcept {
     if (*m_isBusy) return;
     const std::shared_ptr<bool> isBusy = m_isBusy;
     const automation::ComPtr<iTimer> owner = m_owner;

@@ -7,8 +7,8 @@
 
 namespace vtdl {
 
-/// Fires every interval from the host's message loop until it is destroyed. A tick that arrives while
-/// Fire runs is dropped.
+/// Fires every interval from the host's message loop until it is destroyed. A tick that arrives
+/// while Fire runs is dropped.
 class cTimer {
 public:
     cTimer() = default;
@@ -16,12 +16,12 @@ public:
     cTimer& operator=(const cTimer&) = delete;
     ~cTimer();
 
-    /// Starts a system timer on the window. The owner is not kept alive. When the system has no timer
-    /// left, nothing ever fires; that is no error.
+    /// Starts a system timer on the window. The owner is not kept alive. When the system has no
+    /// timer left, nothing ever fires; that is no error.
     void StartTimer(long interval, iTimer* owner, HWND window, long timerId);
 
     /// Calls the owner with the milliseconds since the start, modulo 2^32.
-    void tick(DWORD ticks) noexcept;
+    void Tick(DWORD ticks) noexcept;
 
 private:
     iTimer* m_owner = nullptr;

@@ -20,7 +20,7 @@ void CALLBACK TimerProc(HWND window, UINT, UINT_PTR identifier, DWORD ticks) noe
     if (found == timers.end())
         KillTimer(window, identifier);
     else
-        found->second->tick(ticks);
+        found->second->Tick(ticks);
 }
 
 }  // namespace vtdl::mTimer

@@ -11,7 +11,8 @@ public:
     static constexpr SourceIdentity identity{
         .name = L"PCQUOTE",
         .description = L"PCQuote",
-        .priceDataType = vtdlPriceDataTypeOptionsByTicker | vtdlPriceDataTypeRealtime | vtdlPriceDataAny,
+        .priceDataType =
+            vtdlPriceDataTypeOptionsByTicker | vtdlPriceDataTypeRealtime | vtdlPriceDataAny,
         .section = L"PCQUOTE/PARAMETERS",
         .nameParameter = L"PCQuote",
         .descriptionParameter = L"PCQuote (realtime)",

@@ -4,46 +4,46 @@ namespace vtdl {
 
 using namespace automation;
 
-std::vector<ParameterDeclaration> CDataSourceYahooDividends::sessionParameters() {
-    return {tickerParameter(), startDateParameter(), endDateParameter()};
+std::vector<ParameterDeclaration> CDataSourceYahooDividends::SessionParameters() {
+    return {TickerParameter(), StartDateParameter(), EndDateParameter()};
 }
 
 STDMETHODIMP CDataSourceYahooDividends::Download(_CSession** session) noexcept {
     if (!session || !*session) return E_POINTER;
     const ComPtr<_CSession> current(*session);
-    return framed<"CDataSource_Download">([&](MethodFrame& frame) {
+    return Framed<"CDataSource_Download">([&](MethodFrame& frame) {
         const DownloadScope scope(*this, current.get());
-        if (m_chartHost.empty()) frame.step([&] { check(SelectYahooInternalServer()); });
+        if (m_chartHost.empty()) frame.Step([&] { Check(SelectYahooInternalServer()); });
         std::optional<Request> request;
-        frame.step([&] {
+        frame.Step([&] {
             ComPtr<_CParameters> parameters;
-            check(current->get_Parameters(parameters.put()));
+            Check(current->get_Parameters(parameters.put()));
             request.emplace(parameters.get());
         });
         if (!request) return;
 
         replies::Columns grid(replies::yahooDividendColumns);
-        const bool hasData = fetchPages(frame, *request, grid);
-        if (hasData && grid.rows() == 0) grid.addRows(1);  // the initial row, as for prices
-        handOver(frame, current.get(),
-                 hasData ? reversedColumns(std::move(grid)) : announcedColumns(identity.columns));
+        const bool hasData = FetchPages(frame, *request, grid);
+        if (hasData && grid.Rows() == 0) grid.AddRows(1);  // the initial row, as for prices
+        HandOver(frame, current.get(),
+                 hasData ? ReversedColumns(std::move(grid)) : AnnouncedColumns(identity.columns));
     });
 }
 
 // False when a reply says that there is no data; the columns are then handed over empty. A page of
 // exactly 200 rows makes the same request again and appends its rows, on purpose.
-bool CDataSourceYahooDividends::fetchPages(MethodFrame& frame, const Request& request,
+bool CDataSourceYahooDividends::FetchPages(MethodFrame& frame, const Request& request,
                                            replies::Columns& grid) {
     yahoo::FieldReader oddFields(frame, identity.columns);
     const std::string path =
-        yahoo::tablePath(request.ticker, request.start, request.end, "&g=v&ignore=.csv");
+        yahoo::TablePath(request.ticker, request.start, request.end, "&g=v&ignore=.csv");
     for (;;) {
         std::string reply;
-        frame.step([&] { reply = DownloadURL(m_chartHost, path); });
+        frame.Step([&] { reply = DownloadURL(m_chartHost, path); });
         // Fewer than three lines count as no data, on purpose, even a header with a single row.
-        if (reply.empty() || replies::lineCount(reply) < 3 || replies::isYahooNotFoundPage(reply))
+        if (reply.empty() || replies::LineCount(reply) < 3 || replies::IsYahooNotFoundPage(reply))
             return false;
-        const std::size_t rows = replies::parseYahooPage(reply, "Date,", false, grid, oddFields);
+        const std::size_t rows = replies::ParseYahooPage(reply, "Date,", false, grid, oddFields);
         if (rows != replies::yahooFullPage) return true;
     }
 }

@@ -20,12 +20,12 @@ public:
         .dataServer = L"YAHOO",
         .columns = replies::yahooDividendColumns,
     };
-    static std::vector<ParameterDeclaration> sessionParameters();
+    static std::vector<ParameterDeclaration> SessionParameters();
 
     STDMETHODIMP Download(_CSession** session) noexcept override;
 
 private:
-    bool fetchPages(MethodFrame& frame, const Request& request, replies::Columns& grid);
+    bool FetchPages(MethodFrame& frame, const Request& request, replies::Columns& grid);
 };
 
 }  // namespace vtdl

@@ -4,12 +4,12 @@ namespace vtdl {
 
 using namespace automation;
 
-std::vector<ParameterDeclaration> CDataSourceYahooHitorical::sessionParameters() {
+std::vector<ParameterDeclaration> CDataSourceYahooHitorical::SessionParameters() {
     constexpr std::wstring_view periodicities[] = {L"DAILY", L"WEEKLY", L"MONTHLY"};
-    return {tickerParameter(),
-            startDateParameter(),
-            endDateParameter(),
-            listParameter(L"PERIODICITY", periodicities),
+    return {TickerParameter(),
+            StartDateParameter(),
+            EndDateParameter(),
+            ListParameter(L"PERIODICITY", periodicities),
             {.name = L"ADJUST VALUES",
              .type = vtdlParameterTypeBool,
              .value = Variant(std::wstring_view(L"True"))}};
@@ -17,52 +17,52 @@ std::vector<ParameterDeclaration> CDataSourceYahooHitorical::sessionParameters()
 
 CDataSourceYahooHitorical::PriceRequest::PriceRequest(_CParameters* parameters)
     : Request(parameters),
-      periodicity(toBytes(toText(parameterValue(parameters, L"PERIODICITY").get()).view())),
-      isAdjusted(toBool(parameterValue(parameters, L"ADJUST VALUES").get())) {
+      periodicity(ToBytes(ToText(ParameterValue(parameters, L"PERIODICITY").get()).view())),
+      isAdjusted(ToBool(ParameterValue(parameters, L"ADJUST VALUES").get())) {
     periodicity.resize(std::min<std::size_t>(periodicity.size(), 1));
     CharLowerBuffA(periodicity.data(), static_cast<DWORD>(periodicity.size()));
 }
 
-std::string CDataSourceYahooHitorical::PriceRequest::path(double lastDay) const {
-    return yahoo::tablePath(ticker, start, lastDay, "&g=" + periodicity + "&ignore=.csv");
+std::string CDataSourceYahooHitorical::PriceRequest::Path(double lastDay) const {
+    return yahoo::TablePath(ticker, start, lastDay, "&g=" + periodicity + "&ignore=.csv");
 }
 
 STDMETHODIMP CDataSourceYahooHitorical::Download(_CSession** session) noexcept {
     if (!session || !*session) return E_POINTER;
     const ComPtr<_CSession> current(*session);
-    return framed<"CDataSource_Download">([&](MethodFrame& frame) {
+    return Framed<"CDataSource_Download">([&](MethodFrame& frame) {
         const DownloadScope scope(*this, current.get());
-        if (m_chartHost.empty()) frame.step([&] { check(SelectYahooInternalServer()); });
+        if (m_chartHost.empty()) frame.Step([&] { Check(SelectYahooInternalServer()); });
         std::optional<PriceRequest> request;
-        frame.step([&] {
+        frame.Step([&] {
             ComPtr<_CParameters> parameters;
-            check(current->get_Parameters(parameters.put()));
+            Check(current->get_Parameters(parameters.put()));
             request.emplace(parameters.get());
         });
         if (!request) return;
 
         replies::Columns grid(replies::yahooPriceColumns);
-        if (!fetchPages(frame, *request, grid)) return;
+        if (!FetchPages(frame, *request, grid)) return;
         // Without any row the grid's initial row remains: a zero date and zeros, on purpose.
-        if (grid.rows() == 0) grid.addRows(1);
-        handOver(frame, current.get(), reversedColumns(std::move(grid)));
+        if (grid.Rows() == 0) grid.AddRows(1);
+        HandOver(frame, current.get(), ReversedColumns(std::move(grid)));
     });
 }
 
 // False when a fetch failed: nothing is handed over then, not even earlier pages.
-bool CDataSourceYahooHitorical::fetchPages(MethodFrame& frame, const PriceRequest& request,
+bool CDataSourceYahooHitorical::FetchPages(MethodFrame& frame, const PriceRequest& request,
                                            replies::Columns& grid) {
     yahoo::FieldReader oddFields(frame, identity.columns);
     double lastDay = request.end;
     for (;;) {
         std::string reply;
-        frame.step([&] { reply = DownloadURL(m_chartHost, request.path(lastDay)); });
+        frame.Step([&] { reply = DownloadURL(m_chartHost, request.Path(lastDay)); });
         if (reply.empty()) return false;
         const std::size_t rows =
-            replies::parseYahooPage(reply, "Date,Open", request.isAdjusted, grid, oddFields);
+            replies::ParseYahooPage(reply, "Date,Open", request.isAdjusted, grid, oddFields);
         if (rows != replies::yahooFullPage) return true;
-        // The next page ends on the day before the oldest row. A server that does not go back in time
-        // must not keep the download from ending.
+        // The next page ends on the day before the oldest row. A server that does not go back in
+        // time must not keep the download from ending.
         const double nextDay = grid[0].back() - 1;
         if (nextDay >= lastDay || lastDay < request.start) return true;
         lastDay = nextDay;

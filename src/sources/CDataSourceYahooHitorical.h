@@ -20,20 +20,20 @@ public:
         .dataServer = L"YAHOO",
         .columns = replies::yahooPriceColumns,
     };
-    static std::vector<ParameterDeclaration> sessionParameters();
+    static std::vector<ParameterDeclaration> SessionParameters();
 
     STDMETHODIMP Download(_CSession** session) noexcept override;
 
 private:
     struct PriceRequest : Request {
         explicit PriceRequest(_CParameters* parameters);
-        std::string path(double lastDay) const;
+        std::string Path(double lastDay) const;
 
         std::string periodicity;
         bool isAdjusted;
     };
 
-    bool fetchPages(MethodFrame& frame, const PriceRequest& request, replies::Columns& grid);
+    bool FetchPages(MethodFrame& frame, const PriceRequest& request, replies::Columns& grid);
 };
 
 }  // namespace vtdl

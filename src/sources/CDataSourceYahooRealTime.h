@@ -12,7 +12,8 @@ public:
     static constexpr SourceIdentity identity{
         .name = L"YAHOOREALTIME",
         .description = L"Yahoo! Finance (realtime)",
-        .priceDataType = vtdlPriceDataTypeRealtime | vtdlPriceDataTypeCurrency | vtdlPriceDataTypeIndicies | vtdlPriceDataTypeStocks,
+        .priceDataType = vtdlPriceDataTypeRealtime | vtdlPriceDataTypeCurrency |
+                         vtdlPriceDataTypeIndicies | vtdlPriceDataTypeStocks,
         .section = L"YAHOORT/PARAMETERS",
         .nameParameter = L"Yahoo! Finance (realtime)",
         .descriptionParameter = L"Yahoo! Finance (realtime)",

@@ -11,34 +11,36 @@
 
 namespace vtdl {
 
-/// Reports to a session; without one, reports go nowhere. The adapter is the caller of every report.
+/// Reports to a session; without one, reports go nowhere. The adapter is the caller of every
+/// report.
 class CurrentSession {
 public:
     CurrentSession() = default;
     CurrentSession(IUnknown* adapter, IUnknown* session)
-        : m_adapter(adapter), m_callback(automation::query<_IProgressCallBack>(session)) {}
+        : m_adapter(adapter), m_callback(automation::Query<_IProgressCallBack>(session)) {}
 
-    void start() const {
+    void Start() const {
         IUnknown* caller = m_adapter;
-        if (const auto callback = m_callback) automation::check(callback->Start(&caller));
+        if (const auto callback = m_callback) automation::Check(callback->Start(&caller));
     }
 
-    void progress(long percent, const std::wstring& statusText) const {
+    void Progress(long percent, const std::wstring& statusText) const {
         if (!m_callback) return;
         IUnknown* caller = m_adapter;
         automation::Bstr text(statusText);
         const auto callback = m_callback;
-        automation::check(callback->Progress(&caller, percent, text.put()));
+        automation::Check(callback->Progress(&caller, percent, text.put()));
     }
 
-    void dataReady() const {
+    void DataReady() const {
         IUnknown* caller = m_adapter;
-        if (const auto callback = m_callback) automation::check(callback->DataReady(&caller));
+        if (const auto callback = m_callback) automation::Check(callback->DataReady(&caller));
     }
 
-    void done(long errorNumber) const {
+    void Done(long errorNumber) const {
         IUnknown* caller = m_adapter;
-        if (const auto callback = m_callback) automation::check(callback->Done(&caller, errorNumber));
+        if (const auto callback = m_callback)
+            automation::Check(callback->Done(&caller, errorNumber));
     }
 
 private:

@@ -13,19 +13,18 @@ namespace vtdl {
 template <class D, class Coclass, class Default>
 class LeftOpenAdapter : public WebAdapter<D, Coclass, Default> {
 public:
-    static std::vector<ParameterDeclaration> sessionParameters() { return {tickerParameter()}; }
+    static std::vector<ParameterDeclaration> SessionParameters() { return {TickerParameter()}; }
 
     STDMETHODIMP Download(_CSession** session) noexcept override {
         if (!session || !*session) return E_POINTER;
         const automation::ComPtr<_CSession> current(*session);
-        return this->template framed<"CDataSource_Download">([&](MethodFrame& frame) {
+        return this->template Framed<"CDataSource_Download">([&](MethodFrame& frame) {
             const typename LeftOpenAdapter::DownloadScope scope(*this, current.get());
-            frame.step([&] { this->m_session.start(); });
-            frame.step([&] { this->m_session.done(dataNotAvailable); });
-            frame.step([&] {
-                automation::check(current->putref_Data(automation::make<CData>().get()));
-            });
-            frame.step([&] { this->m_session.dataReady(); });
+            frame.Step([&] { this->m_session.Start(); });
+            frame.Step([&] { this->m_session.Done(dataNotAvailable); });
+            frame.Step(
+                [&] { automation::Check(current->putref_Data(automation::Make<CData>().get())); });
+            frame.Step([&] { this->m_session.DataReady(); });
         });
     }
 };

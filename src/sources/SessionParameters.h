@@ -7,33 +7,34 @@
 
 namespace vtdl {
 
-inline ParameterDeclaration textParameter(std::wstring_view name, std::wstring_view value = {}) {
+inline ParameterDeclaration TextParameter(std::wstring_view name, std::wstring_view value = {}) {
     return {.name = name, .type = vtdlParameterTypeString, .value = automation::Variant(value)};
 }
 
-inline ParameterDeclaration tickerParameter() { return textParameter(L"TICKER"); }
+inline ParameterDeclaration TickerParameter() { return TextParameter(L"TICKER"); }
 
 /// "STARTDATE": today minus 14 days.
-inline ParameterDeclaration startDateParameter() {
+inline ParameterDeclaration StartDateParameter() {
     return {.name = L"STARTDATE",
             .type = vtdlParameterTypeDate,
-            .value = automation::Variant::date(today() - 14)};
+            .value = automation::Variant::Date(Today() - 14)};
 }
 
 /// "ENDDATE": today.
-inline ParameterDeclaration endDateParameter() {
+inline ParameterDeclaration EndDateParameter() {
     return {.name = L"ENDDATE",
             .type = vtdlParameterTypeDate,
-            .value = automation::Variant::date(today())};
+            .value = automation::Variant::Date(Today())};
 }
 
 /// A choice among texts; the first one is the default.
 template <std::size_t Count>
-ParameterDeclaration listParameter(std::wstring_view name, const std::wstring_view (&choices)[Count]) {
+ParameterDeclaration ListParameter(std::wstring_view name,
+                                   const std::wstring_view (&choices)[Count]) {
     return {.name = name,
             .type = vtdlParameterTypeList,
             .value = automation::Variant(choices[0]),
-            .availableValues = automation::textArray(choices)};
+            .availableValues = automation::TextArray(choices)};
 }
 
 }  // namespace vtdl

@@ -13,7 +13,7 @@ namespace vtdl {
 struct SourceIdentity {
     std::wstring_view name;
     std::wstring_view description;
-    long priceDataType;  ///< bits of vtdlPriceDataType
+    long priceDataType;      ///< bits of vtdlPriceDataType
     const wchar_t* section;  ///< of the settings file
     // The adapter's own parameters.
     std::wstring_view nameParameter;

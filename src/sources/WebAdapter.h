@@ -15,38 +15,38 @@
 
 namespace vtdl {
 
-/// Base of an adapter D, which brings: className, identity, sessionParameters() and Download(). Its
+/// Base of an adapter D, which brings: className, identity, SessionParameters() and Download(). Its
 /// default IDispatch also answers the names of the data-source contract.
 template <class D, class Coclass, class Default>
 class WebAdapter : public FramedObject<D, Coclass, Default, _CDataSource>, protected WinInetEvents {
 public:
     STDMETHODIMP get_PriceDataType(vtdlPriceDataType* result) noexcept override {
-        return this->template framedResult<"CDataSource_PriceDataType">(
+        return this->template FramedResult<"CDataSource_PriceDataType">(
             result, [&] { *result = static_cast<vtdlPriceDataType>(D::identity.priceDataType); });
     }
 
     STDMETHODIMP get_DataFields(_CDataFields** result) noexcept override {
-        return this->template framedResult<"CDataSource_DataFields">(
-            result, [&] { *result = announcedColumns(D::identity.columns).detach(); });
+        return this->template FramedResult<"CDataSource_DataFields">(
+            result, [&] { *result = AnnouncedColumns(D::identity.columns).detach(); });
     }
 
     STDMETHODIMP get_Description(BSTR* result) noexcept override {
-        return this->template framedResult<"CDataSource_Description">(
+        return this->template FramedResult<"CDataSource_Description">(
             result, [&] { *result = automation::Bstr(D::identity.description).release(); });
     }
 
     STDMETHODIMP get_Name(BSTR* result) noexcept override {
-        return this->template framedResult<"CDataSource_Name">(
+        return this->template FramedResult<"CDataSource_Name">(
             result, [&] { *result = automation::Bstr(D::identity.name).release(); });
     }
 
     STDMETHODIMP get_Parameters(_CParameters** result) noexcept override {
-        return this->template framedResult<"CDataSource_Parameters">(
-            result, [&] { *result = m_parameters.addRefed(); });
+        return this->template FramedResult<"CDataSource_Parameters">(
+            result, [&] { *result = m_parameters.AddRefed(); });
     }
 
     STDMETHODIMP Abort() noexcept override {
-        return this->template framed<"CDataSource_Abort">([&] {
+        return this->template Framed<"CDataSource_Abort">([&] {
             m_isAborted = true;
             if (m_ADL) m_ADL->Cancel();
         });
@@ -55,57 +55,57 @@ public:
     /// Search is not offered by any service.
     STDMETHODIMP Search(_CParameters**, BSTR* result) noexcept override {
         if (result) *result = nullptr;
-        return D::raising([] {
-            throw automation::Error(E_NOTIMPL,
-                                    text::RoutineName<D::className, "CDataSource_Search">::text.characters,
-                                    L"Search is not implemented");
+        return D::Raising([] {
+            throw automation::Error(
+                E_NOTIMPL, text::RoutineName<D::className, "CDataSource_Search">::text.characters,
+                L"Search is not implemented");
         });
     }
 
     STDMETHODIMP CreateSession(_CSession** result) noexcept override {
-        return this->template framedResult<"CDataSource_CreateSession">(result, [&] {
-            const auto session = automation::createInstance<_CSession>(__uuidof(::CSession));
+        return this->template FramedResult<"CDataSource_CreateSession">(result, [&] {
+            const auto session = automation::CreateInstance<_CSession>(__uuidof(::CSession));
             automation::ComPtr<_CParameters> parameters;
-            automation::check(session->putref_DataSource(this));
-            automation::check(session->get_Parameters(parameters.put()));
-            for (const ParameterDeclaration& declaration : D::sessionParameters())
-                declareParameter(parameters.get(), declaration);
-            *result = session.addRefed();
+            automation::Check(session->putref_DataSource(this));
+            automation::Check(session->get_Parameters(parameters.put()));
+            for (const ParameterDeclaration& declaration : D::SessionParameters())
+                DeclareParameter(parameters.get(), declaration);
+            *result = session.AddRefed();
         });
     }
 
     /// A new instance: it holds the values last saved, not the current ones of this one.
     STDMETHODIMP Clone(_CDataSource** result) noexcept override {
-        return this->template framedResult<"CDataSource_Clone">(
-            result, [&] { *result = automation::make<D>().detach(); });
+        return this->template FramedResult<"CDataSource_Clone">(
+            result, [&] { *result = automation::Make<D>().detach(); });
     }
 
 protected:
     WebAdapter() {
-        this->template framed<"Class_Initialize">([&](MethodFrame& frame) {
-            frame.step([&] { declareIdentity(); });
-            frame.step([&] { loadSharedSettingsOnce(*m_settings); });
-            if (!m_settings->isLoaded()) return;  // reported already; the declared values stay
-            frame.step([&] {
+        this->template Framed<"Class_Initialize">([&](MethodFrame& frame) {
+            frame.Step([&] { DeclareIdentity(); });
+            frame.Step([&] { LoadSharedSettingsOnce(*m_settings); });
+            if (!m_settings->IsLoaded()) return;  // reported already; the declared values stay
+            frame.Step([&] {
                 _CXMLSettings* settings = m_settings.get();
                 automation::Bstr section(D::identity.section);
-                automation::check(m_parameters->LoadValues(&settings, section.put()));
+                automation::Check(m_parameters->LoadValues(&settings, section.put()));
             });
         });
     }
 
     ~WebAdapter() {
-        this->template framed<"Class_Terminate">([&] {
+        this->template Framed<"Class_Terminate">([&] {
             if (m_ADL) m_ADL->Cancel();
-            if (!m_settings->isLoaded()) return;
+            if (!m_settings->IsLoaded()) return;
             _CXMLSettings* settings = m_settings.get();
             automation::Bstr section(D::identity.section);
-            automation::check(m_parameters->SaveValues(&settings, section.put()));
+            automation::Check(m_parameters->SaveValues(&settings, section.put()));
         });
     }
 
-    /// Makes the session current for the time of a download; a download inside a download is refused
-    /// by the session.
+    /// Makes the session current for the time of a download; a download inside a download is
+    /// refused by the session.
     class DownloadScope {
     public:
         DownloadScope(WebAdapter& adapter, _CSession* session) : m_adapter(adapter) {
@@ -120,9 +120,9 @@ protected:
         WebAdapter& m_adapter;
     };
 
-    /// Fetches one reply with a client of its own. False when that failed or the download was aborted;
-    /// the body is then empty.
-    bool fetch(const HostAddress& host, const std::string& resource, std::string& body) {
+    /// Fetches one reply with a client of its own. False when that failed or the download was
+    /// aborted; the body is then empty.
+    bool Fetch(const HostAddress& host, const std::string& resource, std::string& body) {
         body.clear();
         if (m_isAborted) return false;
         m_ADL = std::make_unique<WinInet>(static_cast<WinInetEvents*>(this));
@@ -130,7 +130,7 @@ protected:
         m_ADL->Port = host.port;
         m_ADL->Resource = resource;
         m_ADL->Execute();
-        body = m_ADL->takeResponse();
+        body = m_ADL->TakeResponse();
         return m_ADL->SuccessDone;
     }
 
@@ -138,21 +138,21 @@ protected:
     virtual const std::wstring& statusText() const { return m_statusText; }
 
     void OnStateChanged(long state) noexcept override {
-        this->template framed<"m_ADL_OnStateChanged">([&] {
-            if (state == WinInet::connected) m_session.start();
+        this->template Framed<"m_ADL_OnStateChanged">([&] {
+            if (state == WinInet::connected) m_session.Start();
         });
     }
 
     void OnProgress(long bytesReceived, long contentLength, float) noexcept override {
-        this->template framed<"m_ADL_OnProgress">([&] {
+        this->template Framed<"m_ADL_OnProgress">([&] {
             static const std::wstring none;
-            m_session.progress(percentOf(bytesReceived, contentLength),
+            m_session.Progress(PercentOf(bytesReceived, contentLength),
                                m_reportsStatusText ? statusText() : none);
         });
     }
 
-    std::shared_ptr<CXMLSettings> m_settings = sharedSettings();
-    automation::ComPtr<CParameters> m_parameters = automation::make<CParameters>();
+    std::shared_ptr<CXMLSettings> m_settings = SharedSettings();
+    automation::ComPtr<CParameters> m_parameters = automation::Make<CParameters>();
     std::unique_ptr<WinInet> m_ADL;
     CurrentSession m_session;
     std::wstring m_statusText;
@@ -160,23 +160,23 @@ protected:
     bool m_isAborted = false;
 
 private:
-    IDispatch* alsoAnswers() override { return static_cast<_CDataSource*>(this); }
+    IDispatch* AlsoAnswers() override { return static_cast<_CDataSource*>(this); }
 
-    void declareIdentity() {
+    void DeclareIdentity() {
         const std::pair<std::wstring_view, std::wstring_view> fixed[] = {
             {L"NAME", D::identity.nameParameter},
             {L"DESCRIPTION", D::identity.descriptionParameter},
             {L"DATASERVER", D::identity.dataServer},
         };
         for (const auto& [name, value] : fixed)
-            declareParameter(m_parameters.get(), {.name = name,
+            DeclareParameter(m_parameters.get(), {.name = name,
                                                   .type = vtdlParameterTypeString,
                                                   .value = automation::Variant(value),
                                                   .isEditable = false});
     }
 
     // Rounded half to even; 100 when the total is unknown.
-    static long percentOf(long bytesReceived, long contentLength) {
+    static long PercentOf(long bytesReceived, long contentLength) {
         return contentLength < 1 ? 100 : std::lrint(bytesReceived * 100.0 / contentLength);
     }
 };

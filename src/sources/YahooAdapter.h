@@ -13,32 +13,33 @@ namespace vtdl {
 template <class D, class Coclass, class Default>
 class YahooAdapter : public WebAdapter<D, Coclass, Default> {
 public:
-    /// Chooses among the service's numbered chart servers by what they answer to a probe. Costs up to
-    /// twelve fetches; a download does it once, when it finds no host chosen.
+    /// Chooses among the service's numbered chart servers by what they answer to a probe. Costs up
+    /// to twelve fetches; a download does it once, when it finds no host chosen.
     STDMETHODIMP SelectYahooInternalServer() noexcept override {
-        return this->template framed<"SelectYahooInternalServer">([&](MethodFrame& frame) {
+        return this->template Framed<"SelectYahooInternalServer">([&](MethodFrame& frame) {
             m_isSelectingServer = true;
             const Selecting selecting{m_isSelectingServer};
-            const std::wstring publicHost = serviceHost(*this->m_settings, L"yahoo.chart");
+            const std::wstring publicHost = ServiceHost(*this->m_settings, L"yahoo.chart");
             m_chartHost = publicHost;
             const std::string probe =
-                yahoo::tablePath("DIA", today() - 7, today(), "&g=d&ignore=.csv");
+                yahoo::TablePath("DIA", Today() - 7, Today(), "&g=d&ignore=.csv");
 
             std::vector<long> scores(14);
             std::optional<yahoo::ServerFamily> family;
             std::string reply;
-            frame.step([&] { reply = DownloadURL(publicHost, probe); });
-            scores[0] = yahoo::replyValidityIndex(reply);
-            frame.step([&] { family = yahoo::serverFamily(reply); });
+            frame.Step([&] { reply = DownloadURL(publicHost, probe); });
+            scores[0] = yahoo::ReplyValidityIndex(reply);
+            frame.Step([&] { family = yahoo::FindServerFamily(reply); });
             if (!family) return;
 
             for (long k = 3; k <= 13; ++k) {
-                m_chartHost = family->server(k);
-                frame.step([&] { reply = DownloadURL(m_chartHost, probe); });
-                scores[static_cast<std::size_t>(k)] = yahoo::replyValidityIndex(reply);
+                m_chartHost = family->Server(k);
+                frame.Step([&] { reply = DownloadURL(m_chartHost, probe); });
+                scores[static_cast<std::size_t>(k)] = yahoo::ReplyValidityIndex(reply);
             }
-            const std::size_t best = yahoo::bestServer(scores);
-            m_chartHost = scores[best] >= scores[0] ? family->server(static_cast<long>(best)) : publicHost;
+            const std::size_t best = yahoo::BestServer(scores);
+            m_chartHost =
+                scores[best] >= scores[0] ? family->Server(static_cast<long>(best)) : publicHost;
         });
     }
 
@@ -50,32 +51,33 @@ protected:
         double end;
 
         explicit Request(_CParameters* parameters)
-            : ticker(toBytes(automation::toText(parameterValue(parameters, L"TICKER").get()).view())),
-              start(automation::toDate(parameterValue(parameters, L"STARTDATE").get())),
-              end(automation::toDate(parameterValue(parameters, L"ENDDATE").get())) {}
+            : ticker(
+                  ToBytes(automation::ToText(ParameterValue(parameters, L"TICKER").get()).view())),
+              start(automation::ToDate(ParameterValue(parameters, L"STARTDATE").get())),
+              end(automation::ToDate(ParameterValue(parameters, L"ENDDATE").get())) {}
     };
 
     /// Fetches one reply and reports its outcome to the session, also for each probe of a server.
     std::string DownloadURL(const std::wstring& host, const std::string& path) {
         std::string reply;
-        automation::check(this->template framed<"DownloadURL">([&](MethodFrame& frame) {
+        automation::Check(this->template Framed<"DownloadURL">([&](MethodFrame& frame) {
             bool isFetched = false;
-            frame.step([&] {
-                const HostAddress address = yahoo::addressOf(*this->m_settings, host);
-                isFetched = this->fetch(address, path, reply);
+            frame.Step([&] {
+                const HostAddress address = yahoo::AddressOf(*this->m_settings, host);
+                isFetched = this->Fetch(address, path, reply);
             });
-            frame.step([&] { this->m_session.done(isFetched ? 0 : downloadFailure); });
+            frame.Step([&] { this->m_session.Done(isFetched ? 0 : downloadFailure); });
         }));
         return reply;
     }
 
-    void handOver(MethodFrame& frame, _CSession* session, automation::ComPtr<CDataFields> fields) {
-        frame.step([&] {
-            const auto data = automation::make<CData>();
-            setBlock(*data.get(), L"HISTORICAL", fields.get(), false);
-            automation::check(session->putref_Data(data.get()));
+    void HandOver(MethodFrame& frame, _CSession* session, automation::ComPtr<CDataFields> fields) {
+        frame.Step([&] {
+            const auto data = automation::Make<CData>();
+            SetBlock(*data.get(), L"HISTORICAL", fields.get(), false);
+            automation::Check(session->putref_Data(data.get()));
         });
-        frame.step([&] { this->m_session.dataReady(); });
+        frame.Step([&] { this->m_session.DataReady(); });
     }
 
     const std::wstring& statusText() const override {

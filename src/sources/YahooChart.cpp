@@ -12,8 +12,8 @@ namespace {
 constexpr wchar_t chartService[] = L"yahoo.chart";
 
 // The service counts months from 0.
-void appendDate(std::string& path, const char* keys, double automationDate) {
-    const text::CalendarDate date = text::calendarDate(automationDate);
+void AppendDate(std::string& path, const char* keys, double automationDate) {
+    const text::CalendarDate date = text::ToCalendarDate(automationDate);
     const int parts[] = {date.month - 1, date.day, date.year};
     for (int i = 0; i < 3; ++i)
         path.append("&").append(1, keys[i]).append("=").append(std::to_string(parts[i]));
@@ -21,38 +21,38 @@ void appendDate(std::string& path, const char* keys, double automationDate) {
 
 }  // namespace
 
-std::string tablePath(std::string_view ticker, double start, double end, std::string_view tail) {
+std::string TablePath(std::string_view ticker, double start, double end, std::string_view tail) {
     std::string path = "/table.csv?&s=";
     path += ticker;
-    appendDate(path, "abc", start);
-    appendDate(path, "def", end);
+    AppendDate(path, "abc", start);
+    AppendDate(path, "def", end);
     return path.append(tail);
 }
 
-long replyValidityIndex(const std::string& reply) {
+long ReplyValidityIndex(const std::string& reply) {
     constexpr wchar_t row[] =
         L"^\\d+-\\w+-\\d+,[\\d\\.]+,[\\d\\.]+,[\\d\\.]+,[\\d\\.]+,[\\d]+,[\\d\\.]+$";
     long score = -1;
     try {
-        std::wstring start = toWide(reply.substr(0, 9));
+        std::wstring start = ToWide(reply.substr(0, 9));
         CharLowerBuffW(start.data(), static_cast<DWORD>(start.size()));
         if (start != L"date,open") return score;
         score = 0;
-        score = static_cast<long>(matchLines(row, toWide(reply), true).size());
+        score = static_cast<long>(MatchLines(row, ToWide(reply), true).size());
     } catch (const std::exception&) {
         return score;  // faults are ignored, on purpose
     }
     return score;
 }
 
-std::optional<ServerFamily> serverFamily(const std::string& reply) {
+std::optional<ServerFamily> FindServerFamily(const std::string& reply) {
     constexpr wchar_t comment[] = L"^<\\!--\\s+([a-z]+)(\\d+)\\.([\\w\\d\\.]+)\\s+.+-->$";
-    const std::vector<RegExpMatch> matches = matchLines(comment, toWide(reply), false);
+    const std::vector<RegExpMatch> matches = MatchLines(comment, ToWide(reply), false);
     if (matches.empty() || matches[0].groups.size() < 3) return std::nullopt;
     return ServerFamily{matches[0].groups[0], matches[0].groups[2]};
 }
 
-std::size_t bestServer(const std::vector<long>& scores) {
+std::size_t BestServer(const std::vector<long>& scores) {
     std::mt19937 generator(GetTickCount());
     std::uniform_real_distribution<double> draw(0, 1);
     std::size_t best = 3;
@@ -66,32 +66,32 @@ std::size_t bestServer(const std::vector<long>& scores) {
     return best;
 }
 
-HostAddress addressOf(CXMLSettings& settings, const std::wstring& host) {
-    const std::wstring chartHost = serviceHost(settings, chartService);
-    if (host == chartHost) return parseHost(host);
-    const std::wstring configured = readSetting(settings, L"HOSTS", host.c_str(), L"");
-    HostAddress address = parseHost(configured.empty() ? host : configured);
-    if (configured.empty()) address.port = parseHost(chartHost).port;
+HostAddress AddressOf(CXMLSettings& settings, const std::wstring& host) {
+    const std::wstring chartHost = ServiceHost(settings, chartService);
+    if (host == chartHost) return ParseHost(host);
+    const std::wstring configured = ReadSetting(settings, L"HOSTS", host.c_str(), L"");
+    HostAddress address = ParseHost(configured.empty() ? host : configured);
+    if (configured.empty()) address.port = ParseHost(chartHost).port;
     return address;
 }
 
 // An ignored field stays empty, which reads as 0.
-double FieldReader::read(const replies::OddField& field) {
+double FieldReader::Read(const replies::OddField& field) {
     double value = 0;
-    m_frame.step([&] { value = convert(field); });
+    m_frame.Step([&] { value = Convert(field); });
     return value;
 }
 
-double FieldReader::convert(const replies::OddField& field) const {
+double FieldReader::Convert(const replies::OddField& field) const {
     using namespace automation;
     const replies::ColumnSpec& column = m_columns[field.column];
-    const std::wstring text = toWide(field.text);
+    const std::wstring text = ToWide(field.text);
     std::wstring place = L"row " + std::to_wstring(field.row) + L", " + std::wstring(column.name);
-    if (field.isMissing) throw runtimeError(RuntimeError::subscript, place + L" is missing");
+    if (field.isMissing) throw MakeRuntimeError(RuntimeError::subscript, place + L" is missing");
     place += L" \"" + text.substr(0, 80) + L"\"";
-    if (column.type != replies::ColumnType::date) return convertNumber(text, place);
-    const std::optional<double> date = replies::parseYahooDate(field.text);
-    if (!date) throw runtimeError(RuntimeError::typeMismatch, place);
+    if (column.type != replies::ColumnType::date) return ConvertNumber(text, place);
+    const std::optional<double> date = replies::ParseYahooDate(field.text);
+    if (!date) throw MakeRuntimeError(RuntimeError::typeMismatch, place);
     return *date;
 }
 

@@ -13,29 +13,31 @@ namespace vtdl::yahoo {
 
 /// The path and query of a table: a ticker's rows between two automation dates. The ticker is
 /// inserted as it stands.
-std::string tablePath(std::string_view ticker, double start, double end, std::string_view tail);
+std::string TablePath(std::string_view ticker, double start, double end, std::string_view tail);
 
-/// Score of a reply to the probe of a server: -1 for no table, else the number of its lines that are
-/// daily rows with a d-Mon-yy date. Faults while counting leave the score as it is.
-long replyValidityIndex(const std::string& reply);
+/// Score of a reply to the probe of a server: -1 for no table, else the number of its lines that
+/// are daily rows with a d-Mon-yy date. Faults while counting leave the score as it is.
+long ReplyValidityIndex(const std::string& reply);
 
 /// The numbered servers of the service, from the comment in which it names the one that answered.
 struct ServerFamily {
     std::wstring letters;
     std::wstring domain;
 
-    std::wstring server(long number) const { return letters + std::to_wstring(number) + L"." + domain; }
+    std::wstring Server(long number) const {
+        return letters + std::to_wstring(number) + L"." + domain;
+    }
 };
 
 /// Nothing when the reply names no server.
-std::optional<ServerFamily> serverFamily(const std::string& reply);
+std::optional<ServerFamily> FindServerFamily(const std::string& reply);
 
 /// The best of the scored servers 3 to 13, ties broken uniformly at random.
-std::size_t bestServer(const std::vector<long>& scores);
+std::size_t BestServer(const std::vector<long>& scores);
 
 /// The address of a host text. A numbered server is looked up under its full name among the
 /// configured hosts; without an entry it has the chart host's port.
-HostAddress addressOf(CXMLSettings& settings, const std::wstring& host);
+HostAddress AddressOf(CXMLSettings& settings, const std::wstring& host);
 
 /// Reads the fields that the parser hands back, by the platform's conversions. A field that cannot
 /// be read is a failed statement of the method in the frame.
@@ -44,10 +46,10 @@ public:
     FieldReader(MethodFrame& frame, std::span<const replies::ColumnSpec> columns)
         : m_frame(frame), m_columns(columns) {}
 
-    double read(const replies::OddField& field) override;
+    double Read(const replies::OddField& field) override;
 
 private:
-    double convert(const replies::OddField& field) const;
+    double Convert(const replies::OddField& field) const;
 
     MethodFrame& m_frame;
     std::span<const replies::ColumnSpec> m_columns;

@@ -4,14 +4,15 @@
 
 namespace vtdl::mGlobals {
 
-HRESULT AddDataField(_CDataFields* fields, std::wstring_view name, automation::Variant value) noexcept {
+HRESULT AddDataField(_CDataFields* fields, std::wstring_view name,
+                     automation::Variant value) noexcept {
     using namespace automation;
-    return framed<"mGlobals", "AddDataField">([&] {
-        const auto field = make<CDataField>();
-        check(field->put_Name(Bstr(name).get()));
-        field->adoptData(std::move(value));
+    return Framed<"mGlobals", "AddDataField">([&] {
+        const auto field = Make<CDataField>();
+        Check(field->put_Name(Bstr(name).get()));
+        field->AdoptData(std::move(value));
         _CDataField* added = field.get();
-        check(fields->Add(&added, Variant(name).put()));
+        Check(fields->Add(&added, Variant(name).put()));
     });
 }
 

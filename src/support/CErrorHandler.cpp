@@ -10,17 +10,17 @@ namespace {
 
 using automation::Error;
 
-Error handlerError(HRESULT code, const wchar_t* description) {
+Error HandlerError(HRESULT code, const wchar_t* description) {
     return Error(code, L"Vestora Download Library.CErrorHandler", description);
 }
 
-void checkFileName(const std::wstring& name) {
-    if (name.empty()) throw handlerError(CErrorHandler::invalidFileName, L"Invalid file name");
+void CheckFileName(const std::wstring& name) {
+    if (name.empty()) throw HandlerError(CErrorHandler::invalidFileName, L"Invalid file name");
 }
 
 // True on the NT platform. The longer version record exists since its service packs do; what does
 // not know it is asked with the basic one.
-bool runsOnWindowsNT() {
+bool RunsOnWindowsNT() {
     OSVERSIONINFOEXA version{};
     version.dwOSVersionInfoSize = sizeof(OSVERSIONINFOEXA);
     auto* record = reinterpret_cast<OSVERSIONINFOA*>(&version);
@@ -31,14 +31,14 @@ bool runsOnWindowsNT() {
     return version.dwPlatformId == VER_PLATFORM_WIN32_NT;
 }
 
-std::wstring dateAndTime() {
+std::wstring DateAndTime() {
     wchar_t date[80] = L"", time[80] = L"";
     GetDateFormatW(LOCALE_USER_DEFAULT, DATE_SHORTDATE, nullptr, nullptr, date, ARRAYSIZE(date));
     GetTimeFormatW(LOCALE_USER_DEFAULT, 0, nullptr, nullptr, time, ARRAYSIZE(time));
     return std::wstring(date) + L" - " + time;
 }
 
-CErrorHandler configured() {
+CErrorHandler Configured() {
     CErrorHandler handler;
     handler.Init(CErrorHandler::dialog, L"Error Log.txt", true, false, CErrorHandler::traceFile,
                  L"Tracing Log.txt");
@@ -47,17 +47,17 @@ CErrorHandler configured() {
 
 }  // namespace
 
-CErrorHandler gErrorHandler = configured();
+CErrorHandler gErrorHandler = Configured();
 
-CErrorHandler::CErrorHandler() : m_isWindowsNT(runsOnWindowsNT()) {}
+CErrorHandler::CErrorHandler() : m_isWindowsNT(RunsOnWindowsNT()) {}
 
 // Whatever fails inside the handler reaches its caller under the handler's own number.
 template <class Body>
-auto CErrorHandler::guarded(Body&& body) -> decltype(body()) {
+auto CErrorHandler::Guarded(Body&& body) -> decltype(body()) {
     try {
         return body();
     } catch (...) {
-        throw handlerError(componentFailure, L"CErrorHandler component failure");
+        throw HandlerError(componentFailure, L"CErrorHandler component failure");
     }
 }
 
@@ -73,22 +73,22 @@ void CErrorHandler::Init(int actions, std::wstring errorLogFile, bool callStackE
 
 void CErrorHandler::ErrorHandlerActions(int actions) {
     if (actions < 1 || actions > 15)
-        throw handlerError(invalidActions, L"Invalid error handler actions");
+        throw HandlerError(invalidActions, L"Invalid error handler actions");
     m_actions = actions;
 }
 
 void CErrorHandler::ErrorLogFile(std::wstring name) {
-    checkFileName(name);
+    CheckFileName(name);
     m_errorLogFile = std::move(name);
 }
 
 void CErrorHandler::TracingFlags(int flags) {
-    if (flags < 1 || flags > 3) throw handlerError(invalidTracingFlags, L"Invalid tracing flags");
+    if (flags < 1 || flags > 3) throw HandlerError(invalidTracingFlags, L"Invalid tracing flags");
     m_tracingFlags = flags;
 }
 
 void CErrorHandler::TracingLogFile(std::wstring name) {
-    checkFileName(name);
+    CheckFileName(name);
     m_tracingLogFile = std::move(name);
 }
 
@@ -99,15 +99,16 @@ void CErrorHandler::CallStackClear() noexcept {
 void CErrorHandler::CallStackPop() {
     if (m_depth == 0) return;
     --m_depth;
-    if (m_tracingEnabled) guarded([&] { trace(L" --- Exited routine: ", m_routines[m_depth].name); });
+    if (m_tracingEnabled)
+        Guarded([&] { Trace(L" --- Exited routine: ", m_routines[m_depth].name); });
 }
 
 void CErrorHandler::CallStackPush(std::wstring_view routineName, std::wstring_view arguments) {
-    if (m_depth == m_routines.size()) guarded([&] { m_routines.emplace_back(); });
+    if (m_depth == m_routines.size()) Guarded([&] { m_routines.emplace_back(); });
     Routine& routine = m_routines[m_depth];
     routine.name = routineName;
     routine.arguments = arguments;
-    if (m_tracingEnabled) guarded([&] { trace(L" --- Entered routine: ", routineName); });
+    if (m_tracingEnabled) Guarded([&] { Trace(L" --- Entered routine: ", routineName); });
     ++m_depth;  // last: a push that failed is not on the stack
 }
 
@@ -116,26 +117,26 @@ void CErrorHandler::Clear(bool deleteErrorLog, bool deleteTracingLog) noexcept {
     if (deleteTracingLog) DeleteFileW(m_tracingLogFile.c_str());
 }
 
-void CErrorHandler::setPendingError(const Error& error, long line) {
-    m_pendingNumber = error.number();
+void CErrorHandler::SetPendingError(const Error& error, long line) {
+    m_pendingNumber = error.Number();
     m_pendingLine = line;
-    m_pendingDescription = error.description();
+    m_pendingDescription = error.Description();
 }
 
 CErrorHandler::Answer CErrorHandler::HandleError(std::wstring_view routineName) {
-    return guarded([&] {
+    return Guarded([&] {
         m_errorDescription = m_pendingDescription;
         m_errorNumber = m_pendingNumber;
         m_errorLine = m_pendingLine;
         std::wstring_view routine = routineName;
         if (routine.empty() && m_callStackEnabled && m_depth > 0)
             routine = m_routines[m_depth - 1].name;
-        return act(report(routine.empty() ? L"Unknown" : routine));
+        return Act(Report(routine.empty() ? L"Unknown" : routine));
     });
 }
 
-std::wstring CErrorHandler::report(std::wstring_view routine) const {
-    std::wstring text = dateAndTime();
+std::wstring CErrorHandler::Report(std::wstring_view routine) const {
+    std::wstring text = DateAndTime();
     text += L"\r\n\tError: " + std::to_wstring(m_errorNumber) + L", (" + m_errorDescription + L")";
     text.append(L"\r\n\tin ").append(routine);
     text += L" at line " + std::to_wstring(m_errorLine);
@@ -154,26 +155,26 @@ std::wstring CErrorHandler::CallStackText(int indent, bool withArguments) const 
 }
 
 // The dialog comes last and its answer overrides the message box's.
-CErrorHandler::Answer CErrorHandler::act(const std::wstring& text) {
+CErrorHandler::Answer CErrorHandler::Act(const std::wstring& text) {
     const int actions = m_actions;
     Answer answer = abort;
-    if (actions & errorLog) appendToLog(m_errorLogFile, text);
-    if (actions & eventLog && m_isWindowsNT) writeEventLog(text);
-    if (actions & messageBox) answer = showMessageBox(text).value_or(abort);
+    if (actions & errorLog) AppendToLog(m_errorLogFile, text);
+    if (actions & eventLog && m_isWindowsNT) WriteEventLog(text);
+    if (actions & messageBox) answer = ShowMessageBox(text).value_or(abort);
     if (actions & dialog) answer = ShowErrorDialog(text);
     return answer;
 }
 
 // Nobody to ask: the report goes to the log, unless it is there already, and the method is left.
 CErrorHandler::Answer CErrorHandler::ShowErrorDialog(const std::wstring& text) const {
-    if (!(m_actions & errorLog)) appendToLog(m_errorLogFile, text);
+    if (!(m_actions & errorLog)) AppendToLog(m_errorLogFile, text);
     return abort;
 }
 
-void CErrorHandler::trace(std::wstring_view what, std::wstring_view routineName) const {
-    const std::wstring line = dateAndTime().append(what).append(routineName);
+void CErrorHandler::Trace(std::wstring_view what, std::wstring_view routineName) const {
+    const std::wstring line = DateAndTime().append(what).append(routineName);
     if (m_tracingFlags & debugOutput) OutputDebugStringW(line.c_str());
-    if (m_tracingFlags & traceFile) appendToLog(m_tracingLogFile, line);
+    if (m_tracingFlags & traceFile) AppendToLog(m_tracingLogFile, line);
 }
 
 }  // namespace vtdl

@@ -68,7 +68,7 @@ public:
     void Clear(bool deleteErrorLog, bool deleteTracingLog) noexcept;
 
     /// The error that the next HandleError reports, and the source line of its statement.
-    void setPendingError(const automation::Error& error, long line);
+    void SetPendingError(const automation::Error& error, long line);
 
     /// Reports the pending error by the actions chosen, and answers what to do next. An empty name
     /// stands for the routine on top of the call stack.
@@ -81,12 +81,12 @@ private:
     };
 
     template <class Body>
-    auto guarded(Body&& body) -> decltype(body());
-    std::wstring report(std::wstring_view routine) const;
+    auto Guarded(Body&& body) -> decltype(body());
+    std::wstring Report(std::wstring_view routine) const;
     std::wstring CallStackText(int indent, bool withArguments) const;
     Answer ShowErrorDialog(const std::wstring& text) const;
-    void trace(std::wstring_view what, std::wstring_view routineName) const;
-    Answer act(const std::wstring& text);
+    void Trace(std::wstring_view what, std::wstring_view routineName) const;
+    Answer Act(const std::wstring& text);
 
     bool m_callStackEnabled = false;
     bool m_tracingEnabled = false;

@@ -1,8 +1,8 @@
 #pragma once
 // Sections of named texts, kept in an XML file.
 
-#include <vtdl.h>
 #include <msxml2.h>
+#include <vtdl.h>
 
 #include <string>
 #include <vector>
@@ -34,30 +34,31 @@ public:
     STDMETHODIMP SaveFile(BSTR* fileName) noexcept override;
     STDMETHODIMP SaveSetting(BSTR section, BSTR key, BSTR value) noexcept override;
 
-    bool isLoaded() const noexcept { return m_isLoaded; }
-    bool isDirty() const noexcept { return m_isDirty; }
+    bool IsLoaded() const noexcept { return m_isLoaded; }
+    bool IsDirty() const noexcept { return m_isDirty; }
 
 private:
     using Node = automation::ComPtr<IXMLDOMNode>;
 
-    std::optional<HRESULT> invokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters,
+    std::optional<HRESULT> InvokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters,
                                      VARIANT* result) override;
-    void requireLoaded(const wchar_t* source) const;
-    void load();
-    void save(const std::wstring& fileName);
-    void saveIfDirty();
-    void saveSetting(std::wstring section, std::wstring key, const std::wstring& value);
-    Node findSection(std::wstring_view section, std::wstring_view key = {}) const;
-    Node appendNamed(IXMLDOMNode* parent, const wchar_t* element, const std::wstring& name) const;
-    std::vector<std::wstring> namesIn(IXMLDOMNode* parent, const wchar_t* query) const;
-    std::vector<std::wstring> keysOf(BSTR* section) const;
-    std::vector<std::wstring> sections() const;
+    void RequireLoaded(const wchar_t* source) const;
+    void Load();
+    void Replace(const std::wstring& fileName);
+    void SaveIfDirty();
+    void StoreValue(std::wstring section, std::wstring key, const std::wstring& value);
+    Node FindSection(std::wstring_view section, std::wstring_view key = {}) const;
+    Node AppendNamed(IXMLDOMNode* parent, const wchar_t* element, const std::wstring& name) const;
+    std::vector<std::wstring> NamesIn(IXMLDOMNode* parent, const wchar_t* query) const;
+    std::vector<std::wstring> KeysOf(BSTR* section) const;
+    std::vector<std::wstring> Sections() const;
 
     std::wstring m_fileName;
     automation::ComPtr<IXMLDOMDocument2> m_document;
     bool m_isLoaded = false;
     bool m_isDirty = false;
-    /// False for a document that is not a settings file: it is read, but never written over its file.
+    /// False for a document that is not a settings file: it is read, but never written over its
+    /// file.
     bool m_isRecognised = false;
 };
 

@@ -8,7 +8,7 @@
 
 namespace vtdl {
 
-inline std::wstring toWide(std::string_view bytes) {
+inline std::wstring ToWide(std::string_view bytes) {
     const int size = static_cast<int>(bytes.size());
     std::wstring text(bytes.size(), L'\0');
     text.resize(static_cast<std::size_t>(
@@ -16,11 +16,12 @@ inline std::wstring toWide(std::string_view bytes) {
     return text;
 }
 
-inline std::string toBytes(std::wstring_view text) {
+inline std::string ToBytes(std::wstring_view text) {
     const int size = static_cast<int>(text.size());
     std::string bytes(text.size() * 4, '\0');
-    bytes.resize(static_cast<std::size_t>(WideCharToMultiByte(
-        CP_ACP, 0, text.data(), size, bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr)));
+    bytes.resize(static_cast<std::size_t>(
+        WideCharToMultiByte(CP_ACP, 0, text.data(), size, bytes.data(),
+                            static_cast<int>(bytes.size()), nullptr, nullptr)));
     return bytes;
 }
 

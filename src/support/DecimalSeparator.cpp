@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "automation/Variant.h"
 #include "automation/Error.h"
+#include "automation/Variant.h"
 
 namespace vtdl {
 namespace {
@@ -12,24 +12,24 @@ wchar_t separator = 0;
 
 }  // namespace
 
-void determineDecimalSeparator() {
+void DetermineDecimalSeparator() {
     VARIANT tenth;
     tenth.vt = VT_R8;
     tenth.dblVal = 0.1;
-    const automation::Bstr text = automation::toText(tenth);
+    const automation::Bstr text = automation::ToText(tenth);
     separator = text.view().size() > 1 ? text.view()[1] : L'.';
 }
 
-wchar_t decimalSeparator() {
-    if (!separator) determineDecimalSeparator();
+wchar_t DecimalSeparator() {
+    if (!separator) DetermineDecimalSeparator();
     return separator;
 }
 
-double convertNumber(std::wstring_view text, std::wstring_view detail) {
+double ConvertNumber(std::wstring_view text, std::wstring_view detail) {
     std::wstring localised(text);
-    std::replace(localised.begin(), localised.end(), L'.', decimalSeparator());
+    std::replace(localised.begin(), localised.end(), L'.', DecimalSeparator());
     double number = 0;
-    automation::checkConversion(VarR8FromStr(localised.data(), LOCALE_USER_DEFAULT, 0, &number),
+    automation::CheckConversion(VarR8FromStr(localised.data(), LOCALE_USER_DEFAULT, 0, &number),
                                 detail);
     return number;
 }

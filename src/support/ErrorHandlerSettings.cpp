@@ -6,17 +6,17 @@
 
 namespace vtdl {
 
-void applyErrorHandlerSettings(CXMLSettings& settings) {
+void ApplyErrorHandlerSettings(CXMLSettings& settings) {
     using automation::Variant;
     const auto apply = [&](const wchar_t* key, auto&& set) {
-        const std::wstring text = readSetting(settings, L"ERRORHANDLER", key, L"");
+        const std::wstring text = ReadSetting(settings, L"ERRORHANDLER", key, L"");
         if (!text.empty()) set(text);
     };
     const auto number = [](const std::wstring& text) {
-        return static_cast<int>(automation::toLong(Variant(std::wstring_view(text)).get()));
+        return static_cast<int>(automation::ToLong(Variant(std::wstring_view(text)).get()));
     };
     const auto truth = [](const std::wstring& text) {
-        return automation::toBool(Variant(std::wstring_view(text)).get());
+        return automation::ToBool(Variant(std::wstring_view(text)).get());
     };
     apply(L"actions", [&](auto& text) { gErrorHandler.ErrorHandlerActions(number(text)); });
     apply(L"errorlog", [&](auto& text) { gErrorHandler.ErrorLogFile(text); });

@@ -7,6 +7,6 @@ namespace vtdl {
 /// Configures the error handler from the settings section "ERRORHANDLER": "actions", "errorlog",
 /// "callstack", "tracing", "tracingflags", "tracinglog", "supportmail". A missing key leaves its
 /// value; one that the handler refuses throws after those before it are set.
-void applyErrorHandlerSettings(CXMLSettings& settings);
+void ApplyErrorHandlerSettings(CXMLSettings& settings);
 
 }  // namespace vtdl

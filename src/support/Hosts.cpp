@@ -7,7 +7,7 @@ namespace {
 
 constexpr int webPort = 80;
 
-int portIn(std::wstring_view text) {
+int PortIn(std::wstring_view text) {
     int port = 0;
     for (const wchar_t c : text) {
         if (c < L'0' || c > L'9' || port > 6553) return webPort;
@@ -18,17 +18,17 @@ int portIn(std::wstring_view text) {
 
 }  // namespace
 
-std::wstring serviceHost(CXMLSettings& settings, const wchar_t* service) {
-    return readSetting(settings, L"HOSTS", service, L"127.0.0.1:8733");
+std::wstring ServiceHost(CXMLSettings& settings, const wchar_t* service) {
+    return ReadSetting(settings, L"HOSTS", service, L"127.0.0.1:8733");
 }
 
-HostAddress parseHost(std::wstring_view host) {
+HostAddress ParseHost(std::wstring_view host) {
     const std::size_t colon = host.rfind(L':');
     const std::wstring_view name = host.substr(0, colon);
     HostAddress address{{}, static_cast<short>(webPort)};
     for (const wchar_t c : name) address.name += c < 128 ? static_cast<char>(c) : '?';
     if (colon != std::wstring_view::npos)
-        address.port = static_cast<short>(portIn(host.substr(colon + 1)));
+        address.port = static_cast<short>(PortIn(host.substr(colon + 1)));
     return address;
 }
 

@@ -15,9 +15,9 @@ struct HostAddress {
 
 /// The host of a service ("yahoo.chart"), as text "host" or "host:port": its entry in the settings
 /// section "HOSTS", or the bundled quote server's address, since the classic services are gone.
-std::wstring serviceHost(CXMLSettings& settings, const wchar_t* service);
+std::wstring ServiceHost(CXMLSettings& settings, const wchar_t* service);
 
 /// Takes a host text apart; without a port, or with a senseless one, it is the web's.
-HostAddress parseHost(std::wstring_view host);
+HostAddress ParseHost(std::wstring_view host);
 
 }  // namespace vtdl

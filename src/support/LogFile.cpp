@@ -7,20 +7,20 @@
 
 namespace vtdl {
 
-void appendToLog(const std::wstring& fileName, std::wstring_view text) {
+void AppendToLog(const std::wstring& fileName, std::wstring_view text) {
     const std::wstring record = std::wstring(text) + L"\r\n";
     const int length = static_cast<int>(record.size());
     std::string bytes(static_cast<std::size_t>(length) * 3, '\0');
     const int size = WideCharToMultiByte(CP_UTF8, 0, record.data(), length, bytes.data(),
                                          static_cast<int>(bytes.size()), nullptr, nullptr);
 
-    const automation::FileHandle file(
-        CreateFileW(fileName.c_str(), FILE_APPEND_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                    OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (!file) automation::throwLastError(L"CreateFile");
+    const automation::FileHandle file(CreateFileW(fileName.c_str(), FILE_APPEND_DATA,
+                                                  FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                                  OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file) automation::ThrowLastError(L"CreateFile");
     DWORD written = 0;
     if (!WriteFile(file.get(), bytes.data(), static_cast<DWORD>(size), &written, nullptr))
-        automation::throwLastError(L"WriteFile");
+        automation::ThrowLastError(L"WriteFile");
 }
 
 }  // namespace vtdl

@@ -6,8 +6,8 @@
 
 namespace vtdl {
 
-/// Appends the text and a line end to the file, as UTF-8, in one write, so that processes that share
-/// a log do not tear each other's records. Throws when the file cannot be opened or written.
-void appendToLog(const std::wstring& fileName, std::wstring_view text);
+/// Appends the text and a line end to the file, as UTF-8, in one write, so that processes that
+/// share a log do not tear each other's records. Throws when the file cannot be opened or written.
+void AppendToLog(const std::wstring& fileName, std::wstring_view text);
 
 }  // namespace vtdl

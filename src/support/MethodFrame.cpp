@@ -2,11 +2,14 @@
 
 namespace vtdl {
 
-bool MethodFrame::ask() {
+bool MethodFrame::Ask() {
     switch (gErrorHandler.HandleError({})) {
-        case CErrorHandler::retry: return true;
-        case CErrorHandler::ignore: return false;
-        case CErrorHandler::abort: break;
+        case CErrorHandler::retry:
+            return true;
+        case CErrorHandler::ignore:
+            return false;
+        case CErrorHandler::abort:
+            break;
     }
     // The cleared stack stands for the pop that is skipped.
     gErrorHandler.CallStackClear();

@@ -15,25 +15,27 @@ namespace vtdl {
 /// Leaves a framed method whose failure was answered with "abort".
 struct MethodAbandoned {};
 
-/// A method's entry on the call stack. Statements that can fail run through step(), each of them a
+/// A method's entry on the call stack. Statements that can fail run through Step(), each of them a
 /// single action that can safely be run again.
 class MethodFrame {
 public:
-    explicit MethodFrame(std::wstring_view routineName) { gErrorHandler.CallStackPush(routineName, {}); }
+    explicit MethodFrame(std::wstring_view routineName) {
+        gErrorHandler.CallStackPush(routineName, {});
+    }
     MethodFrame(const MethodFrame&) = delete;
     MethodFrame& operator=(const MethodFrame&) = delete;
     ~MethodFrame();
 
     /// Ends the frame of a method that ran to its end.
-    void leave() {
+    void Leave() {
         m_isOver = true;
         gErrorHandler.CallStackPop();
     }
 
-    /// Runs the statement, again for every "retry". False when it failed and was ignored; leaves the
-    /// method on "abort".
+    /// Runs the statement, again for every "retry". False when it failed and was ignored; leaves
+    /// the method on "abort".
     template <class Statement>
-    bool step(Statement&& statement, std::source_location at = std::source_location::current()) {
+    bool Step(Statement&& statement, std::source_location at = std::source_location::current()) {
         for (;;) {
             try {
                 statement();
@@ -41,15 +43,16 @@ public:
             } catch (const MethodAbandoned&) {
                 throw;
             } catch (...) {
-                gErrorHandler.setPendingError(automation::currentError(), static_cast<long>(at.line()));
+                gErrorHandler.SetPendingError(automation::CurrentError(),
+                                              static_cast<long>(at.line()));
             }
             // The question pumps messages and may show a window: it is asked outside the handler.
-            if (!ask()) return false;
+            if (!Ask()) return false;
         }
     }
 
 private:
-    bool ask();  ///< true for "retry", false for "ignore"; throws MethodAbandoned for "abort"
+    bool Ask();  ///< true for "retry", false for "ignore"; throws MethodAbandoned for "abort"
 
     bool m_isOver = false;
 };
@@ -58,19 +61,19 @@ private:
 /// takes nothing is a single statement. Abandoned methods succeed with the result they have so far;
 /// an error outside every statement, or of the error handler itself, reaches the caller.
 template <text::FixedString Class, text::FixedString Member, class Body>
-HRESULT framed(Body&& body, std::source_location at = std::source_location::current()) noexcept {
+HRESULT Framed(Body&& body, std::source_location at = std::source_location::current()) noexcept {
     try {
         MethodFrame frame(text::RoutineName<Class, Member>::value);
         if constexpr (std::is_invocable_v<Body&, MethodFrame&>)
             body(frame);
         else
-            frame.step(body, at);
-        frame.leave();
+            frame.Step(body, at);
+        frame.Leave();
         return S_OK;
     } catch (const MethodAbandoned&) {
         return S_OK;
     } catch (...) {
-        return automation::raise(automation::currentError());
+        return automation::Raise(automation::CurrentError());
     }
 }
 
@@ -79,18 +82,19 @@ template <class D, class Coclass, class Default, class... More>
 class FramedObject : public automation::Object<D, Coclass, Default, More...> {
 protected:
     template <text::FixedString Member, class Body>
-    static HRESULT framed(Body&& body,
+    static HRESULT Framed(Body&& body,
                           std::source_location at = std::source_location::current()) noexcept {
-        return vtdl::framed<D::className, Member>(body, at);
+        return vtdl::Framed<D::className, Member>(body, at);
     }
 
     /// A framed member with a result: cleared first, so that it is defined whatever happens.
     template <text::FixedString Member, class Result, class Body>
-    static HRESULT framedResult(Result* result, Body&& body,
-                                std::source_location at = std::source_location::current()) noexcept {
+    static HRESULT FramedResult(
+        Result* result, Body&& body,
+        std::source_location at = std::source_location::current()) noexcept {
         if (!result) return E_POINTER;
         *result = Result{};
-        return vtdl::framed<D::className, Member>(body, at);
+        return vtdl::Framed<D::className, Member>(body, at);
     }
 };
 

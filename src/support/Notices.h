@@ -10,9 +10,9 @@ namespace vtdl {
 
 /// Asks with Abort, Retry and Ignore. Nothing when no window can be shown: in a process without a
 /// visible window station, or without a display.
-std::optional<CErrorHandler::Answer> showMessageBox(const std::wstring& text);
+std::optional<CErrorHandler::Answer> ShowMessageBox(const std::wstring& text);
 
 /// Writes an error entry of the source "VTDL" to the application event log; throws on failure.
-void writeEventLog(const std::wstring& text);
+void WriteEventLog(const std::wstring& text);
 
 }  // namespace vtdl

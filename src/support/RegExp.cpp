@@ -15,34 +15,37 @@ using namespace automation;
 class Dispatch {
 public:
     explicit Dispatch(ComPtr<IDispatch> object) : m_object(std::move(object)) {
-        if (!m_object) throw runtimeError(RuntimeError::typeMismatch);
+        if (!m_object) throw MakeRuntimeError(RuntimeError::typeMismatch);
     }
 
-    Variant call(const wchar_t* name, WORD flags, VARIANT* argument = nullptr) const {
+    Variant Call(const wchar_t* name, WORD flags, VARIANT* argument = nullptr) const {
         DISPID member = 0;
         DISPID assigned = DISPID_PROPERTYPUT;
         LPOLESTR names = const_cast<LPOLESTR>(name);
-        check(m_object->GetIDsOfNames(GUID{}, &names, 1, LOCALE_NEUTRAL, &member));
+        Check(m_object->GetIDsOfNames(GUID{}, &names, 1, LOCALE_NEUTRAL, &member));
         const bool isPut = flags == DISPATCH_PROPERTYPUT;
-        DISPPARAMS parameters{argument, isPut ? &assigned : nullptr, argument ? 1U : 0U, isPut ? 1U : 0U};
+        DISPPARAMS parameters{argument, isPut ? &assigned : nullptr, argument ? 1U : 0U,
+                              isPut ? 1U : 0U};
         Variant result;
-        check(m_object->Invoke(member, GUID{}, LOCALE_NEUTRAL, flags, &parameters,
+        Check(m_object->Invoke(member, GUID{}, LOCALE_NEUTRAL, flags, &parameters,
                                isPut ? nullptr : result.put(), nullptr, nullptr));
         return result;
     }
 
-    void set(const wchar_t* name, Variant value) const { call(name, DISPATCH_PROPERTYPUT, value.put()); }
-    Variant get(const wchar_t* name) const { return call(name, DISPATCH_PROPERTYGET); }
-    Dispatch object(const wchar_t* name, WORD flags, VARIANT* argument = nullptr) const {
-        return Dispatch(query<IDispatch>(call(name, flags, argument).get().punkVal));
+    void Set(const wchar_t* name, Variant value) const {
+        Call(name, DISPATCH_PROPERTYPUT, value.put());
     }
-    Variant item(long index) const {
-        return call(L"Item", DISPATCH_PROPERTYGET, number(index).put());
+    Variant get(const wchar_t* name) const { return Call(name, DISPATCH_PROPERTYGET); }
+    Dispatch Object(const wchar_t* name, WORD flags, VARIANT* argument = nullptr) const {
+        return Dispatch(Query<IDispatch>(Call(name, flags, argument).get().punkVal));
     }
-    long count() const { return toLong(get(L"Count").get()); }
+    Variant Item(long index) const {
+        return Call(L"Item", DISPATCH_PROPERTYGET, Number(index).put());
+    }
+    long count() const { return ToLong(get(L"Count").get()); }
 
 private:
-    static Variant number(long value) {
+    static Variant Number(long value) {
         VARIANT v;
         v.vt = VT_I4;
         v.lVal = value;
@@ -52,41 +55,41 @@ private:
     ComPtr<IDispatch> m_object;
 };
 
-Variant truth(bool value) {
+Variant Truth(bool value) {
     VARIANT v;
     v.vt = VT_BOOL;
     v.boolVal = value ? VARIANT_TRUE : VARIANT_FALSE;
     return Variant(v);
 }
 
-Dispatch newRegExp() {
+Dispatch NewRegExp() {
     CLSID classId;
     ComPtr<IDispatch> object;
-    check(CLSIDFromProgID(L"VBScript.RegExp", &classId));
-    check(CoCreateInstance(classId, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IDispatch),
+    Check(CLSIDFromProgID(L"VBScript.RegExp", &classId));
+    Check(CoCreateInstance(classId, nullptr, CLSCTX_INPROC_SERVER, __uuidof(IDispatch),
                            reinterpret_cast<void**>(object.put())));
     return Dispatch(std::move(object));
 }
 
-std::wstring textOf(const Variant& value) { return std::wstring(toText(value.get()).view()); }
+std::wstring TextOf(const Variant& value) { return std::wstring(ToText(value.get()).view()); }
 
 }  // namespace
 
-std::vector<RegExpMatch> matchLines(std::wstring_view pattern, std::wstring_view text, bool all) {
-    const Dispatch expression = newRegExp();
-    expression.set(L"Global", truth(all));
-    expression.set(L"Multiline", truth(true));
-    expression.set(L"Pattern", Variant(pattern));
-    const Dispatch matches = expression.object(L"Execute", DISPATCH_METHOD, Variant(text).put());
+std::vector<RegExpMatch> MatchLines(std::wstring_view pattern, std::wstring_view text, bool all) {
+    const Dispatch expression = NewRegExp();
+    expression.Set(L"Global", Truth(all));
+    expression.Set(L"Multiline", Truth(true));
+    expression.Set(L"Pattern", Variant(pattern));
+    const Dispatch matches = expression.Object(L"Execute", DISPATCH_METHOD, Variant(text).put());
 
     std::vector<RegExpMatch> found;
     const long count = matches.count();
     for (long i = 0; i < count; ++i) {
-        const Dispatch match(query<IDispatch>(matches.item(i).get().punkVal));
-        const Dispatch groups = match.object(L"SubMatches", DISPATCH_PROPERTYGET);
-        RegExpMatch result{textOf(match.get(L"Value")), {}};
+        const Dispatch match(Query<IDispatch>(matches.Item(i).get().punkVal));
+        const Dispatch groups = match.Object(L"SubMatches", DISPATCH_PROPERTYGET);
+        RegExpMatch result{TextOf(match.get(L"Value")), {}};
         const long groupCount = groups.count();
-        for (long k = 0; k < groupCount; ++k) result.groups.push_back(textOf(groups.item(k)));
+        for (long k = 0; k < groupCount; ++k) result.groups.push_back(TextOf(groups.Item(k)));
         found.push_back(std::move(result));
     }
     return found;

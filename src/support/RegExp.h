@@ -15,7 +15,8 @@ struct RegExpMatch {
 };
 
 /// The matches of a pattern whose ^ and $ stand for the ends of lines: all of them, or the first
-/// only. Throws what the runtime reports; it is missing on systems that have no scripting languages.
-std::vector<RegExpMatch> matchLines(std::wstring_view pattern, std::wstring_view text, bool all);
+/// only. Throws what the runtime reports; it is missing on systems that have no scripting
+/// languages.
+std::vector<RegExpMatch> MatchLines(std::wstring_view pattern, std::wstring_view text, bool all);
 
 }  // namespace vtdl

@@ -14,20 +14,22 @@ namespace vtdl::settings {
 inline constexpr char emptyFile[] =
     "<?xml version=\"1.0\"?>\r\n<sections name=\"XML settings file\">\r\n</sections>\r\n";
 
-automation::ComPtr<IXMLDOMDocument2> newDocument();
+automation::ComPtr<IXMLDOMDocument2> NewDocument();
 
-/// True for a root named "sections" whose first attribute, whatever its name, has the expected value.
-bool isSettingsFile(IXMLDOMDocument2* document);
+/// True for a root named "sections" whose first attribute, whatever its name, has the expected
+/// value.
+bool IsSettingsFile(IXMLDOMDocument2* document);
 
-/// The value of a key: its text, without the line breaks and tabs that the pretty-printer put around.
-std::wstring valueOf(IXMLDOMNode* key);
-void setValue(IXMLDOMNode* key, const std::wstring& value);
+/// The value of a key: its text, without the line breaks and tabs that the pretty-printer put
+/// around.
+std::wstring ValueOf(IXMLDOMNode* key);
+void SetValue(IXMLDOMNode* key, const std::wstring& value);
 
-std::wstring nameOf(IXMLDOMNode* node);
+std::wstring NameOf(IXMLDOMNode* node);
 
 /// The document as indented text. Markup characters stand as they are, on purpose.
-std::wstring prettyPrinted(IXMLDOMDocument2* document);
+std::wstring PrettyPrinted(IXMLDOMDocument2* document);
 
-std::wstring lowerCase(std::wstring_view text);
+std::wstring LowerCase(std::wstring_view text);
 
 }  // namespace vtdl::settings

@@ -7,10 +7,10 @@
 namespace vtdl {
 
 /// Today's date in the user's time zone, as an automation date.
-inline double today() {
+inline double Today() {
     SYSTEMTIME now;
     GetLocalTime(&now);
-    return text::automationDate({now.wYear, now.wMonth, now.wDay}).value_or(0);
+    return text::ToAutomationDate({now.wYear, now.wMonth, now.wDay}).value_or(0);
 }
 
 }  // namespace vtdl

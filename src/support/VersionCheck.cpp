@@ -11,17 +11,17 @@
 namespace vtdl::mGlobals {
 
 bool IsNewVersionAvailable(CXMLSettings& settings) {
-    const HostAddress host = parseHost(serviceHost(settings, L"vestora"));
+    const HostAddress host = ParseHost(ServiceHost(settings, L"vestora"));
     WinInet client;
     client.HostName = host.name;
     client.Port = host.port;
     client.Resource = "/files/VTDL.version";
     client.Method = "GET";
     client.Execute();
-    return client.SuccessDone && isNewerVersion(client.Response(), libraryVersion);
+    return client.SuccessDone && IsNewerVersion(client.Response(), libraryVersion);
 }
 
-bool isNewerVersion(const std::string& reply, const std::array<int, 3>& own) {
+bool IsNewerVersion(const std::string& reply, const std::array<int, 3>& own) {
     std::vector<std::string> parts(1);
     for (const char c : reply) {
         if (c == '.')
@@ -31,8 +31,8 @@ bool isNewerVersion(const std::string& reply, const std::array<int, 3>& own) {
     }
     if (parts.size() != own.size()) return false;
     for (std::size_t i = 0; i < own.size(); ++i) {
-        const automation::Variant part{std::wstring_view(toWide(parts[i]))};
-        if (automation::toLong(part.get()) > own[i]) return true;
+        const automation::Variant part{std::wstring_view(ToWide(parts[i]))};
+        if (automation::ToLong(part.get()) > own[i]) return true;
     }
     return false;
 }

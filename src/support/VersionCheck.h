@@ -8,11 +8,12 @@
 
 namespace vtdl::mGlobals {
 
-/// Fetches the version file from the vendor's host. False without a reply of three parts; throws for
-/// a part that is no number. Each part is compared on its own, on purpose: 1.0.9 is newer than 2.0.3.
+/// Fetches the version file from the vendor's host. False without a reply of three parts; throws
+/// for a part that is no number. Each part is compared on its own, on purpose: 1.0.9 is newer
+/// than 2.0.3.
 bool IsNewVersionAvailable(CXMLSettings& settings);
 
 /// The comparison: true when any part of the text is greater than its counterpart.
-bool isNewerVersion(const std::string& reply, const std::array<int, 3>& own);
+bool IsNewerVersion(const std::string& reply, const std::array<int, 3>& own);
 
 }  // namespace vtdl::mGlobals

@@ -10,34 +10,35 @@ using namespace std::chrono;
 
 constexpr sys_days epoch{year{1899} / December / 30};
 
-year_month_day chronoDate(const CalendarDate& date) {
+year_month_day ChronoDate(const CalendarDate& date) {
     return year{date.year} / month{static_cast<unsigned>(date.month)} /
            day{static_cast<unsigned>(date.day)};
 }
 
-CalendarDate fromChrono(const year_month_day& date) {
+CalendarDate FromChrono(const year_month_day& date) {
     return {static_cast<int>(date.year()), static_cast<int>(static_cast<unsigned>(date.month())),
             static_cast<int>(static_cast<unsigned>(date.day()))};
 }
 
 }  // namespace
 
-std::optional<double> automationDate(const CalendarDate& date) noexcept {
+std::optional<double> ToAutomationDate(const CalendarDate& date) noexcept {
     if (date.year < 100 || date.year > 9999 || date.month < 1 || date.month > 12 || date.day < 1 ||
         date.day > 31)
         return std::nullopt;
-    const year_month_day ymd = chronoDate(date);
+    const year_month_day ymd = ChronoDate(date);
     if (!ymd.ok()) return std::nullopt;
     return static_cast<double>((sys_days{ymd} - epoch).count());
 }
 
 // The time of day counts away from zero, so that -1.25 is 6 o'clock on 29 December 1899.
-CalendarDate calendarDate(double automationDate) noexcept {
-    return fromChrono(epoch + days{static_cast<int>(std::trunc(automationDate))});
+CalendarDate ToCalendarDate(double automationDate) noexcept {
+    return FromChrono(epoch + days{static_cast<int>(std::trunc(automationDate))});
 }
 
-CalendarDate thirdFriday(const CalendarDate& date) noexcept {
-    return fromChrono(sys_days{year{date.year} / month{static_cast<unsigned>(date.month)} / Friday[3]});
+CalendarDate ThirdFriday(const CalendarDate& date) noexcept {
+    return FromChrono(
+        sys_days{year{date.year} / month{static_cast<unsigned>(date.month)} / Friday[3]});
 }
 
 }  // namespace vtdl::text

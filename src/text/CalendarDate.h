@@ -14,12 +14,12 @@ struct CalendarDate {
 };
 
 /// The automation date of a day that exists, in the years 100 to 9999; nothing for any other.
-std::optional<double> automationDate(const CalendarDate& date) noexcept;
+std::optional<double> ToAutomationDate(const CalendarDate& date) noexcept;
 
 /// The day that an automation date falls on; the time of day is dropped.
-CalendarDate calendarDate(double automationDate) noexcept;
+CalendarDate ToCalendarDate(double automationDate) noexcept;
 
 /// The third Friday of the date's month: the usual expiry day of listed options.
-CalendarDate thirdFriday(const CalendarDate& date) noexcept;
+CalendarDate ThirdFriday(const CalendarDate& date) noexcept;
 
 }  // namespace vtdl::text

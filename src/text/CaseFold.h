@@ -7,8 +7,8 @@
 namespace vtdl::text {
 
 /// The upper-case form of one UTF-16 unit: Latin, Greek and Cyrillic letters; others are unchanged.
-wchar_t foldCase(wchar_t c) noexcept;
+wchar_t FoldCase(wchar_t c) noexcept;
 
-std::wstring foldCase(std::wstring_view text);
+std::wstring FoldCase(std::wstring_view text);
 
 }  // namespace vtdl::text

@@ -12,6 +12,6 @@ struct DecimalRead {
 /// Reads a plain decimal (sign, digits, point, digits, exponent; the last three optional) from the
 /// front of [first, last), correctly rounded. Does not allocate, does not throw. A number out of
 /// the range of double, "inf" and "nan" are not plain decimals.
-DecimalRead readDecimal(const char* first, const char* last) noexcept;
+DecimalRead ReadDecimal(const char* first, const char* last) noexcept;
 
 }  // namespace vtdl::text

@@ -17,17 +17,19 @@ struct FixedString {
 /// "vtdl.Class.Member": the name under which a member stands in the call stack and in reports.
 template <FixedString Class, FixedString Member>
 struct RoutineName {
-    static constexpr std::size_t length = 5 + sizeof Class.characters - 1 + 1 + sizeof Member.characters - 1;
+    static constexpr std::size_t length =
+        5 + sizeof Class.characters - 1 + 1 + sizeof Member.characters - 1;
 
     struct Text {
         wchar_t characters[length + 1]{};
     };
 
-    static consteval Text compose() {
+    static consteval Text Compose() {
         Text text;
         std::size_t at = 0;
         const auto append = [&](const auto& part, std::size_t size) {
-            for (std::size_t i = 0; i < size; ++i) text.characters[at++] = static_cast<wchar_t>(part[i]);
+            for (std::size_t i = 0; i < size; ++i)
+                text.characters[at++] = static_cast<wchar_t>(part[i]);
         };
         append("vtdl.", 5);
         append(Class.characters, sizeof Class.characters - 1);
@@ -36,7 +38,7 @@ struct RoutineName {
         return text;
     }
 
-    static constexpr Text text = compose();
+    static constexpr Text text = Compose();
     static constexpr std::wstring_view value{text.characters, length};
 };
 

@@ -4,7 +4,7 @@
 
 namespace vtdl::text {
 
-std::string removeHtmlComments(std::string_view html) {
+std::string RemoveHtmlComments(std::string_view html) {
     constexpr std::size_t restart = 2;
     std::string result;
     std::size_t position = 0;

@@ -21,10 +21,10 @@ public:
     std::size_t size() const noexcept { return m_entries.size(); }
 
     /// Appends an item; without a key it is reached by position only. False when the key is taken.
-    bool add(T item, std::optional<std::wstring_view> key = std::nullopt) {
+    bool Add(T item, std::optional<std::wstring_view> key = std::nullopt) {
         std::wstring folded;
         if (key) {
-            folded = foldCase(*key);
+            folded = FoldCase(*key);
             if (!m_positions.emplace(folded, m_entries.size()).second) return false;
         }
         m_entries.push_back({std::move(item), std::move(folded), key.has_value()});
@@ -32,7 +32,7 @@ public:
     }
 
     T* find(std::wstring_view key) {
-        const auto found = m_positions.find(foldCase(key));
+        const auto found = m_positions.find(FoldCase(key));
         return found == m_positions.end() ? nullptr : &m_entries[found->second].item;
     }
 
@@ -40,12 +40,12 @@ public:
         return position >= 1 && position <= size() ? &m_entries[position - 1].item : nullptr;
     }
 
-    bool remove(std::wstring_view key) {
-        const auto found = m_positions.find(foldCase(key));
-        return found != m_positions.end() && removeAt(found->second + 1);
+    bool Remove(std::wstring_view key) {
+        const auto found = m_positions.find(FoldCase(key));
+        return found != m_positions.end() && RemoveAt(found->second + 1);
     }
 
-    bool removeAt(std::size_t position) {
+    bool RemoveAt(std::size_t position) {
         if (position < 1 || position > size()) return false;
         // The item goes last: releasing it may run code that comes back to this list.
         Entry removed = std::move(m_entries[position - 1]);
@@ -63,7 +63,7 @@ public:
     }
 
     /// The items in order, copied: what happens to the list later does not show.
-    std::vector<T> snapshot() const {
+    std::vector<T> Snapshot() const {
         std::vector<T> items;
         items.reserve(size());
         for (const Entry& entry : m_entries) items.push_back(entry.item);

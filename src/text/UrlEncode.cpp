@@ -2,7 +2,7 @@
 
 namespace vtdl::text {
 
-std::string urlEncode(std::string_view bytes, bool spaceAsPlus) {
+std::string UrlEncode(std::string_view bytes, bool spaceAsPlus) {
     constexpr char hex[] = "0123456789ABCDEF";
     std::string encoded;
     encoded.reserve(bytes.size() * 3);

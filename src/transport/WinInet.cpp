@@ -19,7 +19,7 @@ const char* orNull(const std::string& text) { return text.empty() ? nullptr : te
 
 void WinInet::Execute() {
     try {
-        run();
+        Run();
     } catch (...) {
         CloseHandles();
         throw automation::Error(static_cast<HRESULT>(0x80040064), L"vtdl.WinInet.Execute",
@@ -32,47 +32,48 @@ const std::string& WinInet::Response() const noexcept {
     return SuccessDone ? m_response : none;
 }
 
-std::string WinInet::takeResponse() { return SuccessDone ? std::move(m_response) : std::string(); }
+std::string WinInet::TakeResponse() { return SuccessDone ? std::move(m_response) : std::string(); }
 
-void WinInet::run() {
-    if (openSession() && connect() && openRequest() && send() && queryReply()) receive();
+void WinInet::Run() {
+    if (OpenSession() && Connect() && OpenRequest() && Send() && QueryReply()) Receive();
 }
 
-bool WinInet::openSession() {
-    m_internet = InternetHandle(InternetOpenA(AgentName.c_str(), INTERNET_OPEN_TYPE_PRECONFIG, nullptr,
-                                              nullptr, 0));
-    return m_internet ? pass(opened) : fail(openFailed);
+bool WinInet::OpenSession() {
+    m_internet = InternetHandle(
+        InternetOpenA(AgentName.c_str(), INTERNET_OPEN_TYPE_PRECONFIG, nullptr, nullptr, 0));
+    return m_internet ? Pass(opened) : Fail(openFailed);
 }
 
-bool WinInet::connect() {
-    setTimeouts();
-    m_connection = InternetHandle(InternetConnectA(
-        m_internet.get(), HostName.c_str(), static_cast<INTERNET_PORT>(Port), orNull(UserName),
-        orNull(Password), INTERNET_SERVICE_HTTP, 0, 0));
-    return m_connection ? pass(connected) : fail(connectFailed);
+bool WinInet::Connect() {
+    SetTimeouts();
+    m_connection = InternetHandle(
+        InternetConnectA(m_internet.get(), HostName.c_str(), static_cast<INTERNET_PORT>(Port),
+                         orNull(UserName), orNull(Password), INTERNET_SERVICE_HTTP, 0, 0));
+    return m_connection ? Pass(connected) : Fail(connectFailed);
 }
 
 // The repeats are harmless, and required.
-void WinInet::setTimeouts() {
+void WinInet::SetTimeouts() {
     if (TimeoutSek < 1) TimeoutSek = 300;
-    if (TimeoutSek > LONG_MAX / 1000) throw automation::runtimeError(automation::RuntimeError::overflow);
+    if (TimeoutSek > LONG_MAX / 1000)
+        throw automation::MakeRuntimeError(automation::RuntimeError::overflow);
     DWORD milliseconds = static_cast<DWORD>(TimeoutSek) * 1000;
-    for (const DWORD option :
-         {INTERNET_OPTION_CONNECT_TIMEOUT, INTERNET_OPTION_RECEIVE_TIMEOUT,
-          INTERNET_OPTION_SEND_TIMEOUT, INTERNET_OPTION_RECEIVE_TIMEOUT, INTERNET_OPTION_SEND_TIMEOUT,
-          INTERNET_OPTION_DATA_RECEIVE_TIMEOUT, INTERNET_OPTION_DATA_SEND_TIMEOUT})
+    for (const DWORD option : {INTERNET_OPTION_CONNECT_TIMEOUT, INTERNET_OPTION_RECEIVE_TIMEOUT,
+                               INTERNET_OPTION_SEND_TIMEOUT, INTERNET_OPTION_RECEIVE_TIMEOUT,
+                               INTERNET_OPTION_SEND_TIMEOUT, INTERNET_OPTION_DATA_RECEIVE_TIMEOUT,
+                               INTERNET_OPTION_DATA_SEND_TIMEOUT})
         InternetSetOptionA(m_internet.get(), option, &milliseconds, sizeof milliseconds);
 }
 
-bool WinInet::openRequest() {
-    canonicalizeResource();
-    m_request = InternetHandle(HttpOpenRequestA(m_connection.get(), orNull(Method), Resource.c_str(),
-                                                "HTTP/1.0", orNull(Referer), nullptr,
-                                                INTERNET_FLAG_RELOAD, 0));
-    return m_request ? pass(requestOpened) : fail(requestFailed);
+bool WinInet::OpenRequest() {
+    CanonicalizeResource();
+    m_request = InternetHandle(HttpOpenRequestA(m_connection.get(), orNull(Method),
+                                                Resource.c_str(), "HTTP/1.0", orNull(Referer),
+                                                nullptr, INTERNET_FLAG_RELOAD, 0));
+    return m_request ? Pass(requestOpened) : Fail(requestFailed);
 }
 
-void WinInet::canonicalizeResource() {
+void WinInet::CanonicalizeResource() {
     char canonical[4096];
     DWORD length = sizeof canonical;
     if (InternetCanonicalizeUrlA(Resource.c_str(), canonical, &length, ICU_BROWSER_MODE))
@@ -80,32 +81,31 @@ void WinInet::canonicalizeResource() {
 }
 
 // The form's header is fixed; ContentType is the reply's.
-bool WinInet::send() {
+bool WinInet::Send() {
     constexpr char formHeader[] = "Content-Type: application/x-www-form-urlencoded";
-    const BOOL done =
-        PostQuery.empty()
-            ? HttpSendRequestA(m_request.get(), nullptr, 0, nullptr, 0)
-            : HttpSendRequestA(m_request.get(), formHeader, sizeof formHeader - 1, PostQuery.data(),
-                               static_cast<DWORD>(PostQuery.size()));
-    return done ? pass(sent) : fail(sendFailed);
+    const BOOL done = PostQuery.empty() ? HttpSendRequestA(m_request.get(), nullptr, 0, nullptr, 0)
+                                        : HttpSendRequestA(m_request.get(), formHeader,
+                                                           sizeof formHeader - 1, PostQuery.data(),
+                                                           static_cast<DWORD>(PostQuery.size()));
+    return done ? Pass(sent) : Fail(sendFailed);
 }
 
-bool WinInet::queryReply() {
-    queryText(HTTP_QUERY_CONTENT_TYPE, ContentType);
-    if (isCancelled()) return false;
+bool WinInet::QueryReply() {
+    QueryText(HTTP_QUERY_CONTENT_TYPE, ContentType);
+    if (IsCancelled()) return false;
     std::string length;
-    if (queryText(HTTP_QUERY_CONTENT_LENGTH, length)) m_contentLength = std::atol(length.c_str());
-    if (isCancelled()) return false;
-    queryText(HTTP_QUERY_REQUEST_METHOD, Method);
-    return !isCancelled();
+    if (QueryText(HTTP_QUERY_CONTENT_LENGTH, length)) m_contentLength = std::atol(length.c_str());
+    if (IsCancelled()) return false;
+    QueryText(HTTP_QUERY_REQUEST_METHOD, Method);
+    return !IsCancelled();
 }
 
 // A failed read ends the body as a success, on purpose: it delivers no bytes, like the end.
-void WinInet::receive() {
+void WinInet::Receive() {
     using Clock = std::chrono::steady_clock;
     ChangeStatus(receiving);
     m_response.clear();
-    reserveResponse();
+    ReserveResponse();
     const Clock::time_point start = Clock::now();
     for (;;) {
         char block[blockSize];
@@ -114,11 +114,11 @@ void WinInet::receive() {
         if (read > m_response.capacity() - m_response.size())
             m_response.reserve(m_response.capacity() + m_response.capacity() / 4 + blockSize);
         m_response.append(block, read);
-        if (isCancelled()) return;
+        if (IsCancelled()) return;
         m_bytesReceived += static_cast<long>(read);
         const std::chrono::duration<float> elapsed = Clock::now() - start;
         if (m_events) m_events->OnProgress(m_bytesReceived, m_contentLength, elapsed.count());
-        automation::pumpMessages();
+        automation::PumpMessages();
         if (read > 0) continue;
         CloseHandles();
         SuccessDone = true;
@@ -128,31 +128,31 @@ void WinInet::receive() {
 }
 
 // A header may promise anything; what is reserved on its word stays small enough to be harmless.
-void WinInet::reserveResponse() {
+void WinInet::ReserveResponse() {
     constexpr long trusted = 16 * 1024 * 1024;
     m_response.reserve(static_cast<std::size_t>(std::clamp(m_contentLength, 0L, trusted)));
 }
 
-bool WinInet::fail(State state) {
+bool WinInet::Fail(State state) {
     ChangeStatus(state);
     CloseHandles();
     return false;
 }
 
-bool WinInet::pass(State state) {
+bool WinInet::Pass(State state) {
     ChangeStatus(state);
-    return !isCancelled();
+    return !IsCancelled();
 }
 
-bool WinInet::isCancelled() {
-    if (m_isCancelled) fail(cancelled);
+bool WinInet::IsCancelled() {
+    if (m_isCancelled) Fail(cancelled);
     return m_isCancelled;
 }
 
 void WinInet::ChangeStatus(State state) {
     m_state = state;
     if (m_events) m_events->OnStateChanged(state);
-    automation::pumpMessages();
+    automation::PumpMessages();
 }
 
 void WinInet::CloseHandles() noexcept {
@@ -161,7 +161,7 @@ void WinInet::CloseHandles() noexcept {
     m_internet.reset();
 }
 
-bool WinInet::queryText(DWORD what, std::string& text) const {
+bool WinInet::QueryText(DWORD what, std::string& text) const {
     char buffer[4096];
     DWORD length = sizeof buffer;
     if (!HttpQueryInfoA(m_request.get(), what, buffer, &length, nullptr)) return false;

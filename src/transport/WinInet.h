@@ -14,17 +14,17 @@ namespace vtdl {
 class WinInetEvents {
 public:
     virtual void OnStateChanged(long state) noexcept = 0;
-    /// Bytes of the body so far, its length from the reply's header (0 when unknown), and the seconds
-    /// since the body transfer began.
+    /// Bytes of the body so far, its length from the reply's header (0 when unknown), and the
+    /// seconds since the body transfer began.
     virtual void OnProgress(long bytesReceived, long contentLength, float elapsed) noexcept = 0;
 
 protected:
     ~WinInetEvents() = default;
 };
 
-/// Runs one request from start to end on the caller's thread, letting window messages run between its
-/// stages and after every block. Stages fail softly: the state tells which. A second Execute keeps
-/// counting where the first one stopped; use a new object for every request.
+/// Runs one request from start to end on the caller's thread, letting window messages run between
+/// its stages and after every block. Stages fail softly: the state tells which. A second Execute
+/// keeps counting where the first one stopped; use a new object for every request.
 class WinInet {
 public:
     enum State : long {
@@ -44,14 +44,15 @@ public:
     /// The events' receiver, if any, outlives the request.
     explicit WinInet(WinInetEvents* events = nullptr) noexcept : m_events(events) {}
 
-    long TimeoutSek = 0;  ///< seconds for each connect, send and receive; below 1: 300 from Execute on
+    long TimeoutSek =
+        0;  ///< seconds for each connect, send and receive; below 1: 300 from Execute on
     std::string AgentName;
     std::string HostName;
     short Port = 0;
     std::string UserName;
     std::string Password;
-    std::string Method;     ///< empty: GET; after a reply the method that it reports
-    std::string Resource;   ///< path and query; made canonical by Execute
+    std::string Method;    ///< empty: GET; after a reply the method that it reports
+    std::string Resource;  ///< path and query; made canonical by Execute
     std::string Referer;
     std::string AcceptTypes;  ///< stored only, never sent
     std::string PostQuery;    ///< not empty: sent as the body of a form
@@ -66,35 +67,35 @@ public:
 
     /// The reply's body, byte for byte; empty unless it was received to its end.
     const std::string& Response() const noexcept;
-    std::string takeResponse();
+    std::string TakeResponse();
     void Response(std::string text) { m_response = std::move(text); }
 
-    long state() const noexcept { return m_state; }
+    long LastState() const noexcept { return m_state; }
 
 private:
     struct InternetTraits {
         using Handle = HINTERNET;
-        static Handle null() noexcept { return nullptr; }
-        static void close(Handle handle) noexcept { InternetCloseHandle(handle); }
+        static Handle Null() noexcept { return nullptr; }
+        static void Close(Handle handle) noexcept { InternetCloseHandle(handle); }
     };
     using InternetHandle = automation::UniqueHandle<InternetTraits>;
 
-    void run();
-    bool openSession();
-    bool connect();
-    bool openRequest();
-    bool send();
-    bool queryReply();
-    void receive();
-    void setTimeouts();
-    void canonicalizeResource();
-    bool fail(State state);
-    bool pass(State state);
-    bool isCancelled();
+    void Run();
+    bool OpenSession();
+    bool Connect();
+    bool OpenRequest();
+    bool Send();
+    bool QueryReply();
+    void Receive();
+    void SetTimeouts();
+    void CanonicalizeResource();
+    bool Fail(State state);
+    bool Pass(State state);
+    bool IsCancelled();
     void ChangeStatus(State state);
     void CloseHandles() noexcept;
-    bool queryText(DWORD what, std::string& text) const;
-    void reserveResponse();
+    bool QueryText(DWORD what, std::string& text) const;
+    void ReserveResponse();
 
     WinInetEvents* m_events;
     long m_state = 0;

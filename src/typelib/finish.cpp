@@ -1,4 +1,5 @@
-// Build tool: copies a type library compiled by widl and adds what widl cannot write (see vtdl.idl).
+// Build tool: copies a type library compiled by widl and adds what widl cannot write (see
+// vtdl.idl).
 //
 //     finish COMPILED.tlb TIMER.tlb FINISHED.tlb
 //
@@ -16,7 +17,7 @@
 
 namespace {
 
-void check(HRESULT hr, const char* what) {
+void Check(HRESULT hr, const char* what) {
     if (FAILED(hr)) {
         char text[200];
         std::snprintf(text, sizeof text, "%s failed: 0x%08lX", what, hr);
@@ -31,9 +32,9 @@ struct Names {
     DWORD helpContext = 0;
 };
 
-Names documentation(ITypeInfo* type, MEMBERID member) {
+Names Documentation(ITypeInfo* type, MEMBERID member) {
     Names names;
-    check(type->GetDocumentation(member, &names.name, &names.help, &names.helpContext, nullptr),
+    Check(type->GetDocumentation(member, &names.name, &names.help, &names.helpContext, nullptr),
           "GetDocumentation");
     return names;
 }
@@ -43,26 +44,26 @@ public:
     Finisher(ITypeLib* source, ITypeLib* timer, ICreateTypeLib2* target)
         : m_source(source), m_timer(timer), m_target(target) {}
 
-    void run() {
-        copyLibraryAttributes();
+    void Run() {
+        CopyLibraryAttributes();
         const UINT count = m_source->GetTypeInfoCount();
-        for (UINT index = 0; index < count; ++index) declare(index);
-        for (Type& type : m_types) define(type);
-        for (Type& type : m_types) check(type.target->LayOut(), "LayOut");
-        check(m_target->SaveAllChanges(), "SaveAllChanges");
+        for (UINT index = 0; index < count; ++index) Declare(index);
+        for (Type& type : m_types) Define(type);
+        for (Type& type : m_types) Check(type.target->LayOut(), "LayOut");
+        Check(m_target->SaveAllChanges(), "SaveAllChanges");
     }
 
     // Wine's writer leaves a record's size at 0, and offers no call that sets it.
-    void writeRecordSizes(const wchar_t* path) {
+    void WriteRecordSizes(const wchar_t* path) {
         constexpr long typeCountAt = 0x20, headerSize = 0x54, sizeField = 0x50;
         FILE* file = _wfopen(path, L"r+b");
         if (!file) throw std::runtime_error("the finished library cannot be opened");
-        const long table = headerSize + 4 * readLong(file, typeCountAt);
+        const long table = headerSize + 4 * ReadLong(file, typeCountAt);
         for (size_t index = 0; index < m_types.size(); ++index) {
             const TYPEATTR& attributes = *m_types[index].attributes;
             if (attributes.typekind != TKIND_RECORD) continue;
-            const long type = readLong(file, table) +
-                              readLong(file, headerSize + 4 * static_cast<long>(index));
+            const long type =
+                ReadLong(file, table) + ReadLong(file, headerSize + 4 * static_cast<long>(index));
             std::fseek(file, type + sizeField, SEEK_SET);
             std::fwrite(&attributes.cbSizeInstance, 4, 1, file);
         }
@@ -70,7 +71,7 @@ public:
     }
 
 private:
-    static long readLong(FILE* file, long offset) {
+    static long ReadLong(FILE* file, long offset) {
         long value = 0;
         std::fseek(file, offset, SEEK_SET);
         if (std::fread(&value, 4, 1, file) != 1) throw std::runtime_error("library too short");
@@ -84,76 +85,78 @@ private:
         ICreateTypeInfo* target = nullptr;
     };
 
-    void copyLibraryAttributes() {
+    void CopyLibraryAttributes() {
         TLIBATTR* attributes = nullptr;
-        check(m_source->GetLibAttr(&attributes), "GetLibAttr");
+        Check(m_source->GetLibAttr(&attributes), "GetLibAttr");
         Names names;
-        check(m_source->GetDocumentation(-1, &names.name, &names.help, nullptr, nullptr), "library");
-        check(m_target->SetGuid(attributes->guid), "SetGuid");
-        check(m_target->SetLcid(attributes->lcid), "SetLcid");
-        check(m_target->SetVersion(attributes->wMajorVerNum, attributes->wMinorVerNum), "SetVersion");
-        check(m_target->SetName(names.name), "SetName");
-        check(m_target->SetDocString(names.help), "SetDocString");
+        Check(m_source->GetDocumentation(-1, &names.name, &names.help, nullptr, nullptr),
+              "library");
+        Check(m_target->SetGuid(attributes->guid), "SetGuid");
+        Check(m_target->SetLcid(attributes->lcid), "SetLcid");
+        Check(m_target->SetVersion(attributes->wMajorVerNum, attributes->wMinorVerNum),
+              "SetVersion");
+        Check(m_target->SetName(names.name), "SetName");
+        Check(m_target->SetDocString(names.help), "SetDocString");
         m_source->ReleaseTLibAttr(attributes);
     }
 
-    void declare(UINT index) {
+    void Declare(UINT index) {
         ITypeInfo* info = nullptr;
-        check(m_source->GetTypeInfo(index, &info), "GetTypeInfo");
-        const Names names = documentation(info, MEMBERID_NIL);
+        Check(m_source->GetTypeInfo(index, &info), "GetTypeInfo");
+        const Names names = Documentation(info, MEMBERID_NIL);
         if (std::wstring_view(names.name) == L"iTimer") return;  // referenced, not repeated
 
         Type type;
         type.name = names.name;
-        type.source = vtableSide(info);
-        check(type.source->GetTypeAttr(&type.attributes), "GetTypeAttr");
-        check(m_target->CreateTypeInfo(names.name, type.attributes->typekind, &type.target),
+        type.source = VtableSide(info);
+        Check(type.source->GetTypeAttr(&type.attributes), "GetTypeAttr");
+        Check(m_target->CreateTypeInfo(names.name, type.attributes->typekind, &type.target),
               "CreateTypeInfo");
-        check(type.target->SetGuid(type.attributes->guid), "SetGuid");
-        if (names.help) check(type.target->SetDocString(names.help), "SetDocString");
-        check(type.target->SetVersion(type.attributes->wMajorVerNum, type.attributes->wMinorVerNum),
+        Check(type.target->SetGuid(type.attributes->guid), "SetGuid");
+        if (names.help) Check(type.target->SetDocString(names.help), "SetDocString");
+        Check(type.target->SetVersion(type.attributes->wMajorVerNum, type.attributes->wMinorVerNum),
               "SetVersion");
         m_types.push_back(type);
     }
 
-    static ITypeInfo* vtableSide(ITypeInfo* info) {
+    static ITypeInfo* VtableSide(ITypeInfo* info) {
         TYPEATTR* attributes = nullptr;
-        check(info->GetTypeAttr(&attributes), "GetTypeAttr");
+        Check(info->GetTypeAttr(&attributes), "GetTypeAttr");
         const bool dual = attributes->typekind == TKIND_DISPATCH;
         info->ReleaseTypeAttr(attributes);
         if (!dual) return info;
         HREFTYPE reference = 0;
         ITypeInfo* partner = nullptr;
-        check(info->GetRefTypeOfImplType(static_cast<UINT>(-1), &reference), "dual interface");
-        check(info->GetRefTypeInfo(reference, &partner), "GetRefTypeInfo");
+        Check(info->GetRefTypeOfImplType(static_cast<UINT>(-1), &reference), "dual interface");
+        Check(info->GetRefTypeInfo(reference, &partner), "GetRefTypeInfo");
         return partner;
     }
 
-    void define(Type& type) {
+    void Define(Type& type) {
         WORD flags = type.attributes->wTypeFlags;
         if (type.name == L"CParameter") flags |= TYPEFLAG_FPREDECLID;
         for (UINT index = 0; index < type.attributes->cImplTypes; ++index) {
             HREFTYPE reference = 0;
             int implFlags = 0;
-            check(type.source->GetRefTypeOfImplType(index, &reference), "GetRefTypeOfImplType");
-            check(type.target->AddImplType(index, mapped(type, reference)), "AddImplType");
+            Check(type.source->GetRefTypeOfImplType(index, &reference), "GetRefTypeOfImplType");
+            Check(type.target->AddImplType(index, Mapped(type, reference)), "AddImplType");
             if (type.attributes->typekind != TKIND_COCLASS) continue;
-            check(type.source->GetImplTypeFlags(index, &implFlags), "GetImplTypeFlags");
-            check(type.target->SetImplTypeFlags(index, implFlags), "SetImplTypeFlags");
+            Check(type.source->GetImplTypeFlags(index, &implFlags), "GetImplTypeFlags");
+            Check(type.target->SetImplTypeFlags(index, implFlags), "SetImplTypeFlags");
         }
-        check(type.target->SetTypeFlags(flags), "SetTypeFlags");
-        for (UINT index = 0; index < type.attributes->cFuncs; ++index) copyFunction(type, index);
-        for (UINT index = 0; index < type.attributes->cVars; ++index) copyVariable(type, index);
+        Check(type.target->SetTypeFlags(flags), "SetTypeFlags");
+        for (UINT index = 0; index < type.attributes->cFuncs; ++index) CopyFunction(type, index);
+        for (UINT index = 0; index < type.attributes->cVars; ++index) CopyVariable(type, index);
     }
 
-    void copyFunction(Type& type, UINT index) {
+    void CopyFunction(Type& type, UINT index) {
         FUNCDESC* function = nullptr;
-        check(type.source->GetFuncDesc(index, &function), "GetFuncDesc");
-        mapTypes(type, function->elemdescFunc.tdesc);
+        Check(type.source->GetFuncDesc(index, &function), "GetFuncDesc");
+        MapTypes(type, function->elemdescFunc.tdesc);
         std::vector<PARAMDESCEX> defaults(static_cast<size_t>(function->cParams));
         for (int i = 0; i < function->cParams; ++i) {
             ELEMDESC& parameter = function->lprgelemdescParam[i];
-            mapTypes(type, parameter.tdesc);
+            MapTypes(type, parameter.tdesc);
             if (!(parameter.paramdesc.wParamFlags & PARAMFLAG_FHASDEFAULT)) continue;
             PARAMDESCEX& value = defaults[static_cast<size_t>(i)];
             value.cBytes = sizeof value;
@@ -161,53 +164,60 @@ private:
             V_BSTR(&value.varDefaultValue) = SysAllocString(L"");
             parameter.paramdesc.pparamdescex = &value;
         }
-        check(type.target->AddFuncDesc(index, function), "AddFuncDesc");
+        Check(type.target->AddFuncDesc(index, function), "AddFuncDesc");
 
         std::vector<BSTR> names(static_cast<size_t>(function->cParams) + 1);
         UINT count = 0;
-        check(type.source->GetNames(function->memid, names.data(),
-                                    static_cast<UINT>(names.size()), &count),
+        Check(type.source->GetNames(function->memid, names.data(), static_cast<UINT>(names.size()),
+                                    &count),
               "GetNames");
         if (function->invkind & (INVOKE_PROPERTYPUT | INVOKE_PROPERTYPUTREF))
             count = static_cast<UINT>(function->cParams);  // the value assigned has no name
-        check(type.target->SetFuncAndParamNames(index, names.data(), count), "SetFuncAndParamNames");
-        const Names texts = documentation(type.source, function->memid);
-        if (texts.help) check(type.target->SetFuncDocString(index, texts.help), "SetFuncDocString");
+        Check(type.target->SetFuncAndParamNames(index, names.data(), count),
+              "SetFuncAndParamNames");
+        const Names texts = Documentation(type.source, function->memid);
+        if (texts.help) Check(type.target->SetFuncDocString(index, texts.help), "SetFuncDocString");
     }
 
-    void copyVariable(Type& type, UINT index) {
+    void CopyVariable(Type& type, UINT index) {
         VARDESC* variable = nullptr;
-        check(type.source->GetVarDesc(index, &variable), "GetVarDesc");
-        mapTypes(type, variable->elemdescVar.tdesc);
-        const Names names = documentation(type.source, variable->memid);
-        check(type.target->AddVarDesc(index, variable), "AddVarDesc");
-        check(type.target->SetVarName(index, names.name), "SetVarName");
+        Check(type.source->GetVarDesc(index, &variable), "GetVarDesc");
+        MapTypes(type, variable->elemdescVar.tdesc);
+        const Names names = Documentation(type.source, variable->memid);
+        Check(type.target->AddVarDesc(index, variable), "AddVarDesc");
+        Check(type.target->SetVarName(index, names.name), "SetVarName");
         BSTR help = type.attributes->typekind == TKIND_ENUM ? names.name : names.help;
-        if (help) check(type.target->SetVarDocString(index, help), "SetVarDocString");
+        if (help) Check(type.target->SetVarDocString(index, help), "SetVarDocString");
     }
 
     // Rewrites the references inside a type description from the source library to the target.
-    void mapTypes(const Type& type, TYPEDESC& description) {
+    void MapTypes(const Type& type, TYPEDESC& description) {
         switch (description.vt) {
-            case VT_USERDEFINED: description.hreftype = mapped(type, description.hreftype); break;
+            case VT_USERDEFINED:
+                description.hreftype = Mapped(type, description.hreftype);
+                break;
             case VT_PTR:
-            case VT_SAFEARRAY: mapTypes(type, *description.lptdesc); break;
-            default: break;
+            case VT_SAFEARRAY:
+                MapTypes(type, *description.lptdesc);
+                break;
+            default:
+                break;
         }
     }
 
-    HREFTYPE mapped(const Type& type, HREFTYPE reference) {
+    HREFTYPE Mapped(const Type& type, HREFTYPE reference) {
         ITypeInfo* referred = nullptr;
-        check(type.source->GetRefTypeInfo(reference, &referred), "GetRefTypeInfo");
-        const std::wstring name = documentation(referred, MEMBERID_NIL).name;
-        if (name == L"iTimer") check(m_timer->GetTypeInfo(0, &referred), "iTimer");
-        const auto own = std::find_if(m_types.begin(), m_types.end(),
-                                      [&](const Type& candidate) { return candidate.name == name; });
+        Check(type.source->GetRefTypeInfo(reference, &referred), "GetRefTypeInfo");
+        const std::wstring name = Documentation(referred, MEMBERID_NIL).name;
+        if (name == L"iTimer") Check(m_timer->GetTypeInfo(0, &referred), "iTimer");
+        const auto own = std::find_if(m_types.begin(), m_types.end(), [&](const Type& candidate) {
+            return candidate.name == name;
+        });
         if (own != m_types.end())
-            check(own->target->QueryInterface(IID_ITypeInfo, reinterpret_cast<void**>(&referred)),
+            Check(own->target->QueryInterface(IID_ITypeInfo, reinterpret_cast<void**>(&referred)),
                   "ITypeInfo");
         HREFTYPE result = 0;
-        check(type.target->AddRefTypeInfo(referred, &result), "AddRefTypeInfo");
+        Check(type.target->AddRefTypeInfo(referred, &result), "AddRefTypeInfo");
         return result;
     }
 
@@ -217,9 +227,9 @@ private:
     std::vector<Type> m_types;
 };
 
-ITypeLib* load(const wchar_t* path) {
+ITypeLib* Load(const wchar_t* path) {
     ITypeLib* library = nullptr;
-    check(LoadTypeLibEx(path, REGKIND_NONE, &library), "LoadTypeLibEx");
+    Check(LoadTypeLibEx(path, REGKIND_NONE, &library), "LoadTypeLibEx");
     return library;
 }
 
@@ -228,10 +238,10 @@ ITypeLib* load(const wchar_t* path) {
 int wmain(int argc, wchar_t** argv) try {
     if (argc != 4) throw std::runtime_error("usage: finish COMPILED.tlb TIMER.tlb FINISHED.tlb");
     ICreateTypeLib2* target = nullptr;
-    check(CreateTypeLib2(SYS_WIN32, argv[3], &target), "CreateTypeLib2");
-    Finisher finisher(load(argv[1]), load(argv[2]), target);
-    finisher.run();
-    finisher.writeRecordSizes(argv[3]);
+    Check(CreateTypeLib2(SYS_WIN32, argv[3], &target), "CreateTypeLib2");
+    Finisher finisher(Load(argv[1]), Load(argv[2]), target);
+    finisher.Run();
+    finisher.WriteRecordSizes(argv[3]);
     return 0;
 } catch (const std::exception& error) {
     std::fprintf(stderr, "finish: %s\n", error.what());

@@ -10,11 +10,11 @@ namespace {
 TEST(DataFolder, FindsTickersWhateverTheirCase) {
     const DataFolder folder{SAMPLE_DATA};
     for (const char* ticker : {"AAPL", "aapl", "^VIX", "^vix"}) {
-        const auto file = folder.prices(ticker);
+        const auto file = folder.Prices(ticker);
         ASSERT_TRUE(file) << ticker;
         EXPECT_TRUE(file->text.starts_with("Date,Open")) << ticker;
     }
-    const auto dividends = folder.dividends("spy");
+    const auto dividends = folder.Dividends("spy");
     ASSERT_TRUE(dividends);
     EXPECT_EQ(dividends->name, "SPY.dividends.csv");
 }
@@ -23,9 +23,9 @@ TEST(DataFolder, HasNothingForOtherNames) {
     const DataFolder folder{SAMPLE_DATA};
     for (const char* ticker : {"AAP", "AAPL2", "SPY", "SPY.Dividends", "", "../data/AAPL", "./AAPL",
                                SAMPLE_DATA "/AAPL"}) {
-        EXPECT_FALSE(folder.prices(ticker)) << ticker;
+        EXPECT_FALSE(folder.Prices(ticker)) << ticker;
     }
-    EXPECT_FALSE(folder.dividends("AAPL"));
+    EXPECT_FALSE(folder.Dividends("AAPL"));
     EXPECT_THROW(DataFolder{SAMPLE_DATA "/AAPL.csv"}, std::runtime_error);
 }
 

@@ -14,7 +14,7 @@ using namespace std::chrono;
 std::vector<double> numbers(std::string_view values) {
     std::vector<double> result;
     while (!values.empty()) {
-        result.push_back(std::strtod(std::string(takeField(values, ',')).c_str(), nullptr));
+        result.push_back(std::strtod(std::string(TakeField(values, ',')).c_str(), nullptr));
     }
     return result;
 }
@@ -42,11 +42,11 @@ constexpr std::string_view recordedWeeks = R"(Date,Open,High,Low,Close,Volume,Ad
 )";
 
 TEST(Periods, WeeksAreThoseTheServiceGave) {
-    const auto file = DataFolder{SAMPLE_DATA}.prices("GOOG");
+    const auto file = DataFolder{SAMPLE_DATA}.Prices("GOOG");
     ASSERT_TRUE(file);
-    const auto daily = parseRows(file->text, priceLayout);
-    const auto recorded = parseRows(recordedWeeks, priceLayout);
-    const auto weeks = summarise(daily, Period::Week);
+    const auto daily = ParseRows(file->text, priceLayout);
+    const auto recorded = ParseRows(recordedWeeks, priceLayout);
+    const auto weeks = Summarise(daily, Period::Week);
     ASSERT_GE(weeks.size(), recorded.size());
     for (std::size_t i = 0; i < recorded.size(); ++i) {
         SCOPED_TRACE(recorded[i].values);
@@ -71,7 +71,7 @@ constexpr std::string_view turnOfYear = R"(Date,Open,High,Low,Close,Volume,Adj C
 )";
 
 TEST(Periods, WeeksRunFromMondayToSundayAcrossTheYear) {
-    const auto weeks = summarise(parseRows(turnOfYear, priceLayout), Period::Week);
+    const auto weeks = Summarise(ParseRows(turnOfYear, priceLayout), Period::Week);
     ASSERT_EQ(weeks.size(), 3U);
     EXPECT_EQ(weeks[0].values, "30,31,29,30.5,000,3.0");
     EXPECT_EQ(weeks[1].date, Date{2007y / December / 31});
@@ -80,7 +80,7 @@ TEST(Periods, WeeksRunFromMondayToSundayAcrossTheYear) {
 }
 
 TEST(Periods, MonthsBeginWithTheirFirstTradingDay) {
-    const auto months = summarise(parseRows(turnOfYear, priceLayout), Period::Month);
+    const auto months = Summarise(ParseRows(turnOfYear, priceLayout), Period::Month);
     ASSERT_EQ(months.size(), 2U);
     EXPECT_EQ(months[0].date, Date{2008y / January / 2});
     EXPECT_EQ(months[0].values, "21.00,31,8,30.5,2,3.0");

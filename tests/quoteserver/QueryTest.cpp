@@ -8,7 +8,7 @@ namespace {
 using namespace std::chrono;
 
 TEST(Query, SurvivesStrayAmpersandsAndReadsEscapes) {
-    const Target target = parseTarget("/table.csv?&s=%5eVIX&&flag&x=a%20b+c%3D&s=second&");
+    const Target target = ParseTarget("/table.csv?&s=%5eVIX&&flag&x=a%20b+c%3D&s=second&");
     EXPECT_EQ(target.path, "/table.csv");
     EXPECT_EQ(target.query.value("s"), "^VIX");
     EXPECT_EQ(target.query.value("x"), "a b c=");
@@ -26,7 +26,7 @@ TEST(Query, KeepsPercentSignsThatBeginNoEscape) {
 
 TEST(TableQuery, CountsMonthsFromZeroInAnyOrderOfKeys) {
     const TableQuery query =
-        parseTableQuery(Query{"&g=w&f=2016&d=11&e=31&c=2015&b=9&a=0&s=aapl&ignore=.csv"});
+        ParseTableQuery(Query{"&g=w&f=2016&d=11&e=31&c=2015&b=9&a=0&s=aapl&ignore=.csv"});
     EXPECT_EQ(query.ticker, "aapl");
     EXPECT_EQ(query.first, Date{2015y / January / 9});
     EXPECT_EQ(query.last, Date{2016y / December / 31});
@@ -34,7 +34,7 @@ TEST(TableQuery, CountsMonthsFromZeroInAnyOrderOfKeys) {
 }
 
 TEST(TableQuery, HasNoBoundsWithoutDates) {
-    const TableQuery query = parseTableQuery(Query{"s=AAPL&a=&b=&c="});
+    const TableQuery query = ParseTableQuery(Query{"s=AAPL&a=&b=&c="});
     EXPECT_FALSE(query.first || query.last);
     EXPECT_EQ(query.kind, TableKind::Daily);
 }
@@ -61,7 +61,7 @@ TEST(TableQuery, RefusesWhatMakesNoSense) {
                              "s=A&d=0&e=257&f=2008",
                              "s=A&d=0&e=1&f=99999999999",
                              "s=A&d=0&e=1&f=67544"}) {
-        EXPECT_THROW(parseTableQuery(Query{text}), BadQuery) << text;
+        EXPECT_THROW(ParseTableQuery(Query{text}), BadQuery) << text;
     }
 }
 

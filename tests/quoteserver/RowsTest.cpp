@@ -9,9 +9,9 @@ using namespace std::chrono;
 
 const std::string priceHeader = "Date,Open,High,Low,Close,Volume,Adj Close\n";
 
-std::string complaint(const std::string& text) {
+std::string Complaint(const std::string& text) {
     try {
-        parseRows(text, priceLayout);
+        ParseRows(text, priceLayout);
     } catch (const DataError& e) {
         return e.what();
     }
@@ -20,7 +20,7 @@ std::string complaint(const std::string& text) {
 
 TEST(Rows, AreNewestFirstInTheCharactersOfTheFile) {
     // As an editor on Windows may leave it: byte order mark, CR LF, blank line, no last line end.
-    const auto rows = parseRows(
+    const auto rows = ParseRows(
         "\xEF\xBB\xBF"
         "Date,Dividends\r\n2010-03-19,0.480000\r\n\r\n2010-12-17,0.653000",
         dividendLayout);
@@ -32,9 +32,9 @@ TEST(Rows, AreNewestFirstInTheCharactersOfTheFile) {
 
 TEST(Rows, ComplaintsNameTheLine) {
     const std::string good = "2004-01-09,1.00,2,0.5,1.5,000,-1.25\n";
-    EXPECT_EQ(complaint(priceHeader + good), "none");
-    EXPECT_EQ(complaint("").substr(0, 7), "line 1:");
-    EXPECT_EQ(complaint("Date,Dividends\n").substr(0, 7), "line 1:");
+    EXPECT_EQ(Complaint(priceHeader + good), "none");
+    EXPECT_EQ(Complaint("").substr(0, 7), "line 1:");
+    EXPECT_EQ(Complaint("Date,Dividends\n").substr(0, 7), "line 1:");
     for (const char* row :
          {"2004-01-08,1,2,3,4,5", "2004-01-08,1,2,3,4,5,6,7", "2004-01-08", ",", "<!-- x -->",
           "2004-01-08,1,2,3,4,5,", "2004-01-08,.5,2,3,4,5,6", "2004-01-08,1,N/A,3,4,5,6",
@@ -42,7 +42,7 @@ TEST(Rows, ComplaintsNameTheLine) {
           "2004-01-08,1,2,3,4,-,6", "2004-01-08,1,2,3,4,111111111111111111111,6",
           "9-Jan-04,1,2,3,4,5,6", "2004-02-30,1,2,3,4,5,6", "2004-13-01,1,2,3,4,5,6",
           "2004-1-08,1,2,3,4,5,6", "2004-01-09,1,2,3,4,5,6"}) {
-        EXPECT_EQ(complaint(priceHeader + good + "\n" + row + "\n").substr(0, 7), "line 4:") << row;
+        EXPECT_EQ(Complaint(priceHeader + good + "\n" + row + "\n").substr(0, 7), "line 4:") << row;
     }
 }
 

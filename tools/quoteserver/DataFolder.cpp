@@ -12,7 +12,7 @@ namespace {
 constexpr std::string_view priceSuffix = ".csv";
 constexpr std::string_view dividendSuffix = ".dividends.csv";
 
-bool isAlphanumeric(char c) {
+bool IsAlphanumeric(char c) {
     return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
 }
 
@@ -24,14 +24,14 @@ Char folded(Char c) {
 
 // Compares in the file system's own character type, for a folder may also hold names that have no
 // narrow form.
-bool sameName(const std::filesystem::path& file, std::string_view name) {
+bool SameName(const std::filesystem::path& file, std::string_view name) {
     using Unit = std::filesystem::path::value_type;
     return std::ranges::equal(file.native(), name, [](Unit left, char right) {
         return folded(left) == static_cast<Unit>(folded(right));
     });
 }
 
-std::string readAll(const std::filesystem::path& file, const std::string& name) {
+std::string ReadAll(const std::filesystem::path& file, const std::string& name) {
     std::ifstream in(file, std::ios::binary);
     std::string text{std::istreambuf_iterator<char>(in), {}};
     if (!in.is_open() || in.bad()) {
@@ -42,12 +42,12 @@ std::string readAll(const std::filesystem::path& file, const std::string& name) 
 
 }  // namespace
 
-bool isTicker(std::string_view text) {
+bool IsTicker(std::string_view text) {
     static constexpr std::string_view punctuation = "^.-=_$&!@#";
     constexpr std::size_t longest = 32;
     return !text.empty() && text.size() <= longest && text.find("..") == std::string_view::npos &&
            std::ranges::all_of(text, [](char c) {
-               return isAlphanumeric(c) || punctuation.find(c) != std::string_view::npos;
+               return IsAlphanumeric(c) || punctuation.find(c) != std::string_view::npos;
            });
 }
 
@@ -57,17 +57,17 @@ DataFolder::DataFolder(std::filesystem::path folder) : m_folder(std::move(folder
     }
 }
 
-std::optional<DataFile> DataFolder::prices(std::string_view ticker) const {
+std::optional<DataFile> DataFolder::Prices(std::string_view ticker) const {
     const std::string name = std::string(ticker).append(priceSuffix);
     // "SPY.dividends" names a file, but not one of prices.
     if (name.size() >= dividendSuffix.size() &&
-        sameName(name.substr(name.size() - dividendSuffix.size()), dividendSuffix)) {
+        SameName(name.substr(name.size() - dividendSuffix.size()), dividendSuffix)) {
         return std::nullopt;
     }
     return read(name);
 }
 
-std::optional<DataFile> DataFolder::dividends(std::string_view ticker) const {
+std::optional<DataFile> DataFolder::Dividends(std::string_view ticker) const {
     return read(std::string(ticker).append(dividendSuffix));
 }
 
@@ -75,9 +75,9 @@ std::optional<DataFile> DataFolder::dividends(std::string_view ticker) const {
 // outside is reached, no device of Windows (CON.csv) is opened, and case does not matter anywhere.
 std::optional<DataFile> DataFolder::read(const std::string& name) const {
     for (const auto& entry : std::filesystem::directory_iterator(m_folder)) {
-        if (sameName(entry.path().filename(), name) && entry.is_regular_file()) {
+        if (SameName(entry.path().filename(), name) && entry.is_regular_file()) {
             std::string realName = entry.path().filename().string();
-            std::string text = readAll(entry.path(), realName);
+            std::string text = ReadAll(entry.path(), realName);
             return DataFile{std::move(realName), std::move(text)};
         }
     }

@@ -15,7 +15,7 @@ struct DataFile {
 };
 
 // Letters, digits and the punctuation of real tickers (^VIX, BRK-B, AIR.PA, EURUSD=X).
-bool isTicker(std::string_view text);
+bool IsTicker(std::string_view text);
 
 class DataFolder {
 public:
@@ -23,8 +23,8 @@ public:
     explicit DataFolder(std::filesystem::path folder);
 
     // Nothing when the folder has no such file; throws std::runtime_error if it cannot be read.
-    std::optional<DataFile> prices(std::string_view ticker) const;
-    std::optional<DataFile> dividends(std::string_view ticker) const;
+    std::optional<DataFile> Prices(std::string_view ticker) const;
+    std::optional<DataFile> Dividends(std::string_view ticker) const;
 
 private:
     std::optional<DataFile> read(const std::string& name) const;

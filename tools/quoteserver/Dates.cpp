@@ -14,12 +14,12 @@ constexpr std::array monthNames = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                    "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 constexpr std::array weekdayNames = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
 
-const char* monthName(year_month_day date) {
+const char* MonthName(year_month_day date) {
     return monthNames.at(static_cast<unsigned>(date.month()) - 1);
 }
 
 // -1 for anything but digits.
-int digits(std::string_view text) {
+int Digits(std::string_view text) {
     int value = 0;
     for (const char c : text) {
         if (c < '0' || c > '9') {
@@ -32,13 +32,13 @@ int digits(std::string_view text) {
 
 }  // namespace
 
-std::optional<Date> parseIsoDate(std::string_view text) {
+std::optional<Date> ParseIsoDate(std::string_view text) {
     if (text.size() != 10 || text[4] != '-' || text[7] != '-') {
         return std::nullopt;
     }
-    const int y = digits(text.substr(0, 4));
-    const int m = digits(text.substr(5, 2));
-    const int d = digits(text.substr(8, 2));
+    const int y = Digits(text.substr(0, 4));
+    const int m = Digits(text.substr(5, 2));
+    const int d = Digits(text.substr(8, 2));
     if (y < 0 || m < 0 || d < 0) {
         return std::nullopt;
     }
@@ -47,7 +47,7 @@ std::optional<Date> parseIsoDate(std::string_view text) {
     return date.ok() ? std::optional<Date>{date} : std::nullopt;
 }
 
-void appendDate(std::string& out, Date date, DateForm form) {
+void AppendDate(std::string& out, Date date, DateForm form) {
     const year_month_day parts{date};
     const int y = static_cast<int>(parts.year());
     const unsigned d = static_cast<unsigned>(parts.day());
@@ -56,18 +56,18 @@ void appendDate(std::string& out, Date date, DateForm form) {
         std::snprintf(text, sizeof text, "%04d-%02u-%02u", y, static_cast<unsigned>(parts.month()),
                       d);
     } else {
-        std::snprintf(text, sizeof text, "%u-%s-%02d", d, monthName(parts), y % 100);
+        std::snprintf(text, sizeof text, "%u-%s-%02d", d, MonthName(parts), y % 100);
     }
     out += text;
 }
 
-std::string clockText(sys_seconds time) {
+std::string ClockText(sys_seconds time) {
     const Date date = floor<days>(time);
     const year_month_day parts{date};
     const hh_mm_ss clock{time - date};
     char text[64];
     std::snprintf(text, sizeof text, "%s %s %2u %02d:%02d:%02d UTC %d",
-                  weekdayNames.at(weekday{date}.c_encoding()), monthName(parts),
+                  weekdayNames.at(weekday{date}.c_encoding()), MonthName(parts),
                   static_cast<unsigned>(parts.day()), static_cast<int>(clock.hours().count()),
                   static_cast<int>(clock.minutes().count()),
                   static_cast<int>(clock.seconds().count()), static_cast<int>(parts.year()));

@@ -16,11 +16,11 @@ enum class DateForm {
 };
 
 // Nothing unless the whole text is a date that exists, in the form 2004-01-09.
-std::optional<Date> parseIsoDate(std::string_view text);
+std::optional<Date> ParseIsoDate(std::string_view text);
 
-void appendDate(std::string& out, Date date, DateForm form);
+void AppendDate(std::string& out, Date date, DateForm form);
 
 // "Tue May 17 05:35:35 UTC 2011"; the day of the month is padded with a blank.
-std::string clockText(std::chrono::sys_seconds time);
+std::string ClockText(std::chrono::sys_seconds time);
 
 }  // namespace quoteserver

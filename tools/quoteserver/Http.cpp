@@ -3,7 +3,7 @@
 namespace quoteserver {
 namespace {
 
-std::string_view reason(unsigned status) {
+std::string_view Reason(unsigned status) {
     switch (status) {
         case 400:
             return "Bad Request";
@@ -19,7 +19,7 @@ std::string_view reason(unsigned status) {
 }
 
 // Explanations repeat what was asked.
-std::string escaped(std::string_view text) {
+std::string Escaped(std::string_view text) {
     std::string html;
     for (const char c : text) {
         switch (c) {
@@ -41,11 +41,11 @@ std::string escaped(std::string_view text) {
 
 }  // namespace
 
-Reply errorPage(unsigned status, std::string_view explanation) {
-    const std::string title = std::to_string(status).append(" ").append(reason(status));
+Reply ErrorPage(unsigned status, std::string_view explanation) {
+    const std::string title = std::to_string(status).append(" ").append(Reason(status));
     return {status, "text/html",
             "<!DOCTYPE html>\n<html><head><title>\n" + title + "</title></head>\n<body><h1>" +
-                title + "</h1>\n<p>" + escaped(explanation) + "</p></body></html>\n"};
+                title + "</h1>\n<p>" + Escaped(explanation) + "</p></body></html>\n"};
 }
 
 }  // namespace quoteserver

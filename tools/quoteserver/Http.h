@@ -21,6 +21,6 @@ struct Reply {
 
 // A short HTML page. Its third line begins with the status ("404 Not Found"), for that is where
 // clients of the classic service look.
-Reply errorPage(unsigned status, std::string_view explanation);
+Reply ErrorPage(unsigned status, std::string_view explanation);
 
 }  // namespace quoteserver

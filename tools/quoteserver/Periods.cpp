@@ -13,11 +13,11 @@ struct Prices {
     std::string_view open, high, low, close, volume, adjustedClose;
 };
 
-Prices split(std::string_view values) {
+Prices Split(std::string_view values) {
     Prices prices;
     for (std::string_view* field : {&prices.open, &prices.high, &prices.low, &prices.close,
                                     &prices.volume, &prices.adjustedClose}) {
-        *field = takeField(values, ',');
+        *field = TakeField(values, ',');
     }
     return prices;
 }
@@ -29,7 +29,7 @@ double number(std::string_view text) {
     return value;
 }
 
-Date periodStart(Date date, Period period) {
+Date PeriodStart(Date date, Period period) {
     if (period == Period::Week) {
         return date - (weekday{date} - Monday);
     }
@@ -37,7 +37,7 @@ Date periodStart(Date date, Period period) {
     return Date{parts.year() / parts.month() / 1};
 }
 
-std::string averageVolume(double sum, std::size_t dayCount) {
+std::string AverageVolume(double sum, std::size_t dayCount) {
     const double average = std::floor(sum / static_cast<double>(dayCount));
     if (average == 0) {
         return "000";
@@ -49,12 +49,12 @@ std::string averageVolume(double sum, std::size_t dayCount) {
 }
 
 // One period's rows, newest first.
-PeriodRow summariseOne(std::span<const Row> rows) {
-    const Prices newest = split(rows.front().values);
-    Prices all = split(rows.back().values);
+PeriodRow SummariseOne(std::span<const Row> rows) {
+    const Prices newest = Split(rows.front().values);
+    Prices all = Split(rows.back().values);
     double volume = 0;
     for (const Row& row : rows) {
-        const Prices day = split(row.values);
+        const Prices day = Split(row.values);
         if (number(day.high) > number(all.high)) {
             all.high = day.high;
         }
@@ -67,22 +67,22 @@ PeriodRow summariseOne(std::span<const Row> rows) {
     for (const std::string_view price : {all.open, all.high, all.low, newest.close}) {
         summary.values.append(price).append(1, ',');
     }
-    summary.values.append(averageVolume(volume, rows.size())).append(1, ',');
+    summary.values.append(AverageVolume(volume, rows.size())).append(1, ',');
     summary.values.append(newest.adjustedClose);
     return summary;
 }
 
 }  // namespace
 
-std::vector<PeriodRow> summarise(std::span<const Row> daily, Period period) {
+std::vector<PeriodRow> Summarise(std::span<const Row> daily, Period period) {
     std::vector<PeriodRow> summaries;
     while (!daily.empty()) {
-        const Date start = periodStart(daily.front().date, period);
+        const Date start = PeriodStart(daily.front().date, period);
         std::size_t count = 1;
         while (count < daily.size() && daily[count].date >= start) {
             ++count;
         }
-        summaries.push_back(summariseOne(daily.first(count)));
+        summaries.push_back(SummariseOne(daily.first(count)));
         daily = daily.subspan(count);
     }
     return summaries;

@@ -19,6 +19,6 @@ struct PeriodRow {
 // Newest first, as the daily price rows are. Weeks run from Monday to Sunday. Prices are repeated
 // as the daily rows have them; the volume is the AVERAGE of the days, as the service gave it, and
 // a volume of nothing is its "000".
-std::vector<PeriodRow> summarise(std::span<const Row> daily, Period period);
+std::vector<PeriodRow> Summarise(std::span<const Row> daily, Period period);
 
 }  // namespace quoteserver

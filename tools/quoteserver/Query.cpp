@@ -5,7 +5,7 @@
 namespace quoteserver {
 namespace {
 
-int hexDigit(char c) {
+int HexDigit(char c) {
     if (c >= '0' && c <= '9') {
         return c - '0';
     }
@@ -14,13 +14,13 @@ int hexDigit(char c) {
 }
 
 // A percent sign that begins no escape stands for itself: hand-written requests have them.
-std::string decode(std::string_view text) {
+std::string Decode(std::string_view text) {
     std::string decoded;
     decoded.reserve(text.size());
     for (std::size_t i = 0; i < text.size(); ++i) {
         if (text[i] == '%' && i + 2 < text.size()) {
-            const int high = hexDigit(text[i + 1]);
-            const int low = hexDigit(text[i + 2]);
+            const int high = HexDigit(text[i + 1]);
+            const int low = HexDigit(text[i + 2]);
             if (high >= 0 && low >= 0) {
                 decoded += static_cast<char>(high * 16 + low);
                 i += 2;
@@ -43,7 +43,7 @@ Query::Query(std::string_view text) {
         }
         const std::size_t equals = std::min(field.find('='), field.size());
         const std::size_t valueStart = std::min(equals + 1, field.size());
-        m_fields.emplace_back(decode(field.substr(0, equals)), decode(field.substr(valueStart)));
+        m_fields.emplace_back(Decode(field.substr(0, equals)), Decode(field.substr(valueStart)));
     }
 }
 
@@ -53,7 +53,7 @@ std::string_view Query::value(std::string_view key) const {
     return found == m_fields.end() ? std::string_view{} : found->second;
 }
 
-Target parseTarget(std::string_view target) {
+Target ParseTarget(std::string_view target) {
     target = target.substr(0, target.find('#'));
     const std::size_t mark = std::min(target.find('?'), target.size());
     const std::size_t queryStart = std::min(mark + 1, target.size());

@@ -26,6 +26,6 @@ struct Target {
     Query query;
 };
 
-Target parseTarget(std::string_view target);
+Target ParseTarget(std::string_view target);
 
 }  // namespace quoteserver

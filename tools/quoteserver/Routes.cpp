@@ -5,21 +5,21 @@
 
 namespace quoteserver {
 
-void Routes::add(std::string method, std::string path, Handler handler) {
+void Routes::Add(std::string method, std::string path, Handler handler) {
     m_handlers[{std::move(method), std::move(path)}] = std::move(handler);
 }
 
-Reply Routes::answer(const Request& request) const {
+Reply Routes::Answer(const Request& request) const {
     const std::string& path = request.target.path;
     const auto found = m_handlers.find({request.method == "HEAD" ? "GET" : request.method, path});
     if (found == m_handlers.end()) {
-        return errorPage(404, "Nothing is served at " + path + " for " + request.method);
+        return ErrorPage(404, "Nothing is served at " + path + " for " + request.method);
     }
     try {
         return found->second(request);
     } catch (const std::exception& e) {
         std::cerr << "quoteserver: " << e.what() << '\n';
-        return errorPage(500, e.what());
+        return ErrorPage(500, e.what());
     }
 }
 

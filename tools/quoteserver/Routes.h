@@ -14,11 +14,11 @@ class Routes {
 public:
     using Handler = std::function<Reply(const Request&)>;
 
-    void add(std::string method, std::string path, Handler handler);
+    void Add(std::string method, std::string path, Handler handler);
 
     // Every request has an answer: what has no route is a 404 page, and a handler's exception is a
     // 500 page that is reported on stderr too. HEAD is answered as GET; the server sends no body.
-    Reply answer(const Request& request) const;
+    Reply Answer(const Request& request) const;
 
 private:
     std::map<std::pair<std::string, std::string>, Handler> m_handlers;

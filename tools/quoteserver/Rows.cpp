@@ -5,11 +5,11 @@
 namespace quoteserver {
 namespace {
 
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
 // What the services ever wrote as a number: no exponent, no blanks, not long enough to lose digits
 // in a sum.
-bool isPlainDecimal(std::string_view text) {
+bool IsPlainDecimal(std::string_view text) {
     constexpr std::size_t longest = 20;
     if (text.starts_with('-')) {
         text.remove_prefix(1);
@@ -17,13 +17,13 @@ bool isPlainDecimal(std::string_view text) {
     const std::size_t point = std::min(text.find('.'), text.size());
     const std::string_view whole = text.substr(0, point);
     const std::string_view fraction = text.substr(std::min(point + 1, text.size()));
-    return text.size() <= longest && !whole.empty() && std::ranges::all_of(whole, isDigit) &&
-           std::ranges::all_of(fraction, isDigit);
+    return text.size() <= longest && !whole.empty() && std::ranges::all_of(whole, IsDigit) &&
+           std::ranges::all_of(fraction, IsDigit);
 }
 
-Row parseRow(std::string_view text, std::size_t line, const Layout& layout) {
+Row ParseRow(std::string_view text, std::size_t line, const Layout& layout) {
     std::string_view rest = text;
-    const std::optional<Date> date = parseIsoDate(takeField(rest, ','));
+    const std::optional<Date> date = ParseIsoDate(TakeField(rest, ','));
     if (!date) {
         throw DataError(line, "the first value is not a date of the form 2004-01-09");
     }
@@ -34,8 +34,8 @@ Row parseRow(std::string_view text, std::size_t line, const Layout& layout) {
                                   std::to_string(layout.valueCount + 1));
     }
     for (std::size_t i = 0; i < layout.valueCount; ++i) {
-        const std::string_view value = takeField(rest, ',');
-        if (!isPlainDecimal(value)) {
+        const std::string_view value = TakeField(rest, ',');
+        if (!IsPlainDecimal(value)) {
             throw DataError(line, "\"" + std::string(value) + "\" is not a number");
         }
     }
@@ -43,8 +43,8 @@ Row parseRow(std::string_view text, std::size_t line, const Layout& layout) {
 }
 
 // Lines as editors leave them: CR LF, and a byte order mark in front of the first.
-std::string_view takeLine(std::string_view& text) {
-    std::string_view line = takeField(text, '\n');
+std::string_view TakeLine(std::string_view& text) {
+    std::string_view line = TakeField(text, '\n');
     if (line.ends_with('\r')) {
         line.remove_suffix(1);
     }
@@ -53,25 +53,25 @@ std::string_view takeLine(std::string_view& text) {
 
 }  // namespace
 
-std::string_view takeField(std::string_view& text, char separator) {
+std::string_view TakeField(std::string_view& text, char separator) {
     const std::string_view field = text.substr(0, text.find(separator));
     text.remove_prefix(std::min(field.size() + 1, text.size()));
     return field;
 }
 
-std::vector<Row> parseRows(std::string_view text, const Layout& layout) {
+std::vector<Row> ParseRows(std::string_view text, const Layout& layout) {
     constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
     if (text.starts_with(byteOrderMark)) {
         text.remove_prefix(byteOrderMark.size());
     }
-    if (takeLine(text) != layout.header) {
+    if (TakeLine(text) != layout.header) {
         throw DataError(1, "the header is not " + std::string(layout.header));
     }
     std::vector<Row> rows;
     for (std::size_t number = 2; !text.empty(); ++number) {
-        const std::string_view line = takeLine(text);
+        const std::string_view line = TakeLine(text);
         if (!line.empty()) {
-            rows.push_back(parseRow(line, number, layout));
+            rows.push_back(ParseRow(line, number, layout));
         }
     }
     std::ranges::stable_sort(rows, std::ranges::greater{}, &Row::date);

@@ -36,9 +36,9 @@ public:
 // Newest first, whatever the order of the file. Throws DataError for a wrong header, a row that is
 // not a date and valueCount plain decimal numbers, and a date that comes twice.
 // The rows point into the text.
-std::vector<Row> parseRows(std::string_view text, const Layout& layout);
+std::vector<Row> ParseRows(std::string_view text, const Layout& layout);
 
 // The part before the separator; the text goes on behind it.
-std::string_view takeField(std::string_view& text, char separator);
+std::string_view TakeField(std::string_view& text, char separator);
 
 }  // namespace quoteserver

@@ -26,7 +26,7 @@ using net::ip::tcp;
 namespace {
 
 // The request is at fault and can be answered; after other errors there is nobody to answer.
-bool isHttpError(const error_code& error) {
+bool IsHttpError(const error_code& error) {
     return error.category() == http::make_error_code(http::error::bad_method).category();
 }
 
@@ -45,7 +45,7 @@ net::awaitable<void> send(beast::tcp_stream& stream, http::response<http::string
 
 // A socket closed with unread bytes in it is reset, and the client may lose the reply it was just
 // sent. So the rest of what the client has to say is read, for a moment.
-net::awaitable<void> closeGently(beast::tcp_stream& stream) {
+net::awaitable<void> CloseGently(beast::tcp_stream& stream) {
     error_code error;
     stream.socket().shutdown(tcp::socket::shutdown_send, error);
     stream.expires_after(std::chrono::seconds(1));
@@ -77,7 +77,7 @@ net::awaitable<void> Server::run() {
         tcp::socket socket =
             co_await m_acceptor.async_accept(net::redirect_error(net::use_awaitable, error));
         if (!error) {
-            net::co_spawn(m_acceptor.get_executor(), serve(beast::tcp_stream(std::move(socket))),
+            net::co_spawn(m_acceptor.get_executor(), Serve(beast::tcp_stream(std::move(socket))),
                           net::detached);
             continue;
         }
@@ -88,26 +88,26 @@ net::awaitable<void> Server::run() {
     }
 }
 
-net::awaitable<void> Server::serve(beast::tcp_stream stream) const {
+net::awaitable<void> Server::Serve(beast::tcp_stream stream) const {
     try {
-        co_await serveRequests(stream);
-        co_await closeGently(stream);
+        co_await ServeRequests(stream);
+        co_await CloseGently(stream);
     } catch (const std::exception& e) {
         std::cerr << "quoteserver: a connection was given up: " << e.what() << '\n';
     }
 }
 
-net::awaitable<void> Server::serveRequests(beast::tcp_stream& stream) const {
+net::awaitable<void> Server::ServeRequests(beast::tcp_stream& stream) const {
     beast::flat_buffer buffer;
     for (bool keepAlive = true; keepAlive;) {
         http::request_parser<http::string_body> parser;
         error_code error;
         co_await http::async_read(stream, buffer, parser,
                                   net::redirect_error(net::use_awaitable, error));
-        if (error == http::error::end_of_stream || (error && !isHttpError(error))) {
+        if (error == http::error::end_of_stream || (error && !IsHttpError(error))) {
             co_return;
         }
-        HttpReply answer = error ? refusal(error) : reply(parser.get());
+        HttpReply answer = error ? Refusal(error) : reply(parser.get());
         const bool headOnly = parser.get().method() == http::verb::head;
         co_await send(stream, answer, headOnly, error);
         keepAlive = !error && answer.keep_alive();
@@ -116,8 +116,8 @@ net::awaitable<void> Server::serveRequests(beast::tcp_stream& stream) const {
 
 Server::HttpReply Server::reply(const HttpRequest& request) const {
     const Request asked{std::string(request.method_string()),
-                        parseTarget({request.target().data(), request.target().size()})};
-    HttpReply answer = message(m_routes.answer(asked), request.version(), request.keep_alive());
+                        ParseTarget({request.target().data(), request.target().size()})};
+    HttpReply answer = Message(m_routes.Answer(asked), request.version(), request.keep_alive());
     if (m_options.verbose) {
         std::cerr << request.method_string() << ' ' << request.target() << ' '
                   << answer.result_int() << ' ' << answer.body().size() << '\n';
@@ -126,17 +126,17 @@ Server::HttpReply Server::reply(const HttpRequest& request) const {
 }
 
 // For a request that could not be read; where the next one would begin is not known either.
-Server::HttpReply Server::refusal(const error_code& error) const {
+Server::HttpReply Server::Refusal(const error_code& error) const {
     const unsigned status = error == http::error::header_limit ? 431
                             : error == http::error::body_limit ? 413
                                                                : 400;
     if (m_options.verbose) {
         std::cerr << "unreadable request: " << error.message() << ' ' << status << '\n';
     }
-    return message(errorPage(status, error.message()), 11, false);
+    return Message(ErrorPage(status, error.message()), 11, false);
 }
 
-Server::HttpReply Server::message(Reply reply, unsigned version, bool keepAlive) const {
+Server::HttpReply Server::Message(Reply reply, unsigned version, bool keepAlive) const {
     HttpReply answer{static_cast<http::status>(reply.status), version};
     answer.set(http::field::server, m_options.name);
     answer.set(http::field::content_type, reply.contentType);

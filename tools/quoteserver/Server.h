@@ -29,7 +29,7 @@ public:
            const Routes& routes, ServerOptions options);
 
     // With the port that was found when port 0 was asked for.
-    boost::asio::ip::tcp::endpoint endpoint() const { return m_acceptor.local_endpoint(); }
+    boost::asio::ip::tcp::endpoint Endpoint() const { return m_acceptor.local_endpoint(); }
 
     boost::asio::awaitable<void> run();
 
@@ -37,11 +37,11 @@ private:
     using HttpRequest = boost::beast::http::request<boost::beast::http::string_body>;
     using HttpReply = boost::beast::http::response<boost::beast::http::string_body>;
 
-    boost::asio::awaitable<void> serve(boost::beast::tcp_stream stream) const;
-    boost::asio::awaitable<void> serveRequests(boost::beast::tcp_stream& stream) const;
+    boost::asio::awaitable<void> Serve(boost::beast::tcp_stream stream) const;
+    boost::asio::awaitable<void> ServeRequests(boost::beast::tcp_stream& stream) const;
     HttpReply reply(const HttpRequest& request) const;
-    HttpReply refusal(const boost::system::error_code& error) const;
-    HttpReply message(Reply reply, unsigned version, bool keepAlive) const;
+    HttpReply Refusal(const boost::system::error_code& error) const;
+    HttpReply Message(Reply reply, unsigned version, bool keepAlive) const;
 
     boost::asio::ip::tcp::acceptor m_acceptor;
     const Routes& m_routes;

@@ -57,9 +57,9 @@ TableKind kind(std::string_view text) {
 
 }  // namespace
 
-TableQuery parseTableQuery(const Query& query) {
+TableQuery ParseTableQuery(const Query& query) {
     const std::string_view ticker = query.value("s");
-    if (!isTicker(ticker)) {
+    if (!IsTicker(ticker)) {
         throw BadQuery("s=" + std::string(ticker) + " is not a ticker");
     }
     return {std::string(ticker), date(query, "a", "b", "c"), date(query, "d", "e", "f"),

@@ -26,6 +26,6 @@ public:
 };
 
 // Throws BadQuery, whose text says which key makes no sense.
-TableQuery parseTableQuery(const Query& query);
+TableQuery ParseTableQuery(const Query& query);
 
 }  // namespace quoteserver

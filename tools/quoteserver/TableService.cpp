@@ -10,16 +10,16 @@
 namespace quoteserver {
 namespace {
 
-std::vector<Row> readRows(const DataFile& file, const Layout& layout) {
+std::vector<Row> ReadRows(const DataFile& file, const Layout& layout) {
     try {
-        return parseRows(file.text, layout);
+        return ParseRows(file.text, layout);
     } catch (const DataError& e) {
         throw std::runtime_error(file.name + " " + e.what());
     }
 }
 
 // The rows are newest first.
-std::span<const Row> inRange(std::span<const Row> rows, const TableQuery& query) {
+std::span<const Row> InRange(std::span<const Row> rows, const TableQuery& query) {
     const auto begin = std::ranges::partition_point(
         rows, [&](const Row& row) { return query.last && row.date > *query.last; });
     const auto end = std::ranges::partition_point(begin, rows.end(), [&](const Row& row) {
@@ -33,47 +33,47 @@ std::span<const Row> inRange(std::span<const Row> rows, const TableQuery& query)
 TableService::TableService(DataFolder folder, TableOptions options)
     : m_folder(std::move(folder)), m_options(std::move(options)) {}
 
-Reply TableService::answer(const Query& query) const {
+Reply TableService::Answer(const Query& query) const {
     TableQuery asked;
     try {
-        asked = parseTableQuery(query);
+        asked = ParseTableQuery(query);
     } catch (const BadQuery& e) {
-        return errorPage(400, e.what());
+        return ErrorPage(400, e.what());
     }
     const std::optional<DataFile> file = asked.kind == TableKind::Dividends
-                                             ? m_folder.dividends(asked.ticker)
-                                             : m_folder.prices(asked.ticker);
+                                             ? m_folder.Dividends(asked.ticker)
+                                             : m_folder.Prices(asked.ticker);
     if (!file) {
-        return errorPage(404, "There is no data for " + asked.ticker);
+        return ErrorPage(404, "There is no data for " + asked.ticker);
     }
-    std::string body = table(asked, *file);
+    std::string body = Table(asked, *file);
     if (body.empty()) {
-        return errorPage(404, "There is no data for " + asked.ticker + " in this range");
+        return ErrorPage(404, "There is no data for " + asked.ticker + " in this range");
     }
     if (!m_options.commentServer.empty()) {
         using namespace std::chrono;
-        body += commentLine(m_options.commentServer, floor<seconds>(system_clock::now()));
+        body += CommentLine(m_options.commentServer, floor<seconds>(system_clock::now()));
     }
     return {200, "text/csv", std::move(body)};
 }
 
-std::string TableService::table(const TableQuery& query, const DataFile& file) const {
+std::string TableService::Table(const TableQuery& query, const DataFile& file) const {
     const Layout& layout = query.kind == TableKind::Dividends ? dividendLayout : priceLayout;
-    const std::vector<Row> all = readRows(file, layout);
-    const std::span<const Row> rows = inRange(all, query);
+    const std::vector<Row> all = ReadRows(file, layout);
+    const std::span<const Row> rows = InRange(all, query);
     switch (query.kind) {
         case TableKind::Weekly:
-            return page(layout.header, summarise(rows, Period::Week));
+            return Page(layout.header, Summarise(rows, Period::Week));
         case TableKind::Monthly:
-            return page(layout.header, summarise(rows, Period::Month));
+            return Page(layout.header, Summarise(rows, Period::Month));
         default:
-            return page(layout.header, rows);
+            return Page(layout.header, rows);
     }
 }
 
 // Nothing, not even the header, when there are no rows.
 template <typename Rows>
-std::string TableService::page(std::string_view header, const Rows& rows) const {
+std::string TableService::Page(std::string_view header, const Rows& rows) const {
     std::string text;
     if (rows.empty()) {
         return text;
@@ -81,14 +81,14 @@ std::string TableService::page(std::string_view header, const Rows& rows) const 
     text.append(header).append(1, '\n');
     const std::size_t limit = m_options.rowsPerPage == 0 ? rows.size() : m_options.rowsPerPage;
     for (const auto& row : std::span(rows).first(std::min(limit, rows.size()))) {
-        appendDate(text, row.date, m_options.dates);
+        AppendDate(text, row.date, m_options.dates);
         text.append(1, ',').append(row.values).append(1, '\n');
     }
     return text;
 }
 
-std::string commentLine(const std::string& server, std::chrono::sys_seconds time) {
-    return "<!-- " + server + " uncompressed/chunked " + clockText(time) + " -->\n";
+std::string CommentLine(const std::string& server, std::chrono::sys_seconds time) {
+    return "<!-- " + server + " uncompressed/chunked " + ClockText(time) + " -->\n";
 }
 
 }  // namespace quoteserver

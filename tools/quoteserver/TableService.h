@@ -25,18 +25,18 @@ public:
     // A reply longer than a page keeps its NEWEST rows; the client asks again for what is older.
     // 400 for a query that makes no sense, 404 for an unknown ticker and for a range without rows.
     // Throws std::runtime_error, naming file and line, for a damaged file.
-    Reply answer(const Query& query) const;
+    Reply Answer(const Query& query) const;
 
 private:
-    std::string table(const TableQuery& query, const DataFile& file) const;
+    std::string Table(const TableQuery& query, const DataFile& file) const;
     template <typename Rows>
-    std::string page(std::string_view header, const Rows& rows) const;
+    std::string Page(std::string_view header, const Rows& rows) const;
 
     DataFolder m_folder;
     TableOptions m_options;
 };
 
 // The line that the service's front end put below a reply, with its line end.
-std::string commentLine(const std::string& server, std::chrono::sys_seconds time);
+std::string CommentLine(const std::string& server, std::chrono::sys_seconds time);
 
 }  // namespace quoteserver

@@ -39,7 +39,7 @@ struct Settings {
     bool verbose = false;
 };
 
-void describe(CLI::App& app, Settings& settings) {
+void Describe(CLI::App& app, Settings& settings) {
     app.footer(examples);
     app.set_version_flag("--version", "quoteserver " VTDL_VERSION);
     app.add_option("--data", settings.data, "Folder of data files, one a ticker")
@@ -64,7 +64,7 @@ void describe(CLI::App& app, Settings& settings) {
 }
 
 // Real data services listen to the world; this one has no business there.
-net::ip::tcp::endpoint loopback(const Settings& settings) {
+net::ip::tcp::endpoint Loopback(const Settings& settings) {
     boost::system::error_code error;
     const net::ip::address address = net::ip::make_address(settings.host, error);
     if (error || !address.is_loopback()) {
@@ -73,23 +73,23 @@ net::ip::tcp::endpoint loopback(const Settings& settings) {
     return {address, settings.port};
 }
 
-Routes makeRoutes(const Settings& settings) {
+Routes MakeRoutes(const Settings& settings) {
     const TableService tables(
         DataFolder(settings.data),
         {settings.rowsPerPage, settings.dates == "iso" ? DateForm::Iso : DateForm::DayMonYy,
          settings.comment ? settings.commentServer : ""});
     Routes routes;
-    routes.add("GET", "/table.csv",
-               [tables](const Request& request) { return tables.answer(request.target.query); });
-    routes.add("GET", "/files/VTDL.version", [version = settings.publishedVersion](const Request&) {
+    routes.Add("GET", "/table.csv",
+               [tables](const Request& request) { return tables.Answer(request.target.query); });
+    routes.Add("GET", "/files/VTDL.version", [version = settings.publishedVersion](const Request&) {
         return Reply{200, "text/plain", version};
     });
     return routes;
 }
 
 void run(const Settings& settings) {
-    const Routes routes = makeRoutes(settings);
-    const net::ip::tcp::endpoint where = loopback(settings);
+    const Routes routes = MakeRoutes(settings);
+    const net::ip::tcp::endpoint where = Loopback(settings);
     net::io_context context(1);
     Server server(context, where, routes, {"quoteserver/" VTDL_VERSION, settings.verbose});
 
@@ -101,7 +101,7 @@ void run(const Settings& settings) {
             std::rethrow_exception(failure);
         }
     });
-    std::cout << "quoteserver: serving " << settings.data << " on " << server.endpoint()
+    std::cout << "quoteserver: serving " << settings.data << " on " << server.Endpoint()
               << std::endl;
     context.run();
 }
@@ -111,7 +111,7 @@ void run(const Settings& settings) {
 int main(int argc, char** argv) {
     Settings settings;
     CLI::App app("Serves CSV files in the formats of classic quote services.", "quoteserver");
-    describe(app, settings);
+    Describe(app, settings);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {

@@ -29,14 +29,14 @@ const std::string threeRows =
 constexpr const char* monthNames[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                       "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 
-std::string recordedReply(const std::string& name) {
+std::string RecordedReply(const std::string& name) {
     std::ifstream file("yahoo-table/" + name, std::ios::binary);
     std::string reply(std::istreambuf_iterator<char>(file), {});
     EXPECT_FALSE(reply.empty()) << name << ": run the tests in the folder tests/data";
     return reply;
 }
 
-std::string replaceAll(const std::string& text, char what, const std::string& with) {
+std::string ReplaceAll(const std::string& text, char what, const std::string& with) {
     std::string result;
     for (const char c : text) result += c == what ? with : std::string(1, c);
     return result;
@@ -44,14 +44,14 @@ std::string replaceAll(const std::string& text, char what, const std::string& wi
 
 // --- A reader of the tables that does everything the plain way
 
-std::vector<std::string> split(const std::string& text, char separator) {
+std::vector<std::string> Split(const std::string& text, char separator) {
     std::vector<std::string> parts;
     std::istringstream stream(text);
     for (std::string part; std::getline(stream, part, separator);) parts.push_back(part);
     return parts;
 }
 
-double serial(int year, unsigned month, unsigned day) {
+double Serial(int year, unsigned month, unsigned day) {
     using namespace std::chrono;
     const days count =
         sys_days{std::chrono::year{year} / std::chrono::month{month} / std::chrono::day{day}} -
@@ -59,28 +59,28 @@ double serial(int year, unsigned month, unsigned day) {
     return static_cast<double>(count.count());
 }
 
-double plainDate(const std::string& text) {
-    const std::vector<std::string> parts = split(text, '-');
+double PlainDate(const std::string& text) {
+    const std::vector<std::string> parts = Split(text, '-');
     const int first = std::stoi(parts[0]);
     const int third = std::stoi(parts[2]);
     const auto month = std::find(std::begin(monthNames), std::end(monthNames), parts[1]);
     if (month == std::end(monthNames)) {
-        return serial(first, static_cast<unsigned>(std::stoi(parts[1])),
+        return Serial(first, static_cast<unsigned>(std::stoi(parts[1])),
                       static_cast<unsigned>(third));
     }
-    return serial(third + (third < 50 ? 2000 : 1900),
+    return Serial(third + (third < 50 ? 2000 : 1900),
                   static_cast<unsigned>(month - std::begin(monthNames)) + 1,
                   static_cast<unsigned>(first));
 }
 
-std::vector<Row> plainRows(const std::string& reply, bool adjust = false) {
-    std::vector<std::string> lines = split(reply, '\n');
+std::vector<Row> PlainRows(const std::string& reply, bool adjust = false) {
+    std::vector<std::string> lines = Split(reply, '\n');
     lines.erase(lines.begin());
     std::vector<Row> rows;
     for (const std::string& line : lines) {
         if (line.empty()) continue;
-        const std::vector<std::string> fields = split(line, ',');
-        Row row{plainDate(fields[0])};
+        const std::vector<std::string> fields = Split(line, ',');
+        Row row{PlainDate(fields[0])};
         for (std::size_t i = 1; i < fields.size(); ++i)
             row.push_back(std::strtod(fields[i].c_str(), nullptr));
         if (adjust) {
@@ -107,7 +107,7 @@ class RecordingReader final : public OddFieldReader {
 public:
     explicit RecordingReader(double value = 0) : m_value(value) {}
 
-    double read(const OddField& field) override {
+    double Read(const OddField& field) override {
         fields.push_back({field.row, field.column, std::string(field.text), field.isMissing});
         return m_value;
     }
@@ -120,12 +120,12 @@ private:
 
 class ThrowingReader final : public OddFieldReader {
 public:
-    double read(const OddField&) override { throw std::invalid_argument("odd field"); }
+    double Read(const OddField&) override { throw std::invalid_argument("odd field"); }
 };
 
-std::vector<Row> rowsOf(const Columns& columns) {
-    std::vector<Row> rows(columns.rows());
-    for (std::size_t column = 0; column < columns.specs().size(); ++column) {
+std::vector<Row> RowsOf(const Columns& columns) {
+    std::vector<Row> rows(columns.Rows());
+    for (std::size_t column = 0; column < columns.Specs().size(); ++column) {
         for (std::size_t row = 0; row < rows.size(); ++row)
             rows[row].push_back(columns[column][row]);
     }
@@ -138,20 +138,20 @@ struct Parsed {
 };
 
 // Parses a heap block of exactly the page's size, so that the sanitizer sees a read past it.
-Parsed parse(const std::string& page, bool adjust = false, double oddValue = 0,
+Parsed Parse(const std::string& page, bool adjust = false, double oddValue = 0,
              const std::string& header = priceHeader,
              std::span<const ColumnSpec> specs = yahooPriceColumns) {
     const std::vector<char> bytes(page.begin(), page.end());
     Columns columns(specs);
     RecordingReader reader(oddValue);
     const std::size_t count =
-        parseYahooPage({bytes.data(), bytes.size()}, header, adjust, columns, reader);
-    EXPECT_EQ(count, columns.rows());
-    return {rowsOf(columns), reader.fields};
+        ParseYahooPage({bytes.data(), bytes.size()}, header, adjust, columns, reader);
+    EXPECT_EQ(count, columns.Rows());
+    return {RowsOf(columns), reader.fields};
 }
 
-std::vector<Row> parseClean(const std::string& page, bool adjust = false) {
-    const Parsed parsed = parse(page, adjust);
+std::vector<Row> ParseClean(const std::string& page, bool adjust = false) {
+    const Parsed parsed = Parse(page, adjust);
     EXPECT_TRUE(parsed.oddTexts.empty());
     return parsed.rows;
 }
@@ -175,17 +175,17 @@ TEST(YahooTable, RecordedPrices) {
              Recording{"req_INTC_1Y_M.csv", 13},
          }) {
         SCOPED_TRACE(recording.name);
-        const std::string reply = recordedReply(recording.name);
-        EXPECT_EQ(parseClean(reply).size(), recording.rows);
-        EXPECT_EQ(parseClean(reply), plainRows(reply));
-        EXPECT_EQ(parseClean(reply, true), plainRows(reply, true));
+        const std::string reply = RecordedReply(recording.name);
+        EXPECT_EQ(ParseClean(reply).size(), recording.rows);
+        EXPECT_EQ(ParseClean(reply), PlainRows(reply));
+        EXPECT_EQ(ParseClean(reply, true), PlainRows(reply, true));
     }
 }
 
 TEST(YahooTable, RecordedDividends) {
-    const std::string reply = recordedReply("dividends_spy_2000-2010.csv");
-    const Parsed parsed = parse(reply, false, 0, dividendHeader, yahooDividendColumns);
-    EXPECT_EQ(parsed.rows, plainRows(reply));
+    const std::string reply = RecordedReply("dividends_spy_2000-2010.csv");
+    const Parsed parsed = Parse(reply, false, 0, dividendHeader, yahooDividendColumns);
+    EXPECT_EQ(parsed.rows, PlainRows(reply));
     EXPECT_EQ(parsed.rows.size(), 45U);
     EXPECT_TRUE(parsed.oddTexts.empty());
 }
@@ -193,25 +193,25 @@ TEST(YahooTable, RecordedDividends) {
 // --- Shapes of a page
 
 TEST(YahooTable, LineEndsAndSeparators) {
-    const std::vector<Row> expected = plainRows(headerLine + threeRows);
+    const std::vector<Row> expected = PlainRows(headerLine + threeRows);
     const std::string unixPage = headerLine + threeRows;
-    EXPECT_EQ(parseClean(unixPage), expected);
-    EXPECT_EQ(parseClean(replaceAll(unixPage, '\n', "\r\n")), expected);
-    EXPECT_EQ(parseClean(headerLine + replaceAll(threeRows, ',', "\t")), expected);
+    EXPECT_EQ(ParseClean(unixPage), expected);
+    EXPECT_EQ(ParseClean(ReplaceAll(unixPage, '\n', "\r\n")), expected);
+    EXPECT_EQ(ParseClean(headerLine + ReplaceAll(threeRows, ',', "\t")), expected);
 }
 
 TEST(YahooTable, WhatFollowsTheRowsIsCut) {
     const std::string comment =
         "<!-- chart3.example.com compressed Fri Jan  9 13:59:24 UTC 2004 -->";
     std::string rows = threeRows;
-    while (plainRows(headerLine + rows).size() < yahooFullPage) rows += "2003-01-02,1,2,3,4,5,6\n";
-    const std::vector<Row> expected = plainRows(headerLine + rows);
+    while (PlainRows(headerLine + rows).size() < yahooFullPage) rows += "2003-01-02,1,2,3,4,5,6\n";
+    const std::vector<Row> expected = PlainRows(headerLine + rows);
     const std::string unended = headerLine + rows.substr(0, rows.size() - 1);
     // A # stands for the comment.
     for (const char* tail : {"", "\n", "\n\n", "\n#", "\n#\n", "\n#\n#\n", "#", "#\n", "#\n#\n\n",
                              "\n\n#\n\n#", "##", "\r\n#\r\n", "\n<!", "<!-"}) {
-        const std::string page = unended + replaceAll(tail, '#', comment);
-        EXPECT_EQ(parseClean(page), expected) << tail;
+        const std::string page = unended + ReplaceAll(tail, '#', comment);
+        EXPECT_EQ(ParseClean(page), expected) << tail;
     }
 }
 
@@ -220,16 +220,16 @@ TEST(YahooTable, PagesWithoutRows) {
     for (const char* text : {"", "\n", "#", "#\n\n", "#<!-- only a comment -->\n", "Date,Open",
                              " #@", "\n#@", "date,open\n@", "@", "<!",
                              "<!DOCTYPE html>\n<html>\n<h1>404 Not Found</h1>\n</html>\n"}) {
-        const std::string page = replaceAll(replaceAll(text, '#', headerLine), '@', threeRows);
-        EXPECT_TRUE(parseClean(page).empty()) << text;
+        const std::string page = ReplaceAll(ReplaceAll(text, '#', headerLine), '@', threeRows);
+        EXPECT_TRUE(ParseClean(page).empty()) << text;
     }
 }
 
 // Cut anywhere, a page gives the rows that lie before the cut; what is odd lies in its last row.
 TEST(YahooTable, TruncatedAnywhere) {
     for (const std::string& page :
-         {headerLine + threeRows, recordedReply("dMonyy_intc_2003_65rows.csv")}) {
-        const std::vector<Row> whole = plainRows(page);
+         {headerLine + threeRows, RecordedReply("dMonyy_intc_2003_65rows.csv")}) {
+        const std::vector<Row> whole = PlainRows(page);
         const std::size_t rowsStart = page.find('\n') + 1;
         std::size_t complete = 0;
         for (std::size_t cut = 0; cut <= page.size(); ++cut) {
@@ -238,7 +238,7 @@ TEST(YahooTable, TruncatedAnywhere) {
             const bool hasPart = cut > rowsStart && page[cut - 1] != '\n';
             const std::string start = page.substr(0, cut);
 
-            const Parsed parsed = parse(start);
+            const Parsed parsed = Parse(start);
             ASSERT_EQ(parsed.rows.size(), complete + hasPart);
             for (std::size_t row = 0; row < complete; ++row) {
                 ASSERT_EQ(parsed.rows[row], whole[row]);
@@ -253,10 +253,10 @@ TEST(YahooTable, TruncatedAnywhere) {
             Columns columns(yahooPriceColumns);
             ThrowingReader thrower;
             if (parsed.oddTexts.empty()) {
-                ASSERT_EQ(parseYahooPage(start, priceHeader, true, columns, thrower),
+                ASSERT_EQ(ParseYahooPage(start, priceHeader, true, columns, thrower),
                           parsed.rows.size());
             } else {
-                ASSERT_THROW(parseYahooPage(start, priceHeader, true, columns, thrower),
+                ASSERT_THROW(ParseYahooPage(start, priceHeader, true, columns, thrower),
                              std::invalid_argument);
             }
         }
@@ -271,33 +271,33 @@ TEST(YahooTable, ManyRows) {
         std::snprintf(line, sizeof line, "%d-%02d-%02d,%d.%02d,%d,1,2,3,4\n", 2199 - i / 336,
                       12 - i / 28 % 12, 28 - i % 28, i / 100, i % 100, i);
         page += line;
-        expected.push_back({serial(2199 - i / 336, 12 - static_cast<unsigned>(i / 28 % 12),
+        expected.push_back({Serial(2199 - i / 336, 12 - static_cast<unsigned>(i / 28 % 12),
                                    28 - static_cast<unsigned>(i % 28)),
                             i / 100.0, double(i), 1, 2, 3, 4});
     }
-    EXPECT_EQ(parseClean(page), expected);
+    EXPECT_EQ(ParseClean(page), expected);
 }
 
 TEST(YahooTable, PagesAreAppended) {
     const std::string pages[] = {headerLine + threeRows, headerLine, "no table\n" + threeRows,
-                                 recordedReply("iso_2016_64rows_6dec.csv"), headerLine + threeRows};
+                                 RecordedReply("iso_2016_64rows_6dec.csv"), headerLine + threeRows};
     const std::size_t counts[] = {3, 0, 0, 64, 3};
     Columns columns(yahooPriceColumns);
     ThrowingReader reader;
     std::vector<Row> expected;
     for (std::size_t i = 0; i < std::size(pages); ++i) {
-        EXPECT_EQ(parseYahooPage(pages[i], priceHeader, true, columns, reader), counts[i]);
+        EXPECT_EQ(ParseYahooPage(pages[i], priceHeader, true, columns, reader), counts[i]);
         if (counts[i] == 0) continue;
-        const std::vector<Row> rows = plainRows(pages[i], true);
+        const std::vector<Row> rows = PlainRows(pages[i], true);
         expected.insert(expected.end(), rows.begin(), rows.end());
     }
-    EXPECT_EQ(rowsOf(columns), expected);
+    EXPECT_EQ(RowsOf(columns), expected);
 }
 
 // --- Fields
 
 TEST(YahooTable, OddFieldsGoToTheReader) {
-    const Parsed parsed = parse(headerLine +
+    const Parsed parsed = Parse(headerLine +
                                     "2004-01-12,1,N/A,3, 4,5x,6\n"
                                     "2004-02-30,1,,1.5.2,4,-,+6\n"
                                     "2004-01-08\n"
@@ -307,7 +307,7 @@ TEST(YahooTable, OddFieldsGoToTheReader) {
                                     "2004-01-05,1,2,3,4,5,6\r\n"
                                     "2004-01-02,1,2,3,4,5,",
                                 false, 99);
-    const double jan2 = serial(2004, 1, 2);
+    const double jan2 = Serial(2004, 1, 2);
     EXPECT_EQ(parsed.rows, (std::vector<Row>{{jan2 + 10, 1, 99, 3, 99, 99, 6},
                                              {99, 1, 99, 99, 4, 99, 6},
                                              {jan2 + 6, 99, 99, 99, 99, 99, 99},
@@ -330,15 +330,15 @@ TEST(YahooTable, OddFieldsGoToTheReader) {
 }
 
 TEST(YahooTable, Adjustment) {
-    const double day = serial(2004, 1, 9);
-    EXPECT_EQ(parseClean(headerLine + "2004-01-09,10,12,8,10,1000,5\n", true),
+    const double day = Serial(2004, 1, 9);
+    EXPECT_EQ(ParseClean(headerLine + "2004-01-09,10,12,8,10,1000,5\n", true),
               (std::vector<Row>{{day, 5, 6, 4, 5, 2000, 5}}));
-    EXPECT_EQ(parseClean(headerLine + "2004-01-09,10,12,8,0,1000,5\n", true),
+    EXPECT_EQ(ParseClean(headerLine + "2004-01-09,10,12,8,0,1000,5\n", true),
               (std::vector<Row>{{day, 0, 0, 0, 0, 0, 5}}));
-    EXPECT_EQ(parseClean(headerLine + "2004-01-09,10,12,8,10,1000,0\n", true),
+    EXPECT_EQ(ParseClean(headerLine + "2004-01-09,10,12,8,10,1000,0\n", true),
               (std::vector<Row>{{day, 0, 0, 0, 0, 0, 0}}));
     // What the reader makes of a field is adjusted, too.
-    EXPECT_EQ(parse(headerLine + "2004-01-09,x,12,8,10,1000,5\n", true, 16).rows,
+    EXPECT_EQ(Parse(headerLine + "2004-01-09,x,12,8,10,1000,5\n", true, 16).rows,
               (std::vector<Row>{{day, 8, 6, 4, 5, 2000, 5}}));
 }
 
@@ -351,27 +351,27 @@ TEST(YahooTable, EveryDateOfACenturyInBothForms) {
         const int year = static_cast<int>(date.year());
         const unsigned month = static_cast<unsigned>(date.month());
         const unsigned dayOfMonth = static_cast<unsigned>(date.day());
-        const double expected = serial(year, month, dayOfMonth);
+        const double expected = Serial(year, month, dayOfMonth);
         char text[40];
         for (const char* format : {"%d-%02u-%02u", "%d-%u-%u"}) {
             std::snprintf(text, sizeof text, format, year, month, dayOfMonth);
-            ASSERT_EQ(parseYahooDate(text), expected) << text;
+            ASSERT_EQ(ParseYahooDate(text), expected) << text;
         }
         for (const char* format : {"%u-%s-%02d", "%02u-%s-%02d"}) {
             std::snprintf(text, sizeof text, format, dayOfMonth, monthNames[month - 1], year % 100);
-            ASSERT_EQ(parseYahooDate(text), expected) << text;
+            ASSERT_EQ(ParseYahooDate(text), expected) << text;
         }
     }
 }
 
 // The century goes before the year's digits, however many they are.
 TEST(YahooTable, YearsThatAreNotTwoDigits) {
-    EXPECT_EQ(parseYahooDate("9-Jan-4"), serial(204, 1, 9));
-    EXPECT_EQ(parseYahooDate("9-Jan-0"), serial(200, 1, 9));
-    EXPECT_EQ(parseYahooDate("9-Jan-004"), std::nullopt);   // the year 20004
-    EXPECT_EQ(parseYahooDate("9-Jan-2004"), std::nullopt);  // the year 192004
-    EXPECT_EQ(parseYahooDate("100-01-01"), serial(100, 1, 1));
-    EXPECT_EQ(parseYahooDate("9999-12-31"), serial(9999, 12, 31));
+    EXPECT_EQ(ParseYahooDate("9-Jan-4"), Serial(204, 1, 9));
+    EXPECT_EQ(ParseYahooDate("9-Jan-0"), Serial(200, 1, 9));
+    EXPECT_EQ(ParseYahooDate("9-Jan-004"), std::nullopt);   // the year 20004
+    EXPECT_EQ(ParseYahooDate("9-Jan-2004"), std::nullopt);  // the year 192004
+    EXPECT_EQ(ParseYahooDate("100-01-01"), Serial(100, 1, 1));
+    EXPECT_EQ(ParseYahooDate("9999-12-31"), Serial(9999, 12, 31));
 }
 
 TEST(YahooTable, NoDates) {
@@ -412,21 +412,21 @@ TEST(YahooTable, NoDates) {
                              "9-Jan--4",
                              "4294969300-01-09",
                              "9-Jan-4294967300"}) {
-        EXPECT_EQ(parseYahooDate(text), std::nullopt) << text;
+        EXPECT_EQ(ParseYahooDate(text), std::nullopt) << text;
     }
 }
 
 // --- The page that says there is no table
 
 TEST(YahooTable, NotFoundPage) {
-    EXPECT_TRUE(isYahooNotFoundPage("\n\n404 Not Found"));
-    EXPECT_TRUE(isYahooNotFoundPage("<html>\r\n<body>\r\n404 NOT found</body>\r\n"));
-    EXPECT_FALSE(isYahooNotFoundPage("404 Not Found\n404 Not Found\n"));
-    EXPECT_FALSE(isYahooNotFoundPage("\n\n 404 Not Found\n"));
-    EXPECT_FALSE(isYahooNotFoundPage("\n\n\n404 Not Found\n"));
-    EXPECT_FALSE(isYahooNotFoundPage("\n\n404 Not Foun\nd"));
-    EXPECT_FALSE(isYahooNotFoundPage(""));
-    EXPECT_FALSE(isYahooNotFoundPage(headerLine + threeRows));
+    EXPECT_TRUE(IsYahooNotFoundPage("\n\n404 Not Found"));
+    EXPECT_TRUE(IsYahooNotFoundPage("<html>\r\n<body>\r\n404 NOT found</body>\r\n"));
+    EXPECT_FALSE(IsYahooNotFoundPage("404 Not Found\n404 Not Found\n"));
+    EXPECT_FALSE(IsYahooNotFoundPage("\n\n 404 Not Found\n"));
+    EXPECT_FALSE(IsYahooNotFoundPage("\n\n\n404 Not Found\n"));
+    EXPECT_FALSE(IsYahooNotFoundPage("\n\n404 Not Foun\nd"));
+    EXPECT_FALSE(IsYahooNotFoundPage(""));
+    EXPECT_FALSE(IsYahooNotFoundPage(headerLine + threeRows));
 }
 
 }  // namespace

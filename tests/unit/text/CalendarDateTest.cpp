@@ -5,7 +5,7 @@
 namespace vtdl::text {
 namespace {
 
-int daysIn(int year, int month) {
+int DaysIn(int year, int month) {
     constexpr int days[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
     const bool isLeap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
     return days[month - 1] + (month == 2 && isLeap ? 1 : 0);
@@ -17,27 +17,27 @@ TEST(CalendarDate, EveryDayFromTheYear100To9999) {
     for (int year = 100; year <= 9999; ++year) {
         for (int month = 1; month <= 12; ++month) {
             int fridays = 0;
-            for (int day = 1; day <= daysIn(year, month); ++day, ++serial) {
+            for (int day = 1; day <= DaysIn(year, month); ++day, ++serial) {
                 const CalendarDate date{year, month, day};
-                ASSERT_EQ(automationDate(date), serial) << year << '-' << month << '-' << day;
-                ASSERT_EQ(calendarDate(serial), date) << serial;
+                ASSERT_EQ(ToAutomationDate(date), serial) << year << '-' << month << '-' << day;
+                ASSERT_EQ(ToCalendarDate(serial), date) << serial;
                 const bool isFriday = (serial % 7 + 7) % 7 == 6;  // serial 0 was a Saturday
                 if (isFriday && ++fridays == 3) {
-                    ASSERT_EQ(thirdFriday({year, month, 1}), date) << year << '-' << month;
+                    ASSERT_EQ(ThirdFriday({year, month, 1}), date) << year << '-' << month;
                 }
             }
-            ASSERT_FALSE(automationDate({year, month, daysIn(year, month) + 1}));
+            ASSERT_FALSE(ToAutomationDate({year, month, DaysIn(year, month) + 1}));
         }
     }
     EXPECT_EQ(serial, 2958466);
 }
 
 TEST(CalendarDate, KnownDays) {
-    EXPECT_EQ(automationDate({1899, 12, 30}), 0);
-    EXPECT_EQ(automationDate({1899, 12, 29}), -1);
-    EXPECT_EQ(automationDate({2000, 2, 29}), 36585);
-    EXPECT_EQ(thirdFriday({2004, 10, 31}), (CalendarDate{2004, 10, 15}));  // the 15th is a Friday
-    EXPECT_EQ(thirdFriday({2003, 3, 21}), (CalendarDate{2003, 3, 21}));    // the 15th is a Saturday
+    EXPECT_EQ(ToAutomationDate({1899, 12, 30}), 0);
+    EXPECT_EQ(ToAutomationDate({1899, 12, 29}), -1);
+    EXPECT_EQ(ToAutomationDate({2000, 2, 29}), 36585);
+    EXPECT_EQ(ThirdFriday({2004, 10, 31}), (CalendarDate{2004, 10, 15}));  // the 15th is a Friday
+    EXPECT_EQ(ThirdFriday({2003, 3, 21}), (CalendarDate{2003, 3, 21}));    // the 15th is a Saturday
 }
 
 TEST(CalendarDate, NoSuchDay) {
@@ -46,15 +46,15 @@ TEST(CalendarDate, NoSuchDay) {
           CalendarDate{2004, 13, 1}, CalendarDate{2004, 1, 0}, CalendarDate{2004, 1, 256 + 1},
           CalendarDate{2004, 256 + 1, 1}, CalendarDate{2004, -1, 1},
           CalendarDate{65536 + 2004, 1, 1}, CalendarDate{1900, 2, 29}})
-        EXPECT_FALSE(automationDate(date)) << date.year << '-' << date.month << '-' << date.day;
+        EXPECT_FALSE(ToAutomationDate(date)) << date.year << '-' << date.month << '-' << date.day;
 }
 
 TEST(CalendarDate, TheTimeOfDayCountsAwayFromZero) {
-    EXPECT_EQ(calendarDate(1.75), (CalendarDate{1899, 12, 31}));
-    EXPECT_EQ(calendarDate(0.99), (CalendarDate{1899, 12, 30}));
-    EXPECT_EQ(calendarDate(-0.99), (CalendarDate{1899, 12, 30}));
-    EXPECT_EQ(calendarDate(-1.25), (CalendarDate{1899, 12, 29}));
-    EXPECT_EQ(calendarDate(-2.75), (CalendarDate{1899, 12, 28}));
+    EXPECT_EQ(ToCalendarDate(1.75), (CalendarDate{1899, 12, 31}));
+    EXPECT_EQ(ToCalendarDate(0.99), (CalendarDate{1899, 12, 30}));
+    EXPECT_EQ(ToCalendarDate(-0.99), (CalendarDate{1899, 12, 30}));
+    EXPECT_EQ(ToCalendarDate(-1.25), (CalendarDate{1899, 12, 29}));
+    EXPECT_EQ(ToCalendarDate(-2.75), (CalendarDate{1899, 12, 28}));
 }
 
 }  // namespace

@@ -20,8 +20,8 @@ TEST(CaseFold, SmallLettersBecomeTheirCapitals) {
              Alphabet{L"абвгдежзийклмнопрстуфхцчшщъыьэюя", L"АБВГДЕЖЗИЙКЛМНОПРСТУФХЦЧШЩЪЫЬЭЮЯ"},
              Alphabet{L"ѐёђѓєѕіїјљњћќѝўџѡѣґғқңҭүҿ", L"ЀЁЂЃЄЅІЇЈЉЊЋЌЍЎЏѠѢҐҒҚҢҬҮҾ"},
          }) {
-        EXPECT_EQ(foldCase(small), capital);
-        EXPECT_EQ(foldCase(capital), capital);
+        EXPECT_EQ(FoldCase(small), capital);
+        EXPECT_EQ(FoldCase(capital), capital);
     }
 }
 
@@ -31,15 +31,15 @@ TEST(CaseFold, JoinsOnlyPairs) {
     std::multiset<wchar_t> results;
     for (int code = 0; code <= 0xFFFF; ++code) {
         const auto c = static_cast<wchar_t>(code);
-        const wchar_t folded = foldCase(c);
-        EXPECT_EQ(foldCase(folded), folded) << code;
+        const wchar_t folded = FoldCase(c);
+        EXPECT_EQ(FoldCase(folded), folded) << code;
         results.insert(folded);
         EXPECT_LE(results.count(folded), 2U) << code;
     }
 }
 
 TEST(CaseFold, LeavesEverythingElse) {
-    EXPECT_EQ(foldCase(L"09@[`{÷×ßŉĸς漢字"), L"09@[`{÷×ßŉĸς漢字");
+    EXPECT_EQ(FoldCase(L"09@[`{÷×ßŉĸς漢字"), L"09@[`{÷×ßŉĸς漢字");
 }
 
 }  // namespace

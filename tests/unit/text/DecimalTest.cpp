@@ -15,14 +15,14 @@ namespace {
 
 std::mt19937 generator(20040109);
 
-int randomBetween(int low, int high) {
+int RandomBetween(int low, int high) {
     return std::uniform_int_distribution<int>(low, high)(generator);
 }
 
-std::string randomText(std::string_view alphabet, int length) {
+std::string RandomText(std::string_view alphabet, int length) {
     const int last = static_cast<int>(alphabet.size()) - 1;
     std::string text;
-    for (; length > 0; --length) text += alphabet[static_cast<std::size_t>(randomBetween(0, last))];
+    for (; length > 0; --length) text += alphabet[static_cast<std::size_t>(RandomBetween(0, last))];
     return text;
 }
 
@@ -34,12 +34,12 @@ struct Read {
 // Reads from a heap block of exactly the text's size, so that the sanitizer sees a read past it.
 Read read(std::string_view text) {
     const std::vector<char> bytes(text.begin(), text.end());
-    const DecimalRead result = readDecimal(bytes.data(), bytes.data() + bytes.size());
+    const DecimalRead result = ReadDecimal(bytes.data(), bytes.data() + bytes.size());
     return {result.value, result.end - bytes.data()};
 }
 
 // What strtod makes of a text of digits, points, signs and exponents; nothing out of range.
-Read expectedRead(const std::string& text) {
+Read ExpectedRead(const std::string& text) {
     char* end = nullptr;
     const double value = std::strtod(text.c_str(), &end);
     if (end == text.c_str()) return {0, 0};
@@ -50,8 +50,8 @@ Read expectedRead(const std::string& text) {
     return {value, end - text.c_str()};
 }
 
-void expectSameAsStrtod(const std::string& text) {
-    const Read expected = expectedRead(text);
+void ExpectSameAsStrtod(const std::string& text) {
+    const Read expected = ExpectedRead(text);
     const Read actual = read(text);
     EXPECT_EQ(actual.length, expected.length) << text;
     EXPECT_EQ(std::bit_cast<std::uint64_t>(actual.value),
@@ -63,9 +63,9 @@ TEST(Decimal, EveryLengthWithThePointAnywhere) {
     for (int length = 1; length <= 25; ++length) {
         for (int point = -1; point <= length; ++point) {
             for (const char* sign : {"", "-", "+"}) {
-                std::string text = randomText("0123456789", length);
+                std::string text = RandomText("0123456789", length);
                 if (point >= 0) text.insert(static_cast<std::size_t>(point), 1, '.');
-                expectSameAsStrtod(std::string(sign).append(text));
+                ExpectSameAsStrtod(std::string(sign).append(text));
             }
         }
     }
@@ -96,32 +96,32 @@ TEST(Decimal, BordersOfExactIntegers) {
                              "2.2250738585072014e-308",
                              "4.9e-324",
                              "2.5e-324"})
-        expectSameAsStrtod(text);
+        ExpectSameAsStrtod(text);
 }
 
 TEST(Decimal, AgreesWithStrtodOnPlausibleNumbers) {
     for (int i = 0; i < 100'000; ++i) {
-        std::string text = randomText("0123456789", randomBetween(1, 10));
-        if (randomBetween(0, 3) > 0)
-            text.append(1, '.').append(randomText("0123456789", randomBetween(1, 8)));
-        if (randomBetween(0, 9) == 0)
-            text.append(1, 'e').append(std::to_string(randomBetween(-30, 30)));
-        expectSameAsStrtod(text);
+        std::string text = RandomText("0123456789", RandomBetween(1, 10));
+        if (RandomBetween(0, 3) > 0)
+            text.append(1, '.').append(RandomText("0123456789", RandomBetween(1, 8)));
+        if (RandomBetween(0, 9) == 0)
+            text.append(1, 'e').append(std::to_string(RandomBetween(-30, 30)));
+        ExpectSameAsStrtod(text);
     }
 }
 
 // Products of an integer below 2^53 and a power of ten: the ones that the C++ library multiplies.
 TEST(Decimal, AgreesWithStrtodOnProducts) {
     for (int i = 0; i < 100'000; ++i) {
-        std::string text = randomText("12345678", 1);
-        text.append(randomText("0123456789", randomBetween(13, 15)));
-        expectSameAsStrtod(text.append(1, 'e').append(std::to_string(randomBetween(1, 22))));
+        std::string text = RandomText("12345678", 1);
+        text.append(RandomText("0123456789", RandomBetween(13, 15)));
+        ExpectSameAsStrtod(text.append(1, 'e').append(std::to_string(RandomBetween(1, 22))));
     }
 }
 
 TEST(Decimal, AgreesWithStrtodOnHostileTexts) {
     for (int i = 0; i < 100'000; ++i)
-        expectSameAsStrtod(randomText("0123456789012345.eE+-,", randomBetween(0, 30)));
+        ExpectSameAsStrtod(RandomText("0123456789012345.eE+-,", RandomBetween(0, 30)));
 }
 
 TEST(Decimal, StopsWhereTheNumberStops) {

@@ -6,18 +6,18 @@ namespace vtdl::text {
 namespace {
 
 TEST(HtmlComments, AreRemoved) {
-    EXPECT_EQ(removeHtmlComments(""), "");
-    EXPECT_EQ(removeHtmlComments("no <b>comment</b> -->"), "no <b>comment</b> -->");
-    EXPECT_EQ(removeHtmlComments("a<!-- c -->b"), "ab");
-    EXPECT_EQ(removeHtmlComments("<!---->a<!--\n--><!--c--->b<!--d-->"), "ab");
-    EXPECT_EQ(removeHtmlComments("a<!--> <!-- -->b"), "ab");
+    EXPECT_EQ(RemoveHtmlComments(""), "");
+    EXPECT_EQ(RemoveHtmlComments("no <b>comment</b> -->"), "no <b>comment</b> -->");
+    EXPECT_EQ(RemoveHtmlComments("a<!-- c -->b"), "ab");
+    EXPECT_EQ(RemoveHtmlComments("<!---->a<!--\n--><!--c--->b<!--d-->"), "ab");
+    EXPECT_EQ(RemoveHtmlComments("a<!--> <!-- -->b"), "ab");
 }
 
 TEST(HtmlComments, AfterAnUnterminatedOneTheScanStartsAgainAtTheThirdCharacter) {
-    EXPECT_EQ(removeHtmlComments("abcd<!-- e"), "abcdcd<!-- e");
-    EXPECT_EQ(removeHtmlComments("a<!-- e"), "a!-- e");
-    EXPECT_EQ(removeHtmlComments("<!--"), "--");
-    EXPECT_EQ(removeHtmlComments("abcd<!--1-->ef<!--2"), "abcdefcdef<!--2");
+    EXPECT_EQ(RemoveHtmlComments("abcd<!-- e"), "abcdcd<!-- e");
+    EXPECT_EQ(RemoveHtmlComments("a<!-- e"), "a!-- e");
+    EXPECT_EQ(RemoveHtmlComments("<!--"), "--");
+    EXPECT_EQ(RemoveHtmlComments("abcd<!--1-->ef<!--2"), "abcdefcdef<!--2");
 }
 
 }  // namespace

@@ -12,12 +12,12 @@ namespace {
 
 TEST(KeyedList, KeepsOrderAndFindsWithoutRegardToCase) {
     KeyedList<int> list;
-    EXPECT_TRUE(list.add(1, L"Open"));
-    EXPECT_TRUE(list.add(2));
-    EXPECT_TRUE(list.add(3, L""));
-    EXPECT_TRUE(list.add(4));
-    EXPECT_FALSE(list.add(5, L"OPEN"));
-    EXPECT_EQ(list.snapshot(), (std::vector{1, 2, 3, 4}));
+    EXPECT_TRUE(list.Add(1, L"Open"));
+    EXPECT_TRUE(list.Add(2));
+    EXPECT_TRUE(list.Add(3, L""));
+    EXPECT_TRUE(list.Add(4));
+    EXPECT_FALSE(list.Add(5, L"OPEN"));
+    EXPECT_EQ(list.Snapshot(), (std::vector{1, 2, 3, 4}));
     EXPECT_EQ(*list.find(L"oPEN"), 1);
     EXPECT_EQ(*list.find(L""), 3);  // an empty key is a key, unlike none
     EXPECT_EQ(list.find(L"close"), nullptr);
@@ -25,9 +25,9 @@ TEST(KeyedList, KeepsOrderAndFindsWithoutRegardToCase) {
     EXPECT_EQ(*list.at(4), 4);
     EXPECT_EQ(list.at(0), nullptr);
     EXPECT_EQ(list.at(5), nullptr);
-    EXPECT_FALSE(list.removeAt(0));
-    EXPECT_FALSE(list.removeAt(5));
-    EXPECT_FALSE(list.remove(L"close"));
+    EXPECT_FALSE(list.RemoveAt(0));
+    EXPECT_FALSE(list.RemoveAt(5));
+    EXPECT_FALSE(list.Remove(L"close"));
 }
 
 // Random work on a list and on a plain vector of pairs side by side.
@@ -50,22 +50,22 @@ TEST(KeyedList, AgreesWithAPlainVector) {
         switch (below(5)) {
             case 0:
             case 1:
-                ASSERT_EQ(list.add(step, key), !isThere);
+                ASSERT_EQ(list.Add(step, key), !isThere);
                 if (!isThere) plain.push_back({step, key});
                 break;
             case 2:
                 if (plain.size() > 100) break;
-                ASSERT_TRUE(list.add(step));
+                ASSERT_TRUE(list.Add(step));
                 plain.push_back({step, {}});
                 break;
             case 3:
-                ASSERT_EQ(list.remove(key), isThere);
+                ASSERT_EQ(list.Remove(key), isThere);
                 if (isThere) plain.erase(position);
                 break;
             default:
                 if (plain.empty()) break;
                 const std::size_t index = below(plain.size());
-                ASSERT_TRUE(list.removeAt(index + 1));
+                ASSERT_TRUE(list.RemoveAt(index + 1));
                 plain.erase(plain.begin() + static_cast<std::ptrdiff_t>(index));
         }
         ASSERT_EQ(list.size(), plain.size());
@@ -80,7 +80,7 @@ TEST(KeyedList, AgreesWithAPlainVector) {
 // An item whose release runs code, as the release of an object's last reference does.
 using Item = std::shared_ptr<void>;
 
-Item itemReleasedBy(std::function<void()> action) {
+Item ItemReleasedBy(std::function<void()> action) {
     return Item(nullptr, [action = std::move(action)](void*) { action(); });
 }
 
@@ -90,23 +90,23 @@ TEST(KeyedList, ReleasingAnItemMayComeBackToTheList) {
     const auto addAgain = [&] {
         ++releases;
         EXPECT_EQ(list.find(L"b"), nullptr);
-        EXPECT_TRUE(list.add(nullptr, L"b"));
-        EXPECT_TRUE(list.remove(L"a"));
+        EXPECT_TRUE(list.Add(nullptr, L"b"));
+        EXPECT_TRUE(list.Remove(L"a"));
         EXPECT_EQ(list.find(L"c"), list.at(1));
         EXPECT_EQ(list.find(L"b"), list.at(2));
     };
-    list.add(nullptr, L"a");
-    list.add(itemReleasedBy(addAgain), L"b");
-    list.add(nullptr, L"c");
-    EXPECT_TRUE(list.remove(L"b"));
+    list.Add(nullptr, L"a");
+    list.Add(ItemReleasedBy(addAgain), L"b");
+    list.Add(nullptr, L"c");
+    EXPECT_TRUE(list.Remove(L"b"));
     EXPECT_EQ(releases, 1);
     EXPECT_EQ(list.size(), 2U);
 
     list.clear();
-    list.add(nullptr, L"a");
-    list.add(itemReleasedBy(addAgain), L"b");
-    list.add(nullptr, L"c");
-    EXPECT_TRUE(list.removeAt(2));
+    list.Add(nullptr, L"a");
+    list.Add(ItemReleasedBy(addAgain), L"b");
+    list.Add(nullptr, L"c");
+    EXPECT_TRUE(list.RemoveAt(2));
     EXPECT_EQ(releases, 2);
 }
 
@@ -114,10 +114,10 @@ TEST(KeyedList, ClearingMayComeBackToTheList) {
     KeyedList<Item> list;
     int releases = 0;
     const auto addAnother = [&] {
-        list.add(nullptr, std::to_wstring(++releases));
+        list.Add(nullptr, std::to_wstring(++releases));
         EXPECT_EQ(list.find(L"a"), nullptr);
     };
-    for (const wchar_t* key : {L"a", L"b", L"c"}) list.add(itemReleasedBy(addAnother), key);
+    for (const wchar_t* key : {L"a", L"b", L"c"}) list.Add(ItemReleasedBy(addAnother), key);
     list.clear();
     EXPECT_EQ(releases, 3);
     EXPECT_EQ(list.size(), 3U);

@@ -9,9 +9,9 @@ namespace vtdl::text {
 namespace {
 
 TEST(UrlEncode, SpaceIsPlusOrHexadecimal) {
-    EXPECT_EQ(urlEncode("A B", true), "A+B");
-    EXPECT_EQ(urlEncode("A B", false), "A%20B");
-    EXPECT_EQ(urlEncode("", true), "");
+    EXPECT_EQ(UrlEncode("A B", true), "A+B");
+    EXPECT_EQ(UrlEncode("A B", false), "A%20B");
+    EXPECT_EQ(UrlEncode("", true), "");
 }
 
 TEST(UrlEncode, EveryOtherByte) {
@@ -23,7 +23,7 @@ TEST(UrlEncode, EveryOtherByte) {
         char hex[8];
         std::snprintf(hex, sizeof hex, hasOneDigit ? "%%%X" : "%%%02X",
                       static_cast<unsigned>(code));
-        EXPECT_EQ(urlEncode({&c, 1}, true), isPlain ? std::string(1, c) : hex) << code;
+        EXPECT_EQ(UrlEncode({&c, 1}, true), isPlain ? std::string(1, c) : hex) << code;
     }
 }
 
