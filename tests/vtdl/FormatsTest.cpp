@@ -1,0 +1,94 @@
+#include "Formats.h"
+
+#include <gtest/gtest.h>
+
+#include "ProgressLine.h"
+
+namespace vtdl::host {
+namespace {
+
+Value Text(const char* text) { return std::string(text); }
+
+const Block prices{"HISTORICAL",
+                   {{"DATE", {Date{39449}, Date{39450}}},
+                    {"CLOSE", {7.25, 1234.5}},
+                    {"VOLUME", {100.0, {}}},
+                    {"NOTE", {Text("Zürich"), Text("a, \"b\"")}}}};
+
+TEST(Tables, AlignNumbersByTheirPoints) {
+    EXPECT_EQ(TableOf(prices),
+              "DATE          CLOSE  VOLUME  NOTE\n"
+              "----------  -------  ------  ------\n"
+              "2008-01-02     7.25     100  Zürich\n"
+              "2008-01-03  1234.5           a, \"b\"\n");
+}
+
+TEST(Tables, AlignTextsThatLookLikeNumbersToTheLeft) {
+    EXPECT_EQ(TableOf(Block{"", {{"T", {Text("100"), Text("a\nb")}}, {"U", {Text("1")}}}}),
+              "T    U\n---  -\n100  1\na b\n");
+}
+
+TEST(Tables, NameTheirBlocksWhenThereAreSeveral) {
+    const Block one{"CALLS", {{"BID", {1.0}}}};
+    const Block two{"PUTS", {{"BID", {2.0}}}};
+    EXPECT_EQ(TableOf(Result{"S", {one}}), "BID\n---\n  1\n");
+    EXPECT_EQ(TableOf(Result{"S", {one, two}}),
+              "CALLS\n\nBID\n---\n  1\n\nPUTS\n\nBID\n---\n  2\n");
+}
+
+TEST(Csv, QuotesOnlyWhatNeedsIt) {
+    EXPECT_EQ(CsvOf({"S", {prices}}),
+              "DATE,CLOSE,VOLUME,NOTE\n"
+              "2008-01-02,7.25,100,Zürich\n"
+              "2008-01-03,1234.5,,\"a, \"\"b\"\"\"\n");
+    EXPECT_EQ(CsvOf({"S", {{"B", {{"A\nB", {Text(" x"), Text("")}}}}}}), "\"A\nB\"\n\" x\"\n\n");
+}
+
+TEST(Csv, IsOneTableForSeveralBlocks) {
+    const Block quote{"TICKER", {{"LAST", {5.0}}}};
+    const Block calls{"CALLS", {{"BID", {1.0, 2.0}}, {"LAST", {3.0}}}};
+    EXPECT_EQ(CsvOf({"S", {quote, calls}}),
+              "BLOCK,LAST,BID\n"
+              "TICKER,5,\n"
+              "CALLS,3,1\n"
+              "CALLS,,2\n");
+}
+
+TEST(Json, KeepsOrderAndTypes) {
+    const Block block{"DATA",
+                      {{"Z", {Date{39449}}},
+                       {"A", {70749800.0}},
+                       {"B", {0.1}},
+                       {"C", {true}},
+                       {"D", {}},
+                       {"E", {Text("\"\n")}}}};
+    std::string text = JsonOf(Result{"S", {block}});
+    std::erase_if(text, [](char c) { return c == ' ' || c == '\n'; });
+    EXPECT_EQ(text,
+              "{\"source\":\"S\",\"blocks\":{\"DATA\":[{\"Z\":\"2008-01-02\",\"A\":70749800,"
+              "\"B\":0.1,\"C\":true,\"D\":null,\"E\":\"\\\"\\n\"}]}}");
+}
+
+TEST(Results, WithoutRowsAreTold) {
+    const auto hasRows = [](std::vector<Column> columns) {
+        return HasRows({"S", {{"HISTORICAL", std::move(columns)}}});
+    };
+    EXPECT_FALSE(HasRows({"S", {}}));
+    EXPECT_FALSE(hasRows({}));
+    EXPECT_FALSE(hasRows({{"DATE", {}}, {"CLOSE", {}}}));
+    EXPECT_FALSE(hasRows({{"DATE", {Date{0}}}, {"CLOSE", {0.0}}}));
+    EXPECT_TRUE(hasRows({{"DATE", {Date{0}}}, {"CLOSE", {1.0}}}));
+    EXPECT_TRUE(hasRows({{"DATE", {Date{39449}}}, {"CLOSE", {0.0}}}));
+    EXPECT_TRUE(hasRows({{"CLOSE", {0.0}}}));
+    EXPECT_TRUE(hasRows({{"DATE", {Date{0}, Date{0}}}, {"CLOSE", {0.0, 0.0}}}));
+}
+
+TEST(ProgressLines, FitALine) {
+    EXPECT_EQ(ProgressLine("S", 40, "host"), "S [##########...............]  40% host");
+    EXPECT_EQ(ProgressLine("S", 250, ""), "S [#########################] 100%");
+    EXPECT_EQ(ProgressLine("S", -1, ""), "S [.........................]   0%");
+    EXPECT_LT(ProgressLine("S", 1, std::string(500, 'x')).size(), 80u);
+}
+
+}  // namespace
+}  // namespace vtdl::host

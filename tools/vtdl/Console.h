@@ -1,0 +1,40 @@
+// The console: UTF-8 and LF as they are, and a progress bar on standard error.
+#pragma once
+
+#include <string>
+
+namespace vtdl::host {
+
+/// Sets the console to UTF-8 for the life of the program.
+class Console {
+public:
+    Console();
+    Console(const Console&) = delete;
+    Console& operator=(const Console&) = delete;
+    ~Console();
+
+private:
+    unsigned m_codePage;
+};
+
+/// Throws Failure when standard output cannot take it all.
+void Print(const std::string& text);
+
+bool IsErrorTerminal();
+
+/// Draws over its last line, and leaves nothing behind.
+class ProgressBar {
+public:
+    explicit ProgressBar(bool isShown) : m_isShown(isShown) {}
+    ProgressBar(const ProgressBar&) = delete;
+    ProgressBar& operator=(const ProgressBar&) = delete;
+    ~ProgressBar() { Draw(""); }
+
+    void Draw(const std::string& line);
+
+private:
+    bool m_isShown;
+    std::string m_drawn;
+};
+
+}  // namespace vtdl::host

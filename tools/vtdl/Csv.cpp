@@ -1,0 +1,62 @@
+#include <algorithm>
+
+#include "Formats.h"
+
+namespace vtdl::host {
+namespace {
+
+std::string Quoted(const std::string& text) {
+    const bool isPlain = text.find_first_of(",\"\r\n") == std::string::npos &&
+                         !text.starts_with(' ') && !text.ends_with(' ');
+    if (isPlain) return text;
+    std::string quoted = "\"";
+    for (const char c : text) quoted.append(c == '"' ? 2 : 1, c);
+    return quoted + '"';
+}
+
+std::vector<std::string> HeaderOf(const Result& result) {
+    std::vector<std::string> names;
+    for (const Block& block : result.blocks)
+        for (const Column& column : block.columns)
+            if (std::ranges::find(names, column.name) == names.end()) names.push_back(column.name);
+    return names;
+}
+
+void AppendLine(std::string& text, const std::vector<std::string>& fields) {
+    for (const std::string& field : fields) text.append(Quoted(field)).append(1, ',');
+    if (!fields.empty()) text.pop_back();
+    text += '\n';
+}
+
+void AppendRows(std::string& text, const Block& block, const std::vector<std::string>& header,
+                bool isNamed) {
+    std::vector<const Column*> columns;
+    for (const std::string& name : header) {
+        const auto found = std::ranges::find(block.columns, name, &Column::name);
+        columns.push_back(found == block.columns.end() ? nullptr : &*found);
+    }
+    std::vector<std::string> fields;
+    const std::size_t rows = block.Rows();
+    for (std::size_t row = 0; row < rows; ++row) {
+        fields.clear();
+        if (isNamed) fields.push_back(block.name);
+        for (const Column* column : columns)
+            fields.push_back(column ? FormatValue(column->at(row)) : std::string());
+        AppendLine(text, fields);
+    }
+}
+
+}  // namespace
+
+std::string CsvOf(const Result& result) {
+    const bool areNamed = result.blocks.size() > 1;
+    const std::vector<std::string> header = HeaderOf(result);
+    std::vector<std::string> titles = header;
+    if (areNamed) titles.insert(titles.begin(), "BLOCK");
+    std::string text;
+    AppendLine(text, titles);
+    for (const Block& block : result.blocks) AppendRows(text, block, header, areNamed);
+    return text;
+}
+
+}  // namespace vtdl::host

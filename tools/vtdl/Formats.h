@@ -1,0 +1,23 @@
+// A result as text. Lines end with LF, text is UTF-8, and no locale has a say.
+#pragma once
+
+#include <string>
+
+#include "Result.h"
+
+namespace vtdl::host {
+
+/// A header and the rows; numbers stand with their decimal points below each other.
+std::string TableOf(const Block& block);
+
+/// All blocks; each has its name as a heading when there are several.
+std::string TableOf(const Result& result);
+
+/// One header and the rows. Several blocks make one table: a first column BLOCK tells them apart,
+/// and the header has the columns of all of them.
+std::string CsvOf(const Result& result);
+
+/// {"source": NAME, "blocks": {NAME: [{COLUMN: VALUE, ...}, ...], ...}}
+std::string JsonOf(const Result& result);
+
+}  // namespace vtdl::host

@@ -1,0 +1,88 @@
+#include "Library.h"
+
+#include "Failure.h"
+#include "Names.h"
+
+namespace vtdl::host {
+namespace {
+
+constexpr const char* notRegistered =
+    "the Vestora Download Library is not registered on this machine\n"
+    "Register it for all users, as administrator:\n"
+    "  regsvr32 VTDL33.dll\n"
+    "or for yourself, without administrator rights:\n"
+    "  regsvr32 /n /i:user VTDL33.dll";
+
+ParameterType TypeOf(vtdlParameterType type) {
+    switch (type) {
+        case vtdlParameterTypeNumber:
+            return ParameterType::number;
+        case vtdlParameterTypeList:
+            return ParameterType::list;
+        case vtdlParameterTypeDate:
+            return ParameterType::date;
+        case vtdlParameterTypeBool:
+            return ParameterType::truth;
+        case vtdlParameterTypeDataFields:
+            return ParameterType::block;
+        default:
+            return ParameterType::text;
+    }
+}
+
+}  // namespace
+
+Apartment::Apartment() { Check(CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED), "starting COM"); }
+
+Library::Library() {
+    const HRESULT hr =
+        CoCreateInstance(__uuidof(CManager), nullptr, CLSCTX_INPROC_SERVER, __uuidof(_CManager),
+                         reinterpret_cast<void**>(m_manager.put()));
+    if (hr == REGDB_E_CLASSNOTREG) throw Failure(notRegistered);
+    Check(hr, "loading the library");
+}
+
+std::vector<ComPtr<_CDataSource>> Library::Sources() const {
+    ComPtr<_CDataSources> sources;
+    Check(m_manager->get_DataSources(sources.put()), "listing the data sources");
+    return ItemsOf<_CDataSource>(sources.get());
+}
+
+ComPtr<_CDataSource> Library::Source(const std::string& name) const {
+    std::vector<std::string> known;
+    for (const auto& source : Sources()) {
+        known.push_back(TextOf(source.get(), &_CDataSource::get_Name));
+        if (SameName(known.back(), name)) return source;
+    }
+    throw UsageError("there is no source " + name + Suggestion(name, known) + "\nThe sources are " +
+                     Joined(known));
+}
+
+Session::Session(_CDataSource* source, std::string sourceName)
+    : m_sourceName(std::move(sourceName)) {
+    Check(source->CreateSession(m_session.put()), m_sourceName);
+    if (!m_session) throw Failure(m_sourceName + ": the library made no session");
+    ComPtr<_CParameters> parameters;
+    Check(m_session->get_Parameters(parameters.put()), m_sourceName);
+    m_parameters = ItemsOf<_CParameter>(parameters.get());
+}
+
+std::vector<Parameter> Session::Descriptions() const {
+    std::vector<Parameter> descriptions;
+    for (const auto& parameter : m_parameters) descriptions.push_back(Describe(parameter.get()));
+    return descriptions;
+}
+
+Parameter Describe(_CParameter* parameter) {
+    Parameter description{TextOf(parameter, &_CParameter::get_Name)};
+    vtdlParameterType type{};
+    Variant choices;
+    Check(parameter->get_ParameterType(&type), description.name);
+    Check(parameter->get_AvailableValues(choices.put()), description.name);
+    description.type = TypeOf(type);
+    for (const Value& choice : ToValues(choices.get()))
+        description.choices.push_back(FormatValue(choice));
+    return description;
+}
+
+}  // namespace vtdl::host

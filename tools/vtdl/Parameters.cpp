@@ -1,0 +1,73 @@
+#include "Parameters.h"
+
+#include <algorithm>
+
+#include "Failure.h"
+#include "Names.h"
+
+namespace vtdl::host {
+namespace {
+
+Value ParseTruth(const std::string& text) {
+    if (SameName(text, "True")) return true;
+    if (SameName(text, "False")) return false;
+    throw UsageError(text + " is neither True nor False");
+}
+
+Value ParseChoice(const std::string& text, std::span<const std::string> choices) {
+    const auto found = std::ranges::find_if(
+        choices, [&](const std::string& choice) { return SameName(choice, text); });
+    if (found != choices.end()) return *found;
+    throw UsageError(text + " is none of " + Joined(choices));
+}
+
+Value ParseValue(const Parameter& parameter, const std::string& text) {
+    switch (parameter.type) {
+        case ParameterType::number:
+            if (const auto number = ParseNumber(text)) return *number;
+            throw UsageError("\"" + text + "\" is not a number like 12.5");
+        case ParameterType::date:
+            if (const auto date = ParseDate(text)) return *date;
+            throw UsageError("\"" + text + "\" is not a date like 2008-01-31");
+        case ParameterType::truth:
+            return ParseTruth(text);
+        case ParameterType::list:
+            return ParseChoice(text, parameter.choices);
+        case ParameterType::block:
+            throw UsageError("it cannot be set");
+        default:
+            return text;
+    }
+}
+
+}  // namespace
+
+const char* TypeName(ParameterType type) {
+    static constexpr const char* names[] = {"number", "text",       "list",
+                                            "date",   "True/False", "block"};
+    return names[static_cast<std::size_t>(type)];
+}
+
+Assignment ParseAssignment(std::string_view text, const std::string& source,
+                           std::span<const Parameter> parameters) {
+    const std::size_t equals = text.find('=');
+    const std::string name(text.substr(0, equals));
+    if (equals == std::string_view::npos)
+        throw UsageError("\"" + name + "\" is not of the form NAME=VALUE");
+    const auto found = std::ranges::find_if(
+        parameters, [&](const Parameter& parameter) { return SameName(parameter.name, name); });
+    if (found == parameters.end()) {
+        std::vector<std::string> known;
+        for (const Parameter& parameter : parameters) known.push_back(parameter.name);
+        throw UsageError(source + " has no parameter " + name + Suggestion(name, known) +
+                         "\nIts parameters are " + Joined(known));
+    }
+    try {
+        return {static_cast<std::size_t>(found - parameters.begin()),
+                ParseValue(*found, std::string(text.substr(equals + 1)))};
+    } catch (const UsageError& e) {
+        throw UsageError(found->name + ": " + e.what());
+    }
+}
+
+}  // namespace vtdl::host

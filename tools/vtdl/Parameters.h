@@ -1,0 +1,34 @@
+// What the command line says about a session's parameters.
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Values.h"
+
+namespace vtdl::host {
+
+enum class ParameterType { number, text, list, date, truth, block };
+
+struct Parameter {
+    std::string name;
+    ParameterType type = ParameterType::text;
+    std::vector<std::string> choices{};  ///< of a list
+};
+
+/// How the type is called in listings.
+const char* TypeName(ParameterType type);
+
+struct Assignment {
+    std::size_t parameter;  ///< its position among the source's parameters
+    Value value;
+};
+
+/// Reads NAME=VALUE for one of the source's parameters; throws UsageError, whose text lists the
+/// known names, suggests the nearest, or says what form the value should have.
+Assignment ParseAssignment(std::string_view text, const std::string& source,
+                           std::span<const Parameter> parameters);
+
+}  // namespace vtdl::host

@@ -1,0 +1,126 @@
+// vtdl: downloads market data from the command line with the registered library.
+#include <windows.h>
+
+#include <shellapi.h>
+
+#include <CLI/CLI.hpp>
+#include <exception>
+#include <iostream>
+
+#include "Com.h"
+#include "Commands.h"
+#include "Console.h"
+#include "Failure.h"
+
+namespace {
+
+using namespace vtdl::host;
+
+constexpr const char* examples = R"(Examples:
+  vtdl sources
+  vtdl parameters YAHOOHIST
+  vtdl get YAHOOHIST TICKER=AAPL STARTDATE=2008-09-15 ENDDATE=2008-10-14
+  vtdl get YAHOODIVIDENDS TICKER=SPY STARTDATE=2008-01-01 --format csv --output spy.csv
+
+Exit status: 0, 1 if the download failed or brought no rows, 2 for wrong arguments.
+Errors inside the library go to "Error Log.txt" in the current folder.)";
+
+constexpr const char* sourcesExamples = R"(Example:
+  vtdl sources)";
+
+constexpr const char* parametersExamples = R"(Example:
+  vtdl parameters YAHOOHIST)";
+
+constexpr const char* getExamples =
+    R"(Names and choices are accepted in any case, with an underscore for a blank. Dates are written
+2008-01-31, numbers 12.5, truth values True and False.
+
+Examples:
+  vtdl get YAHOOHIST TICKER=AAPL STARTDATE=2008-09-15 ENDDATE=2008-10-14
+  vtdl get YAHOOHIST TICKER=AAPL STARTDATE=2008-01-01 ENDDATE=2008-10-14 PERIODICITY=MONTHLY
+  vtdl get YAHOOHIST TICKER=INTC STARTDATE=2003-07-01 ENDDATE=2003-07-31 ADJUST_VALUES=False
+  vtdl get YAHOODIVIDENDS TICKER=SPY STARTDATE=2008-01-01 ENDDATE=2010-12-31 --format json
+  vtdl get YAHOOHIST TICKER=^VIX STARTDATE=2008-01-01 --format csv --output vix.csv)";
+
+struct Arguments {
+    std::string source;
+    GetOptions get;
+};
+
+void DescribeSources(CLI::App& app) {
+    CLI::App* command = app.add_subcommand("sources", "List the data sources");
+    command->footer(sourcesExamples);
+    command->callback(ListSources);
+}
+
+void DescribeParameters(CLI::App& app, Arguments& arguments) {
+    CLI::App* command =
+        app.add_subcommand("parameters", "List what a source wants to know, and its columns");
+    command->footer(parametersExamples);
+    command->add_option("SOURCE", arguments.source, "Name of the source")->required();
+    command->callback([&arguments] { ListParameters(arguments.source); });
+}
+
+void DescribeGet(CLI::App& app, GetOptions& options) {
+    CLI::App* command = app.add_subcommand("get", "Download, and print the rows");
+    command->footer(getExamples);
+    command->add_option("SOURCE", options.source, "Name of the source")->required();
+    command->add_option("NAME=VALUE", options.assignments,
+                        "Parameters; `vtdl parameters SOURCE` lists them");
+    command->add_option("--format", options.format, "table, csv or json")
+        ->check(CLI::IsMember({"table", "csv", "json"}))
+        ->capture_default_str();
+    command->add_option("--output", options.outputFile,
+                        "File to write, completely or not at all, instead of printing");
+    CLI::Option* progress = command->add_flag("--progress", options.isProgressWanted,
+                                              "Show a progress bar on standard error");
+    command
+        ->add_flag("--no-progress", options.isProgressUnwanted, "Show none, not even on a terminal")
+        ->excludes(progress);
+    command->callback([&options] { Get(options); });
+}
+
+// The command line in UTF-8; main's own arguments have lost what the code page does not have.
+std::vector<std::string> CommandLine() {
+    int count = 0;
+    wchar_t** const words = CommandLineToArgvW(GetCommandLineW(), &count);
+    std::vector<std::string> arguments;
+    // CLI11 takes them last one first, and without the program's name.
+    for (int i = count - 1; i >= 1; --i) arguments.push_back(ToUtf8(words[i]));
+    LocalFree(words);
+    return arguments;
+}
+
+int Run() {
+    Arguments arguments;
+    CLI::App app("Downloads market data with the Vestora Download Library.", "vtdl");
+    app.allow_windows_style_options(false);
+    app.set_version_flag("--version", "vtdl " VTDL_VERSION);
+    app.footer(examples);
+    app.failure_message([](const CLI::App*, const CLI::Error& e) {
+        return std::string("vtdl: ") + e.what() + "\nRun with --help for more information.\n";
+    });
+    app.require_subcommand(1);
+    DescribeSources(app);
+    DescribeParameters(app, arguments);
+    DescribeGet(app, arguments.get);
+    try {
+        app.parse(CommandLine());
+        return 0;
+    } catch (const CLI::ParseError& e) {
+        return app.exit(e) == 0 ? 0 : 2;
+    } catch (const Failure& e) {
+        std::cerr << "vtdl: " << e.what() << '\n';
+        return e.Status();
+    } catch (const std::exception& e) {
+        std::cerr << "vtdl: " << e.what() << '\n';
+        return 1;
+    }
+}
+
+}  // namespace
+
+int main() {
+    const Console console;
+    return Run();
+}
