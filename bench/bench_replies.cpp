@@ -74,7 +74,7 @@ bool IsSame(const replies::Columns& a, const replies::Columns& b) {
     return true;
 }
 
-int run(const char* path) {
+int Run(const char* path) {
     std::ifstream file(path, std::ios::binary);
     const std::string page(std::istreambuf_iterator<char>(file), {});
     const std::size_t rowsStart = page.find('\n') + 1;
@@ -123,5 +123,5 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "usage: bench_replies FILE\n");
         return 2;
     }
-    return run(argv[1]);
+    return Run(argv[1]);
 }

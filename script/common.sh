@@ -25,3 +25,42 @@ buildPreset() {
   [ -f "$root/build/$1/build.ninja" ] || (cd "$root" && cmake --preset "$1" >/dev/null)
   (cd "$root" && cmake --build --preset "$1" -- --quiet "${@:2}")
 }
+
+# The Windows form of a Unix path, for programs under Wine.
+windowsPath() { printf 'Z:%s' "${1//\//\\}"; }
+
+# Starts the quote server on a free port: startQuoteServer FOLDER [OPTION]... Sets serverPid and
+# serverPort; the caller ends it with stopQuoteServer.
+startQuoteServer() {
+  local log
+  log=$(mktemp)
+  "$root/build/native/quoteserver" --port 0 --data "$@" >"$log" 2>&1 &
+  serverPid=$!
+  local line=
+  for _ in $(seq 100); do
+    line=$(head -n 1 "$log")
+    [ -n "$line" ] && break
+    kill -0 "$serverPid" 2>/dev/null || break
+    sleep 0.05
+  done
+  serverPort=${line##*:}
+  rm -f "$log"
+  [ -n "$serverPort" ] || { say "the quote server did not start: $line" >&2; return 1; }
+}
+
+stopQuoteServer() {
+  [ -n "${serverPid:-}" ] || return 0
+  kill "$serverPid" 2>/dev/null || true
+  wait "$serverPid" 2>/dev/null || true
+  serverPid=
+}
+
+# Makes a data folder whose settings file names the chart service's server: makeDataFolder FOLDER PORT.
+# Programs under Wine find it through VTDL_DATA.
+makeDataFolder() {
+  mkdir -p "$1"
+  printf '<?xml version="1.0"?>\r\n<sections name="XML settings file">\r\n<section name="hosts"><key name="yahoo.chart">127.0.0.1:%s</key><key name="vestora">127.0.0.1:%s</key></section></sections>\r\n' \
+    "$2" "$2" >"$1/VTDL33.Settings.xml"
+  VTDL_DATA=$(windowsPath "$1")
+  export VTDL_DATA
+}

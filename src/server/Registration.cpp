@@ -135,6 +135,19 @@ void Write(HKEY root, const Entry& entry) {
                 L"RegSetValueEx");
 }
 
+// True when the key is gone afterwards, so that its parent may be empty now.
+bool DeleteIfEmpty(HKEY root, const std::wstring& key) {
+    HKEY handle = nullptr;
+    const std::wstring path = classesKey + key;
+    if (RegOpenKeyExW(root, path.c_str(), 0, KEY_QUERY_VALUE, &handle) != ERROR_SUCCESS)
+        return true;
+    const RegistryKey opened(handle);
+    DWORD keys = 0, values = 0;
+    RegQueryInfoKeyW(opened.get(), nullptr, nullptr, nullptr, &keys, nullptr, nullptr, &values,
+                     nullptr, nullptr, nullptr, nullptr);
+    return keys == 0 && values == 0 && RegDeleteKeyW(root, path.c_str()) == ERROR_SUCCESS;
+}
+
 void Remove(HKEY root, const std::vector<Entry>& entries) {
     for (const Entry& entry : entries) {
         HKEY handle = nullptr;
@@ -142,25 +155,11 @@ void Remove(HKEY root, const std::vector<Entry>& entries) {
             continue;
         RegDeleteValueW(RegistryKey(handle).get(), entry.name.c_str());
     }
-    // From the innermost key outwards, as long as there is nothing left in it; the four keys at the
-    // top are the system's.
     for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
-        for (std::wstring key = entry->key;;) {
-            HKEY handle = nullptr;
-            DWORD keys = 1, values = 1;
-            if (RegOpenKeyExW(root, (classesKey + key).c_str(), 0, KEY_QUERY_VALUE, &handle) == 0) {
-                const RegistryKey opened(handle);
-                RegQueryInfoKeyW(opened.get(), nullptr, nullptr, nullptr, &keys, nullptr, nullptr,
-                                 &values, nullptr, nullptr, nullptr, nullptr);
-            } else {
-                keys = values = 0;  // gone already, but its parent may be empty now
-            }
-            if (keys > 0 || values > 0) break;
-            RegDeleteKeyW(root, (classesKey + key).c_str());
+        std::wstring key = entry->key;
+        while (!key.empty() && DeleteIfEmpty(root, key)) {
             const std::size_t parent = key.rfind(L'\\');
-            if (parent == std::wstring::npos) break;
-            key.resize(parent);
-            if (key == L"CLSID" || key == L"TypeLib" || key == L"Interface") break;
+            key.resize(parent == std::wstring::npos ? 0 : parent);
         }
     }
 }

@@ -32,13 +32,7 @@ STDMETHODIMP CDataSourceYahooHitorical::Download(_CSession** session) noexcept {
     const ComPtr<_CSession> current(*session);
     return Framed<"CDataSource_Download">([&](MethodFrame& frame) {
         const DownloadScope scope(*this, current.get());
-        if (m_chartHost.empty()) frame.Step([&] { Check(SelectYahooInternalServer()); });
-        std::optional<PriceRequest> request;
-        frame.Step([&] {
-            ComPtr<_CParameters> parameters;
-            Check(current->get_Parameters(parameters.put()));
-            request.emplace(parameters.get());
-        });
+        const std::optional<PriceRequest> request = Prepare<PriceRequest>(frame, current.get());
         if (!request) return;
 
         replies::Columns grid(replies::yahooPriceColumns);

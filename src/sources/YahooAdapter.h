@@ -57,6 +57,21 @@ protected:
               end(automation::ToDate(ParameterValue(parameters, L"ENDDATE").get())) {}
     };
 
+    /// Chooses a host on the adapter's first download, and reads the session's request. Nothing
+    /// when reading it failed and was ignored.
+    template <class SourceRequest>
+    std::optional<SourceRequest> Prepare(MethodFrame& frame, _CSession* session) {
+        if (m_chartHost.empty())
+            frame.Step([&] { automation::Check(SelectYahooInternalServer()); });
+        std::optional<SourceRequest> request;
+        frame.Step([&] {
+            automation::ComPtr<_CParameters> parameters;
+            automation::Check(session->get_Parameters(parameters.put()));
+            request.emplace(parameters.get());
+        });
+        return request;
+    }
+
     /// Fetches one reply and reports its outcome to the session, also for each probe of a server.
     std::string DownloadURL(const std::wstring& host, const std::string& path) {
         std::string reply;

@@ -2,15 +2,14 @@
 
 namespace vtdl {
 
-bool MethodFrame::Ask() {
-    switch (gErrorHandler.HandleError({})) {
-        case CErrorHandler::retry:
-            return true;
-        case CErrorHandler::ignore:
-            return false;
-        case CErrorHandler::abort:
-            break;
+CErrorHandler::Answer MethodFrame::Ask() {
+    CErrorHandler::Answer answer = CErrorHandler::abort;
+    try {
+        answer = gErrorHandler.HandleError({});
+    } catch (const automation::Error& error) {
+        throw HandlerFailure(error.Code(), error.Source(), error.Description());
     }
+    if (answer != CErrorHandler::abort) return answer;
     // The cleared stack stands for the pop that is skipped.
     gErrorHandler.CallStackClear();
     m_isOver = gErrorHandler.CallStackEnabled();

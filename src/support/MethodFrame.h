@@ -15,6 +15,11 @@ namespace vtdl {
 /// Leaves a framed method whose failure was answered with "abort".
 struct MethodAbandoned {};
 
+/// The error handler itself failed; unlike what it handles, that reaches the method's caller.
+struct HandlerFailure : automation::Error {
+    using Error::Error;
+};
+
 /// A method's entry on the call stack. Statements that can fail run through Step(), each of them a
 /// single action that can safely be run again.
 class MethodFrame {
@@ -26,49 +31,60 @@ public:
     MethodFrame& operator=(const MethodFrame&) = delete;
     ~MethodFrame();
 
-    /// Ends the frame of a method that ran to its end.
-    void Leave() {
-        m_isOver = true;
-        gErrorHandler.CallStackPop();
-    }
-
     /// Runs the statement, again for every "retry". False when it failed and was ignored; leaves
     /// the method on "abort".
     template <class Statement>
     bool Step(Statement&& statement, std::source_location at = std::source_location::current()) {
-        for (;;) {
-            try {
-                statement();
-                return true;
-            } catch (const MethodAbandoned&) {
-                throw;
-            } catch (...) {
-                gErrorHandler.SetPendingError(automation::CurrentError(),
-                                              static_cast<long>(at.line()));
-            }
-            // The question pumps messages and may show a window: it is asked outside the handler.
-            if (!Ask()) return false;
+        while (!Succeeds(statement, at))
+            if (Ask() != CErrorHandler::retry) return false;
+        return true;
+    }
+
+    /// Runs a whole method body. What fails outside every step cannot be run again, nor can the
+    /// method go on behind it: any answer leaves the method.
+    template <class Body>
+    void Run(Body&& body, std::source_location at) {
+        if (!Succeeds([&] { body(*this); }, at)) {
+            Ask();
+            throw MethodAbandoned();
         }
+        m_isOver = true;
+        gErrorHandler.CallStackPop();
     }
 
 private:
-    bool Ask();  ///< true for "retry", false for "ignore"; throws MethodAbandoned for "abort"
+    // The question shows windows and pumps messages, so it is asked when the exception is over.
+    template <class Statement>
+    static bool Succeeds(Statement&& statement, const std::source_location& at) {
+        try {
+            statement();
+            return true;
+        } catch (const MethodAbandoned&) {
+            throw;
+        } catch (const HandlerFailure&) {
+            throw;
+        } catch (...) {
+            gErrorHandler.SetPendingError(automation::CurrentError(), static_cast<long>(at.line()));
+            return false;
+        }
+    }
+
+    CErrorHandler::Answer Ask();  ///< "retry" or "ignore"; throws MethodAbandoned for "abort"
 
     bool m_isOver = false;
 };
 
 /// Runs a method body inside a frame. A body that takes the frame has several statements; one that
 /// takes nothing is a single statement. Abandoned methods succeed with the result they have so far;
-/// an error outside every statement, or of the error handler itself, reaches the caller.
+/// only a failure of the error handler itself reaches the caller.
 template <text::FixedString Class, text::FixedString Member, class Body>
 HRESULT Framed(Body&& body, std::source_location at = std::source_location::current()) noexcept {
     try {
         MethodFrame frame(text::RoutineName<Class, Member>::value);
         if constexpr (std::is_invocable_v<Body&, MethodFrame&>)
-            body(frame);
+            frame.Run(body, at);
         else
-            frame.Step(body, at);
-        frame.Leave();
+            frame.Run([&](MethodFrame& inner) { inner.Step(body, at); }, at);
         return S_OK;
     } catch (const MethodAbandoned&) {
         return S_OK;

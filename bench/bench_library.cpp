@@ -1,0 +1,282 @@
+// Times the registered library side by side with the same work done without it.
+//
+//     bench_library --write-data FOLDER     writes the tables that the quote server has to serve
+//     bench_library PORT                    runs against the quote server on that port
+//
+// The settings file has to name the same server as "yahoo.chart". script/bench does all of it.
+#include <vtdl.h>
+
+#include <psapi.h>
+#include <wininet.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+
+#include "Timing.h"
+#include "automation/Bstr.h"
+#include "automation/ComPtr.h"
+#include "text/CalendarDate.h"
+
+namespace {
+
+using namespace vtdl;
+using automation::Bstr;
+using automation::ComPtr;
+
+constexpr int shortTable = 16'000;
+constexpr int longTable = 160'000;
+constexpr int firstDay = 4000;  // an automation date in 1910
+
+void Check(HRESULT hr) {
+    if (SUCCEEDED(hr)) return;
+    char text[40];
+    std::snprintf(text, sizeof text, "call failed: 0x%08lX", hr);
+    throw std::runtime_error(text);
+}
+
+void WriteTable(const std::string& path, int rows) {
+    std::ofstream file(path, std::ios::binary);
+    file << "Date,Open,High,Low,Close,Volume,Adj Close\n";
+    for (int row = rows; row-- > 0;) {
+        const text::CalendarDate date = text::ToCalendarDate((firstDay + row) % 2'900'000);
+        const int price = 2000 + (row * 7919) % 18000;  // cents
+        char line[120];
+        std::snprintf(line, sizeof line,
+                      "%04d-%02d-%02d,%d.%02d,%d.%02d,%d.%02d,%d.%02d,%d,%d.%02d\n", date.year,
+                      date.month, date.day, price / 100, price % 100, price / 100 + 1, price % 100,
+                      price / 100 - 1, price % 100, price / 100, (price + 50) % 100,
+                      1'000'000 + row * 37, price / 200, price % 100);
+        file << line;
+    }
+    if (!file) throw std::runtime_error("cannot write " + path);
+}
+
+void Pump() {
+    MSG message;
+    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&message);
+}
+
+// The request that the library makes for a whole table, with the calls, the block size and the
+// pumping of its client; the bytes are read and dropped.
+std::size_t ReadRaw(INTERNET_PORT port, const std::string& resource) {
+    const HINTERNET internet = InternetOpenA("", INTERNET_OPEN_TYPE_PRECONFIG, nullptr, nullptr, 0);
+    Pump();
+    DWORD timeout = 300'000;
+    for (const DWORD option : {2UL, 6UL, 5UL, 6UL, 5UL, 8UL, 7UL})
+        InternetSetOptionA(internet, option, &timeout, sizeof timeout);
+    const HINTERNET connection = InternetConnectA(internet, "127.0.0.1", port, nullptr, nullptr,
+                                                  INTERNET_SERVICE_HTTP, 0, 0);
+    Pump();
+    char block[4096];
+    DWORD size = sizeof block;
+    InternetCanonicalizeUrlA(resource.c_str(), block, &size, ICU_BROWSER_MODE);
+    const HINTERNET request = HttpOpenRequestA(connection, nullptr, resource.c_str(), "HTTP/1.0",
+                                               nullptr, nullptr, INTERNET_FLAG_RELOAD, 0);
+    Pump();
+    if (!HttpSendRequestA(request, nullptr, 0, nullptr, 0))
+        throw std::runtime_error("raw read failed");
+    Pump();
+    for (const DWORD what :
+         {HTTP_QUERY_CONTENT_TYPE, HTTP_QUERY_CONTENT_LENGTH, HTTP_QUERY_REQUEST_METHOD}) {
+        size = sizeof block;
+        HttpQueryInfoA(request, what, block, &size, nullptr);
+    }
+    Pump();
+    std::size_t total = 0;
+    for (;;) {
+        DWORD read = 0;
+        if (!InternetReadFile(request, block, sizeof block, &read)) read = 0;
+        Pump();
+        if (read == 0) break;
+        total += read;
+    }
+    for (const HINTERNET handle : {request, connection, internet}) InternetCloseHandle(handle);
+    Pump();
+    return total;
+}
+
+std::string ResourceOf(const char* ticker) {
+    return std::string("/table.csv?&s=") + ticker +
+           "&a=0&b=1&c=1900&d=11&e=31&f=2900&g=d&ignore=.csv";
+}
+
+class Downloads {
+public:
+    Downloads() {
+        CLSID classId;
+        Check(CLSIDFromProgID(L"vtdl.CManager", &classId));
+        Check(CoCreateInstance(classId, nullptr, CLSCTX_INPROC_SERVER, __uuidof(_CManager),
+                               reinterpret_cast<void**>(m_manager.put())));
+        ComPtr<_CDataSources> sources;
+        Check(m_manager->get_DataSources(sources.put()));
+        VARIANT key;
+        const Bstr name(L"YAHOOHIST");
+        key.vt = VT_BSTR;
+        key.bstrVal = name.get();
+        Check(sources->Item(&key, m_source.put()));
+    }
+
+    /// Downloads a whole table and returns its last adjusted close.
+    double Run(const wchar_t* ticker) const {
+        ComPtr<_CSession> session;
+        ComPtr<_CParameters> parameters;
+        Check(m_source->CreateSession(session.put()));
+        Check(session->get_Parameters(parameters.put()));
+        Set(parameters.get(), L"TICKER", ticker);
+        Set(parameters.get(), L"STARTDATE", L"1900-01-01");
+        Set(parameters.get(), L"ENDDATE", L"2900-12-31");
+        Check(session->Start());
+        return LastAdjustedClose(session.get());
+    }
+
+private:
+    static ComPtr<_CParameter> Item(_CParameters* parameters, const wchar_t* name) {
+        const Bstr text(name);
+        VARIANT key;
+        key.vt = VT_BSTR;
+        key.bstrVal = text.get();
+        ComPtr<_CParameter> parameter;
+        Check(parameters->Item(&key, parameter.put()));
+        return parameter;
+    }
+
+    static void Set(_CParameters* parameters, const wchar_t* name, const wchar_t* value) {
+        const Bstr text(value);
+        VARIANT argument;
+        argument.vt = VT_BSTR;
+        argument.bstrVal = text.get();
+        Check(Item(parameters, name)->put_Value(argument));
+    }
+
+    static double LastAdjustedClose(_CSession* session) {
+        ComPtr<_CData> data;
+        ComPtr<_CParameters> blocks;
+        Check(session->get_Data(data.put()));
+        if (!data) throw std::runtime_error("the download delivered nothing");
+        Check(data->get_Values(blocks.put()));
+        VARIANT block, column;
+        Check(Item(blocks.get(), L"HISTORICAL")->get_Value(&block));
+        const auto fields = automation::Query<_CDataFields>(block.punkVal);
+        VariantClear(&block);
+        const Bstr name(L"ADJ.CLOSE");
+        VARIANT key;
+        key.vt = VT_BSTR;
+        key.bstrVal = name.get();
+        ComPtr<_CDataField> field;
+        Check(fields->Item(&key, field.put()));
+        Check(field->get_Data(&column));
+        const auto* values = static_cast<const double*>(column.parray->pvData);
+        const double last = values[column.parray->rgsabound[0].cElements - 1];
+        VariantClear(&column);
+        return last;
+    }
+
+    ComPtr<_CManager> m_manager;
+    ComPtr<_CDataSource> m_source;
+};
+
+// The same property without a frame around it.
+class UnframedData final : public _CData {
+public:
+    STDMETHODIMP QueryInterface(REFIID, void**) noexcept override { return E_NOINTERFACE; }
+    STDMETHODIMP_(ULONG) AddRef() noexcept override { return 2; }
+    STDMETHODIMP_(ULONG) Release() noexcept override { return 1; }
+    STDMETHODIMP GetTypeInfoCount(UINT*) noexcept override { return E_NOTIMPL; }
+    STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) noexcept override { return E_NOTIMPL; }
+    STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) noexcept override {
+        return E_NOTIMPL;
+    }
+    STDMETHODIMP Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
+                        UINT*) noexcept override {
+        return E_NOTIMPL;
+    }
+    STDMETHODIMP get_Values(_CParameters** result) noexcept override {
+        if (!result) return E_POINTER;
+        m_values->AddRef();
+        *result = m_values.get();
+        return S_OK;
+    }
+
+    ComPtr<_CParameters> m_values;
+};
+
+double NanosecondsPerGet(_CData* data) {
+    constexpr int calls = 100'000;
+    const double seconds = bench::MedianSeconds(21, [&] {
+        for (int i = 0; i < calls; ++i) {
+            _CParameters* values = nullptr;
+            Check(data->get_Values(&values));
+            values->Release();
+        }
+    });
+    return seconds / calls * 1e9;
+}
+
+void CompareGets() {
+    CLSID classId;
+    ComPtr<_CData> framed;
+    Check(CLSIDFromProgID(L"vtdl.CData", &classId));
+    Check(CoCreateInstance(classId, nullptr, CLSCTX_INPROC_SERVER, __uuidof(_CData),
+                           reinterpret_cast<void**>(framed.put())));
+    UnframedData unframed;
+    Check(framed->get_Values(unframed.m_values.put()));
+    const double with = NanosecondsPerGet(framed.get());
+    const double without = NanosecondsPerGet(&unframed);
+    std::printf("property get: framed %.1f ns, unframed %.1f ns, difference %.1f ns\n", with,
+                without, with - without);
+}
+
+double Megabytes(SIZE_T bytes) { return static_cast<double>(bytes) / 1e6; }
+
+PROCESS_MEMORY_COUNTERS Memory() {
+    PROCESS_MEMORY_COUNTERS counters{};
+    counters.cb = sizeof counters;
+    GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters);
+    return counters;
+}
+
+int Run(INTERNET_PORT port) {
+    Check(CoInitialize(nullptr));
+    const Downloads downloads;
+    downloads.Run(L"SHORT");  // chooses the server, and warms up
+    const SIZE_T before = Memory().WorkingSetSize;
+    const double last = downloads.Run(L"LONG");
+    const SIZE_T peak = Memory().PeakWorkingSetSize - before;
+    const std::size_t bytes = ReadRaw(port, ResourceOf("LONG"));
+    const std::size_t columns = std::size_t{longTable} * 7 * sizeof(double);
+    if (last == 0) throw std::runtime_error("the last row is empty");
+    std::printf("%d rows: reply %.1f MB, columns %.1f MB, peak memory %.1f MB (%.2f of both)\n",
+                longTable, Megabytes(bytes), Megabytes(columns), Megabytes(peak),
+                static_cast<double>(peak) / static_cast<double>(bytes + columns));
+
+    const auto [raw, full, fullLong] = bench::MedianSecondsInTurns(
+        21, [&] { ReadRaw(port, ResourceOf("SHORT")); }, [&] { downloads.Run(L"SHORT"); },
+        [&] { downloads.Run(L"LONG"); });
+    std::printf("%d rows: download %.1f ms, raw read %.1f ms, ratio %.2f\n", shortTable, full * 1e3,
+                raw * 1e3, full / raw);
+    std::printf("%d rows: download %.1f ms, %.2f times as long as %d\n", longTable, fullLong * 1e3,
+                fullLong / full, shortTable);
+    CompareGets();
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) try {
+    if (argc == 3 && std::string(argv[1]) == "--write-data") {
+        WriteTable(std::string(argv[2]) + "/SHORT.csv", shortTable);
+        WriteTable(std::string(argv[2]) + "/LONG.csv", longTable);
+        return 0;
+    }
+    if (argc != 2) {
+        std::fprintf(stderr, "usage: bench_library --write-data FOLDER | bench_library PORT\n");
+        return 2;
+    }
+    return Run(static_cast<INTERNET_PORT>(std::atoi(argv[1])));
+} catch (const std::exception& error) {
+    std::fprintf(stderr, "bench_library: %s\n", error.what());
+    return 1;
+}
