@@ -23,7 +23,7 @@ ensurePrefix() {
 # Configures a preset on its first use, and builds it.
 buildPreset() {
   [ -f "$root/build/$1/build.ninja" ] || (cd "$root" && cmake --preset "$1" >/dev/null)
-  (cd "$root" && cmake --build --preset "$1" -- --quiet "${@:2}")
+  (cd "$root" && cmake --build --preset "$1" -- --quiet "${@:2}" | sed '/^ninja: no work to do/d')
 }
 
 # The Windows form of a Unix path, for programs under Wine.
@@ -63,4 +63,12 @@ makeDataFolder() {
     "$2" "$2" >"$1/VTDL33.Settings.xml"
   VTDL_DATA=$(windowsPath "$1")
   export VTDL_DATA
+}
+
+# Registers the library of a build folder in the Wine prefix: registerLibrary [FOLDER]. For all of its
+# users, because Wine 8 looks up classes nowhere else.
+registerLibrary() {
+  ensurePrefix
+  wine regsvr32 /s "$(windowsPath "${1:-$root/build/win32}/VTDL33.dll")" ||
+    { say "the library could not be registered in $WINEPREFIX" >&2; return 1; }
 }

@@ -1,0 +1,232 @@
+#!/usr/bin/env bash
+# Runs vtdl as a user does, with the registered library and a quote server, and looks at what it prints
+# and at its exit status:
+#
+#   tests/vtdl/cli_test.sh [BUILD_FOLDER]
+#
+# BUILD_FOLDER, build/win32 unless given, has vtdl.exe and VTDL33.dll; build/native has the quote
+# server. The script makes everything else itself: it uses the project's Wine prefix (VTDL_WINEPREFIX
+# names another), registers the library there, also takes the registration back for a moment, and
+# sets the prefix's decimal separator for a while. So nothing else may use the prefix meanwhile.
+set -euo pipefail
+. "$(dirname "${BASH_SOURCE[0]}")/../../script/common.sh"
+build=$(cd "${1:-$root/build/win32}" && pwd)
+data=$root/samples/data
+scratch=$(mktemp -d)
+failures=0 checks=0
+
+setSeparators() {
+  local key='HKCU\Control Panel\International'
+  wine reg add "$key" /v sDecimal /d "$1" /f >/dev/null
+  wine reg add "$key" /v sThousand /d "$2" /f >/dev/null
+}
+
+cleanUp() {
+  local status=$?
+  trap - EXIT
+  kill -CONT "${serverPid:-$$}" 2>/dev/null || true
+  stopQuoteServer
+  setSeparators . , || true
+  registerLibrary "$build" || true
+  rm -rf "$scratch"
+  exit $status
+}
+
+# check WHAT CONDITION...: the condition is a command.
+check() {
+  checks=$((checks + 1))
+  "${@:2}" && return
+  failures=$((failures + 1))
+  printf 'FAILED: %s\n  status %s\n' "$1" "$status" >&2
+  printf '  out: %s\n  err: %s\n' "$(head -c 400 out)" "$(head -c 400 err)" >&2
+}
+
+# Leaves the exit status in $status, and the output in the files out and err.
+vtdl() {
+  status=0
+  wine "$build/vtdl.exe" "$@" >out 2>err || status=$?
+}
+
+has() { grep -qF -- "$2" "$1"; }
+fails() { [ "$status" = "$1" ] && has err "vtdl: $2" && [ ! -s out ]; }
+succeeds() { [ "$status" = 0 ] && [ -s out ] && [ ! -s err ]; }
+
+# The rows of a data file from one day to another, oldest first, in the form that vtdl writes.
+expectedRows() {
+  tail -n +2 "$1" | tac | awk -F, -v OFS=, -v first="$2" -v last="$3" -v adjust="$4" '
+    $1 >= first && $1 <= last {
+      if (adjust) { ratio = $7 / $5; for (i = 2; i <= 5; ++i) $i *= ratio; $6 /= ratio }
+      for (i = 2; i <= NF; ++i) $i = sprintf("%.12g", $i)
+      print
+    }'
+}
+
+# The rows of a CSV output, its numbers rounded as awk has rounded the expected ones.
+rows() { tail -n +2 "$1" | awk -F, -v OFS=, '{ for (i = 2; i <= NF; ++i) $i = sprintf("%.12g", $i); print }'; }
+sameRows() { [ -s "$1" ] && cmp -s <(rows "$2") "$1"; }
+
+testUnregistered() {
+  wine regsvr32 /s /u "$(windowsPath "$build/VTDL33.dll")"
+  vtdl sources
+  check "an unregistered library is told" fails 1 "the Vestora Download Library is not registered"
+  check "and how to register it" has err 'regsvr32 /n /i:user VTDL33.dll'
+  registerLibrary "$build"
+}
+
+testUsage() {
+  vtdl --version
+  check "--version" grep -Eqx 'vtdl [0-9]+\.[0-9]+\.[0-9]+' out
+  vtdl get --help
+  check "help has an example" has out "vtdl get YAHOOHIST TICKER=AAPL"
+  vtdl
+  check "no command" fails 2 ""
+  vtdl get YAHOHIST TICKER=AAPL
+  check "an unknown source" fails 2 "there is no source YAHOHIST; did you mean YAHOOHIST?"
+  vtdl get YAHOOHIST TICKR=AAPL
+  check "an unknown parameter" fails 2 "YAHOOHIST has no parameter TICKR; did you mean TICKER?"
+  vtdl get YAHOOHIST TICKER=AAPL STARTDATE=2008-02-30
+  check "a day that does not exist" fails 2 'STARTDATE: "2008-02-30" is not a date'
+  vtdl get YAHOOHIST TICKER=AAPL PERIODICITY=YEARLY
+  check "a value that is no choice" fails 2 "PERIODICITY: YEARLY is none of DAILY, WEEKLY, MONTHLY"
+  vtdl get YAHOOHIST TICKER=AAPL --format xml
+  check "an unknown format" fails 2 "--format: xml"
+}
+
+testLists() {
+  vtdl sources
+  check "sources succeeds" succeeds
+  check "a source with its kinds" grep -Eq '^YAHOOHIST +Yahoo! Finance. Historical data +stocks, historical$' out
+  check "there are fifteen" [ "$(tail -n +3 out | wc -l)" = 15 ]
+  vtdl parameters yahoohist
+  check "parameters succeeds" succeeds
+  check "choices" grep -Eq '^PERIODICITY +list +DAILY +DAILY +DAILY, WEEKLY, MONTHLY$' out
+  check "a date's default" grep -Eq '^STARTDATE +date +[0-9]{4}-[0-9]{2}-[0-9]{2} ' out
+  check "a column" grep -Eq '^ADJ.CLOSE +number$' out
+}
+
+testPrices() {
+  expectedRows "$data/AAPL.csv" 1984-01-01 2008-12-31 '' >expected
+  vtdl get YAHOOHIST TICKER=AAPL STARTDATE=1984-01-01 ENDDATE=2008-12-31 ADJUST_VALUES=False --format csv
+  check "a long download succeeds" succeeds
+  check "its header" [ "$(head -n 1 out)" = "DATE,OPEN,HIGH,LOW,CLOSE,VOLUME,ADJ.CLOSE" ]
+  check "its rows are the data file's" sameRows expected out
+  check "lines end with LF" bash -c '! grep -q $'"'\\r'"' out'
+
+  expectedRows "$data/INTC.csv" 2003-07-01 2003-07-31 1 >expected
+  vtdl get yahoohist ticker=intc startdate=2003-07-01 enddate=2003-07-31 --format csv
+  check "adjusted values" sameRows expected out
+
+  expectedRows "$data/SPY.dividends.csv" 2008-01-01 2010-12-31 '' >expected
+  vtdl get YAHOODIVIDENDS TICKER=SPY STARTDATE=2008-01-01 ENDDATE=2010-12-31 --format csv
+  check "dividends" sameRows expected out
+
+  vtdl get YAHOOHIST TICKER=AAPL STARTDATE=2008-10-10 ENDDATE=2008-10-14
+  check "the table's last line" [ "$(tail -n 1 out)" = \
+    "2008-10-14  116.26  116.4   103.14  104.08  70749800     104.08" ]
+}
+
+testJson() {
+  vtdl get YAHOODIVIDENDS TICKER=SPY STARTDATE=2010-01-01 ENDDATE=2010-12-31 --format json
+  cat >parse.cmake <<'END'
+file(READ out text)
+string(JSON source GET "${text}" source)
+string(JSON count LENGTH "${text}" blocks HISTORICAL)
+string(JSON day GET "${text}" blocks HISTORICAL 3 DATE)
+string(JSON type TYPE "${text}" blocks HISTORICAL 3 DIVIDENDS)
+message("${source} ${count} ${day} ${type}")
+END
+  check "JSON is read by others" [ "$(cmake -P parse.cmake 2>&1)" = \
+    "YAHOODIVIDENDS 4 2010-12-17 NUMBER" ]
+  check "and its numbers are short" has out '"DIVIDENDS": 0.653'
+}
+
+testNothing() {
+  vtdl get YAHOOHIST TICKER=NOSUCH
+  check "an unknown ticker" fails 1 "YAHOOHIST: the service sent no rows for TICKER=NOSUCH"
+  vtdl get YAHOODIVIDENDS TICKER=ZÜRICH
+  check "text of any script" fails 1 "YAHOODIVIDENDS: the service sent no rows for TICKER=ZÜRICH"
+  vtdl get INOEXCHANGES
+  check "a source without a download" fails 1 "INOEXCHANGES: Data not available (0x800C0007)"
+}
+
+testOutputFile() {
+  local ask=(get YAHOODIVIDENDS STARTDATE=2010-01-01 ENDDATE=2010-12-31 --format csv)
+  echo old >file.csv
+  vtdl "${ask[@]}" TICKER=NOSUCH --output file.csv
+  check "a failure leaves the old file" [ "$(cat file.csv)" = old ]
+  vtdl "${ask[@]}" TICKER=SPY --output file.csv
+  check "a success prints nothing" [ "$status$(cat out err)" = 0 ]
+  check "and replaces the file" [ "$(wc -l <file.csv)" = 5 ]
+  vtdl "${ask[@]}" TICKER=SPY --output missing/file.csv
+  check "a folder that is missing" fails 1 "missing/file.csv cannot be written"
+  check "no other file is left" [ -z "$(find . -name '*.part')" ]
+}
+
+testProgress() {
+  local ask=(get YAHOODIVIDENDS TICKER=SPY STARTDATE=2010-01-01 ENDDATE=2010-12-31)
+  vtdl "${ask[@]}" --progress
+  check "the bar" has err "YAHOODIVIDENDS [#########################] 100%"
+  vtdl "${ask[@]}"
+  check "no bar without a terminal" succeeds
+}
+
+# With a decimal comma as the user's setting, which the script host confirms, nothing changes.
+testDecimalComma() {
+  local ask=(get YAHOOHIST TICKER=INTC STARTDATE=2003-07-01 ENDDATE=2003-07-31 --format)
+  local format
+  for format in table csv json; do
+    vtdl "${ask[@]}" $format
+    cp out "with-point.$format"
+  done
+  setSeparators , .
+  echo 'WScript.Echo 1 / 2' >half.vbs
+  check "the comma is set" [ "$(wine cscript //nologo half.vbs | tr -d '\r')" = "0,5" ]
+  for format in table csv json; do
+    vtdl "${ask[@]}" $format
+    check "$format with a decimal comma" cmp -s out "with-point.$format"
+    check "$format succeeds" succeeds
+  done
+  setSeparators . ,
+}
+
+# A server that is stopped still has its port: the request is taken, and no answer comes.
+testInterrupt() {
+  kill -STOP "$serverPid"
+  wine "$build/vtdl.exe" get YAHOOHIST TICKER=AAPL >out 2>err &
+  local client=$!
+  sleep 2
+  kill -INT "$client"
+  status=0
+  wait "$client" || status=$?
+  kill -CONT "$serverPid"
+  check "Ctrl-C ends a download" [ "$status" = 1 ]
+  check "and is told" has err "vtdl: interrupted"
+}
+
+testNoServer() {
+  stopQuoteServer
+  vtdl get YAHOOHIST TICKER=AAPL
+  check "no server" fails 1 "YAHOOHIST: Download failure (0x800C0008)"
+}
+
+trap cleanUp EXIT
+cd "$scratch"
+startQuoteServer "$data"
+makeDataFolder "$scratch/settings" "$serverPort"
+registerLibrary "$build"
+
+testUnregistered
+testUsage
+testLists
+testPrices
+testJson
+testNothing
+testOutputFile
+testProgress
+testDecimalComma
+testInterrupt
+testNoServer
+
+check "the library has logged no error" [ ! -e "Error Log.txt" ]
+[ $failures = 0 ] || { say "$failures of $checks checks failed" >&2; exit 1; }
+say "$checks checks passed"
