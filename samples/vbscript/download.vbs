@@ -6,7 +6,7 @@
 '   cscript //nologo download.vbs [TICKER [STARTDATE ENDDATE]]
 '
 ' where dates are written 2008-09-15. On 64-bit Windows that host is %windir%\SysWOW64\cscript.exe.
-' The library has to be registered, and a quote service has to listen where the library looks for it.
+' The library has to be registered, and a quote service has to listen where the library looks.
 ' Exit status: 0, or 1 with a line that says what went wrong.
 Option Explicit
 
@@ -38,8 +38,8 @@ Sub Fail(message)
     WScript.Quit 1
 End Sub
 
-' Script languages cannot read session.Error, which is a record, so the texts of the commonest errors
-' stand here.
+' Script languages cannot read session.Error, which is a record, so the texts of the commonest
+' errors stand here.
 Function ErrorText(number)
     Select Case number
         Case &H800C0007: ErrorText = "Data not available"

@@ -1,13 +1,14 @@
 #!/usr/bin/env bash
-# Runs vtdl as a user does, with the registered library and a quote server, and looks at what it prints
-# and at its exit status:
+# Runs vtdl as a user does, with the registered library and a quote server, and looks at what it
+# prints and at its exit status:
 #
 #   tests/vtdl/cli_test.sh [BUILD_FOLDER]
 #
 # BUILD_FOLDER, build/win32 unless given, has vtdl.exe and VTDL33.dll; build/native has the quote
-# server. The script makes everything else itself: it uses the project's Wine prefix (VTDL_WINEPREFIX
-# names another), registers the library there, also takes the registration back for a moment, and
-# sets the prefix's decimal separator for a while. So nothing else may use the prefix meanwhile.
+# server. The script makes everything else itself: it uses the project's Wine prefix
+# (VTDL_WINEPREFIX names another), registers the library there, also takes the registration back for
+# a moment, and sets the prefix's decimal separator for a while. So nothing else may use the prefix
+# meanwhile.
 set -euo pipefail
 . "$(dirname "${BASH_SOURCE[0]}")/../../script/common.sh"
 build=$(cd "${1:-$root/build/win32}" && pwd)
@@ -48,6 +49,7 @@ vtdl() {
 }
 
 has() { grep -qF -- "$2" "$1"; }
+lacks() { ! has "$@"; }
 fails() { [ "$status" = "$1" ] && has err "vtdl: $2" && [ ! -s out ]; }
 succeeds() { [ "$status" = 0 ] && [ -s out ] && [ ! -s err ]; }
 
@@ -62,7 +64,10 @@ expectedRows() {
 }
 
 # The rows of a CSV output, its numbers rounded as awk has rounded the expected ones.
-rows() { tail -n +2 "$1" | awk -F, -v OFS=, '{ for (i = 2; i <= NF; ++i) $i = sprintf("%.12g", $i); print }'; }
+rows() {
+  tail -n +2 "$1" |
+    awk -F, -v OFS=, '{ for (i = 2; i <= NF; ++i) $i = sprintf("%.12g", $i); print }'
+}
 sameRows() { [ -s "$1" ] && cmp -s <(rows "$2") "$1"; }
 
 testUnregistered() {
@@ -95,7 +100,8 @@ testUsage() {
 testLists() {
   vtdl sources
   check "sources succeeds" succeeds
-  check "a source with its kinds" grep -Eq '^YAHOOHIST +Yahoo! Finance. Historical data +stocks, historical$' out
+  check "a source with its kinds" \
+    grep -Eq '^YAHOOHIST +Yahoo! Finance. Historical data +stocks, historical$' out
   check "there are fifteen" [ "$(tail -n +3 out | wc -l)" = 15 ]
   vtdl parameters yahoohist
   check "parameters succeeds" succeeds
@@ -106,11 +112,12 @@ testLists() {
 
 testPrices() {
   expectedRows "$data/AAPL.csv" 1984-01-01 2008-12-31 '' >expected
-  vtdl get YAHOOHIST TICKER=AAPL STARTDATE=1984-01-01 ENDDATE=2008-12-31 ADJUST_VALUES=False --format csv
+  vtdl get YAHOOHIST TICKER=AAPL STARTDATE=1984-01-01 ENDDATE=2008-12-31 ADJUST_VALUES=False \
+    --format csv
   check "a long download succeeds" succeeds
   check "its header" [ "$(head -n 1 out)" = "DATE,OPEN,HIGH,LOW,CLOSE,VOLUME,ADJ.CLOSE" ]
   check "its rows are the data file's" sameRows expected out
-  check "lines end with LF" bash -c '! grep -q $'"'\\r'"' out'
+  check "lines end with LF" lacks out $'\r'
 
   expectedRows "$data/INTC.csv" 2003-07-01 2003-07-31 1 >expected
   vtdl get yahoohist ticker=intc startdate=2003-07-01 enddate=2003-07-31 --format csv

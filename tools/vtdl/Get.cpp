@@ -41,10 +41,8 @@ void Download(const Session& session, bool isProgressShown) {
     Check(job->Start(), session.SourceName());
     vtdlSessionStatus status{};
     Check(job->get_Status(&status), session.SourceName());
-    if (status != vtdlSessionStatusDone) {
-        WaitForData(*sink.get());
-        Check(job->Done(), session.SourceName());
-    }
+    if (status == vtdlSessionStatusIdle) WaitForData(*sink.get());
+    if (status != vtdlSessionStatusDone) Check(job->Done(), session.SourceName());
     Check(job->putref_Progressor(nullptr), session.SourceName());
     if (IsInterrupted()) throw Failure("interrupted");
 }

@@ -47,7 +47,6 @@ const char* TypeName(vtdlDataType type) {
     }
 }
 
-// A value that was loaded from the settings file is text, whatever the parameter's type.
 std::string ValueText(_CParameter* parameter,
                       HRESULT (STDMETHODCALLTYPE _CParameter::*getter)(VARIANT*)) {
     Variant value;

@@ -16,38 +16,41 @@ std::string Padded(std::string text, std::size_t width, bool isRight) {
     return isRight ? std::string(missing, ' ') + text : text + std::string(missing, ' ');
 }
 
-// The texts of a column, header first, all of one width.
-std::vector<std::string> CellsOf(const Column& column, std::size_t rows) {
-    bool isNumeric = false, isOther = false;
-    std::vector<std::string> cells;
-    std::size_t longestFraction = 0;
+bool IsNumeric(const Column& column) {
+    const auto isNumber = [](const Value& value) { return std::holds_alternative<double>(value); };
+    return std::ranges::any_of(column.values, isNumber) &&
+           std::ranges::all_of(column.values, [&](const Value& value) {
+               return isNumber(value) || std::holds_alternative<std::monostate>(value);
+           });
+}
+
+// Pads numbers on the right, as if all had the longest fraction.
+void AlignPoints(std::vector<std::string>& numbers) {
     const auto fraction = [](const std::string& text) {
         return text.size() - std::min(text.size(), text.find('.'));
     };
+    std::size_t longest = 0;
+    for (const std::string& number : numbers) longest = std::max(longest, fraction(number));
+    for (std::string& number : numbers) number.append(longest - fraction(number), ' ');
+}
+
+// The lines of a column, all of one width: the header, a rule and the rows.
+std::vector<std::string> LinesOf(const Column& column, std::size_t rows) {
+    const bool isNumeric = IsNumeric(column);
+    std::vector<std::string> lines;
     for (std::size_t row = 0; row < rows; ++row) {
-        const Value& value = column.at(row);
-        cells.push_back(FormatValue(value));
-        if (std::holds_alternative<double>(value))
-            isNumeric = true;
-        else if (!std::holds_alternative<std::monostate>(value))
-            isOther = true;
+        lines.push_back(FormatValue(column.at(row)));
+        const auto isControl = [](char c) { return static_cast<unsigned char>(c) < ' '; };
+        std::ranges::replace_if(lines.back(), isControl, ' ');
     }
-    isNumeric = isNumeric && !isOther;
-    if (isNumeric) {
-        for (const std::string& cell : cells)
-            longestFraction = std::max(longestFraction, fraction(cell));
-        for (std::string& cell : cells) cell.append(longestFraction - fraction(cell), ' ');
-    }
-    for (std::string& cell : cells)
-        std::ranges::replace_if(
-            cell, [](char c) { return static_cast<unsigned char>(c) < ' '; }, ' ');
-    cells.insert(cells.begin(), column.name);
+    if (isNumeric) AlignPoints(lines);
+    lines.insert(lines.begin(), column.name);
 
     std::size_t width = 0;
-    for (const std::string& cell : cells) width = std::max(width, Width(cell));
-    cells.insert(cells.begin() + 1, std::string(width, '-'));
-    for (std::string& cell : cells) cell = Padded(std::move(cell), width, isNumeric);
-    return cells;
+    for (const std::string& line : lines) width = std::max(width, Width(line));
+    lines.insert(lines.begin() + 1, std::string(width, '-'));
+    for (std::string& line : lines) line = Padded(std::move(line), width, isNumeric);
+    return lines;
 }
 
 }  // namespace
@@ -55,7 +58,7 @@ std::vector<std::string> CellsOf(const Column& column, std::size_t rows) {
 std::string TableOf(const Block& block) {
     std::vector<std::vector<std::string>> columns;
     const std::size_t rows = block.Rows();
-    for (const Column& column : block.columns) columns.push_back(CellsOf(column, rows));
+    for (const Column& column : block.columns) columns.push_back(LinesOf(column, rows));
     std::string text;
     for (std::size_t line = 0; line < rows + 2; ++line) {
         for (std::size_t i = 0; i < columns.size(); ++i)

@@ -32,15 +32,15 @@ constexpr const char* parametersExamples = R"(Example:
   vtdl parameters YAHOOHIST)";
 
 constexpr const char* getExamples =
-    R"(Names and choices are accepted in any case, with an underscore for a blank. Dates are written
-2008-01-31, numbers 12.5, truth values True and False.
+    R"(Names and choices are accepted in any case, with an underscore for a blank. Dates are
+written 2008-01-31, numbers 12.5, truth values True and False.
 
 Examples:
   vtdl get YAHOOHIST TICKER=AAPL STARTDATE=2008-09-15 ENDDATE=2008-10-14
   vtdl get YAHOOHIST TICKER=AAPL STARTDATE=2008-01-01 ENDDATE=2008-10-14 PERIODICITY=MONTHLY
   vtdl get YAHOOHIST TICKER=INTC STARTDATE=2003-07-01 ENDDATE=2003-07-31 ADJUST_VALUES=False
   vtdl get YAHOODIVIDENDS TICKER=SPY STARTDATE=2008-01-01 ENDDATE=2010-12-31 --format json
-  vtdl get YAHOOHIST TICKER=^VIX STARTDATE=2008-01-01 --format csv --output vix.csv)";
+  vtdl get YAHOOHIST "TICKER=^VIX" STARTDATE=2008-01-01 --format csv --output vix.csv)";
 
 struct Arguments {
     std::string source;
