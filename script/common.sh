@@ -55,12 +55,18 @@ stopQuoteServer() {
   serverPid=
 }
 
-# Makes a data folder whose settings file names the chart service's server: makeDataFolder FOLDER PORT.
-# Programs under Wine find it through VTDL_DATA.
+# Makes a data folder whose settings file names the services' server and keeps errors to the log:
+# makeDataFolder FOLDER PORT. Programs under Wine find it through VTDL_DATA.
 makeDataFolder() {
   mkdir -p "$1"
-  printf '<?xml version="1.0"?>\r\n<sections name="XML settings file">\r\n<section name="hosts"><key name="yahoo.chart">127.0.0.1:%s</key><key name="vestora">127.0.0.1:%s</key></section></sections>\r\n' \
-    "$2" "$2" >"$1/VTDL33.Settings.xml"
+  {
+    printf '%s\r\n' '<?xml version="1.0"?>' '<sections name="XML settings file">' '<section name="hosts">'
+    for service in yahoo.chart vestora; do
+      printf '<key name="%s">127.0.0.1:%s</key>\r\n' "$service" "$2"
+    done
+    printf '%s\r\n' '</section>' '<section name="errorhandler"><key name="actions">2</key></section>' \
+      '</sections>'
+  } >"$1/VTDL33.Settings.xml"
   VTDL_DATA=$(windowsPath "$1")
   export VTDL_DATA
 }

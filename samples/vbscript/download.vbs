@@ -14,8 +14,6 @@ Const shownRows = 3
 
 ' The library calls these four; a sink may leave out those that it does not need.
 Class Sink
-    Public ErrorNumber
-
     Public Sub Start(Caller)
     End Sub
 
@@ -28,7 +26,6 @@ Class Sink
     End Sub
 
     Public Sub Done(Caller, Number)
-        ErrorNumber = Number
         WScript.Echo "The session is done, error number " & Number & "."
     End Sub
 End Class
@@ -38,15 +35,11 @@ Sub Fail(message)
     WScript.Quit 1
 End Sub
 
-' Script languages cannot read session.Error, which is a record, so the texts of the commonest
-' errors stand here.
-Function ErrorText(number)
-    Select Case number
-        Case &H800C0007: ErrorText = "Data not available"
-        Case &H800C0008: ErrorText = "Download failure"
-        Case Else: ErrorText = "The source delivered nothing"
-    End Select
-    If number < 0 Then ErrorText = ErrorText & " (0x" & Hex(number) & ")"
+' session.Error is a record; script languages read one of its fields.
+Function ErrorText(session)
+    ErrorText = "the source delivered nothing"
+    If session.Error("ErrorNumber") = 0 Then Exit Function
+    ErrorText = session.Error("ErrorDescription") & " (0x" & Hex(session.Error("ErrorNumber")) & ")"
 End Function
 
 Function Argument(index, default)
@@ -99,18 +92,17 @@ For Each source In manager.DataSources
     WScript.Echo "  " & source.Name & ": " & source.Description
 Next
 
-Dim session, ticker, progress
-Set progress = New Sink
+Dim session, ticker
 ticker = Argument(0, "AAPL")
 Set session = manager.DataSources.Item("YAHOOHIST").CreateSession
 session.Parameters.Item("TICKER").Value = ticker
 session.Parameters.Item("STARTDATE").Value = DateFrom(Argument(1, "2008-01-02"))
 session.Parameters.Item("ENDDATE").Value = DateFrom(Argument(2, "2008-10-14"))
-Set session.Progressor = progress
+Set session.Progressor = New Sink
 
 WScript.Echo "Downloading " & ticker & "."
 session.Start
-If session.Data Is Nothing Then Fail ErrorText(progress.ErrorNumber)
+If session.Data Is Nothing Then Fail ErrorText(session)
 
 Dim fields, rows
 Set fields = session.Data.Values.Item("HISTORICAL").Value

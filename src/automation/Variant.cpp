@@ -14,6 +14,20 @@ Variant::Variant(IDispatch* object) noexcept : Variant() {
     m_value.pdispVal = object;
 }
 
+Variant Variant::Long(long value) noexcept {
+    Variant result;
+    result.m_value.vt = VT_I4;
+    result.m_value.lVal = value;
+    return result;
+}
+
+Variant Variant::Bool(bool value) noexcept {
+    Variant result;
+    result.m_value.vt = VT_BOOL;
+    result.m_value.boolVal = value ? VARIANT_TRUE : VARIANT_FALSE;
+    return result;
+}
+
 Variant Variant::Date(double automationDate) noexcept {
     Variant value;
     value.m_value.vt = VT_DATE;

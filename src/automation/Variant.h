@@ -29,6 +29,8 @@ public:
         return *this;
     }
 
+    static Variant Long(long value) noexcept;
+    static Variant Bool(bool value) noexcept;
     static Variant Date(double automationDate) noexcept;
     /// Takes the array over.
     static Variant Array(VARTYPE elementType, SAFEARRAY* elements) noexcept;

@@ -4,6 +4,7 @@
 #include "session/LateBoundSink.h"
 #include "session/SessionErrors.h"
 #include "support/UpdateLock.h"
+#include "text/CaseFold.h"
 
 namespace vtdl {
 
@@ -193,18 +194,12 @@ STDMETHODIMP CSession::Fire(long) noexcept {
 std::optional<HRESULT> CSession::InvokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters,
                                            VARIANT* result) {
     constexpr DISPID error = 1, progressor = 5;
-    if (member == error && (flags & DISPATCH_PROPERTYGET) && parameters.cArgs == 0 && result) {
+    if (member == error && (flags & DISPATCH_PROPERTYGET) && parameters.cArgs <= 1 && result)
         return Raising([&] {
-            ComPtr<IRecordInfo> record;
-            Check(GetRecordInfoFromTypeInfo(TypeInformation(errorRecordId), record.put()));
-            auto* value = static_cast<vtdlSessionError*>(record->RecordCreate());
-            if (!value) throw std::bad_alloc();
-            result->vt = VT_RECORD;
-            result->pvRecord = value;
-            result->pRecInfo = record.detach();
-            Check(get_Error(value));
+            const bool isRecord = parameters.cArgs == 0;
+            *result = (isRecord ? ErrorRecord() : ErrorField(ToText(parameters.rgvarg[0]).view()))
+                          .release();
         });
-    }
     if (member == progressor && (flags & (DISPATCH_PROPERTYPUT | DISPATCH_PROPERTYPUTREF)) &&
         parameters.cArgs == 1) {
         return Raising([&] {
@@ -218,6 +213,29 @@ std::optional<HRESULT> CSession::InvokeOwn(DISPID member, WORD flags, DISPPARAMS
         });
     }
     return {};
+}
+
+Variant CSession::ErrorRecord() {
+    ComPtr<IRecordInfo> information;
+    Check(GetRecordInfoFromTypeInfo(TypeInformation(errorRecordId), information.put()));
+    Variant record;
+    auto* value = static_cast<vtdlSessionError*>(information->RecordCreate());
+    if (!value) throw std::bad_alloc();
+    record.put()->vt = VT_RECORD;
+    record.put()->pvRecord = value;
+    record.put()->pRecInfo = information.detach();
+    Check(get_Error(value));
+    return record;
+}
+
+// Script languages know no records; they read Error("ErrorNumber").
+Variant CSession::ErrorField(std::wstring_view name) const {
+    const std::wstring field = text::FoldCase(name);
+    if (field == L"ERRORTYPE") return Variant::Long(m_errorType);
+    if (field == L"ERRORNUMBER") return Variant::Long(m_errorNumber);
+    if (field == L"ERRORDESCRIPTION") return Variant(m_errorDescription.view());
+    if (field == L"NEWVERSIONAVAILABLE") return Variant::Bool(false);
+    throw MakeRuntimeError(RuntimeError::invalidCall, name);
 }
 
 HRESULT CSession::WithoutDataSource(const wchar_t* source) const noexcept {

@@ -56,6 +56,8 @@ public:
 private:
     std::optional<HRESULT> InvokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters,
                                      VARIANT* result) override;
+    automation::Variant ErrorRecord();
+    automation::Variant ErrorField(std::wstring_view name) const;
     HRESULT WithoutDataSource(const wchar_t* source) const noexcept;
     long Period() noexcept;
     void RunPeriodically(MethodFrame& frame, long period);

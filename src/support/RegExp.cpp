@@ -40,27 +40,13 @@ public:
         return Dispatch(Query<IDispatch>(Call(name, flags, argument).get().punkVal));
     }
     Variant Item(long index) const {
-        return Call(L"Item", DISPATCH_PROPERTYGET, Number(index).put());
+        return Call(L"Item", DISPATCH_PROPERTYGET, Variant::Long(index).put());
     }
     long count() const { return ToLong(get(L"Count").get()); }
 
 private:
-    static Variant Number(long value) {
-        VARIANT v;
-        v.vt = VT_I4;
-        v.lVal = value;
-        return Variant(v);
-    }
-
     ComPtr<IDispatch> m_object;
 };
-
-Variant Truth(bool value) {
-    VARIANT v;
-    v.vt = VT_BOOL;
-    v.boolVal = value ? VARIANT_TRUE : VARIANT_FALSE;
-    return Variant(v);
-}
 
 Dispatch NewRegExp() {
     CLSID classId;
@@ -77,8 +63,8 @@ std::wstring TextOf(const Variant& value) { return std::wstring(ToText(value.get
 
 std::vector<RegExpMatch> MatchLines(std::wstring_view pattern, std::wstring_view text, bool all) {
     const Dispatch expression = NewRegExp();
-    expression.Set(L"Global", Truth(all));
-    expression.Set(L"Multiline", Truth(true));
+    expression.Set(L"Global", Variant::Bool(all));
+    expression.Set(L"Multiline", Variant::Bool(true));
     expression.Set(L"Pattern", Variant(pattern));
     const Dispatch matches = expression.Object(L"Execute", DISPATCH_METHOD, Variant(text).put());
 
