@@ -47,6 +47,9 @@ public:
         return &m_object;
     }
 
+    /// For by-reference arguments: the callee may release the reference and leave another one.
+    I** InOut() noexcept { return &m_object; }
+
     /// A new reference for an out-parameter.
     I* AddRefed() const noexcept {
         if (m_object) m_object->AddRef();

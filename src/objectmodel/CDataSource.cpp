@@ -33,12 +33,13 @@ STDMETHODIMP CDataSource::Download(_CSession** session) noexcept {
     return Framed<"Download">([&](MethodFrame& frame) {
         const auto progress = Query<_IProgressCallBack>(*session);
         if (!progress) throw MakeRuntimeError(RuntimeError::typeMismatch);
-        IUnknown* caller = static_cast<_CDataSource*>(this);
+        ComPtr<IUnknown> caller(static_cast<_CDataSource*>(this));
         Bstr statusText(L"");
-        frame.Step([&] { Check(progress->Start(&caller)); });
+        frame.Step([&] { Check(progress->Start(caller.InOut())); });
         for (long percent = 1; percent <= 100; ++percent)
-            frame.Step([&] { Check(progress->Progress(&caller, percent, statusText.put())); });
-        frame.Step([&] { Check(progress->Done(&caller, 0)); });
+            frame.Step(
+                [&] { Check(progress->Progress(caller.InOut(), percent, statusText.put())); });
+        frame.Step([&] { Check(progress->Done(caller.InOut(), 0)); });
     });
 }
 

@@ -121,12 +121,12 @@ STDMETHODIMP CSession::NextTick() noexcept {
         } idle{m_status};
         frame.Step([&] {
             const ComPtr<_CDataSource> source = m_activeSource ? m_activeSource : m_dataSource;
-            _CSession* session = this;
-            Check(source->Download(&session));
+            ComPtr<_CSession> session(this);
+            Check(source->Download(session.InOut()));
         });
         frame.Step([&] {
-            IUnknown* caller = AsCaller();
-            if (const auto sink = m_progressor) Check(sink->DataReady(&caller));
+            ComPtr<IUnknown> caller(AsCaller());
+            if (const auto sink = m_progressor) Check(sink->DataReady(caller.InOut()));
         });
         m_status = vtdlSessionStatusIdle;
     });
@@ -151,23 +151,24 @@ STDMETHODIMP CSession::Done() noexcept {
         });
         m_status = vtdlSessionStatusDone;
         frame.Step([&] {
-            IUnknown* caller = AsCaller();
-            if (const auto sink = m_progressor) Check(sink->Done(&caller, m_errorNumber));
+            ComPtr<IUnknown> caller(AsCaller());
+            if (const auto sink = m_progressor) Check(sink->Done(caller.InOut(), m_errorNumber));
         });
     });
 }
 
 STDMETHODIMP CSession::Start(IUnknown**) noexcept {
     return Framed<"IProgressCallBack_Start">([&] {
-        IUnknown* caller = AsCaller();
-        if (const auto sink = m_progressor) Check(sink->Start(&caller));
+        ComPtr<IUnknown> caller(AsCaller());
+        if (const auto sink = m_progressor) Check(sink->Start(caller.InOut()));
     });
 }
 
 STDMETHODIMP CSession::Progress(IUnknown**, long percent, BSTR* statusText) noexcept {
     return Framed<"IProgressCallBack_Progress">([&] {
-        IUnknown* caller = AsCaller();
-        if (const auto sink = m_progressor) Check(sink->Progress(&caller, percent, statusText));
+        ComPtr<IUnknown> caller(AsCaller());
+        if (const auto sink = m_progressor)
+            Check(sink->Progress(caller.InOut(), percent, statusText));
     });
 }
 

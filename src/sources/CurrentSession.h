@@ -20,27 +20,28 @@ public:
         : m_adapter(adapter), m_callback(automation::Query<_IProgressCallBack>(session)) {}
 
     void Start() const {
-        IUnknown* caller = m_adapter;
-        if (const auto callback = m_callback) automation::Check(callback->Start(&caller));
+        automation::ComPtr<IUnknown> caller(m_adapter);
+        if (const auto callback = m_callback) automation::Check(callback->Start(caller.InOut()));
     }
 
     void Progress(long percent, const std::wstring& statusText) const {
         if (!m_callback) return;
-        IUnknown* caller = m_adapter;
+        automation::ComPtr<IUnknown> caller(m_adapter);
         automation::Bstr text(statusText);
         const auto callback = m_callback;
-        automation::Check(callback->Progress(&caller, percent, text.put()));
+        automation::Check(callback->Progress(caller.InOut(), percent, text.put()));
     }
 
     void DataReady() const {
-        IUnknown* caller = m_adapter;
-        if (const auto callback = m_callback) automation::Check(callback->DataReady(&caller));
+        automation::ComPtr<IUnknown> caller(m_adapter);
+        if (const auto callback = m_callback)
+            automation::Check(callback->DataReady(caller.InOut()));
     }
 
     void Done(long errorNumber) const {
-        IUnknown* caller = m_adapter;
+        automation::ComPtr<IUnknown> caller(m_adapter);
         if (const auto callback = m_callback)
-            automation::Check(callback->Done(&caller, errorNumber));
+            automation::Check(callback->Done(caller.InOut(), errorNumber));
     }
 
 private:
