@@ -1,0 +1,98 @@
+#pragma once
+// COM as a host in C++ uses it: smart pointers, and calls by name.
+
+#include <windows.h>
+
+#include <comdef.h>
+
+#include <string>
+#include <vector>
+
+namespace vtdl::tests {
+
+template <class I>
+using Ptr = _com_ptr_t<_com_IIID<I, &__uuidof(I)>>;
+
+/// The text, which is freed.
+inline std::wstring Taken(BSTR text) {
+    const _bstr_t owner(text, false);
+    return text ? std::wstring(text, SysStringLen(text)) : std::wstring();
+}
+
+inline std::wstring TextOf(const _variant_t& value) {
+    _variant_t text;
+    if (FAILED(VariantChangeTypeEx(&text, const_cast<_variant_t*>(&value), LOCALE_USER_DEFAULT,
+                                   VARIANT_ALPHABOOL, VT_BSTR)))
+        return L"(type " + std::to_wstring(value.vt) + L")";
+    return std::wstring(text.bstrVal, SysStringLen(text.bstrVal));
+}
+
+/// What a call by name gave. A number stands for its failure: that of the exception, if there is
+/// one.
+struct Called {
+    HRESULT hr = S_OK;
+    _variant_t value;
+    std::wstring source;
+    std::wstring description;
+};
+
+/// Calls a member as script languages do.
+inline Called Invoke(IDispatch* object, const wchar_t* member, WORD flags,
+                     const std::vector<_variant_t>& arguments = {}) {
+    Called called;
+    auto* name = const_cast<LPOLESTR>(member);
+    DISPID identifier = 0, assigned = DISPID_PROPERTYPUT;
+    called.hr = object->GetIDsOfNames(GUID{}, &name, 1, LOCALE_USER_DEFAULT, &identifier);
+    if (FAILED(called.hr)) return called;
+
+    const std::vector<_variant_t> reversed(arguments.rbegin(), arguments.rend());
+    const bool isAssignment = flags & (DISPATCH_PROPERTYPUT | DISPATCH_PROPERTYPUTREF);
+    DISPPARAMS parameters{const_cast<_variant_t*>(reversed.data()),
+                          isAssignment ? &assigned : nullptr, static_cast<UINT>(reversed.size()),
+                          isAssignment ? 1u : 0u};
+    EXCEPINFO exception{};
+    called.hr = object->Invoke(identifier, GUID{}, LOCALE_USER_DEFAULT, flags, &parameters,
+                               isAssignment ? nullptr : &called.value, &exception, nullptr);
+    called.source = Taken(exception.bstrSource);
+    called.description = Taken(exception.bstrDescription);
+    SysFreeString(exception.bstrHelpFile);
+    if (called.hr == DISP_E_EXCEPTION) called.hr = exception.scode;
+    return called;
+}
+
+inline _variant_t Get(IDispatch* object, const wchar_t* member,
+                      const std::vector<_variant_t>& arguments = {}) {
+    const Called called = Invoke(object, member, DISPATCH_PROPERTYGET | DISPATCH_METHOD, arguments);
+    _com_util::CheckError(called.hr);
+    return called.value;
+}
+
+inline void Put(IDispatch* object, const wchar_t* member, const _variant_t& value) {
+    const bool isObject = value.vt == VT_DISPATCH || value.vt == VT_UNKNOWN;
+    _com_util::CheckError(
+        Invoke(object, member, isObject ? DISPATCH_PROPERTYPUTREF : DISPATCH_PROPERTYPUT, {value})
+            .hr);
+}
+
+/// An object that a member answers.
+inline Ptr<IDispatch> GetObject(IDispatch* object, const wchar_t* member,
+                                const std::vector<_variant_t>& arguments = {}) {
+    return Ptr<IDispatch>(static_cast<IDispatch*>(Get(object, member, arguments)), false);
+}
+
+/// The description and source that a failed call left on the thread.
+struct ErrorInformation {
+    std::wstring source;
+    std::wstring description;
+};
+
+inline ErrorInformation TakeErrorInformation() {
+    Ptr<IErrorInfo> information;
+    BSTR source = nullptr, description = nullptr;
+    if (GetErrorInfo(0, &information) != S_OK) return {};
+    information->GetSource(&source);
+    information->GetDescription(&description);
+    return {Taken(source), Taken(description)};
+}
+
+}  // namespace vtdl::tests
