@@ -42,6 +42,13 @@ IID InterfaceOf(ITypeInfo* type, const TYPEDESC& target) {
     return identifier;
 }
 
+VARIANT MissingArgument() {
+    VARIANT missing;
+    missing.vt = VT_ERROR;
+    missing.scode = DISP_E_PARAMNOTFOUND;
+    return missing;
+}
+
 }  // namespace
 
 ArgumentsByReference::ArgumentsByReference(ITypeInfo* type, DISPID member, WORD flags,
@@ -49,18 +56,25 @@ ArgumentsByReference::ArgumentsByReference(ITypeInfo* type, DISPID member, WORD 
     : m_parameters(parameters),
       m_arguments(parameters.rgvarg, parameters.rgvarg + parameters.cArgs) {
     // Assignments take their value as it is, and have no other arguments here.
-    if (m_arguments.empty() || parameters.cNamedArgs > 0) return;
-    m_parameters.rgvarg = m_arguments.data();
-    m_kept.reserve(m_arguments.size());
+    if (parameters.cNamedArgs > 0) return;
     const Function function(type, member, flags);
     if (!function.get()) return;
     const std::size_t declared = static_cast<std::size_t>(function.get()->cParams);
-    for (std::size_t i = 0; i < m_arguments.size() && i < declared; ++i) {
-        const TYPEDESC& parameter = function.get()->lprgelemdescParam[i].tdesc;
-        VARIANT& argument = m_arguments[m_arguments.size() - 1 - i];  // they stand in reverse order
-        if (parameter.vt == VT_PTR && !IsMissing(&argument))
-            Adapt(type, *parameter.lptdesc, argument);
+    m_kept.reserve(2 * declared);  // a default, and its reference
+    for (std::size_t i = 0; i < declared; ++i) {
+        const ELEMDESC& parameter = function.get()->lprgelemdescParam[i];
+        const bool hasDefault = parameter.paramdesc.wParamFlags & PARAMFLAG_FHASDEFAULT;
+        if (i == m_arguments.size()) {
+            if (!hasDefault) break;
+            m_arguments.insert(m_arguments.begin(), MissingArgument());
+        }
+        VARIANT& argument = m_arguments[m_arguments.size() - 1 - i];  // in reverse order
+        if (hasDefault && IsMissing(&argument)) argument = Keep(Variant(std::wstring_view(L"")));
+        if (parameter.tdesc.vt == VT_PTR && !IsMissing(&argument))
+            Adapt(type, *parameter.tdesc.lptdesc, argument);
     }
+    m_parameters.cArgs = static_cast<UINT>(m_arguments.size());
+    m_parameters.rgvarg = m_arguments.data();
 }
 
 void ArgumentsByReference::Adapt(ITypeInfo* type, const TYPEDESC& target, VARIANT& argument) {

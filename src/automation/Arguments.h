@@ -11,7 +11,8 @@ namespace vtdl::automation {
 /// The arguments of a call, each by-reference parameter with a reference of its exact type. Script
 /// variables arrive as references to variants, which the platform does not look into; an object is
 /// asked for the parameter's interface, so that none is taken for what it is not. What the callee
-/// writes to a text variable reaches the script.
+/// writes to a text variable reaches the script. A missing text is the empty default: Wine 8 would
+/// pass the default itself where a reference to it is due.
 class ArgumentsByReference {
 public:
     /// Throws the run-time error 13 for an argument that does not fit.
