@@ -124,7 +124,8 @@ TEST_F(LeakTest, DownloadLeavesNothing) {
     EXPECT_EQ(spy.Live(), 0u);
 }
 
-// With dividends: their sessions have no list of choices, whose copy leaves texts when it fails.
+// With dividends: their sessions have no list of choices. Wine leaves texts of an array behind when
+// copying it fails.
 TEST_F(LeakTest, AnyAllocationMayFail) {
     const long objects = automation::LiveObject::Count();
     bool isOver = false;
