@@ -15,6 +15,8 @@ ensurePrefix() {
     flock 9
     [ -f "$WINEPREFIX/.ready" ] && exit
     wineboot -i >/dev/null 2>&1
+    # A program that crashes ends; nobody is there to close a window about it.
+    wine reg add 'HKCU\Software\Wine\WineDbg' /v ShowCrashDialog /t REG_DWORD /d 0 /f >/dev/null 2>&1
     wineserver -w
     touch "$WINEPREFIX/.ready"
   ) 9>"$WINEPREFIX.lock"
