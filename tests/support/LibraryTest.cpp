@@ -18,6 +18,7 @@ std::filesystem::path NewFolder() {
     const auto folder =
         std::filesystem::temp_directory_path() /
         ("vtdl-" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(++number));
+    std::filesystem::remove_all(folder);  // of a run that was ended, whose process had this number
     std::filesystem::create_directories(folder);
     return folder;
 }
