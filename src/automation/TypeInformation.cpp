@@ -4,12 +4,17 @@
 
 namespace vtdl::automation {
 
-std::wstring ModulePath() {
+HMODULE Module() {
     HMODULE module = nullptr;
     if (!GetModuleHandleExW(
             GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-            reinterpret_cast<LPCWSTR>(&ModulePath), &module))
+            reinterpret_cast<LPCWSTR>(&Module), &module))
         ThrowLastError(L"GetModuleHandleEx");
+    return module;
+}
+
+std::wstring ModulePath() {
+    const HMODULE module = Module();
     std::wstring path(MAX_PATH, L'\0');
     for (;;) {
         const DWORD length =

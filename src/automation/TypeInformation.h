@@ -8,7 +8,10 @@
 
 namespace vtdl::automation {
 
-/// The full path of the module (DLL or test program) that this code is linked into.
+/// The module (DLL or test program) that this code is linked into.
+HMODULE Module();
+
+/// Its full path.
 std::wstring ModulePath();
 
 /// The embedded type library, loaded from the module itself: no registration is needed.

@@ -6,8 +6,8 @@
 #include "automation/Bstr.h"
 #include "automation/ClassTable.h"
 #include "automation/Platform.h"
+#include "automation/RegistryKey.h"
 #include "automation/TypeInformation.h"
-#include "automation/UniqueHandle.h"
 
 namespace vtdl::server {
 namespace {
@@ -16,13 +16,6 @@ using namespace automation;
 
 constexpr wchar_t classesKey[] = L"Software\\Classes\\";
 constexpr wchar_t automationMarshaler[] = L"{00020424-0000-0000-C000-000000000046}";
-
-struct KeyTraits {
-    using Handle = HKEY;
-    static Handle Null() noexcept { return nullptr; }
-    static void Close(Handle handle) noexcept { RegCloseKey(handle); }
-};
-using RegistryKey = UniqueHandle<KeyTraits>;
 
 // A text value of a key; an empty name is the key's default value.
 struct Entry {
@@ -137,11 +130,9 @@ void Write(HKEY root, const Entry& entry) {
 
 // True when the key is gone afterwards, so that its parent may be empty now.
 bool DeleteIfEmpty(HKEY root, const std::wstring& key) {
-    HKEY handle = nullptr;
     const std::wstring path = classesKey + key;
-    if (RegOpenKeyExW(root, path.c_str(), 0, KEY_QUERY_VALUE, &handle) != ERROR_SUCCESS)
-        return true;
-    const RegistryKey opened(handle);
+    const RegistryKey opened = OpenKey(root, path, KEY_QUERY_VALUE);
+    if (!opened) return true;
     DWORD keys = 0, values = 0;
     RegQueryInfoKeyW(opened.get(), nullptr, nullptr, nullptr, &keys, nullptr, nullptr, &values,
                      nullptr, nullptr, nullptr, nullptr);
@@ -150,10 +141,8 @@ bool DeleteIfEmpty(HKEY root, const std::wstring& key) {
 
 void Remove(HKEY root, const std::vector<Entry>& entries) {
     for (const Entry& entry : entries) {
-        HKEY handle = nullptr;
-        if (RegOpenKeyExW(root, (classesKey + entry.key).c_str(), 0, KEY_SET_VALUE, &handle))
-            continue;
-        RegDeleteValueW(RegistryKey(handle).get(), entry.name.c_str());
+        const RegistryKey key = OpenKey(root, classesKey + entry.key, KEY_SET_VALUE);
+        if (key) RegDeleteValueW(key.get(), entry.name.c_str());
     }
     for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
         std::wstring key = entry->key;

@@ -154,21 +154,19 @@ std::wstring CErrorHandler::CallStackText(int indent, bool withArguments) const 
     return text;
 }
 
-// The dialog comes last and its answer overrides the message box's.
+// The dialog comes last and its answer overrides the message box's. When nobody can be asked, the
+// report goes to the log, and the method is left.
 CErrorHandler::Answer CErrorHandler::Act(const std::wstring& text) {
     const int actions = m_actions;
-    Answer answer = abort;
     if (actions & errorLog) AppendToLog(m_errorLogFile, text);
     if (actions & eventLog && m_isWindowsNT) WriteEventLog(text);
-    if (actions & messageBox) answer = ShowMessageBox(text).value_or(abort);
-    if (actions & dialog) answer = ShowErrorDialog(text);
-    return answer;
-}
-
-// Nobody to ask: the report goes to the log, unless it is there already, and the method is left.
-CErrorHandler::Answer CErrorHandler::ShowErrorDialog(const std::wstring& text) const {
-    if (!(m_actions & errorLog)) AppendToLog(m_errorLogFile, text);
-    return abort;
+    std::optional<Answer> answer;
+    if (actions & messageBox) answer = ShowMessageBox(text);
+    if (actions & dialog)
+        if (const auto chosen = ShowErrorDialog(text, m_supportMail)) answer = chosen;
+    if (!answer && (actions & (messageBox | dialog)) && !(actions & errorLog))
+        AppendToLog(m_errorLogFile, text);
+    return answer.value_or(abort);
 }
 
 void CErrorHandler::Trace(std::wstring_view what, std::wstring_view routineName) const {

@@ -84,7 +84,6 @@ private:
     auto Guarded(Body&& body) -> decltype(body());
     std::wstring Report(std::wstring_view routine) const;
     std::wstring CallStackText(int indent, bool withArguments) const;
-    Answer ShowErrorDialog(const std::wstring& text) const;
     void Trace(std::wstring_view what, std::wstring_view routineName) const;
     Answer Act(const std::wstring& text);
 

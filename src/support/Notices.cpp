@@ -2,6 +2,9 @@
 
 #include <windows.h>
 
+#include "EventMessages.h"
+#include "support/frmErrorMessage.h"
+
 namespace vtdl {
 namespace {
 
@@ -12,29 +15,55 @@ bool HasVisibleWindowStation() {
            (flags.dwFlags & WSF_VISIBLE);
 }
 
+// One question at a time.
+template <class Question>
+std::optional<CErrorHandler::Answer> AskOnce(Question&& question) {
+    static bool isOpen = false;
+    struct Closing {
+        ~Closing() { isOpen = false; }
+    };
+    if (isOpen || !HasVisibleWindowStation()) return std::nullopt;
+    isOpen = true;
+    const Closing closing;
+    return question();
+}
+
 }  // namespace
 
 std::optional<CErrorHandler::Answer> ShowMessageBox(const std::wstring& text) {
-    if (!HasVisibleWindowStation()) return std::nullopt;
-    switch (MessageBoxW(nullptr, text.c_str(), L"Vestora Download Library",
-                        MB_ABORTRETRYIGNORE | MB_ICONERROR | MB_SETFOREGROUND | MB_TASKMODAL)) {
-        case IDABORT:
-            return CErrorHandler::abort;
-        case IDRETRY:
-            return CErrorHandler::retry;
-        case IDIGNORE:
-            return CErrorHandler::ignore;
-        default:
-            return std::nullopt;
-    }
+    return AskOnce([&]() -> std::optional<CErrorHandler::Answer> {
+        switch (MessageBoxW(GetActiveWindow(), text.c_str(), L"Vestora Download Library",
+                            MB_ABORTRETRYIGNORE | MB_ICONERROR | MB_SETFOREGROUND | MB_TASKMODAL)) {
+            case IDABORT:
+                return CErrorHandler::abort;
+            case IDRETRY:
+                return CErrorHandler::retry;
+            case IDIGNORE:
+                return CErrorHandler::ignore;
+            default:
+                return std::nullopt;
+        }
+    });
+}
+
+std::optional<CErrorHandler::Answer> ShowErrorDialog(const std::wstring& text,
+                                                     const std::wstring& supportMail) {
+    return AskOnce([&]() -> std::optional<CErrorHandler::Answer> {
+        frmErrorMessage form;
+        form.SupportMail(supportMail);
+        form.ErrorMessage(text);
+        if (!form.ShowModal()) return std::nullopt;
+        if (form.Result() == L"ABORT") return CErrorHandler::abort;
+        return form.Result() == L"RETRY" ? CErrorHandler::retry : CErrorHandler::ignore;
+    });
 }
 
 void WriteEventLog(const std::wstring& text) {
     const HANDLE source = RegisterEventSourceW(nullptr, L"VTDL");
     if (!source) automation::ThrowLastError(L"RegisterEventSource");
     const wchar_t* strings[] = {text.c_str()};
-    const BOOL written =
-        ReportEventW(source, EVENTLOG_ERROR_TYPE, 0, 0, nullptr, 1, 0, strings, nullptr);
+    const BOOL written = ReportEventW(source, EVENTLOG_ERROR_TYPE, 0, VTDL_ERROR_REPORT, nullptr, 1,
+                                      0, strings, nullptr);
     DeregisterEventSource(source);
     if (!written) automation::ThrowLastError(L"ReportEvent");
 }

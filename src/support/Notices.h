@@ -8,9 +8,16 @@
 
 namespace vtdl {
 
-/// Asks with Abort, Retry and Ignore. Nothing when no window can be shown: in a process without a
-/// visible window station, or without a display.
+// Both questions pump messages while they are open. They answer nothing when no window can be
+// shown: in a process without a visible window station, without a display, or while another
+// question is open, so that errors which arrive meanwhile do not stack windows.
+
+/// Asks with Abort, Retry and Ignore.
 std::optional<CErrorHandler::Answer> ShowMessageBox(const std::wstring& text);
+
+/// Asks with the error dialog, from which the report can be sent to the support address.
+std::optional<CErrorHandler::Answer> ShowErrorDialog(const std::wstring& text,
+                                                     const std::wstring& supportMail);
 
 /// Writes an error entry of the source "VTDL" to the application event log; throws on failure.
 void WriteEventLog(const std::wstring& text);

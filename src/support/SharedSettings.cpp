@@ -1,6 +1,7 @@
 #include "support/SharedSettings.h"
 
 #include "automation/Error.h"
+#include "automation/RegistryKey.h"
 
 namespace vtdl {
 namespace {
@@ -14,18 +15,10 @@ std::wstring Environment(const wchar_t* name) {
     return text;
 }
 
-std::wstring RegistryText(HKEY root) {
-    wchar_t text[1024];
-    DWORD size = sizeof text;
-    const LSTATUS status = RegGetValueW(root, L"Software\\Vestora\\VTDL", L"DataFolder",
-                                        RRF_RT_REG_SZ, nullptr, text, &size);
-    return status == ERROR_SUCCESS ? text : std::wstring();
-}
-
 std::wstring DataFolder() {
     std::wstring folder = Environment(L"VTDL_DATA");
-    if (folder.empty()) folder = RegistryText(HKEY_CURRENT_USER);
-    if (folder.empty()) folder = RegistryText(HKEY_LOCAL_MACHINE);
+    for (const HKEY root : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE})
+        if (folder.empty()) folder = ReadText(root, L"Software\\Vestora\\VTDL", L"DataFolder");
     return folder.empty() ? L"C:" : folder;
 }
 
