@@ -116,16 +116,23 @@ void CheckStatus(LSTATUS status, const wchar_t* call) {
 
 HKEY RootOf(Scope scope) { return scope == Scope::user ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE; }
 
-void Write(HKEY root, const Entry& entry) {
+void SetText(HKEY key, const std::wstring& name, const std::wstring& text) {
+    CheckStatus(
+        RegSetValueExW(key, name.c_str(), 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
+                       static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t))),
+        L"RegSetValueEx");
+}
+
+RegistryKey CreateKey(HKEY root, const std::wstring& path) {
     HKEY handle = nullptr;
-    CheckStatus(RegCreateKeyExW(root, (classesKey + entry.key).c_str(), 0, nullptr, 0,
-                                KEY_SET_VALUE, nullptr, &handle, nullptr),
+    CheckStatus(RegCreateKeyExW(root, path.c_str(), 0, nullptr, 0, KEY_SET_VALUE, nullptr, &handle,
+                                nullptr),
                 L"RegCreateKeyEx");
-    const RegistryKey key(handle);
-    const auto* bytes = reinterpret_cast<const BYTE*>(entry.text.c_str());
-    CheckStatus(RegSetValueExW(key.get(), entry.name.c_str(), 0, REG_SZ, bytes,
-                               static_cast<DWORD>((entry.text.size() + 1) * sizeof(wchar_t))),
-                L"RegSetValueEx");
+    return RegistryKey(handle);
+}
+
+void Write(HKEY root, const Entry& entry) {
+    SetText(CreateKey(root, classesKey + entry.key).get(), entry.name, entry.text);
 }
 
 // True when the key is gone afterwards, so that its parent may be empty now.
@@ -153,18 +160,35 @@ void Remove(HKEY root, const std::vector<Entry>& entries) {
     }
 }
 
+// The event viewer finds a report's text through its source, which only exists for the machine.
+constexpr wchar_t eventSourceKey[] =
+    L"SYSTEM\\CurrentControlSet\\Services\\EventLog\\Application\\VTDL";
+
+void RegisterEventSource() {
+    const RegistryKey key = CreateKey(HKEY_LOCAL_MACHINE, eventSourceKey);
+    const DWORD types = EVENTLOG_ERROR_TYPE | EVENTLOG_WARNING_TYPE | EVENTLOG_INFORMATION_TYPE;
+    SetText(key.get(), L"EventMessageFile", ModulePath());
+    CheckStatus(RegSetValueExW(key.get(), L"TypesSupported", 0, REG_DWORD,
+                               reinterpret_cast<const BYTE*>(&types), sizeof types),
+                L"RegSetValueEx");
+}
+
 }  // namespace
 
 void RegisterLibrary(Scope scope) {
     const std::vector<Entry> entries = EntriesOfLibrary();
     try {
         for (const Entry& entry : entries) Write(RootOf(scope), entry);
+        if (scope == Scope::machine) RegisterEventSource();
     } catch (...) {
         Remove(RootOf(scope), entries);
         throw;
     }
 }
 
-void UnregisterLibrary(Scope scope) { Remove(RootOf(scope), EntriesOfLibrary()); }
+void UnregisterLibrary(Scope scope) {
+    Remove(RootOf(scope), EntriesOfLibrary());
+    if (scope == Scope::machine) RegDeleteKeyW(HKEY_LOCAL_MACHINE, eventSourceKey);
+}
 
 }  // namespace vtdl::server
