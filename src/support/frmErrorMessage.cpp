@@ -89,10 +89,7 @@ INT_PTR frmErrorMessage::OnMessage(UINT message, WPARAM wParam, LPARAM lParam) {
 }
 
 void frmErrorMessage::OnLoad() {
-    RECT window;
     GetClientRect(m_window, &m_client);
-    GetWindowRect(m_window, &window);
-    m_smallest = {(window.right - window.left) * 2 / 3, (window.bottom - window.top) / 2};
     SetDlgItemTextW(m_window, elaTitleCaption, caption);
     UseFixedPitchFont();
     SetDlgItemTextW(m_window, txtErrorMessage, m_message.c_str());
@@ -124,6 +121,7 @@ void frmErrorMessage::FitIntoWorkArea() {
     const LONG left = std::clamp(window.left, work.left, work.right - width);
     const LONG top = std::clamp(window.top, work.top, work.bottom - height);
     SetWindowPos(m_window, HWND_TOP, left, top, width, height, 0);
+    m_smallest = {width * 2 / 3, height / 2};
 }
 
 void frmErrorMessage::OnResize() {
