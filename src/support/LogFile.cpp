@@ -14,10 +14,16 @@ void AppendToLog(const std::wstring& fileName, std::wstring_view text) {
     const int size = WideCharToMultiByte(CP_UTF8, 0, record.data(), length, bytes.data(),
                                          static_cast<int>(bytes.size()), nullptr, nullptr);
 
-    const automation::FileHandle file(CreateFileW(fileName.c_str(), FILE_APPEND_DATA,
-                                                  FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                                  OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    const automation::FileHandle file(CreateFileW(
+        fileName.c_str(), FILE_APPEND_DATA | FILE_READ_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE,
+        nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file) automation::ThrowLastError(L"CreateFile");
+    // Wine 8 seeks to the end and then writes; the lock keeps another process out meanwhile. It
+    // lies beyond every log's end, where it hinders no reader, and ends with the handle.
+    OVERLAPPED place{};
+    place.OffsetHigh = 0x7FFFFFFF;
+    if (!LockFileEx(file.get(), LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &place))
+        automation::ThrowLastError(L"LockFileEx");
     DWORD written = 0;
     if (!WriteFile(file.get(), bytes.data(), static_cast<DWORD>(size), &written, nullptr))
         automation::ThrowLastError(L"WriteFile");
