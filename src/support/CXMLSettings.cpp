@@ -238,6 +238,10 @@ void CXMLSettings::Load() {
 // Writes beside the file and then replaces it in one step: whoever ends the process meanwhile
 // leaves the old file or the new one.
 void CXMLSettings::Replace(const std::wstring& fileName) {
+    // Windows refuses to replace a read-only file; Wine 8 does not.
+    const DWORD attributes = GetFileAttributesW(fileName.c_str());
+    if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY))
+        throw SettingsError(eErrXMLSettings_UnableToSaveFile);
     const std::wstring temporary =
         fileName + L"." + std::to_wstring(GetCurrentProcessId()) + L".tmp";
     const Variant name{std::wstring_view(temporary)};

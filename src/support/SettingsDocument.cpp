@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "automation/Error.h"
+#include "automation/Variant.h"
 
 namespace vtdl::settings {
 namespace {
@@ -110,6 +111,9 @@ ComPtr<IXMLDOMDocument2> NewDocument() {
     Check(document->put_async(VARIANT_FALSE));
     Check(document->put_validateOnParse(VARIANT_FALSE));
     Check(document->put_resolveExternals(VARIANT_FALSE));
+    // Wine 8 crashes on a faulty query in the older language, which is the default.
+    const automation::Variant language{std::wstring_view(L"XPath")};
+    Check(document->setProperty(Bstr(L"SelectionLanguage").get(), language.get()));
     return document;
 }
 
