@@ -4,12 +4,14 @@
 #include <memory>
 #include <new>
 
+#include "automation/Object.h"
+
 namespace vtdl::automation {
 namespace {
 
 using Items = std::shared_ptr<const std::vector<ComPtr<IDispatch>>>;
 
-class EnumVariant final : public IEnumVARIANT {
+class EnumVariant final : public IEnumVARIANT, private LiveObject {
 public:
     EnumVariant(Items items, std::size_t position)
         : m_items(std::move(items)), m_position(position) {}

@@ -78,14 +78,18 @@ void ThrowLastError(const wchar_t* call) {
 
 Error CurrentError() noexcept {
     try {
-        throw;
-    } catch (const Error& error) {
-        return error;
+        try {
+            throw;
+        } catch (const Error& error) {
+            return error;
+        } catch (const std::bad_alloc&) {
+            return Error(E_OUTOFMEMORY, {}, {});  // its text would need memory
+        } catch (const std::exception& exception) {
+            const std::string_view text = exception.what();
+            return Error(E_FAIL, {}, std::wstring(text.begin(), text.end()));
+        }
     } catch (const std::bad_alloc&) {
-        return Error(E_OUTOFMEMORY, {}, {});  // its text would need memory
-    } catch (const std::exception& exception) {
-        const std::string_view text = exception.what();
-        return Error(E_FAIL, {}, std::wstring(text.begin(), text.end()));
+        return Error(E_OUTOFMEMORY, {}, {});  // of copying the error's texts
     } catch (...) {
         return Error(E_UNEXPECTED, {}, {});
     }

@@ -7,9 +7,11 @@ using namespace automation;
 namespace {
 
 Variant Entry(const VARIANT& data, long index) {
-    if (!(data.vt & VT_ARRAY)) throw MakeRuntimeError(RuntimeError::typeMismatch);
-    Variant value;
     const VARTYPE type = static_cast<VARTYPE>(data.vt & ~VT_ARRAY);
+    const bool isPlain = (data.vt & VT_ARRAY) && SafeArrayGetDim(data.parray) == 1 &&
+                         (type == VT_VARIANT || SafeArrayGetElemsize(data.parray) <= 8);
+    if (!isPlain || type == VT_RECORD) throw MakeRuntimeError(RuntimeError::typeMismatch);
+    Variant value;
     if (type == VT_VARIANT) {
         if (FAILED(SafeArrayGetElement(data.parray, &index, value.put())))
             throw MakeRuntimeError(RuntimeError::subscript);

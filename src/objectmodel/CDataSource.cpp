@@ -33,13 +33,19 @@ STDMETHODIMP CDataSource::Download(_CSession** session) noexcept {
     return Framed<"Download">([&](MethodFrame& frame) {
         const auto progress = Query<_IProgressCallBack>(*session);
         if (!progress) throw MakeRuntimeError(RuntimeError::typeMismatch);
-        ComPtr<IUnknown> caller(static_cast<_CDataSource*>(this));
-        Bstr statusText(L"");
-        frame.Step([&] { Check(progress->Start(caller.InOut())); });
+        // Each report has references of its own, which the sink may change.
+        const auto report = [&](auto&& send) {
+            frame.Step([&] {
+                ComPtr<IUnknown> caller(static_cast<_CDataSource*>(this));
+                Check(send(caller.InOut()));
+            });
+        };
+        report([&](IUnknown** caller) { return progress->Start(caller); });
         for (long percent = 1; percent <= 100; ++percent)
-            frame.Step(
-                [&] { Check(progress->Progress(caller.InOut(), percent, statusText.put())); });
-        frame.Step([&] { Check(progress->Done(caller.InOut(), 0)); });
+            report([&](IUnknown** caller) {
+                return progress->Progress(caller, percent, Bstr(L"").put());
+            });
+        report([&](IUnknown** caller) { return progress->Done(caller, 0); });
     });
 }
 

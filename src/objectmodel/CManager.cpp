@@ -35,9 +35,10 @@ const GUID* const registeredSources[] = {
 }  // namespace
 
 CManager::CManager() : m_settings(SharedSettings()), m_dataSources(Make<CDataSources>()) {
+    // In frames of their own: whatever is wrong with the settings, the data sources are there.
+    Framed<"LoadSettings">([&] { LoadSharedSettings(*m_settings); });
+    Framed<"ApplySettings">([&] { ApplyErrorHandlerSettings(*m_settings); });
     Framed<"Class_Initialize">([&](MethodFrame& frame) {
-        frame.Step([&] { LoadSharedSettings(*m_settings); });
-        frame.Step([&] { ApplyErrorHandlerSettings(*m_settings); });
         for (const GUID* classId : registeredSources) {
             frame.Step([&] {
                 const auto source = CreateInstance<_CDataSource>(*classId);

@@ -58,9 +58,11 @@ STDMETHODIMP CParameter::LoadValue(_CXMLSettings** settings, BSTR* section,
                                    BSTR* defaultValue) noexcept {
     if (!settings || !*settings || !section) return E_POINTER;
     return Framed<"LoadValue">([&] {
-        Bstr key = m_name, fallback(defaultValue ? ViewOf(*defaultValue) : std::wstring_view()),
-             value;
-        Check((*settings)->GetSetting(section, key.put(), fallback.put(), value.put()));
+        // Copies: the settings store lower-cases what it is given.
+        Bstr sectionName(ViewOf(*section)),
+            key = m_name, fallback(defaultValue ? ViewOf(*defaultValue) : std::wstring_view()),
+            value;
+        Check((*settings)->GetSetting(sectionName.put(), key.put(), fallback.put(), value.put()));
         Check(put_Value(Variant(value.view()).get()));
     });
 }

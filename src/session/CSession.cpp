@@ -4,6 +4,7 @@
 #include "session/LateBoundSink.h"
 #include "session/SessionErrors.h"
 #include "support/UpdateLock.h"
+#include "support/VersionCheck.h"
 #include "text/CaseFold.h"
 
 namespace vtdl {
@@ -33,8 +34,8 @@ CSession::~CSession() {
 STDMETHODIMP CSession::get_Error(vtdlSessionError* result) noexcept {
     return FramedResult<"Error">(result, [&] {
         Bstr description = m_errorDescription;
-        // NewVersionAvailable stays false: nothing sets it.
-        *result = {m_errorType, m_errorNumber, description.release(), VARIANT_FALSE};
+        const VARIANT_BOOL isNewer = mGlobals::IsNewVersionKnown() ? VARIANT_TRUE : VARIANT_FALSE;
+        *result = {m_errorType, m_errorNumber, description.release(), isNewer};
     });
 }
 
@@ -235,7 +236,7 @@ Variant CSession::ErrorField(std::wstring_view name) const {
     if (field == L"ERRORTYPE") return Variant::Long(m_errorType);
     if (field == L"ERRORNUMBER") return Variant::Long(m_errorNumber);
     if (field == L"ERRORDESCRIPTION") return Variant(m_errorDescription.view());
-    if (field == L"NEWVERSIONAVAILABLE") return Variant::Bool(false);
+    if (field == L"NEWVERSIONAVAILABLE") return Variant::Bool(mGlobals::IsNewVersionKnown());
     throw MakeRuntimeError(RuntimeError::invalidCall, name);
 }
 

@@ -19,6 +19,8 @@ public:
     CurrentSession(IUnknown* adapter, IUnknown* session)
         : m_adapter(adapter), m_callback(automation::Query<_IProgressCallBack>(session)) {}
 
+    bool IsCurrent() const noexcept { return static_cast<bool>(m_callback); }
+
     void Start() const {
         automation::ComPtr<IUnknown> caller(m_adapter);
         if (const auto callback = m_callback) automation::Check(callback->Start(caller.InOut()));

@@ -47,7 +47,7 @@ public:
 
     STDMETHODIMP Abort() noexcept override {
         return this->template Framed<"CDataSource_Abort">([&] {
-            m_isAborted = true;
+            m_isAborted = m_session.IsCurrent();
             if (m_ADL) m_ADL->Cancel();
         });
     }
@@ -87,9 +87,9 @@ protected:
             frame.Step([&] { LoadSharedSettingsOnce(*m_settings); });
             if (!m_settings->IsLoaded()) return;  // reported already; the declared values stay
             frame.Step([&] {
-                _CXMLSettings* settings = m_settings.get();
+                automation::ComPtr<_CXMLSettings> settings(m_settings.get());
                 automation::Bstr section(D::identity.section);
-                automation::Check(m_parameters->LoadValues(&settings, section.put()));
+                automation::Check(m_parameters->LoadValues(settings.InOut(), section.put()));
             });
         });
     }
@@ -98,26 +98,33 @@ protected:
         this->template Framed<"Class_Terminate">([&] {
             if (m_ADL) m_ADL->Cancel();
             if (!m_settings->IsLoaded()) return;
-            _CXMLSettings* settings = m_settings.get();
+            automation::ComPtr<_CXMLSettings> settings(m_settings.get());
             automation::Bstr section(D::identity.section);
-            automation::Check(m_parameters->SaveValues(&settings, section.put()));
+            automation::Check(m_parameters->SaveValues(settings.InOut(), section.put()));
         });
     }
 
-    /// Makes the session current for the time of a download; a download inside a download is
-    /// refused by the session.
+    /// Makes the session current for the time of a download. A download of another session may
+    /// start inside this one, from a callback or while messages run; afterwards this one goes on.
     class DownloadScope {
     public:
-        DownloadScope(WebAdapter& adapter, _CSession* session) : m_adapter(adapter) {
-            m_adapter.m_session = CurrentSession(static_cast<_CDataSource*>(&adapter), session);
-            m_adapter.m_isAborted = false;
-        }
+        DownloadScope(WebAdapter& adapter, _CSession* session)
+            : m_adapter(adapter),
+              m_outerSession(
+                  std::exchange(adapter.m_session,
+                                CurrentSession(static_cast<_CDataSource*>(&adapter), session))),
+              m_outerIsAborted(std::exchange(adapter.m_isAborted, false)) {}
         DownloadScope(const DownloadScope&) = delete;
         DownloadScope& operator=(const DownloadScope&) = delete;
-        ~DownloadScope() { m_adapter.m_session = CurrentSession(); }
+        ~DownloadScope() {
+            m_adapter.m_session = m_outerSession;
+            m_adapter.m_isAborted = m_outerIsAborted;
+        }
 
     private:
         WebAdapter& m_adapter;
+        CurrentSession m_outerSession;
+        bool m_outerIsAborted;
     };
 
     /// Fetches one reply with a client of its own. False when that failed or the download was
@@ -125,13 +132,18 @@ protected:
     bool Fetch(const HostAddress& host, const std::string& resource, std::string& body) {
         body.clear();
         if (m_isAborted) return false;
-        m_ADL = std::make_unique<WinInet>(static_cast<WinInetEvents*>(this));
-        m_ADL->HostName = host.name;
-        m_ADL->Port = host.port;
-        m_ADL->Resource = resource;
-        m_ADL->Execute();
-        body = m_ADL->TakeResponse();
-        return m_ADL->SuccessDone;
+        const auto client = std::make_shared<WinInet>(static_cast<WinInetEvents*>(this));
+        client->HostName = host.name;
+        client->Port = host.port;
+        client->Resource = resource;
+        struct Current {
+            std::shared_ptr<WinInet>& slot;
+            std::shared_ptr<WinInet> outer;
+            ~Current() { slot = outer; }
+        } const current{m_ADL, std::exchange(m_ADL, client)};
+        client->Execute();
+        body = client->TakeResponse();
+        return client->SuccessDone;
     }
 
     /// The text that goes along with progress reports.
@@ -153,7 +165,7 @@ protected:
 
     std::shared_ptr<CXMLSettings> m_settings = SharedSettings();
     automation::ComPtr<CParameters> m_parameters = automation::Make<CParameters>();
-    std::unique_ptr<WinInet> m_ADL;
+    std::shared_ptr<WinInet> m_ADL;  ///< the fetch in progress, if any
     CurrentSession m_session;
     std::wstring m_statusText;
     bool m_reportsStatusText = true;

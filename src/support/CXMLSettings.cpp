@@ -41,6 +41,14 @@ Error SettingsError(EErrXMLSettings number, const wchar_t* source = ownSource) {
 
 std::wstring TextOf(BSTR* text) { return std::wstring(text ? ViewOf(*text) : std::wstring_view()); }
 
+// Refuses an array that is not the automation runtime's to free, or that is in use.
+void ReplaceArray(SAFEARRAY*& array, Variant names) {
+    constexpr USHORT notOurs = FADF_AUTO | FADF_STATIC | FADF_EMBEDDED | FADF_FIXEDSIZE;
+    if (array && ((array->fFeatures & notOurs) || FAILED(SafeArrayDestroy(array))))
+        throw MakeRuntimeError(RuntimeError::typeMismatch, L"the array cannot be resized");
+    array = names.release().parray;
+}
+
 bool IsBlank(const std::wstring& text) {
     return text.find_first_not_of(L' ') == std::wstring::npos;
 }
@@ -133,8 +141,7 @@ STDMETHODIMP CXMLSettings::EnumerateAllKeys(BSTR* section, SAFEARRAY** keys,
     return Raising([&] {
         const std::vector<std::wstring> names = KeysOf(section);
         if (names.empty()) return;
-        SafeArrayDestroy(*keys);
-        *keys = TextArray(names).release().parray;
+        ReplaceArray(*keys, TextArray(names));
         *result = static_cast<long>(names.size());
     });
 }
@@ -145,8 +152,7 @@ STDMETHODIMP CXMLSettings::EnumerateAllSections(SAFEARRAY** names, long* result)
     return Raising([&] {
         const std::vector<std::wstring> found = Sections();
         if (found.empty()) return;
-        SafeArrayDestroy(*names);
-        *names = TextArray(found).release().parray;
+        ReplaceArray(*names, TextArray(found));
         *result = static_cast<long>(found.size());
     });
 }
@@ -285,6 +291,9 @@ void CXMLSettings::StoreValue(std::wstring section, std::wstring key, const std:
 
 CXMLSettings::Node CXMLSettings::FindSection(std::wstring_view section,
                                              std::wstring_view key) const {
+    // It would end the name inside the query, and could make it find something else.
+    if (section.find(L'\'') != section.npos || key.find(L'\'') != key.npos)
+        throw Error(E_FAIL, ownSource, L"A name must not contain an apostrophe");
     std::wstring query = L"sections/section[@name='";
     query.append(section).append(L"']");
     if (!key.empty()) query.append(L"/key[@name='").append(key).append(L"']");

@@ -62,6 +62,10 @@ std::wstring WithoutIndentation(const std::wstring& text) {
     return isIndented ? text.substr(first, last - first + 1) : text;
 }
 
+bool IsBlank(const std::wstring& text) {
+    return text.find_first_not_of(L" \r\n\t") == std::wstring::npos;
+}
+
 ComPtr<IXMLDOMNode> FirstAttribute(IXMLDOMNode* element) {
     ComPtr<IXMLDOMNamedNodeMap> attributes;
     Node first;
@@ -80,24 +84,22 @@ std::wstring NodeName(IXMLDOMNode* node) {
 
 void Print(IXMLDOMNode* node, std::size_t depth, std::wstring& out) {
     const std::wstring indentation(depth, L'\t');
-    if (IsText(node)) {
-        out += indentation + WithoutIndentation(RawText(node)) + L"\r\n";
-        return;
-    }
     if (TypeOf(node) != NODE_ELEMENT) return;  // comments would read as values
-
     const std::wstring name = NodeName(node);
     out += indentation + L"<" + name;
     const Node attribute = FirstAttribute(node);
     if (attribute && NodeName(attribute.get()) == L"name")
         out += L" name=\"" + RawText(attribute.get()) + L"\"";
     out += L">\r\n";
-    bool isEmpty = true;
+    const std::size_t start = out.size();
     ForEachChild(node, [&](IXMLDOMNode* child) {
-        Print(child, depth + 1, out);
-        isEmpty = false;
+        if (!IsText(child)) return Print(child, depth + 1, out);
+        const std::wstring text = WithoutIndentation(RawText(child));
+        // Blanks are a value in a key; between elements they are indentation.
+        const bool isValue = name == L"key" ? !text.empty() : !IsBlank(text);
+        if (isValue) out += indentation + L"\t" + text + L"\r\n";
     });
-    if (isEmpty) out += indentation + L"\r\n";
+    if (out.size() == start) out += indentation + L"\r\n";
     out += indentation + L"</" + name + L">\r\n";
 }
 
@@ -111,6 +113,8 @@ ComPtr<IXMLDOMDocument2> NewDocument() {
     Check(document->put_async(VARIANT_FALSE));
     Check(document->put_validateOnParse(VARIANT_FALSE));
     Check(document->put_resolveExternals(VARIANT_FALSE));
+    // Values may be blank; and Wine drops the blank start of a text that has letters of others.
+    Check(document->put_preserveWhiteSpace(VARIANT_TRUE));
     // Wine 8 crashes on a faulty query in the older language, which is the default.
     const automation::Variant language{std::wstring_view(L"XPath")};
     Check(document->setProperty(Bstr(L"SelectionLanguage").get(), language.get()));

@@ -9,6 +9,13 @@
 #include "transport/WinInet.h"
 
 namespace vtdl::mGlobals {
+namespace {
+
+bool isNewVersionKnown = false;
+
+}  // namespace
+
+bool IsNewVersionKnown() noexcept { return isNewVersionKnown; }
 
 bool IsNewVersionAvailable(CXMLSettings& settings) {
     const HostAddress host = ParseHost(ServiceHost(settings, L"vestora"));
@@ -18,7 +25,9 @@ bool IsNewVersionAvailable(CXMLSettings& settings) {
     client.Resource = "/files/VTDL.version";
     client.Method = "GET";
     client.Execute();
-    return client.SuccessDone && IsNewerVersion(client.Response(), libraryVersion);
+    const bool isNewer = client.SuccessDone && IsNewerVersion(client.Response(), libraryVersion);
+    isNewVersionKnown = isNewVersionKnown || isNewer;
+    return isNewer;
 }
 
 bool IsNewerVersion(const std::string& reply, const std::array<int, 3>& own) {
@@ -30,11 +39,12 @@ bool IsNewerVersion(const std::string& reply, const std::array<int, 3>& own) {
             parts.back() += c;
     }
     if (parts.size() != own.size()) return false;
+    bool isNewer = false;  // every part is converted, so that one that is no number is an error
     for (std::size_t i = 0; i < own.size(); ++i) {
         const automation::Variant part{std::wstring_view(ToWide(parts[i]))};
-        if (automation::ToLong(part.get()) > own[i]) return true;
+        if (automation::ToLong(part.get()) > own[i]) isNewer = true;
     }
-    return false;
+    return isNewer;
 }
 
 }  // namespace vtdl::mGlobals

@@ -13,6 +13,10 @@ namespace vtdl::mGlobals {
 /// than 2.0.3.
 bool IsNewVersionAvailable(CXMLSettings& settings);
 
+/// True once a check has found a newer version in this process; sessions say so in their error
+/// record.
+bool IsNewVersionKnown() noexcept;
+
 /// The comparison: true when any part of the text is greater than its counterpart.
 bool IsNewerVersion(const std::string& reply, const std::array<int, 3>& own);
 

@@ -1,5 +1,6 @@
 #include "text/CalendarDate.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 
@@ -33,7 +34,9 @@ std::optional<double> ToAutomationDate(const CalendarDate& date) noexcept {
 
 // The time of day counts away from zero, so that -1.25 is 6 o'clock on 29 December 1899.
 CalendarDate ToCalendarDate(double automationDate) noexcept {
-    return FromChrono(epoch + days{static_cast<int>(std::trunc(automationDate))});
+    constexpr double first = -657434, last = 2958465;  // 1 January 100 to 31 December 9999
+    const double day = std::isnan(automationDate) ? 0 : std::clamp(automationDate, first, last);
+    return FromChrono(epoch + days{static_cast<int>(std::trunc(day))});
 }
 
 CalendarDate ThirdFriday(const CalendarDate& date) noexcept {

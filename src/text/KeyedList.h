@@ -22,6 +22,7 @@ public:
 
     /// Appends an item; without a key it is reached by position only. False when the key is taken.
     bool Add(T item, std::optional<std::wstring_view> key = std::nullopt) {
+        m_entries.reserve(NextCapacity());  // so that a key is never entered without its item
         std::wstring folded;
         if (key) {
             folded = FoldCase(*key);
@@ -71,6 +72,10 @@ public:
     }
 
 private:
+    std::size_t NextCapacity() const noexcept {
+        return size() < m_entries.capacity() ? m_entries.capacity() : 2 * size() + 4;
+    }
+
     struct Entry {
         T item;
         std::wstring foldedKey;

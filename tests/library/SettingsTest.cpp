@@ -97,8 +97,14 @@ TEST_F(SettingsTest, ExternalEntitiesAndDefinitionsAreNotResolved) {
 
 TEST_F(SettingsTest, KeepsValuesAsTheyAreAndNamesInLowerCase) {
     const std::map<std::wstring, std::wstring> values = {
-        {L"Plain", L"MSFT"}, {L"Markup", L"<a b=\"c\">&amp;'\"]]>"}, {L"Blanks", L"  two  "},
-        {L"Lines", L"a\nb"}, {L"Letters", L"\u00e4\u0416\u4e2d"},    {L"Tabs", L"\ta\t"},
+        {L"Plain", L"MSFT"},
+        {L"Markup", L"<a b=\"c\">&amp;'\"]]>"},
+        {L"Blanks", L"  two  "},
+        {L"Lines", L"a\nb"},
+        {L"Letters", L"\u00e4\u0416\u4e2d"},
+        {L"Tabs", L"\ta\t"},
+        {L"Blank", L" "},
+        {L"Start", L"  \u00e4"},
     };
     {
         const auto store = Loaded();
