@@ -538,5 +538,39 @@ TEST_F(YahooTest, ReplyCutAnywhere) {
     }
 }
 
+// A host may start another session of the same source from a callback of the first. Its end aborts
+// what the source is at, as every session's does; the first one fails, and can be started again.
+TEST_F(YahooTest, DownloadsOfOneSourceNest) {
+    ChartServer chart([](const std::string& path) {
+        const bool isInner = path.find("s=INNER&") != std::string::npos;
+        return HttpReply(priceHeader + std::string(isInner ? "2004-01-09,1,1,1,1,1,1\n"
+                                                           : "2004-01-08,2,2,2,2,2,2\n"));
+    });
+    WriteSettings({{"hosts", "yahoo.chart", chart.server.Host()}});
+    const auto source = New<::CDataSourceYahooHitorical, _CDataSource>();
+    Job outer(source), inner(source);
+    inner.Set(L"TICKER", L"INNER");
+    outer.sink.onEvent = [&, started = false](const std::wstring& event, _CSession*) mutable {
+        if (event.starts_with(L"Progress") && !std::exchange(started, true)) inner.Start();
+    };
+    outer.Start();
+    EXPECT_EQ(Column(inner.session, L"CLOSE"), Numbers{1});
+    EXPECT_EQ(outer.LastEvent(), L"Done " + std::to_wstring(downloadFailure));
+    outer.Start();
+    EXPECT_EQ(Column(outer.session, L"CLOSE"), Numbers{2});
+}
+
+TEST_F(YahooTest, TheServerCanBeChosenAgainAfterASession) {
+    ChartServer chart(priceHeader + std::string("2004-01-09,1,1,1,1,1,1\n"));
+    WriteSettings({{"hosts", "yahoo.chart", chart.server.Host()}});
+    const auto source = New<::CDataSourceYahooHitorical, _CDataSource>();
+    Job job(source);
+    job.Start();
+    source->Abort();  // between downloads: without effect
+    chart.server.TakePaths();
+    Get(Ptr<IDispatch>(source), L"SelectYahooInternalServer");
+    EXPECT_EQ(chart.server.TakePaths().size(), 1u);
+}
+
 }  // namespace
 }  // namespace vtdl::tests
