@@ -1,4 +1,4 @@
-// The four collections by one suite, and what is particular to parameters and fields.
+// The four collections by one suite.
 
 #include "support/CErrorHandler.h"
 #include "support/LibraryTest.h"
@@ -113,62 +113,6 @@ TEST_F(CollectionsTest, ExistsNeverFailsAndEnumeratorsWalkASnapshot) {
         ASSERT_EQ(items->Next(1, &found, nullptr), S_OK);
         EXPECT_TRUE(found.pdispVal == item.GetInterfacePtr());
     }
-}
-
-TEST_F(CollectionsTest, ParametersAreCreatedByAskingForThem) {
-    const auto parameters = New(L"CParameters");
-    const auto created = GetObject(parameters, L"Item", {L"symbol"});
-    EXPECT_EQ(TextOf(Get(created, L"Name")), L"symbol");
-    EXPECT_TRUE(GetObject(parameters, L"Item", {L"SYMBOL"}) == created);
-    EXPECT_EQ(Count(parameters), 1);
-    EXPECT_EQ(TextOf(Get(GetObject(parameters, L"Item", {1L}), L"Name")), L"1") << "a name as well";
-    EXPECT_EQ(Count(parameters), 2);
-    EXPECT_FALSE(static_cast<bool>(Get(parameters, L"Exists", {3L})));
-    EXPECT_EQ(Count(parameters), 2);
-}
-
-TEST_F(CollectionsTest, ParameterValuesAreSavedAndLoadedAsText) {
-    const auto settings = New(L"CXMLSettings"), parameters = New(L"CParameters");
-    Put(settings, L"XMLString", L"<sections name=\"XML settings file\"/>");
-    Put(GetObject(parameters, L"Item", {L"Flag"}), L"Value", true);
-    Put(GetObject(parameters, L"Item", {L"Count"}), L"Value", 7L);
-    Get(parameters, L"SaveValues", {settings.GetInterfacePtr(), L"S"});
-    EXPECT_EQ(TextOf(Get(settings, L"GetSetting", {L"s", L"flag"})), L"True");
-    Put(GetObject(parameters, L"Item", {L"Flag"}), L"Value", false);
-    Get(parameters, L"LoadValues", {settings.GetInterfacePtr(), L"S"});
-    const _variant_t flag = Get(GetObject(parameters, L"Item", {L"Flag"}), L"Value");
-    EXPECT_EQ(flag.vt, VT_BSTR);
-    EXPECT_EQ(TextOf(flag), L"True");
-    Get(parameters, L"LoadValues", {settings.GetInterfacePtr(), L"no such section"});
-    EXPECT_EQ(TextOf(Get(GetObject(parameters, L"Item", {L"Count"}), L"Value")), L"7");
-
-    SAFEARRAY* array = SafeArrayCreateVector(VT_I4, 0, 1);
-    _variant_t list;
-    list.vt = VT_ARRAY | VT_I4;
-    list.parray = array;
-    Put(GetObject(parameters, L"Item", {L"Count"}), L"Value", list);
-    Get(parameters, L"SaveValues", {settings.GetInterfacePtr(), L"S"});
-    EXPECT_EQ(TakeErrors(), L"13, (Type mismatch) in vtdl.CParameter.SaveValue\n");
-}
-
-TEST_F(CollectionsTest, AFieldsDataIsACopy) {
-    const auto field = New<::CDataField, _CDataField>();
-    _variant_t data, copy, again;
-    data.vt = VT_ARRAY | VT_R8;
-    data.parray = SafeArrayCreateVector(VT_R8, 1, 2);
-    double value = 5;
-    LONG index = 1;
-    SafeArrayPutElement(data.parray, &index, &value);
-    field->put_Data(&data);
-    field->get_Data(&copy);
-    value = 6;
-    SafeArrayPutElement(copy.parray, &index, &value);
-    field->get_Data(&again);
-    SafeArrayGetElement(again.parray, &index, &value);
-    EXPECT_EQ(value, 5);
-    EXPECT_EQ(static_cast<double>(Get(field, L"Data", {1L})), 5) << "one entry, for scripts";
-    EXPECT_EQ(Invoke(field, L"Data", DISPATCH_PROPERTYGET, {3L}).hr,
-              static_cast<HRESULT>(0x800A0009));
 }
 
 }  // namespace

@@ -8,6 +8,16 @@
 #include <string>
 #include <vector>
 
+// The smart pointers' own comparisons are ambiguous for constant ones.
+template <class Traits>
+bool operator==(const _com_ptr_t<Traits>& a, const _com_ptr_t<Traits>& b) {
+    return a.GetInterfacePtr() == b.GetInterfacePtr();
+}
+template <class Traits>
+bool operator!=(const _com_ptr_t<Traits>& a, const _com_ptr_t<Traits>& b) {
+    return !(a == b);
+}
+
 namespace vtdl::tests {
 
 template <class I>

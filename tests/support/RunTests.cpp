@@ -46,9 +46,19 @@ private:
     ULONGLONG m_deadline = 0;
 };
 
+// Nobody is there to look at a debugger's window.
+LONG CALLBACK EndAtOnce(EXCEPTION_POINTERS* fault) {
+    std::fprintf(stderr, "exception 0x%08lX at %p\n", fault->ExceptionRecord->ExceptionCode,
+                 fault->ExceptionRecord->ExceptionAddress);
+    std::fflush(stderr);
+    TerminateProcess(GetCurrentProcess(), 43);
+    return EXCEPTION_EXECUTE_HANDLER;
+}
+
 }  // namespace
 
 int RunTests(int argc, char** argv) {
+    SetUnhandledExceptionFilter(EndAtOnce);
     testing::InitGoogleTest(&argc, argv);
     WSADATA sockets;
     if (WSAStartup(MAKEWORD(2, 2), &sockets) != 0 || FAILED(CoInitialize(nullptr))) return 1;
