@@ -21,7 +21,7 @@ struct ColumnSpec {
 /// are.
 class Columns {
 public:
-    /// The specifications outlive the object: they are a service's constants.
+    /// The column descriptions outlive the object: they are a service's constants.
     explicit Columns(std::span<const ColumnSpec> specs) : m_specs(specs), m_values(specs.size()) {}
 
     std::span<const ColumnSpec> Specs() const { return m_specs; }
