@@ -147,7 +147,7 @@ protected:
     }
 
     /// The text that goes along with progress reports.
-    virtual const std::wstring& statusText() const { return m_statusText; }
+    virtual const std::wstring& StatusText() const { return m_statusText; }
 
     void OnStateChanged(long state) noexcept override {
         this->template Framed<"m_ADL_OnStateChanged">([&] {
@@ -159,7 +159,7 @@ protected:
         this->template Framed<"m_ADL_OnProgress">([&] {
             static const std::wstring none;
             m_session.Progress(PercentOf(bytesReceived, contentLength),
-                               m_reportsStatusText ? statusText() : none);
+                               m_reportsStatusText ? StatusText() : none);
         });
     }
 

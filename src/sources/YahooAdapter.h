@@ -95,7 +95,7 @@ protected:
         frame.Step([&] { this->m_session.DataReady(); });
     }
 
-    const std::wstring& statusText() const override {
+    const std::wstring& StatusText() const override {
         return m_isSelectingServer ? m_chartHost : this->m_statusText;
     }
 
