@@ -2,6 +2,8 @@
 // The frame that every method runs in: its place on the call stack, and the question what to do
 // about a statement that failed.
 
+#include <vtdl.h>
+
 #include <source_location>
 #include <type_traits>
 
@@ -103,14 +105,32 @@ protected:
         return vtdl::Framed<D::className, Member>(body, at);
     }
 
-    /// A framed member with a result: cleared first, so that it is defined whatever happens.
+    /// A framed member with a result: cleared first, and again when the call fails after all,
+    /// because callers do not look at the results of failed calls.
     template <text::FixedString Member, class Result, class Body>
     static HRESULT FramedResult(
         Result* result, Body&& body,
         std::source_location at = std::source_location::current()) noexcept {
         if (!result) return E_POINTER;
         *result = Result{};
-        return vtdl::Framed<D::className, Member>(body, at);
+        const HRESULT hr = vtdl::Framed<D::className, Member>(body, at);
+        if (FAILED(hr)) Discard(result);
+        return hr;
+    }
+
+private:
+    template <class Result>
+    static void Discard(Result* result) noexcept {
+        if constexpr (std::is_same_v<Result, VARIANT>) {
+            VariantClear(result);
+        } else if constexpr (std::is_same_v<Result, BSTR>) {
+            SysFreeString(*result);
+        } else if constexpr (std::is_same_v<Result, vtdlSessionError>) {
+            SysFreeString(result->ErrorDescription);
+        } else if constexpr (std::is_pointer_v<Result>) {
+            if (*result) (*result)->Release();
+        }
+        *result = Result{};
     }
 };
 
