@@ -20,12 +20,10 @@ constexpr IID documentInterface = {
     0x2933BF95, 0x7B36, 0x11D2, {0xB2, 0x0E, 0x00, 0xC0, 0x4F, 0x98, 0x3E, 0x60}};
 
 std::wstring RawText(IXMLDOMNode* node) {
-    VARIANT value;
-    VariantInit(&value);
-    Check(node->get_nodeValue(&value));
-    const std::wstring text(automation::ViewOf(value.vt == VT_BSTR ? value.bstrVal : nullptr));
-    VariantClear(&value);
-    return text;
+    automation::Variant value;
+    Check(node->get_nodeValue(value.put()));
+    const bool isText = value.get().vt == VT_BSTR;
+    return std::wstring(automation::ViewOf(isText ? value.get().bstrVal : nullptr));
 }
 
 DOMNodeType TypeOf(IXMLDOMNode* node) {
