@@ -1,6 +1,7 @@
 #pragma once
 // An owned automation string.
 
+#include <algorithm>
 #include <new>
 #include <string_view>
 #include <utility>
@@ -35,6 +36,21 @@ public:
         Bstr owner;
         owner.m_text = text;
         return owner;
+    }
+
+    /// From bytes in the system's code page; plain ASCII, the usual case, is widened right here.
+    static Bstr FromBytes(std::string_view bytes) {
+        const int size = static_cast<int>(bytes.size());
+        const bool isAscii = std::all_of(bytes.begin(), bytes.end(), [](char c) { return c >= 0; });
+        const int length =
+            isAscii ? size : MultiByteToWideChar(CP_ACP, 0, bytes.data(), size, nullptr, 0);
+        Bstr text = attach(SysAllocStringLen(nullptr, static_cast<UINT>(length)));
+        if (!text.m_text) throw std::bad_alloc();
+        if (isAscii)
+            std::copy(bytes.begin(), bytes.end(), text.m_text);
+        else
+            MultiByteToWideChar(CP_ACP, 0, bytes.data(), size, text.m_text, length);
+        return text;
     }
 
     std::wstring_view view() const noexcept { return ViewOf(m_text); }

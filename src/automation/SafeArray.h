@@ -13,7 +13,9 @@
 
 namespace vtdl::automation {
 
-/// A zero-based array of 8-byte numbers (VT_R8 or VT_DATE), filled in place through Values().
+/// A zero-based array of numbers, filled in place through Values(): doubles (VT_R8 or VT_DATE), or
+/// longs (VT_I4).
+template <class Element = double>
 class NumberArray {
 public:
     NumberArray(VARTYPE elementType, std::size_t size)
@@ -26,8 +28,8 @@ public:
     ~NumberArray() { SafeArrayDestroy(m_array); }
 
     /// Valid while the array is owned here, where nothing else can lock or resize it.
-    std::span<double> Values() const {
-        return {static_cast<double*>(m_array->pvData), m_array->rgsabound[0].cElements};
+    std::span<Element> Values() const {
+        return {static_cast<Element*>(m_array->pvData), m_array->rgsabound[0].cElements};
     }
 
     Variant release() { return Variant::Array(m_type, std::exchange(m_array, nullptr)); }
@@ -45,6 +47,16 @@ Variant TextArray(const Texts& texts) {
     Variant owner = Variant::Array(VT_BSTR, array);
     auto* element = static_cast<BSTR*>(array->pvData);
     for (const auto& text : texts) *element++ = Bstr(std::wstring_view(text)).release();
+    return owner;
+}
+
+/// The same from bytes in the system's code page.
+inline Variant AnsiTextArray(std::span<const std::string_view> texts) {
+    SAFEARRAY* array = SafeArrayCreateVector(VT_BSTR, 0, static_cast<ULONG>(texts.size()));
+    if (!array) throw std::bad_alloc();
+    Variant owner = Variant::Array(VT_BSTR, array);
+    auto* element = static_cast<BSTR*>(array->pvData);
+    for (const std::string_view text : texts) *element++ = Bstr::FromBytes(text).release();
     return owner;
 }
 

@@ -28,6 +28,13 @@ Variant Variant::Bool(bool value) noexcept {
     return result;
 }
 
+Variant Variant::Double(double number) noexcept {
+    Variant value;
+    value.m_value.vt = VT_R8;
+    value.m_value.dblVal = number;
+    return value;
+}
+
 Variant Variant::Date(double automationDate) noexcept {
     Variant value;
     value.m_value.vt = VT_DATE;

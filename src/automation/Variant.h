@@ -21,6 +21,11 @@ public:
         m_value.bstrVal = Bstr(text).release();
         m_value.vt = VT_BSTR;
     }
+    /// Takes the text over.
+    explicit Variant(Bstr text) noexcept : Variant() {
+        m_value.bstrVal = text.release();
+        m_value.vt = VT_BSTR;
+    }
     explicit Variant(IDispatch* object) noexcept;
     ~Variant() { VariantClear(&m_value); }
 
@@ -31,6 +36,7 @@ public:
 
     static Variant Long(long value) noexcept;
     static Variant Bool(bool value) noexcept;
+    static Variant Double(double value) noexcept;
     static Variant Date(double automationDate) noexcept;
     /// Takes the array over.
     static Variant Array(VARTYPE elementType, SAFEARRAY* elements) noexcept;

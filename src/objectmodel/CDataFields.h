@@ -23,9 +23,15 @@ void AddColumn(_CDataFields* fields, const replies::ColumnSpec& spec, automation
 /// Columns without data: what a data source announces.
 automation::ComPtr<CDataFields> AnnouncedColumns(std::span<const replies::ColumnSpec> specs);
 
-/// Turns parsed columns into fields with zero-based arrays of dates or doubles, in reverse row
-/// order: the services list the newest row first, results the oldest. Each column's memory is freed
-/// as soon as it is converted.
-automation::ComPtr<CDataFields> ReversedColumns(replies::Columns columns);
+/// The order of a result's rows, seen from the reply's.
+enum class RowOrder { same, reversed };
+
+/// Turns parsed columns into fields with zero-based arrays of dates, doubles, longs or texts. Each
+/// column's memory is freed as soon as it is converted. Throws run-time error 6 for a number that
+/// its integer column cannot hold; others are rounded, halves to even.
+automation::ComPtr<CDataFields> FieldsOf(replies::Columns columns, RowOrder order);
+
+/// The array of one column, as above; the column is left empty.
+automation::Variant TakeArray(replies::Columns& columns, std::size_t column, RowOrder order);
 
 }  // namespace vtdl

@@ -45,7 +45,7 @@ void DeclareParameter(_CParameters* parameters, const ParameterDeclaration& decl
     parameter->SetName(declaration.name);
     Check(parameter->put_ParameterType(declaration.type));
     parameter->SetAvailableValues(declaration.availableValues);
-    parameter->SetDefaultValue(declaration.value);
+    parameter->SetDefaultValue(declaration.defaultValue.value_or(declaration.value));
     Check(parameter->put_Value(declaration.value.get()));
     parameter->SetEditable(declaration.isEditable);  // last: it locks the rest
     _CParameter* added = parameter.get();

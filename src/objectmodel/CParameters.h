@@ -25,9 +25,11 @@ public:
 struct ParameterDeclaration {
     std::wstring_view name;
     vtdlParameterType type;
-    automation::Variant value{};            ///< also the default value
+    automation::Variant value{};            ///< also the default value, unless that is given
     automation::Variant availableValues{};  ///< for a list
     bool isEditable = true;
+    /// For the few whose first value is not their default.
+    std::optional<automation::Variant> defaultValue{};
 };
 
 /// Adds a new parameter under its name; throws when the name is taken.

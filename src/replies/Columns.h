@@ -17,32 +17,46 @@ struct ColumnSpec {
     ColumnType type;
 };
 
-/// Columns of numbers: dates as automation dates (days since 30 December 1899), decimals as they
-/// are.
+/// Columns of numbers and texts: dates as automation dates (days since 30 December 1899), decimals
+/// and integers as they are, texts as pieces of the reply, which has to outlive them.
 class Columns {
 public:
     /// The column descriptions outlive the object: they are a service's constants.
-    explicit Columns(std::span<const ColumnSpec> specs) : m_specs(specs), m_values(specs.size()) {}
+    explicit Columns(std::span<const ColumnSpec> specs)
+        : m_specs(specs), m_numbers(specs.size()), m_texts(specs.size()) {}
 
     std::span<const ColumnSpec> Specs() const { return m_specs; }
-    std::size_t Rows() const { return m_values.front().size(); }
-    std::vector<double>& operator[](std::size_t column) { return m_values[column]; }
-    const std::vector<double>& operator[](std::size_t column) const { return m_values[column]; }
+    std::size_t Rows() const { return m_rows; }
+    std::vector<double>& operator[](std::size_t column) { return m_numbers[column]; }
+    const std::vector<double>& operator[](std::size_t column) const { return m_numbers[column]; }
+    /// The values of a text column.
+    std::vector<std::string_view>& Texts(std::size_t column) { return m_texts[column]; }
+    const std::vector<std::string_view>& Texts(std::size_t column) const { return m_texts[column]; }
 
-    /// Appends rows of zeros. Many small pages grow the columns in few steps; a single large page
-    /// takes just the memory of its rows.
+    /// Appends rows of zeros and empty texts. Many small pages grow the columns in few steps; a
+    /// single large page takes just the memory of its rows.
     void AddRows(std::size_t count) {
-        const std::size_t needed = Rows() + count;
-        for (auto& values : m_values) {
-            if (needed > values.capacity())
-                values.reserve(values.empty() ? needed : std::max(needed, 2 * values.size()));
-            values.resize(needed);
+        m_rows += count;
+        for (std::size_t i = 0; i < m_specs.size(); ++i) {
+            if (m_specs[i].type == ColumnType::string)
+                Grow(m_texts[i]);
+            else
+                Grow(m_numbers[i]);
         }
     }
 
 private:
+    template <class Value>
+    void Grow(std::vector<Value>& values) {
+        if (m_rows > values.capacity())
+            values.reserve(values.empty() ? m_rows : std::max(m_rows, 2 * values.size()));
+        values.resize(m_rows);
+    }
+
     std::span<const ColumnSpec> m_specs;
-    std::vector<std::vector<double>> m_values;
+    std::size_t m_rows = 0;
+    std::vector<std::vector<double>> m_numbers;
+    std::vector<std::vector<std::string_view>> m_texts;
 };
 
 /// A field of a reply that is not what its column says.

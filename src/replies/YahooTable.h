@@ -1,7 +1,6 @@
 #pragma once
 // The chart service's comma-separated tables: prices and dividends, newest row first.
 
-#include <optional>
 #include <string_view>
 
 #include "replies/Columns.h"
@@ -28,10 +27,6 @@ inline constexpr std::size_t yahooFullPage = 200;
 /// decimals or dates, and missing ones, go to the reader; what it throws passes through.
 std::size_t ParseYahooPage(std::string_view page, std::string_view header, bool adjust,
                            Columns& columns, OddFieldReader& oddFields);
-
-/// Turns a date text into an automation date: year-month-day, or day-month name-year with a
-/// two-digit year (below 50: 20xx, else 19xx). Nothing for a day that does not exist.
-std::optional<double> ParseYahooDate(std::string_view text);
 
 /// The lines of a page; a final line feed begins none.
 std::size_t LineCount(std::string_view page);

@@ -181,11 +181,15 @@ STDMETHODIMP CSession::DataReady(IUnknown**) noexcept {
 // Success does not clear the record, on purpose: an error stays until a later one replaces it.
 STDMETHODIMP CSession::Done(IUnknown**, long errorNumber) noexcept {
     return Framed<"IProgressCallBack_Done">([&] {
-        if (errorNumber == 0) return;
-        m_errorDescription = Bstr(SessionErrorText(errorNumber));
-        m_errorType = vtdlSessionErrorDownload;
-        m_errorNumber = errorNumber;
+        if (errorNumber != 0)
+            SetError(vtdlSessionErrorDownload, errorNumber, SessionErrorText(errorNumber));
     });
+}
+
+void CSession::SetError(vtdlSessionErrorType type, long number, std::wstring_view description) {
+    m_errorDescription = Bstr(description);
+    m_errorType = type;
+    m_errorNumber = number;
 }
 
 STDMETHODIMP CSession::Fire(long) noexcept {

@@ -9,6 +9,7 @@
 #include "automation/HiddenWindow.h"
 #include "automation/Variant.h"
 #include "objectmodel/CParameters.h"
+#include "session/SessionState.h"
 #include "session/cTimer.h"
 #include "support/MethodFrame.h"
 
@@ -17,8 +18,8 @@ namespace vtdl {
 /// The published session: runs its data source's download once, or on a timer when the parameter
 /// "PERIOD" (milliseconds) is positive. Adapters report to its progress face; it passes start and
 /// progress on to the host's sink and tells it itself when data is ready and the job is done.
-class CSession final
-    : public FramedObject<CSession, ::CSession, _CSession, _IProgressCallBack, iTimer> {
+class CSession final : public FramedObject<CSession, ::CSession, _CSession, _IProgressCallBack,
+                                           iTimer, ISessionState> {
 public:
     static constexpr text::FixedString className{"CSession"};
 
@@ -52,6 +53,9 @@ public:
     STDMETHODIMP Done(IUnknown** caller, long errorNumber) noexcept override;
 
     STDMETHODIMP Fire(long elapsed) noexcept override;
+
+    void SetStatus(vtdlSessionStatus status) noexcept override { m_status = status; }
+    void SetError(vtdlSessionErrorType type, long number, std::wstring_view description) override;
 
 private:
     std::optional<HRESULT> InvokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters,

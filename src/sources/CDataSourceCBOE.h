@@ -1,11 +1,14 @@
 #pragma once
+// The option chain of an underlying, from the download form of the exchange's delayed quotes.
 
-#include "sources/LeftOpenAdapter.h"
+#include "replies/CboeTable.h"
+#include "sources/SessionParameters.h"
+#include "sources/WebAdapter.h"
 
 namespace vtdl {
 
 class CDataSourceCBOE final
-    : public LeftOpenAdapter<CDataSourceCBOE, ::CDataSourceCBOE, _CDataSourceCBOE> {
+    : public WebAdapter<CDataSourceCBOE, ::CDataSourceCBOE, _CDataSourceCBOE> {
 public:
     static constexpr text::FixedString className{"CDataSourceCBOE"};
     static constexpr SourceIdentity identity{
@@ -17,6 +20,23 @@ public:
         .descriptionParameter = L"Chicago Board Of Exchange",
         .dataServer = L"CBOE",
     };
+    static std::vector<ParameterDeclaration> SessionParameters() { return {TickerParameter()}; }
+
+    /// No columns are announced: the result is three records.
+    STDMETHODIMP get_DataFields(_CDataFields** result) noexcept override;
+
+    /// Delivers "TICKER", the underlying's quote, and "CALLS" and "PUTS": nine arrays each, the
+    /// elements at one index describing the same option, and the same line of the reply in both. A
+    /// reply that failed or is of another type delivers a result without values.
+    STDMETHODIMP Download(_CSession** session) noexcept override;
+
+private:
+    std::string BuildFormBody(bool isLookupForm, std::string_view ticker);
+    std::string FetchTable(MethodFrame& frame, _CSession* session);
+    void Parse(MethodFrame& frame, std::string_view reply, CData& data);
+    static double ConvertCBOEDate(std::string_view text) noexcept;
+    static automation::ComPtr<CDataFields> QuoteRecord(MethodFrame& frame,
+                                                       const replies::CboeQuote& quote);
 };
 
 }  // namespace vtdl

@@ -1,12 +1,16 @@
 #pragma once
+// Daily and weekly prices of the finance service. The class's name is published so.
 
-#include "sources/LeftOpenAdapter.h"
+#include "replies/GoogleTable.h"
+#include "sources/HistoryRequest.h"
+#include "sources/SessionParameters.h"
+#include "sources/WebAdapter.h"
 
 namespace vtdl {
 
 class CDataSourceGoogleHitorical final
-    : public LeftOpenAdapter<CDataSourceGoogleHitorical, ::CDataSourceGoogleHitorical,
-                             _CDataSourceGoogleHitorical> {
+    : public WebAdapter<CDataSourceGoogleHitorical, ::CDataSourceGoogleHitorical,
+                        _CDataSourceGoogleHitorical> {
 public:
     static constexpr text::FixedString className{"CDataSourceGoogleHitorical"};
     static constexpr SourceIdentity identity{
@@ -17,7 +21,24 @@ public:
         .nameParameter = L"Google.Finance (historical data)",
         .descriptionParameter = L"Google.Finance (historical data)",
         .dataServer = L"GOOGLE",
+        .columns = replies::googleAnnouncedColumns,
     };
+    static std::vector<ParameterDeclaration> SessionParameters();
+
+    /// Hands the rows over in the order of the reply, newest first, unlike the chart service's; on
+    /// purpose. A reply that is no table ends the download without data.
+    STDMETHODIMP Download(_CSession** session) noexcept override;
+
+private:
+    struct PriceRequest : HistoryRequest {
+        explicit PriceRequest(_CParameters* parameters);
+        std::string Path() const;
+
+        std::string escapedTicker;
+        std::string periodicity;
+    };
+
+    long PageError(const std::string& reply) const override;
 };
 
 }  // namespace vtdl

@@ -1,11 +1,15 @@
 #pragma once
+// The current quote of one ticker from a service that wants an account.
 
-#include "sources/LeftOpenAdapter.h"
+#include "replies/PCQuoteFields.h"
+#include "sources/SessionParameters.h"
+#include "sources/WebAdapter.h"
 
 namespace vtdl {
 
+/// Creatable, and not among the manager's data sources; on purpose.
 class CDataSourcePCQuote final
-    : public LeftOpenAdapter<CDataSourcePCQuote, ::CDataSourcePCQuote, _CDataSourcePCQuote> {
+    : public WebAdapter<CDataSourcePCQuote, ::CDataSourcePCQuote, _CDataSourcePCQuote> {
 public:
     static constexpr text::FixedString className{"CDataSourcePCQuote"};
     static constexpr SourceIdentity identity{
@@ -18,6 +22,16 @@ public:
         .descriptionParameter = L"PCQuote (realtime)",
         .dataServer = L"PCQUOTE",
     };
+    /// The account; kept in the settings file, in clear text, with the adapter's other parameters.
+    static std::vector<ParameterDeclaration> OwnParameters();
+    static std::vector<ParameterDeclaration> SessionParameters();
+
+    /// Each column holds a single value. A reply with too few values, such as an error text, gives
+    /// the ticker and otherwise empty columns.
+    STDMETHODIMP Download(_CSession** session) noexcept override;
+
+private:
+    std::shared_ptr<WinInet> QuoteClient(std::string_view ticker);
 };
 
 }  // namespace vtdl

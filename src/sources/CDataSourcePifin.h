@@ -1,11 +1,15 @@
 #pragma once
+// Daily history of futures and commodities, with open interest.
 
-#include "sources/LeftOpenAdapter.h"
+#include "replies/PifinTable.h"
+#include "sources/HistoryRequest.h"
+#include "sources/SessionParameters.h"
+#include "sources/WebAdapter.h"
 
 namespace vtdl {
 
 class CDataSourcePifin final
-    : public LeftOpenAdapter<CDataSourcePifin, ::CDataSourcePifin, _CDataSourcePifin> {
+    : public WebAdapter<CDataSourcePifin, ::CDataSourcePifin, _CDataSourcePifin> {
 public:
     static constexpr text::FixedString className{"CDataSourcePifin"};
     static constexpr SourceIdentity identity{
@@ -16,7 +20,13 @@ public:
         .nameParameter = L"Pifin",
         .descriptionParameter = L"Pifin (historical data)",
         .dataServer = L"PIFIN",
+        .columns = replies::pifinColumns,
     };
+    static std::vector<ParameterDeclaration> SessionParameters();
+
+    /// Hands the rows over in the order of the reply. A reply that is no table gives an empty
+    /// result.
+    STDMETHODIMP Download(_CSession** session) noexcept override;
 };
 
 }  // namespace vtdl

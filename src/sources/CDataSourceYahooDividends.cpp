@@ -9,31 +9,30 @@ std::vector<ParameterDeclaration> CDataSourceYahooDividends::SessionParameters()
 }
 
 STDMETHODIMP CDataSourceYahooDividends::Download(_CSession** session) noexcept {
-    if (!session || !*session) return E_POINTER;
-    const ComPtr<_CSession> current(*session);
-    return Framed<"CDataSource_Download">([&](MethodFrame& frame) {
-        const DownloadScope scope(*this, current.get());
-        const std::optional<Request> request = Prepare<Request>(frame, current.get());
+    return Downloading(session, [&](MethodFrame& frame, _CSession* current) {
+        const auto request = Prepare<HistoryRequest>(frame, current);
         if (!request) return;
 
         replies::Columns grid(replies::yahooDividendColumns);
         const bool hasData = FetchPages(frame, *request, grid);
         if (hasData && grid.Rows() == 0) grid.AddRows(1);  // the initial row, as for prices
-        HandOver(frame, current.get(),
-                 hasData ? ReversedColumns(std::move(grid)) : AnnouncedColumns(identity.columns));
+        if (hasData)
+            HandOver(frame, current, L"HISTORICAL", std::move(grid), RowOrder::reversed);
+        else
+            HandOver(frame, current, L"HISTORICAL", AnnouncedColumns(identity.columns).get());
     });
 }
 
 // False when a reply says that there is no data; the columns are then handed over empty. A page of
 // exactly 200 rows makes the same request again and appends its rows, on purpose.
-bool CDataSourceYahooDividends::FetchPages(MethodFrame& frame, const Request& request,
+bool CDataSourceYahooDividends::FetchPages(MethodFrame& frame, const HistoryRequest& request,
                                            replies::Columns& grid) {
-    yahoo::FieldReader oddFields(frame, identity.columns);
+    FieldReader oddFields(frame, identity.columns);
     const std::string path =
         yahoo::TablePath(request.ticker, request.start, request.end, "&g=v&ignore=.csv");
     for (;;) {
         std::string reply;
-        frame.Step([&] { reply = DownloadURL(m_chartHost, path); });
+        frame.Step([&] { reply = FetchTable(m_chartHost, path); });
         // Fewer than three lines count as no data, on purpose, even a header with a single row.
         if (reply.empty() || replies::LineCount(reply) < 3 || replies::IsYahooNotFoundPage(reply))
             return false;

@@ -25,7 +25,7 @@ public:
     STDMETHODIMP Download(_CSession** session) noexcept override;
 
 private:
-    bool FetchPages(MethodFrame& frame, const Request& request, replies::Columns& grid);
+    bool FetchPages(MethodFrame& frame, const HistoryRequest& request, replies::Columns& grid);
 };
 
 }  // namespace vtdl

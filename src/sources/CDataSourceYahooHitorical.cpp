@@ -16,8 +16,8 @@ std::vector<ParameterDeclaration> CDataSourceYahooHitorical::SessionParameters()
 }
 
 CDataSourceYahooHitorical::PriceRequest::PriceRequest(_CParameters* parameters)
-    : Request(parameters),
-      periodicity(ToBytes(ToText(ParameterValue(parameters, L"PERIODICITY").get()).view())),
+    : HistoryRequest(parameters),
+      periodicity(ParameterBytes(parameters, L"PERIODICITY")),
       isAdjusted(ToBool(ParameterValue(parameters, L"ADJUST VALUES").get())) {
     periodicity.resize(std::min<std::size_t>(periodicity.size(), 1));
     CharLowerBuffA(periodicity.data(), static_cast<DWORD>(periodicity.size()));
@@ -28,29 +28,26 @@ std::string CDataSourceYahooHitorical::PriceRequest::Path(double lastDay) const 
 }
 
 STDMETHODIMP CDataSourceYahooHitorical::Download(_CSession** session) noexcept {
-    if (!session || !*session) return E_POINTER;
-    const ComPtr<_CSession> current(*session);
-    return Framed<"CDataSource_Download">([&](MethodFrame& frame) {
-        const DownloadScope scope(*this, current.get());
-        const std::optional<PriceRequest> request = Prepare<PriceRequest>(frame, current.get());
+    return Downloading(session, [&](MethodFrame& frame, _CSession* current) {
+        const auto request = Prepare<PriceRequest>(frame, current);
         if (!request) return;
 
         replies::Columns grid(replies::yahooPriceColumns);
         if (!FetchPages(frame, *request, grid)) return;
         // Without any row the grid's initial row remains: a zero date and zeros, on purpose.
         if (grid.Rows() == 0) grid.AddRows(1);
-        HandOver(frame, current.get(), ReversedColumns(std::move(grid)));
+        HandOver(frame, current, L"HISTORICAL", std::move(grid), RowOrder::reversed);
     });
 }
 
 // False when a fetch failed: nothing is handed over then, not even earlier pages.
 bool CDataSourceYahooHitorical::FetchPages(MethodFrame& frame, const PriceRequest& request,
                                            replies::Columns& grid) {
-    yahoo::FieldReader oddFields(frame, identity.columns);
+    FieldReader oddFields(frame, identity.columns);
     double lastDay = request.end;
     for (;;) {
         std::string reply;
-        frame.Step([&] { reply = DownloadURL(m_chartHost, request.Path(lastDay)); });
+        frame.Step([&] { reply = FetchTable(m_chartHost, request.Path(lastDay)); });
         if (reply.empty()) return false;
         const std::size_t rows =
             replies::ParseYahooPage(reply, "Date,Open", request.isAdjusted, grid, oddFields);

@@ -25,7 +25,7 @@ public:
     STDMETHODIMP Download(_CSession** session) noexcept override;
 
 private:
-    struct PriceRequest : Request {
+    struct PriceRequest : HistoryRequest {
         explicit PriceRequest(_CParameters* parameters);
         std::string Path(double lastDay) const;
 

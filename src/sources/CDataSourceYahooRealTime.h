@@ -1,12 +1,15 @@
 #pragma once
+// The current quote of one ticker.
 
-#include "sources/LeftOpenAdapter.h"
+#include "replies/Quote.h"
+#include "sources/SessionParameters.h"
+#include "sources/WebAdapter.h"
 
 namespace vtdl {
 
 class CDataSourceYahooRealTime final
-    : public LeftOpenAdapter<CDataSourceYahooRealTime, ::CDataSourceYahooRealTime,
-                             _CDataSourceYahooRealTime> {
+    : public WebAdapter<CDataSourceYahooRealTime, ::CDataSourceYahooRealTime,
+                        _CDataSourceYahooRealTime> {
 public:
     static constexpr text::FixedString className{"CDataSourceYahooRealTime"};
     static constexpr SourceIdentity identity{
@@ -14,11 +17,22 @@ public:
         .description = L"Yahoo! Finance (realtime)",
         .priceDataType = vtdlPriceDataTypeRealtime | vtdlPriceDataTypeCurrency |
                          vtdlPriceDataTypeIndicies | vtdlPriceDataTypeStocks,
-        .section = L"YAHOORT/PARAMETERS",
+        .section = L"YAHOORT/PARAMETERS",  // not the name, on purpose
         .nameParameter = L"Yahoo! Finance (realtime)",
         .descriptionParameter = L"Yahoo! Finance (realtime)",
         .dataServer = L"YAHOO",
     };
+    static std::vector<ParameterDeclaration> SessionParameters() { return {TickerParameter()}; }
+
+    /// Each column holds a single value. A quote whose trade date is the first day of 1970 is
+    /// handed over too, and reported as error 5.
+    STDMETHODIMP Download(_CSession** session) noexcept override;
+
+private:
+    static double ToDate(std::string_view text) noexcept;
+    static double ToTime(std::string_view text) noexcept;
+    static void AddValue(_CDataFields* fields, const replies::QuoteColumn& column,
+                         std::string_view text, bool& isInvalid);
 };
 
 }  // namespace vtdl

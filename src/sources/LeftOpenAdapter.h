@@ -16,10 +16,7 @@ public:
     static std::vector<ParameterDeclaration> SessionParameters() { return {TickerParameter()}; }
 
     STDMETHODIMP Download(_CSession** session) noexcept override {
-        if (!session || !*session) return E_POINTER;
-        const automation::ComPtr<_CSession> current(*session);
-        return this->template Framed<"CDataSource_Download">([&](MethodFrame& frame) {
-            const typename LeftOpenAdapter::DownloadScope scope(*this, current.get());
+        return this->Downloading(session, [&](MethodFrame& frame, _CSession* current) {
             frame.Step([&] { this->m_session.Start(); });
             frame.Step([&] { this->m_session.Done(dataNotAvailable); });
             frame.Step(

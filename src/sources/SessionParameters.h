@@ -27,6 +27,14 @@ inline ParameterDeclaration EndDateParameter() {
             .value = automation::Variant::Date(Today())};
 }
 
+/// "PERIOD", milliseconds: 0, and 1000 as the default value that a host may offer.
+inline ParameterDeclaration PeriodParameter() {
+    return {.name = L"PERIOD",
+            .type = vtdlParameterTypeNumber,
+            .value = automation::Variant(std::wstring_view(L"0")),
+            .defaultValue = automation::Variant(std::wstring_view(L"1000"))};
+}
+
 /// A choice among texts; the first one is the default.
 template <std::size_t Count>
 ParameterDeclaration ListParameter(std::wstring_view name,

@@ -5,8 +5,9 @@
 #include <memory>
 
 #include "automation/ClassTable.h"
-#include "objectmodel/CDataFields.h"
+#include "objectmodel/CData.h"
 #include "objectmodel/CParameters.h"
+#include "session/SessionErrors.h"
 #include "sources/CurrentSession.h"
 #include "sources/SourceIdentity.h"
 #include "support/Hosts.h"
@@ -15,8 +16,9 @@
 
 namespace vtdl {
 
-/// Base of an adapter D, which brings: className, identity, SessionParameters() and Download(). Its
-/// default IDispatch also answers the names of the data-source contract.
+/// Base of an adapter D, which brings: className, identity, SessionParameters() and Download(), and
+/// OwnParameters() when it has more than the fixed ones. Its default IDispatch also answers the
+/// names of the data-source contract.
 template <class D, class Coclass, class Default>
 class WebAdapter : public FramedObject<D, Coclass, Default, _CDataSource>, protected WinInetEvents {
 public:
@@ -104,6 +106,21 @@ protected:
         });
     }
 
+    /// Runs the body of Download inside its frame, with the session as the current one.
+    template <class Body>
+    HRESULT Downloading(_CSession** session, Body&& body,
+                        std::source_location at = std::source_location::current()) noexcept {
+        if (!session || !*session) return E_POINTER;
+        const automation::ComPtr<_CSession> current(*session);
+        return this->template Framed<"CDataSource_Download">(
+            [&](MethodFrame& frame) {
+                const DownloadScope scope(*this, current.get());
+                body(frame, current.get());
+            },
+            at);
+    }
+
+private:
     /// Makes the session current for the time of a download. A download of another session may
     /// start inside this one, from a callback or while messages run; afterwards this one goes on.
     class DownloadScope {
@@ -127,23 +144,89 @@ protected:
         bool m_outerIsAborted;
     };
 
-    /// Fetches one reply with a client of its own. False when that failed or the download was
-    /// aborted; the body is then empty.
-    bool Fetch(const HostAddress& host, const std::string& resource, std::string& body) {
-        body.clear();
-        if (m_isAborted) return false;
+protected:
+    /// A client for one request to a service.
+    std::shared_ptr<WinInet> NewClient(const HostAddress& host, std::string resource) {
         const auto client = std::make_shared<WinInet>(static_cast<WinInetEvents*>(this));
         client->HostName = host.name;
         client->Port = host.port;
-        client->Resource = resource;
+        client->Resource = std::move(resource);
+        client->TimeoutSek = ConfiguredTimeout(*m_settings);
+        return client;
+    }
+
+    std::shared_ptr<WinInet> NewClient(const wchar_t* service, std::string resource) {
+        return NewClient(ParseHost(ServiceHost(*m_settings, service)), std::move(resource));
+    }
+
+    /// Runs a request; the body is then in the client. False when it failed or the download was
+    /// aborted.
+    bool Fetch(const std::shared_ptr<WinInet>& client) {
+        if (m_isAborted) return false;
         struct Current {
             std::shared_ptr<WinInet>& slot;
             std::shared_ptr<WinInet> outer;
             ~Current() { slot = outer; }
         } const current{m_ADL, std::exchange(m_ADL, client)};
         client->Execute();
-        body = client->TakeResponse();
         return client->SuccessDone;
+    }
+
+    /// Fetches one reply and reports the outcome to the session. Empty when there is none, or one
+    /// of the service's error pages.
+    std::string DownloadURL(const std::shared_ptr<WinInet>& client) {
+        std::string reply;
+        automation::Check(this->template Framed<"DownloadURL">([&](MethodFrame& frame) {
+            long error = downloadFailure;
+            frame.Step([&] {
+                if (!Fetch(client)) return;
+                reply = client->TakeResponse();
+                error = PageError(reply);
+            });
+            if (error != 0) reply.clear();
+            frame.Step([&] { m_session.Done(error); });
+        }));
+        return reply;
+    }
+
+    /// The number of the error that a reply is the page of; 0 for any other reply.
+    virtual long PageError(const std::string&) const { return 0; }
+
+    /// A session's request, read from its parameters; nothing when reading it failed and was
+    /// ignored.
+    template <class Request>
+    static std::optional<Request> ReadRequest(MethodFrame& frame, _CSession* session) {
+        std::optional<Request> request;
+        frame.Step([&] {
+            automation::ComPtr<_CParameters> parameters;
+            automation::Check(session->get_Parameters(parameters.put()));
+            request.emplace(parameters.get());
+        });
+        return request;
+    }
+
+    /// Gives the session its result: one block, which the host cannot change.
+    static void StoreResult(MethodFrame& frame, _CSession* session, std::wstring_view block,
+                            _CDataFields* fields) {
+        frame.Step([&] {
+            const auto data = automation::Make<CData>();
+            SetBlock(*data.get(), block, fields, false);
+            automation::Check(session->putref_Data(data.get()));
+        });
+    }
+
+    /// The same for rows, and tells the session.
+    void HandOver(MethodFrame& frame, _CSession* session, std::wstring_view block,
+                  replies::Columns columns, RowOrder order) {
+        automation::ComPtr<CDataFields> fields;
+        frame.Step([&] { fields = FieldsOf(std::move(columns), order); });
+        HandOver(frame, session, block, fields.get());
+    }
+
+    void HandOver(MethodFrame& frame, _CSession* session, std::wstring_view block,
+                  _CDataFields* fields) {
+        StoreResult(frame, session, block, fields);
+        frame.Step([&] { m_session.DataReady(); });
     }
 
     /// The text that goes along with progress reports.
@@ -185,6 +268,9 @@ private:
                                                   .type = vtdlParameterTypeString,
                                                   .value = automation::Variant(value),
                                                   .isEditable = false});
+        if constexpr (requires { D::OwnParameters(); })
+            for (const ParameterDeclaration& declaration : D::OwnParameters())
+                DeclareParameter(m_parameters.get(), declaration);
     }
 
     // Rounded half to even; 100 when the total is unknown.

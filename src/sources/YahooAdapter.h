@@ -1,11 +1,12 @@
 #pragma once
 // What the two adapters of the chart service do alike.
 
-#include "objectmodel/CData.h"
-#include "session/SessionErrors.h"
+#include "replies/YahooTable.h"
+#include "sources/FieldReader.h"
+#include "sources/HistoryRequest.h"
+#include "sources/SessionParameters.h"
+#include "sources/WebAdapter.h"
 #include "sources/YahooChart.h"
-#include "support/CodePage.h"
-#include "support/Today.h"
 
 namespace vtdl {
 
@@ -27,14 +28,14 @@ public:
             std::vector<long> scores(14);
             std::optional<yahoo::ServerFamily> family;
             std::string reply;
-            frame.Step([&] { reply = DownloadURL(publicHost, probe); });
+            frame.Step([&] { reply = FetchTable(publicHost, probe); });
             scores[0] = yahoo::ReplyValidityIndex(reply);
             frame.Step([&] { family = yahoo::FindServerFamily(reply); });
             if (!family) return;
 
             for (long k = 3; k <= 13; ++k) {
                 m_chartHost = family->Server(k);
-                frame.Step([&] { reply = DownloadURL(m_chartHost, probe); });
+                frame.Step([&] { reply = FetchTable(m_chartHost, probe); });
                 scores[static_cast<std::size_t>(k)] = yahoo::ReplyValidityIndex(reply);
             }
             const std::size_t best = yahoo::BestServer(scores);
@@ -44,55 +45,17 @@ public:
     }
 
 protected:
-    /// A session's request, read from its parameters.
-    struct Request {
-        std::string ticker;
-        double start;
-        double end;
-
-        explicit Request(_CParameters* parameters)
-            : ticker(
-                  ToBytes(automation::ToText(ParameterValue(parameters, L"TICKER").get()).view())),
-              start(automation::ToDate(ParameterValue(parameters, L"STARTDATE").get())),
-              end(automation::ToDate(ParameterValue(parameters, L"ENDDATE").get())) {}
-    };
-
-    /// Chooses a host on the adapter's first download, and reads the session's request. Nothing
-    /// when reading it failed and was ignored.
-    template <class SourceRequest>
-    std::optional<SourceRequest> Prepare(MethodFrame& frame, _CSession* session) {
+    /// Chooses a host on the adapter's first download, and reads the session's request.
+    template <class Request>
+    std::optional<Request> Prepare(MethodFrame& frame, _CSession* session) {
         if (m_chartHost.empty())
             frame.Step([&] { automation::Check(SelectYahooInternalServer()); });
-        std::optional<SourceRequest> request;
-        frame.Step([&] {
-            automation::ComPtr<_CParameters> parameters;
-            automation::Check(session->get_Parameters(parameters.put()));
-            request.emplace(parameters.get());
-        });
-        return request;
+        return this->template ReadRequest<Request>(frame, session);
     }
 
-    /// Fetches one reply and reports its outcome to the session, also for each probe of a server.
-    std::string DownloadURL(const std::wstring& host, const std::string& path) {
-        std::string reply;
-        automation::Check(this->template Framed<"DownloadURL">([&](MethodFrame& frame) {
-            bool isFetched = false;
-            frame.Step([&] {
-                const HostAddress address = yahoo::AddressOf(*this->m_settings, host);
-                isFetched = this->Fetch(address, path, reply);
-            });
-            frame.Step([&] { this->m_session.Done(isFetched ? 0 : downloadFailure); });
-        }));
-        return reply;
-    }
-
-    void HandOver(MethodFrame& frame, _CSession* session, automation::ComPtr<CDataFields> fields) {
-        frame.Step([&] {
-            const auto data = automation::Make<CData>();
-            SetBlock(*data.get(), L"HISTORICAL", fields.get(), false);
-            automation::Check(session->putref_Data(data.get()));
-        });
-        frame.Step([&] { this->m_session.DataReady(); });
+    /// Fetches one table; the session hears of every fetch, also of the probe of a server.
+    std::string FetchTable(const std::wstring& host, const std::string& path) {
+        return this->DownloadURL(this->NewClient(yahoo::AddressOf(*this->m_settings, host), path));
     }
 
     const std::wstring& StatusText() const override {

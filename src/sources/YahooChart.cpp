@@ -4,6 +4,7 @@
 
 #include "support/CodePage.h"
 #include "support/RegExp.h"
+#include "support/SharedSettings.h"
 #include "text/CalendarDate.h"
 
 namespace vtdl::yahoo {
@@ -73,26 +74,6 @@ HostAddress AddressOf(CXMLSettings& settings, const std::wstring& host) {
     HostAddress address = ParseHost(configured.empty() ? host : configured);
     if (configured.empty()) address.port = ParseHost(chartHost).port;
     return address;
-}
-
-// An ignored field stays empty, which reads as 0.
-double FieldReader::Read(const replies::OddField& field) {
-    double value = 0;
-    m_frame.Step([&] { value = Convert(field); });
-    return value;
-}
-
-double FieldReader::Convert(const replies::OddField& field) const {
-    using namespace automation;
-    const replies::ColumnSpec& column = m_columns[field.column];
-    const std::wstring text = ToWide(field.text);
-    std::wstring place = L"row " + std::to_wstring(field.row) + L", " + std::wstring(column.name);
-    if (field.isMissing) throw MakeRuntimeError(RuntimeError::subscript, place + L" is missing");
-    place += L" \"" + text.substr(0, 80) + L"\"";
-    if (column.type != replies::ColumnType::date) return ConvertNumber(text, place);
-    const std::optional<double> date = replies::ParseYahooDate(field.text);
-    if (!date) throw MakeRuntimeError(RuntimeError::typeMismatch, place);
-    return *date;
 }
 
 }  // namespace vtdl::yahoo

@@ -1,13 +1,12 @@
 #pragma once
 // What the two adapters of the chart service share: requests, dates, and the choice of its server.
 
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "replies/YahooTable.h"
-#include "sources/SessionParameters.h"
-#include "sources/WebAdapter.h"
-#include "support/DecimalSeparator.h"
+#include "support/CXMLSettings.h"
+#include "support/Hosts.h"
 
 namespace vtdl::yahoo {
 
@@ -38,21 +37,5 @@ std::size_t BestServer(const std::vector<long>& scores);
 /// The address of a host text. A numbered server is looked up under its full name among the
 /// configured hosts; without an entry it has the chart host's port.
 HostAddress AddressOf(CXMLSettings& settings, const std::wstring& host);
-
-/// Reads the fields that the parser hands back, by the platform's conversions. A field that cannot
-/// be read is a failed statement of the method in the frame.
-class FieldReader final : public replies::OddFieldReader {
-public:
-    FieldReader(MethodFrame& frame, std::span<const replies::ColumnSpec> columns)
-        : m_frame(frame), m_columns(columns) {}
-
-    double Read(const replies::OddField& field) override;
-
-private:
-    double Convert(const replies::OddField& field) const;
-
-    MethodFrame& m_frame;
-    std::span<const replies::ColumnSpec> m_columns;
-};
 
 }  // namespace vtdl::yahoo

@@ -4,11 +4,19 @@
 
 #include "automation/Error.h"
 #include "automation/Variant.h"
+#include "support/CodePage.h"
+#include "text/Decimal.h"
 
 namespace vtdl {
 namespace {
 
 wchar_t separator = 0;
+
+HRESULT Convert(std::wstring_view text, double& number) {
+    std::wstring localised(text);
+    std::replace(localised.begin(), localised.end(), L'.', DecimalSeparator());
+    return VarR8FromStr(localised.data(), LOCALE_USER_DEFAULT, 0, &number);
+}
 
 }  // namespace
 
@@ -26,11 +34,17 @@ wchar_t DecimalSeparator() {
 }
 
 double ConvertNumber(std::wstring_view text, std::wstring_view detail) {
-    std::wstring localised(text);
-    std::replace(localised.begin(), localised.end(), L'.', DecimalSeparator());
     double number = 0;
-    automation::CheckConversion(VarR8FromStr(localised.data(), LOCALE_USER_DEFAULT, 0, &number),
-                                detail);
+    automation::CheckConversion(Convert(text, number), detail);
+    return number;
+}
+
+std::optional<double> ParseNumber(std::string_view text) {
+    const char* const end = text.data() + text.size();
+    const text::DecimalRead plain = text::ReadDecimal(text.data(), end);
+    if (plain.end == end && !text.empty()) return plain.value;
+    double number = 0;
+    if (FAILED(Convert(ToWide(text), number))) return std::nullopt;
     return number;
 }
 

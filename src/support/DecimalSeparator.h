@@ -2,6 +2,7 @@
 // The decimal separator of the user's locale, which reply texts get before the platform converts
 // them.
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -16,5 +17,8 @@ wchar_t DecimalSeparator();
 /// counting as decimal separators. Throws the run-time errors 13 (no number) and 6 (too large),
 /// with the detail appended to their texts.
 double ConvertNumber(std::wstring_view text, std::wstring_view detail);
+
+/// The number in a text of a reply, likewise; nothing when it is none.
+std::optional<double> ParseNumber(std::string_view text);
 
 }  // namespace vtdl

@@ -32,4 +32,13 @@ HostAddress ParseHost(std::wstring_view host) {
     return address;
 }
 
+long ConfiguredTimeout(CXMLSettings& settings) {
+    long seconds = 0;
+    for (const wchar_t c : ReadSetting(settings, L"HTTP", L"timeout", L"")) {
+        if (c < L'0' || c > L'9' || seconds > 100000) return 0;
+        seconds = seconds * 10 + (c - L'0');
+    }
+    return seconds;
+}
+
 }  // namespace vtdl

@@ -4,13 +4,13 @@
 #include <cstdint>
 #include <system_error>
 
+#include "text/Ascii.h"
+
 namespace vtdl::text {
 namespace {
 
 constexpr double powersOfTen[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                                   1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
-
-bool IsDigit(char c) { return static_cast<unsigned char>(c - '0') < 10; }
 
 #ifdef __i386__
 // The C++ library's from_chars multiplies on the x87 unit, which rounds a product twice (to its own

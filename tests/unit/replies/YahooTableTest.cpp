@@ -1,22 +1,12 @@
 #include "replies/YahooTable.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <chrono>
 #include <cstdio>
-#include <cstdlib>
-#include <fstream>
-#include <iterator>
-#include <sstream>
-#include <stdexcept>
-#include <string>
-#include <vector>
+
+#include "Replies.h"
+#include "replies/ServiceDate.h"
 
 namespace vtdl::replies {
 namespace {
-
-using Row = std::vector<double>;
 
 const std::string priceHeader = "Date,Open";
 const std::string dividendHeader = "Date,";
@@ -26,16 +16,6 @@ const std::string threeRows =
     "9-Jan-04,7,8,6.125,7.5,000,7.5\n"
     "1984-09-07,26.50,26.87,26.25,26.50,2981600,3.02\n";
 
-constexpr const char* monthNames[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                      "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-
-std::string RecordedReply(const std::string& name) {
-    std::ifstream file("yahoo-table/" + name, std::ios::binary);
-    std::string reply(std::istreambuf_iterator<char>(file), {});
-    EXPECT_FALSE(reply.empty()) << name << ": run the tests in the folder tests/data";
-    return reply;
-}
-
 std::string ReplaceAll(const std::string& text, char what, const std::string& with) {
     std::string result;
     for (const char c : text) result += c == what ? with : std::string(1, c);
@@ -43,35 +23,6 @@ std::string ReplaceAll(const std::string& text, char what, const std::string& wi
 }
 
 // --- A reader of the tables that does everything the plain way
-
-std::vector<std::string> Split(const std::string& text, char separator) {
-    std::vector<std::string> parts;
-    std::istringstream stream(text);
-    for (std::string part; std::getline(stream, part, separator);) parts.push_back(part);
-    return parts;
-}
-
-double Serial(int year, unsigned month, unsigned day) {
-    using namespace std::chrono;
-    const days count =
-        sys_days{std::chrono::year{year} / std::chrono::month{month} / std::chrono::day{day}} -
-        sys_days{1899y / December / 30};
-    return static_cast<double>(count.count());
-}
-
-double PlainDate(const std::string& text) {
-    const std::vector<std::string> parts = Split(text, '-');
-    const int first = std::stoi(parts[0]);
-    const int third = std::stoi(parts[2]);
-    const auto month = std::find(std::begin(monthNames), std::end(monthNames), parts[1]);
-    if (month == std::end(monthNames)) {
-        return Serial(first, static_cast<unsigned>(std::stoi(parts[1])),
-                      static_cast<unsigned>(third));
-    }
-    return Serial(third + (third < 50 ? 2000 : 1900),
-                  static_cast<unsigned>(month - std::begin(monthNames)) + 1,
-                  static_cast<unsigned>(first));
-}
 
 std::vector<Row> PlainRows(const std::string& reply, bool adjust = false) {
     std::vector<std::string> lines = Split(reply, '\n');
@@ -94,43 +45,6 @@ std::vector<Row> PlainRows(const std::string& reply, bool adjust = false) {
 }
 
 // --- Running the parser
-
-struct OddText {
-    std::size_t row, column;
-    std::string text;
-    bool isMissing;
-
-    bool operator==(const OddText&) const = default;
-};
-
-class RecordingReader final : public OddFieldReader {
-public:
-    explicit RecordingReader(double value = 0) : m_value(value) {}
-
-    double Read(const OddField& field) override {
-        fields.push_back({field.row, field.column, std::string(field.text), field.isMissing});
-        return m_value;
-    }
-
-    std::vector<OddText> fields;
-
-private:
-    double m_value;
-};
-
-class ThrowingReader final : public OddFieldReader {
-public:
-    double Read(const OddField&) override { throw std::invalid_argument("odd field"); }
-};
-
-std::vector<Row> RowsOf(const Columns& columns) {
-    std::vector<Row> rows(columns.Rows());
-    for (std::size_t column = 0; column < columns.Specs().size(); ++column) {
-        for (std::size_t row = 0; row < rows.size(); ++row)
-            rows[row].push_back(columns[column][row]);
-    }
-    return rows;
-}
 
 struct Parsed {
     std::vector<Row> rows;
@@ -175,7 +89,7 @@ TEST(YahooTable, RecordedPrices) {
              Recording{"req_INTC_1Y_M.csv", 13},
          }) {
         SCOPED_TRACE(recording.name);
-        const std::string reply = RecordedReply(recording.name);
+        const std::string reply = RecordedReply("yahoo-table/" + std::string(recording.name));
         EXPECT_EQ(ParseClean(reply).size(), recording.rows);
         EXPECT_EQ(ParseClean(reply), PlainRows(reply));
         EXPECT_EQ(ParseClean(reply, true), PlainRows(reply, true));
@@ -183,7 +97,7 @@ TEST(YahooTable, RecordedPrices) {
 }
 
 TEST(YahooTable, RecordedDividends) {
-    const std::string reply = RecordedReply("dividends_spy_2000-2010.csv");
+    const std::string reply = RecordedReply("yahoo-table/dividends_spy_2000-2010.csv");
     const Parsed parsed = Parse(reply, false, 0, dividendHeader, yahooDividendColumns);
     EXPECT_EQ(parsed.rows, PlainRows(reply));
     EXPECT_EQ(parsed.rows.size(), 45U);
@@ -228,7 +142,7 @@ TEST(YahooTable, PagesWithoutRows) {
 // Cut anywhere, a page gives the rows that lie before the cut; what is odd lies in its last row.
 TEST(YahooTable, TruncatedAnywhere) {
     for (const std::string& page :
-         {headerLine + threeRows, RecordedReply("dMonyy_intc_2003_65rows.csv")}) {
+         {headerLine + threeRows, RecordedReply("yahoo-table/dMonyy_intc_2003_65rows.csv")}) {
         const std::vector<Row> whole = PlainRows(page);
         const std::size_t rowsStart = page.find('\n') + 1;
         std::size_t complete = 0;
@@ -280,7 +194,8 @@ TEST(YahooTable, ManyRows) {
 
 TEST(YahooTable, PagesAreAppended) {
     const std::string pages[] = {headerLine + threeRows, headerLine, "no table\n" + threeRows,
-                                 RecordedReply("iso_2016_64rows_6dec.csv"), headerLine + threeRows};
+                                 RecordedReply("yahoo-table/iso_2016_64rows_6dec.csv"),
+                                 headerLine + threeRows};
     const std::size_t counts[] = {3, 0, 0, 64, 3};
     Columns columns(yahooPriceColumns);
     ThrowingReader reader;
@@ -355,23 +270,23 @@ TEST(YahooTable, EveryDateOfACenturyInBothForms) {
         char text[40];
         for (const char* format : {"%d-%02u-%02u", "%d-%u-%u"}) {
             std::snprintf(text, sizeof text, format, year, month, dayOfMonth);
-            ASSERT_EQ(ParseYahooDate(text), expected) << text;
+            ASSERT_EQ(ParseServiceDate(text), expected) << text;
         }
         for (const char* format : {"%u-%s-%02d", "%02u-%s-%02d"}) {
             std::snprintf(text, sizeof text, format, dayOfMonth, monthNames[month - 1], year % 100);
-            ASSERT_EQ(ParseYahooDate(text), expected) << text;
+            ASSERT_EQ(ParseServiceDate(text), expected) << text;
         }
     }
 }
 
 // The century goes before the year's digits, however many they are.
 TEST(YahooTable, YearsThatAreNotTwoDigits) {
-    EXPECT_EQ(ParseYahooDate("9-Jan-4"), Serial(204, 1, 9));
-    EXPECT_EQ(ParseYahooDate("9-Jan-0"), Serial(200, 1, 9));
-    EXPECT_EQ(ParseYahooDate("9-Jan-004"), std::nullopt);   // the year 20004
-    EXPECT_EQ(ParseYahooDate("9-Jan-2004"), std::nullopt);  // the year 192004
-    EXPECT_EQ(ParseYahooDate("100-01-01"), Serial(100, 1, 1));
-    EXPECT_EQ(ParseYahooDate("9999-12-31"), Serial(9999, 12, 31));
+    EXPECT_EQ(ParseServiceDate("9-Jan-4"), Serial(204, 1, 9));
+    EXPECT_EQ(ParseServiceDate("9-Jan-0"), Serial(200, 1, 9));
+    EXPECT_EQ(ParseServiceDate("9-Jan-004"), std::nullopt);   // the year 20004
+    EXPECT_EQ(ParseServiceDate("9-Jan-2004"), std::nullopt);  // the year 192004
+    EXPECT_EQ(ParseServiceDate("100-01-01"), Serial(100, 1, 1));
+    EXPECT_EQ(ParseServiceDate("9999-12-31"), Serial(9999, 12, 31));
 }
 
 TEST(YahooTable, NoDates) {
@@ -412,7 +327,7 @@ TEST(YahooTable, NoDates) {
                              "9-Jan--4",
                              "4294969300-01-09",
                              "9-Jan-4294967300"}) {
-        EXPECT_EQ(ParseYahooDate(text), std::nullopt) << text;
+        EXPECT_EQ(ParseServiceDate(text), std::nullopt) << text;
     }
 }
 

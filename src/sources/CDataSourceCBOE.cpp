@@ -1,0 +1,141 @@
+#include "sources/CDataSourceCBOE.h"
+
+#include "session/SessionState.h"
+#include "sources/CboeForm.h"
+#include "sources/FieldReader.h"
+#include "sources/HistoryRequest.h"
+#include "support/AddDataField.h"
+#include "support/CodePage.h"
+#include "support/DecimalSeparator.h"
+#include "text/Ascii.h"
+
+namespace vtdl {
+
+using namespace automation;
+
+namespace {
+
+constexpr char page[] = "/DelayedQuote/QuoteTableDownload.aspx";
+constexpr long timeoutSeconds = 300;
+
+double ToNumber(std::string_view text) { return ParseNumber(text).value_or(0); }
+
+// Malformed numbers are 0, never an error; only an expiry year that is none is.
+class ChainReader final : public replies::OddFieldReader {
+public:
+    explicit ChainReader(MethodFrame& frame) : m_frame(frame) {}
+
+    double Read(const replies::OddField& field) override {
+        if (replies::cboeOptionColumns[field.column].type != replies::ColumnType::date)
+            return ToNumber(field.text);
+        m_frame.Step([&] { Readable(std::nullopt, field.text); });
+        return 0;
+    }
+
+private:
+    MethodFrame& m_frame;
+};
+
+bool IsTable(std::string_view contentType) {
+    constexpr std::string_view expected = "application/x-unknown";
+    return text::EqualsIgnoringCase(contentType.substr(0, expected.size()), expected);
+}
+
+ComPtr<CDataFields> OptionRecord(replies::Columns& options) {
+    const auto record = Make<CDataFields>();
+    for (std::size_t i = 0; i < options.Specs().size(); ++i)
+        Check(mGlobals::AddDataField(record.get(), options.Specs()[i].name,
+                                     TakeArray(options, i, RowOrder::same)));
+    return record;
+}
+
+}  // namespace
+
+STDMETHODIMP CDataSourceCBOE::get_DataFields(_CDataFields** result) noexcept {
+    return FramedResult<"CDataSource_DataFields">(result, [] {});
+}
+
+STDMETHODIMP CDataSourceCBOE::Download(_CSession** session) noexcept {
+    return Downloading(session, [&](MethodFrame& frame, _CSession* current) {
+        const std::string reply = FetchTable(frame, current);
+        const auto data = Make<CData>();
+        if (!reply.empty()) Parse(frame, reply, *data.get());
+        frame.Step([&] { Check(current->putref_Data(data.get())); });
+        frame.Step([&] { m_session.DataReady(); });
+    });
+}
+
+std::string CDataSourceCBOE::FetchTable(MethodFrame& frame, _CSession* session) {
+    std::string reply;
+    std::shared_ptr<WinInet> client = NewClient(L"cboe", page);
+    frame.Step([&] {
+        ComPtr<_CParameters> parameters;
+        Check(session->get_Parameters(parameters.put()));
+        client->Method = "POST";
+        client->PostQuery = BuildFormBody(false, ParameterBytes(parameters.get(), L"TICKER"));
+        client->AgentName = "Mozilla/4.0";
+        client->Referer = page;
+        if (client->TimeoutSek == 0) client->TimeoutSek = timeoutSeconds;
+    });
+    bool isComplete = false;
+    frame.Step([&] { isComplete = Fetch(client); });
+    if (isComplete && IsTable(client->ContentType))
+        reply = client->TakeResponse();
+    else if (const auto state = Query<ISessionState>(session); isComplete && state)
+        frame.Step([&] { state->SetError(vtdlSessionErrorParsing, -1, L"Invalid data format"); });
+    frame.Step([&] { m_session.Done(isComplete ? 0 : downloadFailure); });
+    return reply;
+}
+
+// The settings may have the state of the service's current page.
+std::string CDataSourceCBOE::BuildFormBody(bool isLookupForm, std::string_view ticker) {
+    std::string body;
+    Check(Framed<"BuildFormBody">([&] {
+        std::string state = ToBytes(
+            ReadSetting(*m_settings, L"CBOE/FORM", isLookupForm ? L"lookup" : L"download", L""));
+        if (state.empty()) state = cboe::BuiltInState(isLookupForm);
+        body = cboe::BuildFormBody(isLookupForm, ticker, state);
+    }));
+    return body;
+}
+
+void CDataSourceCBOE::Parse(MethodFrame& frame, std::string_view reply, CData& data) {
+    ChainReader oddFields(frame);
+    replies::CboeTable table = replies::ParseCboeTable(reply, oddFields);
+    frame.Step([&] { SetBlock(data, L"TICKER", QuoteRecord(frame, table.quote).get(), false); });
+    frame.Step([&] { SetBlock(data, L"CALLS", OptionRecord(table.calls).get(), false); });
+    frame.Step([&] { SetBlock(data, L"PUTS", OptionRecord(table.puts).get(), false); });
+}
+
+// The second line alternates labels and values; the labels are not looked at.
+ComPtr<CDataFields> CDataSourceCBOE::QuoteRecord(MethodFrame& frame,
+                                                 const replies::CboeQuote& quote) {
+    const auto record = Make<CDataFields>();
+    const auto add = [&](std::wstring_view name, Variant value) {
+        Check(mGlobals::AddDataField(record.get(), name, std::move(value)));
+    };
+    const auto firstLine = [&](std::size_t i) {
+        if (i >= quote.first.size()) throw MakeRuntimeError(RuntimeError::subscript, L"line 1");
+        return quote.first[i];
+    };
+    const auto text = [](std::string_view field) { return Variant(Bstr::FromBytes(field)); };
+    const auto number = [](std::string_view field) { return Variant::Double(ToNumber(field)); };
+    frame.Step([&] { add(L"TICKER", text(firstLine(0))); });
+    frame.Step([&] { add(L"PRICE", number(firstLine(1))); });
+    frame.Step([&] { add(L"NET", number(firstLine(2))); });
+    const auto& second = quote.second;
+    frame.Step([&] { add(L"DATE", Variant::Date(ConvertCBOEDate(second[0]))); });
+    if (second.size() >= 3) add(L"BID", number(second[2]));
+    if (second.size() >= 5) add(L"ASK", number(second[4]));
+    if (second.size() >= 7) add(L"SIZE", text(second[6]));
+    if (second.size() >= 9) add(L"VOLUME", number(second[8]));
+    return record;
+}
+
+double CDataSourceCBOE::ConvertCBOEDate(std::string_view text) noexcept {
+    double date = 0;
+    Framed<"ConvertCBOEDate">([&] { date = Readable(replies::ParseCboeDate(text), text); });
+    return date;
+}
+
+}  // namespace vtdl

@@ -1,0 +1,64 @@
+#include "sources/CDataSourceGoogleHitorical.h"
+
+#include "sources/FieldReader.h"
+#include "support/TextHelpers.h"
+#include "text/Ascii.h"
+#include "text/CalendarDate.h"
+
+namespace vtdl {
+
+using namespace automation;
+
+namespace {
+
+// "Jan 9, 2004", its blanks and comma encoded.
+std::string QueryGoogleDate(double automationDate) {
+    constexpr std::string_view months = "JanFebMarAprMayJunJulAugSepOctNovDec";
+    const text::CalendarDate date = text::ToCalendarDate(automationDate);
+    return std::string(months.substr(static_cast<std::size_t>(date.month - 1) * 3, 3)) + "+" +
+           std::to_string(date.day) + "%2C+" + std::to_string(date.year);
+}
+
+}  // namespace
+
+std::vector<ParameterDeclaration> CDataSourceGoogleHitorical::SessionParameters() {
+    constexpr std::wstring_view periodicities[] = {L"DAILY", L"WEEKLY"};
+    return {TickerParameter(), StartDateParameter(), EndDateParameter(),
+            ListParameter(L"PERIODICITY", periodicities)};
+}
+
+CDataSourceGoogleHitorical::PriceRequest::PriceRequest(_CParameters* parameters)
+    : HistoryRequest(parameters),
+      escapedTicker(
+          mGlobals::URLEncode(ToText(ParameterValue(parameters, L"TICKER").get()).view(), false)),
+      periodicity(ParameterBytes(parameters, L"PERIODICITY")) {}
+
+std::string CDataSourceGoogleHitorical::PriceRequest::Path() const {
+    return "/finance/historical?q=" + escapedTicker + "&histperiod=" + periodicity +
+           "&startdate=" + QueryGoogleDate(start) + "&enddate=" + QueryGoogleDate(end) +
+           "&output=csv";
+}
+
+STDMETHODIMP CDataSourceGoogleHitorical::Download(_CSession** session) noexcept {
+    return Downloading(session, [&](MethodFrame& frame, _CSession* current) {
+        const auto request = ReadRequest<PriceRequest>(frame, current);
+        if (!request) return;
+        std::string reply;
+        frame.Step([&] { reply = DownloadURL(NewClient(L"google.finance", request->Path())); });
+        if (!replies::IsGoogleTable(reply)) return;
+
+        replies::Columns columns(replies::googleColumns);
+        FieldReader oddFields(frame, replies::googleColumns);
+        replies::ParseGoogleTable(reply, columns, oddFields);
+        HandOver(frame, current, L"HISTORICAL", std::move(columns), RowOrder::same);
+    });
+}
+
+// The words count wherever they stand in a reply.
+long CDataSourceGoogleHitorical::PageError(const std::string& reply) const {
+    constexpr long badRequest = 503, notFound = 504;
+    if (text::FindIgnoringCase(reply, "error") != std::string::npos) return badRequest;
+    return text::FindIgnoringCase(reply, "not found") != std::string::npos ? notFound : 0;
+}
+
+}  // namespace vtdl

@@ -1,0 +1,47 @@
+#include "sources/CDataSourcePifin.h"
+
+#include <cstdio>
+
+#include "sources/FieldReader.h"
+#include "text/CalendarDate.h"
+
+namespace vtdl {
+
+using namespace automation;
+
+namespace {
+
+std::string IsoDate(double automationDate) {
+    const text::CalendarDate date = text::ToCalendarDate(automationDate);
+    char text[16];
+    std::snprintf(text, sizeof text, "%04d-%02d-%02d", date.year, date.month, date.day);
+    return text;
+}
+
+}  // namespace
+
+std::vector<ParameterDeclaration> CDataSourcePifin::SessionParameters() {
+    return {TickerParameter(), StartDateParameter(), EndDateParameter()};
+}
+
+STDMETHODIMP CDataSourcePifin::Download(_CSession** session) noexcept {
+    return Downloading(session, [&](MethodFrame& frame, _CSession* current) {
+        const auto request = ReadRequest<HistoryRequest>(frame, current);
+        if (!request) return;
+        const std::string path = "/cgi-bin/pifin/q.php?t=ts&tid=" + request->ticker +
+                                 "&sd=" + IsoDate(request->start) + "&ed=" + IsoDate(request->end);
+        std::string reply;
+        frame.Step([&] { reply = DownloadURL(NewClient(L"pifin", path)); });
+        if (!replies::IsPifinTable(reply)) {
+            frame.Step([&] { Check(current->putref_Data(Make<CData>().get())); });
+            return;
+        }
+
+        replies::Columns columns(replies::pifinColumns);
+        FieldReader oddFields(frame, replies::pifinColumns, L"vtdl.CDataSourcePifin.ToNumber");
+        replies::ParsePifinTable(reply, columns, oddFields);
+        HandOver(frame, current, L"HISTORICAL", std::move(columns), RowOrder::same);
+    });
+}
+
+}  // namespace vtdl

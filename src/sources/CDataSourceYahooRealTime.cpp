@@ -1,0 +1,103 @@
+#include "sources/CDataSourceYahooRealTime.h"
+
+#include "sources/FieldReader.h"
+#include "sources/HistoryRequest.h"
+#include "support/DecimalSeparator.h"
+#include "text/Ascii.h"
+
+namespace vtdl {
+
+using namespace automation;
+using replies::ColumnType;
+using replies::QuoteValue;
+
+namespace {
+
+constexpr double firstDayOf1970 = 25569;
+constexpr long invalidQuote = 5;
+
+double ToNumber(std::string_view text) { return ParseNumber(text).value_or(0); }
+
+std::string WithoutPercentSign(std::string_view text) {
+    std::string plain(text);
+    std::erase(plain, '%');
+    return plain;
+}
+
+}  // namespace
+
+STDMETHODIMP CDataSourceYahooRealTime::Download(_CSession** session) noexcept {
+    return Downloading(session, [&](MethodFrame& frame, _CSession* current) {
+        std::string reply;
+        frame.Step([&] {
+            ComPtr<_CParameters> parameters;
+            Check(current->get_Parameters(parameters.put()));
+            reply = DownloadURL(NewClient(
+                L"yahoo.quotes", "/d/quotes.csv?f=sl1d1t1c1p2ohgvb3b2rt8wj1mepnx&e=.csv&s=" +
+                                     ParameterBytes(parameters.get(), L"TICKER")));
+        });
+        const std::string quote = replies::Unquoted(reply);
+        const auto values = replies::SplitQuote(quote);
+        const auto fields = Make<CDataFields>();
+        bool isInvalid = false;
+        // Values beyond the list have no name.
+        for (std::size_t k = 0; k < std::min(values.size(), std::size(replies::yahooQuoteColumns));
+             ++k) {
+            const replies::QuoteColumn& column = replies::yahooQuoteColumns[k];
+            frame.Step([&] {
+                if (k < replies::yahooQuoteValues)
+                    AddValue(fields.get(), column, values[k], isInvalid);
+                else
+                    AddColumn(fields.get(), {column.name, ColumnType{}}, Variant());
+            });
+        }
+        StoreResult(frame, current, L"TICKER", fields.get());
+        frame.Step([&] {
+            if (isInvalid) m_session.Done(invalidQuote);
+        });
+        frame.Step([&] { m_session.DataReady(); });
+    });
+}
+
+void CDataSourceYahooRealTime::AddValue(_CDataFields* fields, const replies::QuoteColumn& column,
+                                        std::string_view text, bool& isInvalid) {
+    const auto add = [&](ColumnType type, Variant value) {
+        AddColumn(fields, {column.name, type}, std::move(value));
+    };
+    const auto addNumber = [&](double number) {
+        add(ColumnType::decimal, Variant::Double(number));
+    };
+    if (column.value == QuoteValue::text || text::EqualsIgnoringCase(text, "n/a"))
+        return add(ColumnType::string, Variant(Bstr::FromBytes(text)));
+    switch (column.value) {
+        case QuoteValue::date: {
+            const double date = ToDate(text);
+            isInvalid = date == firstDayOf1970;
+            return add(ColumnType::date, Variant::Date(date));
+        }
+        case QuoteValue::time:
+            return add(ColumnType::date, Variant::Date(ToTime(text)));
+        case QuoteValue::percent:
+            return addNumber(ToNumber(WithoutPercentSign(text)));
+        case QuoteValue::lastTrade:
+            // No trade yet: an empty text, on purpose, and not a price of 0.
+            if (ToNumber(text) == 0) return add(ColumnType::string, Variant());
+            return addNumber(ToNumber(text));
+        default:
+            return addNumber(ToNumber(text));
+    }
+}
+
+double CDataSourceYahooRealTime::ToDate(std::string_view text) noexcept {
+    double date = 0;
+    Framed<"ToDate">([&] { date = Readable(replies::ParseQuoteDate(text), text); });
+    return date;
+}
+
+double CDataSourceYahooRealTime::ToTime(std::string_view text) noexcept {
+    double time = 0;
+    Framed<"ToTime">([&] { time = Readable(replies::ParseQuoteTime(text), text); });
+    return time;
+}
+
+}  // namespace vtdl

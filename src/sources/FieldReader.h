@@ -1,0 +1,34 @@
+#pragma once
+// Reads the fields that a reply's parser hands back, by the platform's conversions.
+
+#include <optional>
+#include <span>
+
+#include "replies/Columns.h"
+#include "support/MethodFrame.h"
+
+namespace vtdl {
+
+/// A field that cannot be read is a failed statement of the method in the frame, or of the
+/// conversion routine when one is named; ignored, it is 0. Aborted, it ends the method: a zero
+/// would pass for a price.
+class FieldReader final : public replies::OddFieldReader {
+public:
+    FieldReader(MethodFrame& frame, std::span<const replies::ColumnSpec> columns,
+                std::wstring_view routine = {})
+        : m_frame(frame), m_columns(columns), m_routine(routine) {}
+
+    double Read(const replies::OddField& field) override;
+
+private:
+    double Convert(const replies::OddField& field) const;
+
+    MethodFrame& m_frame;
+    std::span<const replies::ColumnSpec> m_columns;
+    std::wstring_view m_routine;
+};
+
+/// The value that a text was read as, or run-time error 13 for a text that could not be read.
+double Readable(std::optional<double> value, std::string_view text);
+
+}  // namespace vtdl

@@ -1,0 +1,51 @@
+#pragma once
+// Single characters and small numbers of the services' replies, which are ASCII where they matter.
+
+#include <algorithm>
+#include <string_view>
+
+namespace vtdl::text {
+
+constexpr bool IsDigit(char c) { return static_cast<unsigned char>(c - '0') < 10; }
+
+constexpr char LowerCase(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
+
+inline bool EqualsIgnoringCase(std::string_view a, std::string_view b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [](char x, char y) { return LowerCase(x) == LowerCase(y); });
+}
+
+/// Where a text occurs in another one, letters in any case; npos when it does not.
+inline std::size_t FindIgnoringCase(std::string_view text, std::string_view what) {
+    const auto found = std::search(text.begin(), text.end(), what.begin(), what.end(),
+                                   [](char x, char y) { return LowerCase(x) == LowerCase(y); });
+    return found == text.end() && !what.empty() ? std::string_view::npos
+                                                : static_cast<std::size_t>(found - text.begin());
+}
+
+/// Reads an unsigned number of at most six digits, which is more than any part of a date or time
+/// has. Returns the first character after it: the start when there is none.
+inline const char* ReadSmallNumber(const char* first, const char* last, int& number) {
+    const char* limit = last - first > 6 ? first + 6 : last;
+    number = 0;
+    for (; first != limit && IsDigit(*first); ++first) number = number * 10 + (*first - '0');
+    return first;
+}
+
+/// 1 to 12 from the three letters of an English month name, "Jan" to "Dec" exactly; else 0.
+inline int MonthOf(std::string_view name) {
+    constexpr std::string_view names = "JanFebMarAprMayJunJulAugSepOctNovDec";
+    for (std::size_t i = 0; i < names.size(); i += 3)
+        if (names.substr(i, 3) == name) return static_cast<int>(i / 3) + 1;
+    return 0;
+}
+
+/// Without the blanks, tabs and line ends around it.
+inline std::string_view Trimmed(std::string_view text) {
+    constexpr std::string_view blanks = " \t\r\n";
+    const std::size_t first = text.find_first_not_of(blanks);
+    if (first == std::string_view::npos) return {};
+    return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
+
+}  // namespace vtdl::text

@@ -1,0 +1,168 @@
+#include "replies/CboeTable.h"
+
+#include "Replies.h"
+
+namespace vtdl::replies {
+namespace {
+
+// One side of the table, read the plain way: symbols, and rows of numbers.
+struct Side {
+    std::vector<std::string> symbols;
+    std::vector<Row> rows;
+
+    bool operator==(const Side&) const = default;
+};
+
+double ThirdFriday(int year, unsigned month) {
+    for (unsigned day = 15;; ++day) {
+        const double date = Serial(year, month, day);
+        if (static_cast<int>(date) % 7 == 6) return date;  // 30 December 1899 was a Saturday
+    }
+}
+
+std::vector<std::string> Lines(const std::string& reply) {
+    std::vector<std::string> lines = Split(reply.substr(0, reply.rfind("\r\n")), '\n');
+    for (std::string& line : lines)
+        if (line.ends_with('\r')) line.pop_back();
+    return lines;
+}
+
+Side PlainSide(const std::string& reply, std::size_t firstField) {
+    const std::vector<std::string> lines = Lines(reply);
+    Side side;
+    for (std::size_t i = 3; i < lines.size(); ++i) {
+        const std::vector<std::string> fields = Split(lines[i], ',');
+        const std::string& option = fields[firstField];
+        const std::size_t open = option.find('(');
+        side.symbols.push_back(option.substr(open + 1, option.find(')') - open - 1));
+        const auto month =
+            std::find(std::begin(monthNames), std::end(monthNames), option.substr(3, 3));
+        Row row{ThirdFriday(2000 + std::stoi(option),
+                            static_cast<unsigned>(month - std::begin(monthNames)) + 1),
+                std::strtod(option.c_str() + 7, nullptr)};
+        for (std::size_t k = 1; k < 7; ++k)
+            row.push_back(std::strtod(fields[firstField + k].c_str(), nullptr));
+        side.rows.push_back(row);
+    }
+    return side;
+}
+
+Side SideOf(const Columns& columns) {
+    Side side{{}, RowsOf(columns)};
+    for (const std::string_view symbol : columns.Texts(0)) side.symbols.emplace_back(symbol);
+    return side;
+}
+
+const std::string header = "XYZ (XYZ INC),12.5,-0.25,\r\nNov 04 2016 @ 14:35 ET,\r\nCalls,\r\n";
+const std::string option = "10 Nov 125.00 (XYZ KA-E),1,+2,3,4,5,6,";
+const std::string put = "10 Nov 125.00 (XYZ WA-E),7,-8,9,10,11,12,";
+
+TEST(CboeTable, RecordedReplies) {
+    for (const auto& [name, rows] : {std::pair{"old_aapl_20161104_full.dat", 10350U},
+                                     {"snippet_spx_index_20171228.dat", 5U},
+                                     {"snippet_ibm_20131229.dat", 6U}}) {
+        SCOPED_TRACE(name);
+        const std::string reply = RecordedReply("cboe/" + std::string(name));
+        const Block block(reply);
+        ThrowingReader reader;
+        const CboeTable table = ParseCboeTable(block, reader);
+        EXPECT_EQ(table.calls.Rows(), Lines(reply).size() - 3);
+        EXPECT_EQ(SideOf(table.calls), PlainSide(reply, 0));
+        EXPECT_EQ(SideOf(table.puts), PlainSide(reply, 7));
+        EXPECT_EQ(table.calls.Rows(), rows);
+    }
+}
+
+// The layout of later years is another one: it ends in a verdict, whatever that is worth.
+TEST(CboeTable, RecordedReplyOfAnotherLayout) {
+    const std::string reply = RecordedReply("cboe/mid_vix_20190829.dat");
+    RecordingReader reader;
+    const CboeTable table = ParseCboeTable(Block(reply), reader);
+    EXPECT_EQ(table.quote.first.size(), 3U);
+    EXPECT_EQ(table.calls.Rows(), Lines(reply).size() - 3);
+}
+
+TEST(CboeTable, Quote) {
+    ThrowingReader reader;
+    const std::string reply = RecordedReply("cboe/old_aapl_20161104_full.dat");
+    const CboeQuote quote = ParseCboeTable(reply, reader).quote;
+    ASSERT_GE(quote.second.size(), 9U);
+    EXPECT_EQ(quote.first[0], "AAPL (APPLE INC)");
+    EXPECT_EQ(quote.first[2], "-0.03");
+    EXPECT_EQ(ParseCboeDate(quote.second[0]), Serial(2016, 11, 4));
+    EXPECT_EQ(quote.second[8], "20523482");
+    EXPECT_EQ(ParseCboeTable(header, reader).quote.second[0], "Nov 04 2016 @ 14:35 ET");
+}
+
+TEST(CboeTable, ShapesOfAReply) {
+    ThrowingReader reader;
+    EXPECT_EQ(ParseCboeTable("", reader).calls.Rows(), 0U);
+    EXPECT_EQ(ParseCboeTable("a\r\nb", reader).calls.Rows(), 0U);
+    EXPECT_EQ(ParseCboeTable(header, reader).calls.Rows(), 0U);
+
+    // A short line ends the reading; the rows from there on stay empty.
+    const std::string good = option + put + "\r\n";
+    const std::string reply =
+        header + good + option + "10 Nov 125.00 (XYZ WA-E),7,-8,9,10,11\r\n" + good;
+    const CboeTable table = ParseCboeTable(reply, reader);
+    ASSERT_EQ(table.puts.Rows(), 3U);
+    EXPECT_EQ(RowsOf(table.calls)[0], (Row{ThirdFriday(2010, 11), 125, 1, 2, 3, 4, 5, 6}));
+    EXPECT_EQ(RowsOf(table.puts)[0], (Row{ThirdFriday(2010, 11), 125, 7, -8, 9, 10, 11, 12}));
+    EXPECT_EQ(RowsOf(table.puts)[1], Row(8));
+    EXPECT_EQ(RowsOf(table.puts)[2], Row(8));
+    EXPECT_EQ(table.puts.Texts(0)[2], "");
+
+    // Fourteen fields without the last comma are enough; a side may be missing.
+    const CboeTable oneSided =
+        ParseCboeTable(header + ",,,,,,," + put.substr(0, put.size() - 1) + "\r\n", reader);
+    EXPECT_EQ(RowsOf(oneSided.calls)[0], Row(8));
+    EXPECT_EQ(RowsOf(oneSided.puts)[0][7], 12);
+}
+
+TEST(CboeTable, OddFields) {
+    RecordingReader reader(99);
+    const std::string reply =
+        header + "10 Nov x (,n/a,,1e3, ,-,5," + "xx Nov 1.5 ABC),1,2,3,4,5,6,\r\n";
+    const CboeTable table = ParseCboeTable(reply, reader);
+    EXPECT_EQ(RowsOf(table.calls)[0], (Row{ThirdFriday(2010, 11), 99, 99, 0, 1000, 0, 99, 5}));
+    EXPECT_EQ(RowsOf(table.puts)[0], (Row{99, 1.5, 1, 2, 3, 4, 5, 6}));
+    EXPECT_EQ(table.puts.Texts(0)[0], "");
+    EXPECT_EQ(reader.fields, (std::vector<OddText>{{4, 2, "x", false},
+                                                   {4, 3, "n/a", false},
+                                                   {4, 7, "-", false},
+                                                   {4, 1, "xx Nov", false}}));
+}
+
+TEST(CboeTable, Texts) {
+    EXPECT_EQ(ParseCboeExpiry("10 Nov"), Serial(2010, 11, 1));
+    EXPECT_EQ(ParseCboeExpiry("99 Jan"), Serial(1999, 1, 1));
+    EXPECT_EQ(ParseCboeExpiry("31 Jan"), Serial(2031, 1, 1));
+    EXPECT_EQ(ParseCboeExpiry("32 Jan"), Serial(1932, 1, 1));
+    EXPECT_EQ(ParseCboeExpiry("10 nov"), Serial(2010, 12, 1));  // unknown months are December
+    EXPECT_EQ(ParseCboeExpiry("10"), Serial(2010, 12, 1));
+    EXPECT_EQ(ParseCboeExpiry("Nov 10"), std::nullopt);
+    EXPECT_EQ(CboeSymbol("125.00 (XYZ KA-E) (B)"), "XYZ KA-E");
+    for (const char* text : {"", "125.00", ")(", "(", ")"}) EXPECT_EQ(CboeSymbol(text), "") << text;
+    EXPECT_EQ(ParseCboeDate("Nov  4 2016"), Serial(2016, 11, 4));
+    for (const char* text :
+         {"", "Nov 15 26", "nov 15 2026", "Feb 30 2026", "Nov xx 2026", "Nov 15 2x26"})
+        EXPECT_EQ(ParseCboeDate(text), std::nullopt) << text;
+}
+
+TEST(CboeTable, TruncatedAnywhere) {
+    const std::string reply =
+        RecordedReply("cboe/snippet_spx_index_20171228.dat") + header + option + put + "\r\n";
+    const Side whole = PlainSide(RecordedReply("cboe/snippet_spx_index_20171228.dat"), 0);
+    std::size_t lines = 0;
+    for (std::size_t cut = 0; cut <= reply.size(); ++cut) {
+        if (cut >= 2 && reply.compare(cut - 2, 2, "\r\n") == 0) ++lines;
+        RecordingReader reader;
+        const Block block(reply.substr(0, cut));
+        const Side side = SideOf(ParseCboeTable(block, reader).calls);
+        for (std::size_t row = 0; row + 3 < std::min<std::size_t>(lines, 8); ++row)
+            ASSERT_EQ(side.rows[row], whole.rows[row]) << cut;
+    }
+}
+
+}  // namespace
+}  // namespace vtdl::replies
