@@ -43,7 +43,7 @@ Script Collection(const wchar_t* element, bool hasExists) {
 const Script dataSource{{L"Name", get, {}, L"*"},
                         {L"Description", get, {}, L"*"},
                         {L"PriceDataType", get, {}, L"*"},
-                        {L"DataFields", get, {}, L"object"},
+                        {L"DataFields", get, {}, L"*"},
                         {L"Parameters", get, {}, L"object"},
                         {L"Search", method, {L"new CParameters"}, L"error 80004001"},
                         {L"CreateSession", method, {}, L"object"},

@@ -45,12 +45,12 @@ inline std::wstring ErrorOf(_CSession* session) {
            Taken(error.ErrorDescription) + (error.NewVersionAvailable ? L" new" : L"");
 }
 
-/// The block of columns that a download handed over; null when it handed over nothing.
-inline Ptr<_CParameter> BlockOf(_CSession* session) {
+/// A block that a download handed over; null when it handed over nothing.
+inline Ptr<_CParameter> BlockOf(_CSession* session, const wchar_t* name = L"HISTORICAL") {
     Ptr<_CData> data;
     Ptr<_CParameters> values;
     Ptr<_CParameter> block;
-    _variant_t key(L"HISTORICAL");
+    _variant_t key(name);
     _com_util::CheckError(session->get_Data(&data));
     if (!data) return nullptr;
     _com_util::CheckError(data->get_Values(&values));
@@ -58,8 +58,9 @@ inline Ptr<_CParameter> BlockOf(_CSession* session) {
     return block;
 }
 
-inline _variant_t ColumnOf(_CSession* session, const wchar_t* name) {
-    const auto block = BlockOf(session);
+inline _variant_t ColumnOf(_CSession* session, const wchar_t* name,
+                           const wchar_t* blockName = L"HISTORICAL") {
+    const auto block = BlockOf(session, blockName);
     _variant_t value, key(name), data;
     Ptr<_CDataField> field;
     if (!block) return data;
@@ -70,6 +71,31 @@ inline _variant_t ColumnOf(_CSession* session, const wchar_t* name) {
     return data;
 }
 
+/// A block of single values as one text: "NAME type value; " each, in order.
+inline std::wstring RecordOf(_CSession* session, const wchar_t* blockName) {
+    std::wstring text;
+    _variant_t value;
+    const auto block = BlockOf(session, blockName);
+    if (block) _com_util::CheckError(block->get_Value(&value));
+    if (value.vt != VT_DISPATCH) return text;
+    const Ptr<_CDataFields> fields(value.pdispVal);
+    long count = 0;
+    fields->get_Count(&count);
+    for (long i = 1; i <= count; ++i) {
+        Ptr<_CDataField> field;
+        _variant_t index(i), data;
+        BSTR name = nullptr;
+        vtdlDataType type{};
+        _com_util::CheckError(fields->Item(&index, &field));
+        field->get_Name(&name);
+        field->get_DataType(&type);
+        field->get_Data(&data);
+        text += Taken(name) + L" " + std::to_wstring(type) + L" " +
+                (data.vt == VT_EMPTY ? L"empty" : TextOf(data)) + L"; ";
+    }
+    return text;
+}
+
 using Numbers = std::vector<double>;
 
 /// The values of a column, which has to be a zero-based array of the type.
@@ -78,13 +104,15 @@ inline Numbers NumbersOf(const _variant_t& column, VARTYPE type = VT_R8) {
     EXPECT_EQ(column.vt, VT_ARRAY | type);
     if (column.vt != (VT_ARRAY | type)) return numbers;
     long lower = -1, upper = -2;
-    double* data = nullptr;
+    void* data = nullptr;
     EXPECT_EQ(SafeArrayGetDim(column.parray), 1u);
     SafeArrayGetLBound(column.parray, 1, &lower);
     SafeArrayGetUBound(column.parray, 1, &upper);
     EXPECT_EQ(lower, 0);
-    _com_util::CheckError(SafeArrayAccessData(column.parray, reinterpret_cast<void**>(&data)));
-    numbers.assign(data, data + (upper - lower + 1));
+    _com_util::CheckError(SafeArrayAccessData(column.parray, &data));
+    for (long i = 0; i <= upper; ++i)
+        numbers.push_back(type == VT_I4 ? static_cast<long*>(data)[i]
+                                        : static_cast<double*>(data)[i]);
     SafeArrayUnaccessData(column.parray);
     return numbers;
 }
