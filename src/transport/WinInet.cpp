@@ -45,7 +45,7 @@ bool WinInet::OpenSession() {
 }
 
 bool WinInet::Connect() {
-    SetTimeouts();
+    SetTimeouts(m_internet.get());
     m_connection = InternetHandle(
         InternetConnectA(m_internet.get(), HostName.c_str(), static_cast<INTERNET_PORT>(Port),
                          orNull(UserName), orNull(Password), INTERNET_SERVICE_HTTP, 0, 0));
@@ -53,7 +53,7 @@ bool WinInet::Connect() {
 }
 
 // The repeats are harmless, and required.
-void WinInet::SetTimeouts() {
+void WinInet::SetTimeouts(HINTERNET handle) {
     if (TimeoutSek < 1) TimeoutSek = 300;
     if (TimeoutSek > LONG_MAX / 1000)
         throw automation::MakeRuntimeError(automation::RuntimeError::overflow);
@@ -62,7 +62,7 @@ void WinInet::SetTimeouts() {
                                INTERNET_OPTION_SEND_TIMEOUT, INTERNET_OPTION_RECEIVE_TIMEOUT,
                                INTERNET_OPTION_SEND_TIMEOUT, INTERNET_OPTION_DATA_RECEIVE_TIMEOUT,
                                INTERNET_OPTION_DATA_SEND_TIMEOUT})
-        InternetSetOptionA(m_internet.get(), option, &milliseconds, sizeof milliseconds);
+        InternetSetOptionA(handle, option, &milliseconds, sizeof milliseconds);
 }
 
 bool WinInet::OpenRequest() {
@@ -70,7 +70,9 @@ bool WinInet::OpenRequest() {
     m_request = InternetHandle(HttpOpenRequestA(m_connection.get(), orNull(Method),
                                                 Resource.c_str(), "HTTP/1.0", orNull(Referer),
                                                 nullptr, INTERNET_FLAG_RELOAD, 0));
-    return m_request ? Pass(requestOpened) : Fail(requestFailed);
+    if (!m_request) return Fail(requestFailed);
+    SetTimeouts(m_request.get());  // Wine 8 does not hand the session's limits down to its requests
+    return Pass(requestOpened);
 }
 
 void WinInet::CanonicalizeResource() {

@@ -87,7 +87,7 @@ private:
     bool Send();
     bool QueryReply();
     void Receive();
-    void SetTimeouts();
+    void SetTimeouts(HINTERNET handle);
     void CanonicalizeResource();
     bool Fail(State state);
     bool Pass(State state);

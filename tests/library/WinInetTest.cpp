@@ -143,6 +143,20 @@ TEST_F(WinInetTest, Timeouts) {
     EXPECT_FALSE(client.SuccessDone);
 }
 
+// A server that keeps silent is given up at the limit, whether it ever began to answer or not.
+TEST_F(WinInetTest, SilentServers) {
+    LoopbackServer server([](const std::string&) {
+        Sleep(2500);
+        return std::string();
+    });
+    client.TimeoutSek = 1;
+    const ULONGLONG start = GetTickCount64();
+    Execute(server);
+    EXPECT_LT(GetTickCount64() - start, 2000u);
+    EXPECT_EQ(recorder.states.back(), WinInet::sendFailed);
+    EXPECT_FALSE(client.SuccessDone);
+}
+
 TEST_F(WinInetTest, CancelAtEachState) {
     LoopbackServer server(std::string(100'000, 'x'));
     for (const long state : {1L, 3L, 6L, 7L, 9L}) {
