@@ -36,7 +36,7 @@ public:
                                DISPID* identifiers) noexcept final {
         return Guarded([&] {
             const HRESULT hr = TypeInformationOf<I>()->GetIDsOfNames(names, count, identifiers);
-            IDispatch* other = hr == DISP_E_UNKNOWNNAME ? AlsoAnswers() : nullptr;
+            IDispatch* other = hr == DISP_E_UNKNOWNNAME ? OtherFace() : nullptr;
             return other ? other->GetIDsOfNames(GUID{}, names, count, locale, identifiers) : hr;
         });
     }
@@ -50,7 +50,7 @@ public:
             const HRESULT hr = TypeInformationOf<I>()->Invoke(static_cast<I*>(this), member, flags,
                                                               arguments.parameters(), result,
                                                               exception, badArgument);
-            IDispatch* other = hr == DISP_E_MEMBERNOTFOUND ? AlsoAnswers() : nullptr;
+            IDispatch* other = hr == DISP_E_MEMBERNOTFOUND ? OtherFace() : nullptr;
             return other ? other->Invoke(member, GUID{}, locale, flags, parameters, result,
                                          exception, badArgument)
                          : hr;
@@ -65,6 +65,12 @@ protected:
     virtual IDispatch* AlsoAnswers() { return nullptr; }
 
 private:
+    // The other face has the same object behind it, and must not ask itself.
+    IDispatch* OtherFace() {
+        IDispatch* const other = AlsoAnswers();
+        return other == static_cast<IDispatch*>(static_cast<I*>(this)) ? nullptr : other;
+    }
+
     template <class Body>
     static HRESULT Guarded(Body&& body) noexcept {
         try {

@@ -20,6 +20,7 @@ struct SourceIdentity {
     std::wstring_view descriptionParameter;
     std::wstring_view dataServer;
     std::span<const replies::ColumnSpec> columns{};
+    GUID sessionClass = __uuidof(::CSession);
 };
 
 }  // namespace vtdl

@@ -1,52 +1,23 @@
 #pragma once
-// What all web adapters share: the data-source contract but for the download itself.
+// What all web adapters share beyond the data-source contract: the HTTP client of a download, its
+// reports to the session, and the hand-over of a result.
 
 #include <cmath>
 #include <memory>
+#include <optional>
 
-#include "automation/ClassTable.h"
 #include "objectmodel/CData.h"
-#include "objectmodel/CParameters.h"
 #include "session/SessionErrors.h"
 #include "sources/CurrentSession.h"
-#include "sources/SourceIdentity.h"
+#include "sources/SourceAdapter.h"
 #include "support/Hosts.h"
-#include "support/SharedSettings.h"
 #include "transport/WinInet.h"
 
 namespace vtdl {
 
-/// Base of an adapter D, which brings: className, identity, SessionParameters() and Download(), and
-/// OwnParameters() when it has more than the fixed ones. Its default IDispatch also answers the
-/// names of the data-source contract.
 template <class D, class Coclass, class Default>
-class WebAdapter : public FramedObject<D, Coclass, Default, _CDataSource>, protected WinInetEvents {
+class WebAdapter : public SourceAdapter<D, Coclass, Default>, protected WinInetEvents {
 public:
-    STDMETHODIMP get_PriceDataType(vtdlPriceDataType* result) noexcept override {
-        return this->template FramedResult<"CDataSource_PriceDataType">(
-            result, [&] { *result = static_cast<vtdlPriceDataType>(D::identity.priceDataType); });
-    }
-
-    STDMETHODIMP get_DataFields(_CDataFields** result) noexcept override {
-        return this->template FramedResult<"CDataSource_DataFields">(
-            result, [&] { *result = AnnouncedColumns(D::identity.columns).detach(); });
-    }
-
-    STDMETHODIMP get_Description(BSTR* result) noexcept override {
-        return this->template FramedResult<"CDataSource_Description">(
-            result, [&] { *result = automation::Bstr(D::identity.description).release(); });
-    }
-
-    STDMETHODIMP get_Name(BSTR* result) noexcept override {
-        return this->template FramedResult<"CDataSource_Name">(
-            result, [&] { *result = automation::Bstr(D::identity.name).release(); });
-    }
-
-    STDMETHODIMP get_Parameters(_CParameters** result) noexcept override {
-        return this->template FramedResult<"CDataSource_Parameters">(
-            result, [&] { *result = m_parameters.AddRefed(); });
-    }
-
     STDMETHODIMP Abort() noexcept override {
         return this->template Framed<"CDataSource_Abort">([&] {
             m_isAborted = m_session.IsCurrent();
@@ -54,56 +25,9 @@ public:
         });
     }
 
-    /// Search is not offered by any service.
-    STDMETHODIMP Search(_CParameters**, BSTR* result) noexcept override {
-        if (result) *result = nullptr;
-        return D::Raising([] {
-            throw automation::Error(
-                E_NOTIMPL, text::RoutineName<D::className, "CDataSource_Search">::text.characters,
-                L"Search is not implemented");
-        });
-    }
-
-    STDMETHODIMP CreateSession(_CSession** result) noexcept override {
-        return this->template FramedResult<"CDataSource_CreateSession">(result, [&] {
-            const auto session = automation::CreateInstance<_CSession>(__uuidof(::CSession));
-            automation::ComPtr<_CParameters> parameters;
-            automation::Check(session->putref_DataSource(this));
-            automation::Check(session->get_Parameters(parameters.put()));
-            for (const ParameterDeclaration& declaration : D::SessionParameters())
-                DeclareParameter(parameters.get(), declaration);
-            *result = session.AddRefed();
-        });
-    }
-
-    /// A new instance: it holds the values last saved, not the current ones of this one.
-    STDMETHODIMP Clone(_CDataSource** result) noexcept override {
-        return this->template FramedResult<"CDataSource_Clone">(
-            result, [&] { *result = automation::Make<D>().detach(); });
-    }
-
 protected:
-    WebAdapter() {
-        this->template Framed<"Class_Initialize">([&](MethodFrame& frame) {
-            frame.Step([&] { DeclareIdentity(); });
-            frame.Step([&] { LoadSharedSettingsOnce(*m_settings); });
-            if (!m_settings->IsLoaded()) return;  // reported already; the declared values stay
-            frame.Step([&] {
-                automation::ComPtr<_CXMLSettings> settings(m_settings.get());
-                automation::Bstr section(D::identity.section);
-                automation::Check(m_parameters->LoadValues(settings.InOut(), section.put()));
-            });
-        });
-    }
-
     ~WebAdapter() {
-        this->template Framed<"Class_Terminate">([&] {
-            if (m_ADL) m_ADL->Cancel();
-            if (!m_settings->IsLoaded()) return;
-            automation::ComPtr<_CXMLSettings> settings(m_settings.get());
-            automation::Bstr section(D::identity.section);
-            automation::Check(m_parameters->SaveValues(settings.InOut(), section.put()));
-        });
+        if (m_ADL) m_ADL->Cancel();
     }
 
     /// Runs the body of Download inside its frame, with the session as the current one.
@@ -151,12 +75,12 @@ protected:
         client->HostName = host.name;
         client->Port = host.port;
         client->Resource = std::move(resource);
-        client->TimeoutSek = ConfiguredTimeout(*m_settings);
+        client->TimeoutSek = ConfiguredTimeout(*this->m_settings);
         return client;
     }
 
     std::shared_ptr<WinInet> NewClient(const wchar_t* service, std::string resource) {
-        return NewClient(ParseHost(ServiceHost(*m_settings, service)), std::move(resource));
+        return NewClient(ParseHost(ServiceHost(*this->m_settings, service)), std::move(resource));
     }
 
     /// Runs a request; the body is then in the client. False when it failed or the download was
@@ -246,8 +170,6 @@ protected:
         });
     }
 
-    std::shared_ptr<CXMLSettings> m_settings = SharedSettings();
-    automation::ComPtr<CParameters> m_parameters = automation::Make<CParameters>();
     std::shared_ptr<WinInet> m_ADL;  ///< the fetch in progress, if any
     CurrentSession m_session;
     std::wstring m_statusText;
@@ -255,24 +177,6 @@ protected:
     bool m_isAborted = false;
 
 private:
-    IDispatch* AlsoAnswers() override { return static_cast<_CDataSource*>(this); }
-
-    void DeclareIdentity() {
-        const std::pair<std::wstring_view, std::wstring_view> fixed[] = {
-            {L"NAME", D::identity.nameParameter},
-            {L"DESCRIPTION", D::identity.descriptionParameter},
-            {L"DATASERVER", D::identity.dataServer},
-        };
-        for (const auto& [name, value] : fixed)
-            DeclareParameter(m_parameters.get(), {.name = name,
-                                                  .type = vtdlParameterTypeString,
-                                                  .value = automation::Variant(value),
-                                                  .isEditable = false});
-        if constexpr (requires { D::OwnParameters(); })
-            for (const ParameterDeclaration& declaration : D::OwnParameters())
-                DeclareParameter(m_parameters.get(), declaration);
-    }
-
     // Rounded half to even; 100 when the total is unknown.
     static long PercentOf(long bytesReceived, long contentLength) {
         return contentLength < 1 ? 100 : std::lrint(bytesReceived * 100.0 / contentLength);

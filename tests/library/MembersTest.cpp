@@ -291,6 +291,7 @@ protected:
 
     void RunByName(const std::wstring& className, const Script& script, bool byReference) {
         const Ptr<IDispatch> object = New(className);
+        EXPECT_EQ(Invoke(object, L"NoSuchMember", DISPATCH_METHOD, {}).hr, DISP_E_UNKNOWNNAME);
         for (const Step& step : script) {
             SAFEARRAY* array = SafeArrayCreateVector(VT_BSTR, 0, 0);
             std::vector<_variant_t> values, passed;

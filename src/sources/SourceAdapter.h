@@ -1,0 +1,117 @@
+#pragma once
+// What all data sources of services share: the data-source contract but for the download itself.
+
+#include "automation/ClassTable.h"
+#include "objectmodel/CDataFields.h"
+#include "objectmodel/CParameters.h"
+#include "sources/SourceIdentity.h"
+#include "support/SharedSettings.h"
+
+namespace vtdl {
+
+/// Base of an adapter D, which brings: className, identity, SessionParameters(), Abort() and
+/// Download(), and OwnParameters() when it has more than the fixed ones. Its default IDispatch also
+/// answers the names of the data-source contract.
+template <class D, class Coclass, class Default>
+class SourceAdapter : public FramedObject<D, Coclass, Default, _CDataSource> {
+public:
+    STDMETHODIMP get_PriceDataType(vtdlPriceDataType* result) noexcept override {
+        return this->template FramedResult<"CDataSource_PriceDataType">(
+            result, [&] { *result = static_cast<vtdlPriceDataType>(D::identity.priceDataType); });
+    }
+
+    STDMETHODIMP get_DataFields(_CDataFields** result) noexcept override {
+        return this->template FramedResult<"CDataSource_DataFields">(
+            result, [&] { *result = AnnouncedColumns(D::identity.columns).detach(); });
+    }
+
+    STDMETHODIMP get_Description(BSTR* result) noexcept override {
+        return this->template FramedResult<"CDataSource_Description">(
+            result, [&] { *result = automation::Bstr(D::identity.description).release(); });
+    }
+
+    STDMETHODIMP get_Name(BSTR* result) noexcept override {
+        return this->template FramedResult<"CDataSource_Name">(
+            result, [&] { *result = automation::Bstr(D::identity.name).release(); });
+    }
+
+    STDMETHODIMP get_Parameters(_CParameters** result) noexcept override {
+        return this->template FramedResult<"CDataSource_Parameters">(
+            result, [&] { *result = m_parameters.AddRefed(); });
+    }
+
+    /// Search is not offered by any service.
+    STDMETHODIMP Search(_CParameters**, BSTR* result) noexcept override {
+        if (result) *result = nullptr;
+        return D::Raising([] {
+            throw automation::Error(
+                E_NOTIMPL, text::RoutineName<D::className, "CDataSource_Search">::text.characters,
+                L"Search is not implemented");
+        });
+    }
+
+    STDMETHODIMP CreateSession(_CSession** result) noexcept override {
+        return this->template FramedResult<"CDataSource_CreateSession">(result, [&] {
+            const auto session = automation::CreateInstance<_CSession>(D::identity.sessionClass);
+            automation::ComPtr<_CParameters> parameters;
+            automation::Check(session->putref_DataSource(this));
+            automation::Check(session->get_Parameters(parameters.put()));
+            for (const ParameterDeclaration& declaration : D::SessionParameters())
+                DeclareParameter(parameters.get(), declaration);
+            *result = session.AddRefed();
+        });
+    }
+
+    /// A new instance: it holds the values last saved, not the current ones of this one.
+    STDMETHODIMP Clone(_CDataSource** result) noexcept override {
+        return this->template FramedResult<"CDataSource_Clone">(
+            result, [&] { *result = automation::Make<D>().detach(); });
+    }
+
+protected:
+    SourceAdapter() {
+        this->template Framed<"Class_Initialize">([&](MethodFrame& frame) {
+            frame.Step([&] { DeclareIdentity(); });
+            frame.Step([&] { LoadSharedSettingsOnce(*m_settings); });
+            if (!m_settings->IsLoaded()) return;  // reported already; the declared values stay
+            frame.Step([&] {
+                automation::ComPtr<_CXMLSettings> settings(m_settings.get());
+                automation::Bstr section(D::identity.section);
+                automation::Check(m_parameters->LoadValues(settings.InOut(), section.put()));
+            });
+        });
+    }
+
+    ~SourceAdapter() {
+        this->template Framed<"Class_Terminate">([&] {
+            if (!m_settings->IsLoaded()) return;
+            automation::ComPtr<_CXMLSettings> settings(m_settings.get());
+            automation::Bstr section(D::identity.section);
+            automation::Check(m_parameters->SaveValues(settings.InOut(), section.put()));
+        });
+    }
+
+    std::shared_ptr<CXMLSettings> m_settings = SharedSettings();
+    automation::ComPtr<CParameters> m_parameters = automation::Make<CParameters>();
+
+private:
+    IDispatch* AlsoAnswers() override { return static_cast<_CDataSource*>(this); }
+
+    void DeclareIdentity() {
+        const std::pair<std::wstring_view, std::wstring_view> fixed[] = {
+            {L"NAME", D::identity.nameParameter},
+            {L"DESCRIPTION", D::identity.descriptionParameter},
+            {L"DATASERVER", D::identity.dataServer},
+        };
+        for (const auto& [name, value] : fixed)
+            DeclareParameter(m_parameters.get(), {.name = name,
+                                                  .type = vtdlParameterTypeString,
+                                                  .value = automation::Variant(value),
+                                                  .isEditable = false});
+        if constexpr (requires { D::OwnParameters(); })
+            for (const ParameterDeclaration& declaration : D::OwnParameters())
+                DeclareParameter(m_parameters.get(), declaration);
+    }
+};
+
+}  // namespace vtdl
