@@ -1,5 +1,7 @@
 #include "automation/ClassTable.h"
 
+#include "dde/CDataSourceDDE.h"
+#include "dde/CSessionDDE.h"
 #include "objectmodel/CData.h"
 #include "objectmodel/CDataSource.h"
 #include "objectmodel/CManager.h"
@@ -7,7 +9,6 @@
 #include "session/CSessions.h"
 #include "session/IProgressCallBack.h"
 #include "sources/CDataSourceCBOE.h"
-#include "sources/CDataSourceDDE.h"
 #include "sources/CDataSourceGoogleHitorical.h"
 #include "sources/CDataSourceINOExchanges.h"
 #include "sources/CDataSourceINOFuturesList.h"
@@ -69,6 +70,7 @@ const ClassEntry entries[] = {
     VTDL_CLASS(CDataFields, L"Data fields"),
     VTDL_CLASS(CData, L"Data of a session"),
     VTDL_CLASS(CSession, L"Session"),
+    VTDL_CLASS(CSessionDDE, L"DDE session"),
     VTDL_CLASS(CSessions, L"Sessions"),
     VTDL_CLASS(IProgressCallBack, L"Progress callback"),
     VTDL_CLASS(CXMLSettings, L"XML settings store"),

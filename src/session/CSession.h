@@ -57,9 +57,11 @@ public:
     void SetStatus(vtdlSessionStatus status) noexcept override { m_status = status; }
     void SetError(vtdlSessionErrorType type, long number, std::wstring_view description) override;
 
-private:
+    /// Public for the session that holds this one as its inner one.
     std::optional<HRESULT> InvokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters,
                                      VARIANT* result) override;
+
+private:
     automation::Variant ErrorRecord();
     automation::Variant ErrorField(std::wstring_view name) const;
     HRESULT WithoutDataSource(const wchar_t* source) const noexcept;

@@ -112,6 +112,10 @@ void CErrorHandler::CallStackPush(std::wstring_view routineName, std::wstring_vi
     ++m_depth;  // last: a push that failed is not on the stack
 }
 
+void CErrorHandler::TraceLine(std::wstring_view text) {
+    if (m_tracingEnabled) Guarded([&] { Trace(L" --- ", text); });
+}
+
 void CErrorHandler::Clear(bool deleteErrorLog, bool deleteTracingLog) noexcept {
     if (deleteErrorLog) DeleteFileW(m_errorLogFile.c_str());
     if (deleteTracingLog) DeleteFileW(m_tracingLogFile.c_str());

@@ -64,6 +64,9 @@ public:
     void CallStackPop();
     void CallStackPush(std::wstring_view routineName, std::wstring_view arguments);
 
+    /// Writes a line of the caller's to the trace, when tracing is on.
+    void TraceLine(std::wstring_view text);
+
     /// Deletes the logs; a log that is missing or locked is left.
     void Clear(bool deleteErrorLog, bool deleteTracingLog) noexcept;
 

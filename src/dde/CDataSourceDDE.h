@@ -1,0 +1,43 @@
+#pragma once
+// Local DDE servers.
+
+#include "dde/DdeHandles.h"
+#include "sources/SessionParameters.h"
+#include "sources/SourceAdapter.h"
+
+namespace vtdl {
+
+inline constexpr replies::ColumnSpec ddeColumns[] = {
+    {L"TIME", replies::ColumnType::date},
+    {L"DATA", replies::ColumnType::string},
+};
+
+class CDataSourceDDE final
+    : public SourceAdapter<CDataSourceDDE, ::CDataSourceDDE, _CDataSourceDDE> {
+public:
+    static constexpr text::FixedString className{"CDataSourceDDE"};
+    static constexpr SourceIdentity identity{
+        .name = L"DDE",
+        .description = L"DDE",
+        .priceDataType = vtdlPriceDataAny | vtdlPriceDataTypeRealtime,
+        .section = L"DDE/PARAMETERS",
+        .nameParameter = L"DDE",
+        .descriptionParameter = L"Dynamic Data Exchange",
+        .dataServer = L"DDE",
+        .columns = ddeColumns,
+        .sessionClass = __uuidof(::CSessionDDE),
+    };
+    static std::vector<ParameterDeclaration> SessionParameters();
+
+    CDataSourceDDE();
+
+    /// A DDE session reads by itself; this makes it do so now. Other sessions cannot be served.
+    STDMETHODIMP Download(_CSession** session) noexcept override;
+    /// Without effect: no transaction takes longer than two seconds.
+    STDMETHODIMP Abort() noexcept override;
+
+private:
+    std::shared_ptr<dde::Instance> m_instance;  ///< ends with the last data source that holds it
+};
+
+}  // namespace vtdl

@@ -1,0 +1,77 @@
+#include "dde/DdeHandles.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "automation/Error.h"
+#include "dde/mDDE.h"
+
+namespace vtdl::dde {
+namespace {
+
+DWORD identifier = 0;
+
+}  // namespace
+
+std::shared_ptr<Instance> Instance::get() {
+    static std::weak_ptr<Instance> current;
+    std::shared_ptr<Instance> instance = current.lock();
+    if (!instance) current = instance = std::make_shared<Instance>();
+    return instance;
+}
+
+Instance::Instance() {
+    constexpr DWORD flags = APPCMD_CLIENTONLY | MF_SENDMSGS | MF_POSTMSGS;
+    DWORD started = 0;
+    if (DdeInitializeA(&started, mDDE::DDECallback, flags, 0) != DMLERR_NO_ERROR)
+        throw automation::MakeRuntimeError(automation::RuntimeError::invalidCall,
+                                           L"DDE is not available");
+    identifier = started;
+}
+
+Instance::~Instance() { DdeUninitialize(std::exchange(identifier, 0)); }
+
+DWORD Instance::Identifier() noexcept { return identifier; }
+
+StringHandle MakeString(std::string_view text) {
+    return StringHandle(DdeCreateStringHandleA(identifier, std::string(text).c_str(), CP_WINANSI));
+}
+
+std::string TextOf(HDDEDATA data) {
+    std::string text(DdeGetData(data, nullptr, 0, 0), '\0');
+    text.resize(
+        DdeGetData(data, reinterpret_cast<BYTE*>(text.data()), static_cast<DWORD>(text.size()), 0));
+    text.resize(std::min(text.size(), text.find('\0')));
+    if (text.ends_with('\n')) text.pop_back();
+    if (text.ends_with('\r')) text.pop_back();
+    return text;
+}
+
+std::wstring_view ErrorName(UINT error) noexcept {
+    // By number from DMLERR_FIRST on; two of them in short forms of the library's own.
+    constexpr std::wstring_view names[] = {
+        L"DMLERR_ADVACKTIMEOUT",
+        L"DMLERR_BUSY",
+        L"DMLERR_DATAACKTIMEOUT",
+        L"DMLERR_NOT_INITIALIZED",
+        L"DMLERR_USAGE",
+        L"DMLERR_EXECACKTIMEOUT",
+        L"DMLERR_INVALIDPARAMETER",
+        L"DMLERR_LOW_MEMORY",
+        L"DMLERR_MEMORY_ERROR",
+        L"DMLERR_NOTPROCESSED",
+        L"DMLERR_NO_CONV_ESTABLISHED",
+        L"DMLERR_POKEACKTIMEOUT",
+        L"DMLERR_POSTMSG_FAILED",
+        L"DMLERR_REENTRANCY",
+        L"DMLERR_SERVER_DIED",
+        L"DMLERR_SYS_ERROR",
+        L"DMLERR_UNADVACKTIMEOUT",
+        L"DMLERR_UNFOUND_QUEUE_ID",
+    };
+    if (error == DMLERR_NO_ERROR) return L"DMLERR_NO_ERROR";
+    const UINT index = error - DMLERR_FIRST;
+    return index < std::size(names) ? names[index] : std::wstring_view();
+}
+
+}  // namespace vtdl::dde
