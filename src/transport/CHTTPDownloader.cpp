@@ -83,9 +83,9 @@ void CHTTPDownloader::UseProxy(bool isUsed) {
     InFrame<"UseProxy">([&] { m_useProxy = isUsed; });
 }
 
-const std::wstring& CHTTPDownloader::DownloadURL(const std::wstring& url) {
-    static const std::wstring none;
-    if (m_isRunning) return none;
+// By value: a handler may have released the last reference that the caller had.
+std::wstring CHTTPDownloader::DownloadURL(const std::wstring& url) {
+    if (m_isRunning) return {};
     const ComPtr<CHTTPDownloader> alive(this);
     m_reply = {};
     m_isConnected = m_isOver = false;
@@ -100,10 +100,11 @@ const std::wstring& CHTTPDownloader::DownloadURL(const std::wstring& url) {
     if (!isDone) Fail(givenUp);
     m_isOver = true;
     m_timer.reset();
+    m_window.reset();
     m_client.Close();
     m_isRunning = false;
     Check(hr);
-    return m_reply.lastError == 0 ? m_reply.response : none;
+    return m_reply.lastError == 0 ? m_reply.response : std::wstring();
 }
 
 void CHTTPDownloader::Run(MethodFrame& frame, const std::wstring& url) {

@@ -65,8 +65,8 @@ public:
     void UseProxy(bool isUsed);
 
     /// The page's text; empty after a failure, and for a call from inside a download of the same
-    /// object, which is left alone. Valid until the next download.
-    const std::wstring& DownloadURL(const std::wstring& url);
+    /// object, which is left alone.
+    std::wstring DownloadURL(const std::wstring& url);
 
     /// Ends the download that runs; without one it does nothing.
     void Disconnect();
