@@ -220,6 +220,16 @@ TEST_F(HttpDownloaderTest, ProgressOfALongReply) {
     EXPECT_GT(reports, 5);
 }
 
+TEST_F(HttpDownloaderTest, PeerClosesWhileAHandlerRuns) {
+    LoopbackServer server("page");
+    client->Timeout(5);
+    recorder.onEvent = [](const std::wstring& event) {
+        if (event == L"Downloading...") automation::PumpFor(100);
+    };
+    EXPECT_EQ(Fetch(server), L"page");
+    EXPECT_EQ(client->LastError(), 0);
+}
+
 TEST_F(HttpDownloaderTest, TimeoutEndsTheWait) {
     LoopbackServer server([](const std::string&) { return "HTTP/1.1 200 OK\r\n\r\npart"; });
     server.LeaveOpen();
@@ -238,6 +248,27 @@ TEST_F(HttpDownloaderTest, TimeoutEndsTheWait) {
     EXPECT_EQ(Fetch(server), L"");
     EXPECT_NE(client->LastError(), 0);
     EXPECT_NE(TakeErrors().find(L"Overflow"), std::wstring::npos);
+}
+
+TEST_F(HttpDownloaderTest, ConnectingEndsToo) {
+    const DeafPort deaf;
+    const std::wstring url =
+        L"127.0.0.1:" + std::to_wstring(static_cast<unsigned short>(deaf.Port())) + L"/";
+    client->Timeout(1);
+    EXPECT_EQ(client->DownloadURL(url), L"");
+    EXPECT_EQ(client->LastError(), 3);
+    EXPECT_EQ(recorder.events.end()[-2], L"Connecting to host...");
+    EXPECT_EQ(recorder.events.back(), L"Timeout expired.");
+}
+
+// More than a socket takes at once.
+TEST_F(HttpDownloaderTest, LongAddress) {
+    LoopbackServer server("page");
+    const std::wstring path = L"/" + std::wstring(12'000'000, L'p');
+    EXPECT_EQ(client->DownloadURL(UrlOf(server, path)), L"page");
+    const auto paths = server.TakePaths();
+    ASSERT_EQ(paths.size(), 1u);
+    EXPECT_EQ(paths[0].size(), path.size() + 4);
 }
 
 TEST_F(HttpDownloaderTest, DisconnectFromEveryEvent) {

@@ -80,12 +80,13 @@ void LoopbackServer::Serve() {
 
 void LoopbackServer::ServeOne(SOCKET connection) {
     std::string request;
-    for (;;) {
+    for (std::size_t head = std::string::npos;;) {
         char block[4096];
         const int count = recv(connection, block, sizeof block, 0);
         if (count <= 0) return;
+        const std::size_t searched = request.size() - std::min<std::size_t>(request.size(), 3);
         request.append(block, static_cast<std::size_t>(count));
-        const std::size_t head = request.find("\r\n\r\n");
+        if (head == std::string::npos) head = request.find("\r\n\r\n", searched);
         if (head != std::string::npos && request.size() >= head + 4 + BodyLength(request)) break;
     }
     {
@@ -130,5 +131,21 @@ bool LoopbackServer::SeesClosing(int count) const {
 }
 
 ClosedPort::ClosedPort() : m_socket(Bound(m_port)) {}
+
+DeafPort::DeafPort() : m_socket(Bound(m_port)) {
+    listen(m_socket, 1);
+    const sockaddr_in address = Loopback(m_port);
+    for (int i = 0; i < 4; ++i) {
+        u_long doesNotBlock = 1;
+        m_waiting.push_back(socket(AF_INET, SOCK_STREAM, IPPROTO_TCP));
+        ioctlsocket(m_waiting.back(), static_cast<long>(FIONBIO), &doesNotBlock);
+        connect(m_waiting.back(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    }
+}
+
+DeafPort::~DeafPort() {
+    for (const SOCKET waiting : m_waiting) closesocket(waiting);
+    closesocket(m_socket);
+}
 
 }  // namespace vtdl::tests

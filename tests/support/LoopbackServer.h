@@ -73,4 +73,17 @@ private:
     SOCKET m_socket;
 };
 
+/// An address that answers no connection, as a host behind a wall: its queue is full.
+class DeafPort {
+public:
+    DeafPort();
+    ~DeafPort();
+    short Port() const { return static_cast<short>(m_port); }
+
+private:
+    unsigned short m_port = 0;
+    SOCKET m_socket;
+    std::vector<SOCKET> m_waiting;
+};
+
 }  // namespace vtdl::tests
