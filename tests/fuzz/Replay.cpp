@@ -3,15 +3,16 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <vector>
 
 #include "Fuzz.h"
 
 namespace {
 
 void Run(const std::string& input) {
-    // A copy of its own size, so that the sanitizer sees every read past its end.
-    const std::string exact(input);
-    LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(exact.data()), exact.size());
+    // A block of just its size, so that the sanitizer sees every read past its end.
+    const std::vector<std::uint8_t> exact(input.begin(), input.end());
+    LLVMFuzzerTestOneInput(exact.data(), exact.size());
 }
 
 }  // namespace

@@ -58,10 +58,11 @@ TEST(HttpHead, ReadsFields) {
     EXPECT_EQ(read(L"Content-Length: 5\nContent-Length: 6"), std::pair(false, 0L))
         << "a lone line feed ends no line, and the value is no number";
     for (const wchar_t* bad :
-         {L"", L"x", L"12x", L"1 2", L"0x12", L"2147483648", L"1.5", L"\u0665"})
+         {L"", L"x", L"12x", L"1 2", L"0x12", L"2147483648", L"1.5", L"\u0665"}) {
         EXPECT_EQ(read((L"Content-Length: 3\r\nContent-Length: " + std::wstring(bad)).c_str()),
                   std::pair(false, 3L))
             << bad;
+    }
 }
 
 TEST(HttpHead, ClassesOfStatus) {
