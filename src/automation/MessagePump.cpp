@@ -1,5 +1,7 @@
 #include "automation/MessagePump.h"
 
+#include <optional>
+
 namespace vtdl::automation {
 namespace {
 
@@ -14,6 +16,19 @@ bool PumpUntilQuit() noexcept {
         TranslateMessage(&message);
         DispatchMessageW(&message);
     }
+    return true;
+}
+
+/// Dispatches one message of those asked for, or notes that the host is asked to end.
+bool DispatchOne(UINT message, std::optional<WPARAM>& quit) noexcept {
+    MSG next;
+    if (!PeekMessageW(&next, nullptr, message, message, PM_REMOVE)) return false;
+    if (next.message == WM_QUIT) {
+        quit = next.wParam;
+        return true;
+    }
+    TranslateMessage(&next);
+    DispatchMessageW(&next);
     return true;
 }
 
@@ -33,6 +48,18 @@ void PumpFor(DWORD milliseconds) noexcept {
         }
         MsgWaitForMultipleObjectsEx(0, nullptr, left, QS_ALLINPUT, MWMO_INPUTAVAILABLE);
     }
+}
+
+void PumpUntil(const std::function<bool()>& condition) {
+    constexpr UINT any = 0;
+    std::optional<WPARAM> quit;
+    while (!condition()) {
+        const bool isTimer = DispatchOne(WM_TIMER, quit);
+        if (condition()) break;
+        if (!DispatchOne(any, quit) && !isTimer)
+            MsgWaitForMultipleObjectsEx(0, nullptr, INFINITE, QS_ALLINPUT, MWMO_INPUTAVAILABLE);
+    }
+    if (quit) PostQuitMessage(static_cast<int>(*quit));
 }
 
 }  // namespace vtdl::automation

@@ -1,5 +1,6 @@
 #include "support/LoopbackServer.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace vtdl::tests {
@@ -79,12 +80,13 @@ void LoopbackServer::Serve() {
 
 void LoopbackServer::ServeOne(SOCKET connection) {
     std::string request;
-    for (;;) {
+    for (std::size_t head = std::string::npos;;) {
         char block[4096];
         const int count = recv(connection, block, sizeof block, 0);
         if (count <= 0) return;
+        const std::size_t searched = request.size() - std::min<std::size_t>(request.size(), 3);
         request.append(block, static_cast<std::size_t>(count));
-        const std::size_t head = request.find("\r\n\r\n");
+        if (head == std::string::npos) head = request.find("\r\n\r\n", searched);
         if (head != std::string::npos && request.size() >= head + 4 + BodyLength(request)) break;
     }
     {
@@ -92,16 +94,58 @@ void LoopbackServer::ServeOne(SOCKET connection) {
         m_requests.push_back(request);
     }
     const std::string reply = m_answer(request);
-    std::size_t sent = 0;
-    while (sent < reply.size()) {
-        const int count =
-            send(connection, reply.data() + sent, static_cast<int>(reply.size() - sent), 0);
-        if (count <= 0) return;
-        sent += static_cast<std::size_t>(count);
-    }
+    const std::size_t cut = std::min<std::size_t>(m_cut, reply.size());
+    const bool isSent = Send(connection, reply.substr(0, cut));
+    if (cut > 0) Sleep(5);
+    if (!isSent || !Send(connection, std::string_view(reply).substr(cut))) return;
+    if (m_leavesOpen) return AwaitClosing(connection);
     shutdown(connection, SD_SEND);
 }
 
+bool LoopbackServer::Send(SOCKET connection, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const int count = send(connection, bytes.data(), static_cast<int>(bytes.size()), 0);
+        if (count <= 0) return false;
+        bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+    return true;
+}
+
+void LoopbackServer::AwaitClosing(SOCKET connection) {
+    while (!m_isOver) {
+        fd_set readable;
+        FD_ZERO(&readable);
+        FD_SET(connection, &readable);
+        timeval pause{0, 10'000};
+        char byte;
+        if (select(0, &readable, nullptr, nullptr, &pause) == 0) continue;
+        if (recv(connection, &byte, 1, 0) > 0) continue;
+        ++m_closings;
+        return;
+    }
+}
+
+bool LoopbackServer::SeesClosing(int count) const {
+    for (int i = 0; i < 500 && m_closings < count; ++i) Sleep(10);
+    return m_closings >= count;
+}
+
 ClosedPort::ClosedPort() : m_socket(Bound(m_port)) {}
+
+DeafPort::DeafPort() : m_socket(Bound(m_port)) {
+    listen(m_socket, 1);
+    const sockaddr_in address = Loopback(m_port);
+    for (int i = 0; i < 4; ++i) {
+        u_long doesNotBlock = 1;
+        m_waiting.push_back(socket(AF_INET, SOCK_STREAM, IPPROTO_TCP));
+        ioctlsocket(m_waiting.back(), static_cast<long>(FIONBIO), &doesNotBlock);
+        connect(m_waiting.back(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    }
+}
+
+DeafPort::~DeafPort() {
+    for (const SOCKET waiting : m_waiting) closesocket(waiting);
+    closesocket(m_socket);
+}
 
 }  // namespace vtdl::tests

@@ -7,6 +7,7 @@
 #include <functional>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -27,6 +28,13 @@ public:
         : LoopbackServer([body](const std::string&) { return HttpReply(body); }) {}
     ~LoopbackServer();
 
+    /// From now on a reply's bytes up to the cut are sent first, the others a little later.
+    void CutReplies(std::size_t cut) { m_cut = cut; }
+    /// From now on connections are not closed here; the next one waits until the client closes.
+    void LeaveOpen() { m_leavesOpen = true; }
+    /// Waits for the clients of open connections to close them; false when they do not.
+    bool SeesClosing(int count = 1) const;
+
     short Port() const { return static_cast<short>(m_port); }
     std::string Host() const { return "127.0.0.1:" + std::to_string(m_port); }
     /// What was asked so far, head and body; taken.
@@ -37,9 +45,14 @@ public:
 private:
     void Serve();
     void ServeOne(SOCKET connection);
+    bool Send(SOCKET connection, std::string_view bytes);
+    void AwaitClosing(SOCKET connection);
 
     Answer m_answer;
     std::atomic<bool> m_isOver = false;
+    std::atomic<bool> m_leavesOpen = false;
+    std::atomic<std::size_t> m_cut = 0;
+    std::atomic<int> m_closings = 0;
     unsigned short m_port = 0;
     SOCKET m_listener;
     std::mutex m_mutex;
@@ -58,6 +71,19 @@ public:
 private:
     unsigned short m_port = 0;
     SOCKET m_socket;
+};
+
+/// An address that answers no connection, as a host behind a wall: its queue is full.
+class DeafPort {
+public:
+    DeafPort();
+    ~DeafPort();
+    short Port() const { return static_cast<short>(m_port); }
+
+private:
+    unsigned short m_port = 0;
+    SOCKET m_socket;
+    std::vector<SOCKET> m_waiting;
 };
 
 }  // namespace vtdl::tests
