@@ -44,4 +44,8 @@ STDMETHODIMP CDataSourcePifin::Download(_CSession** session) noexcept {
     });
 }
 
+void CDataSourcePifin::OnProgress(long percent) noexcept {
+    Framed<"m_HTTPDNL_OnProgress">([&] { ReportProgress(percent); });
+}
+
 }  // namespace vtdl

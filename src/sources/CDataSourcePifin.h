@@ -5,11 +5,13 @@
 #include "sources/HistoryRequest.h"
 #include "sources/SessionParameters.h"
 #include "sources/WebAdapter.h"
+#include "transport/CHTTPDownloader.h"
 
 namespace vtdl {
 
 class CDataSourcePifin final
-    : public WebAdapter<CDataSourcePifin, ::CDataSourcePifin, _CDataSourcePifin> {
+    : public WebAdapter<CDataSourcePifin, ::CDataSourcePifin, _CDataSourcePifin>,
+      private HttpDownloadEvents {
 public:
     static constexpr text::FixedString className{"CDataSourcePifin"};
     static constexpr SourceIdentity identity{
@@ -27,6 +29,15 @@ public:
     /// Hands the rows over in the order of the reply. A reply that is no table gives an empty
     /// result.
     STDMETHODIMP Download(_CSession** session) noexcept override;
+
+private:
+    void OnStatusText(std::wstring_view) noexcept override {}
+    void OnProgress(long percent) noexcept override;
+
+    /// Its progress reaches the session. No request goes through it so far: the service answers the
+    /// other client just as well.
+    automation::ComPtr<CHTTPDownloader> m_HTTPDNL =
+        automation::Make<CHTTPDownloader>(static_cast<HttpDownloadEvents*>(this));
 };
 
 }  // namespace vtdl

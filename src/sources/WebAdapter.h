@@ -163,11 +163,13 @@ protected:
     }
 
     void OnProgress(long bytesReceived, long contentLength, float) noexcept override {
-        this->template Framed<"m_ADL_OnProgress">([&] {
-            static const std::wstring none;
-            m_session.Progress(PercentOf(bytesReceived, contentLength),
-                               m_reportsStatusText ? StatusText() : none);
-        });
+        this->template Framed<"m_ADL_OnProgress">(
+            [&] { ReportProgress(PercentOf(bytesReceived, contentLength)); });
+    }
+
+    void ReportProgress(long percent) const {
+        static const std::wstring none;
+        m_session.Progress(percent, m_reportsStatusText ? StatusText() : none);
     }
 
     std::shared_ptr<WinInet> m_ADL;  ///< the fetch in progress, if any
