@@ -116,7 +116,8 @@ net::awaitable<void> Server::ServeRequests(beast::tcp_stream& stream) const {
 
 Server::HttpReply Server::reply(const HttpRequest& request) const {
     const Request asked{std::string(request.method_string()),
-                        ParseTarget({request.target().data(), request.target().size()})};
+                        ParseTarget({request.target().data(), request.target().size()}),
+                        request.body(), std::string(request[http::field::authorization])};
     HttpReply answer = Message(m_routes.Answer(asked), request.version(), request.keep_alive());
     if (m_options.verbose) {
         std::cerr << request.method_string() << ' ' << request.target() << ' '
@@ -140,6 +141,9 @@ Server::HttpReply Server::Message(Reply reply, unsigned version, bool keepAlive)
     HttpReply answer{static_cast<http::status>(reply.status), version};
     answer.set(http::field::server, m_options.name);
     answer.set(http::field::content_type, reply.contentType);
+    if (!reply.challenge.empty()) {
+        answer.set(http::field::www_authenticate, reply.challenge);
+    }
     answer.body() = std::move(reply.body);
     answer.prepare_payload();
     answer.keep_alive(keepAlive);

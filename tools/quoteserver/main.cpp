@@ -10,6 +10,11 @@
 #include <stdexcept>
 #include <string>
 
+#include "AccountService.h"
+#include "FuturesService.h"
+#include "HistoryService.h"
+#include "OptionService.h"
+#include "QuoteService.h"
 #include "Server.h"
 #include "TableService.h"
 
@@ -36,6 +41,7 @@ struct Settings {
     bool comment = false;
     std::string commentServer = "chart7.finance.example.net";
     std::string publishedVersion = VTDL_VERSION;
+    Account account{"demo", "demo"};
     bool verbose = false;
 };
 
@@ -60,6 +66,9 @@ void Describe(CLI::App& app, Settings& settings) {
     app.add_option("--published-version", settings.publishedVersion,
                    "Version told by /files/VTDL.version")
         ->capture_default_str();
+    app.add_option("--user", settings.account.user, "Account of the quotes that need one")
+        ->capture_default_str();
+    app.add_option("--password", settings.account.password, "Its password")->capture_default_str();
     app.add_flag("--verbose", settings.verbose, "Log each request to stderr");
 }
 
@@ -78,9 +87,23 @@ Routes MakeRoutes(const Settings& settings) {
         DataFolder(settings.data),
         {settings.rowsPerPage, settings.dates == "iso" ? DateForm::Iso : DateForm::DayMonYy,
          settings.comment ? settings.commentServer : ""});
+    const DataFolder folder(settings.data);
     Routes routes;
-    routes.Add("GET", "/table.csv",
-               [tables](const Request& request) { return tables.Answer(request.target.query); });
+    const auto addQuery = [&](const char* path, auto service) {
+        routes.Add("GET", path, [service](const Request& request) {
+            return service.Answer(request.target.query);
+        });
+    };
+    const auto addRequest = [&](const char* method, const char* path, auto service) {
+        routes.Add(method, path,
+                   [service](const Request& request) { return service.Answer(request); });
+    };
+    addQuery("/table.csv", tables);
+    addQuery("/d/quotes.csv", QuoteService(folder));
+    addQuery("/finance/historical", HistoryService(folder));
+    addQuery("/cgi-bin/pifin/q.php", FuturesService(folder));
+    addRequest("POST", "/DelayedQuote/QuoteTableDownload.aspx", OptionService(folder));
+    addRequest("GET", "/cgi-bin/vestora.exe", AccountService(folder, settings.account));
     routes.Add("GET", "/files/VTDL.version", [version = settings.publishedVersion](const Request&) {
         return Reply{200, "text/plain", version};
     });
