@@ -169,6 +169,21 @@ testOutputFile() {
   check "no other file is left" [ -z "$(find . -name '*.part')" ]
 }
 
+testChart() {
+  local ask=(get YAHOOHIST STARTDATE=2008-10-10 ENDDATE=2008-10-14 --chart chart.svg)
+  vtdl "${ask[@]}" TICKER=AAPL
+  check "a chart prints nothing" [ "$status$(cat out err)" = 0 ]
+  check "it has the ticker" has chart.svg "<title>AAPL</title>"
+  check "and a point a row" grep -Eq 'class="close" d="M[0-9. ]+L[0-9. ]+L[0-9. ]+"/>' chart.svg
+  cp chart.svg before.svg
+  vtdl "${ask[@]}" TICKER=NOSUCH
+  check "a failure leaves the old chart" cmp -s chart.svg before.svg
+  vtdl "${ask[@]}" TICKER=AAPL --format csv --output chart.csv
+  check "rows beside a chart" [ "$status$(wc -l <chart.csv)" = 04 ]
+  vtdl get YAHOODIVIDENDS TICKER=SPY --chart dividends.svg
+  check "no prices" fails 2 "--chart: YAHOODIVIDENDS has no columns DATE and CLOSE to draw"
+}
+
 testProgress() {
   local ask=(get YAHOODIVIDENDS TICKER=SPY STARTDATE=2010-01-01 ENDDATE=2010-12-31)
   vtdl "${ask[@]}" --progress
@@ -229,6 +244,7 @@ testPrices
 testJson
 testNothing
 testOutputFile
+testChart
 testProgress
 testDecimalComma
 testInterrupt

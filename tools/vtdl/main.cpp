@@ -40,7 +40,8 @@ Examples:
   vtdl get YAHOOHIST TICKER=AAPL STARTDATE=2008-01-01 ENDDATE=2008-10-14 PERIODICITY=MONTHLY
   vtdl get YAHOOHIST TICKER=INTC STARTDATE=2003-07-01 ENDDATE=2003-07-31 ADJUST_VALUES=False
   vtdl get YAHOODIVIDENDS TICKER=SPY STARTDATE=2008-01-01 ENDDATE=2010-12-31 --format json
-  vtdl get YAHOOHIST "TICKER=^VIX" STARTDATE=2008-01-01 --format csv --output vix.csv)";
+  vtdl get YAHOOHIST "TICKER=^VIX" STARTDATE=2008-01-01 --format csv --output vix.csv
+  vtdl get YAHOOHIST TICKER=AAPL STARTDATE=2007-01-01 ENDDATE=2008-10-14 --chart aapl.svg)";
 
 struct Arguments {
     std::string source;
@@ -72,6 +73,8 @@ void DescribeGet(CLI::App& app, GetOptions& options) {
         ->capture_default_str();
     command->add_option("--output", options.outputFile,
                         "File to write, completely or not at all, instead of printing");
+    command->add_option("--chart", options.chartFile,
+                        "SVG file of closing prices and volumes, written likewise");
     CLI::Option* progress = command->add_flag("--progress", options.isProgressWanted,
                                               "Show a progress bar on standard error");
     command
