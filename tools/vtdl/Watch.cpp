@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <ctime>
 #include <iostream>
 
@@ -58,19 +57,18 @@ public:
         // The session keeps its last error, so only an update that brought nothing has failed.
         const bool isNew = data.get() != m_last.get() && HasRows(result);
         m_last = std::move(data);
-        m_hasShown |= isNew;
+        if (isNew) m_table = TableOf(result);
         const std::string now = Now();
-        const std::string body =
-            isNew ? TableOf(result) : m_session.SourceName() + ": " + Reason() + "\n";
+        const std::string failure = isNew ? "" : m_session.SourceName() + ": " + Reason() + "\n";
         if (IsOutputTerminal())
-            m_screen.Draw(now + "\n\n" + body);
+            m_screen.Draw(now + "\n\n" + m_table + failure);
         else if (isNew)
-            Print(now + "\n\n" + body + "\n");
+            Print(now + "\n\n" + m_table + "\n");
         else
-            std::cerr << "vtdl: " << now << ": " << body << std::flush;
+            std::cerr << "vtdl: " << now << ": " << failure << std::flush;
     }
 
-    bool HasShown() const { return m_hasShown; }
+    bool HasShown() const { return !m_table.empty(); }
 
     std::string Reason() const {
         const std::string error = SessionError(m_session);
@@ -81,7 +79,7 @@ private:
     const Session& m_session;
     Screen m_screen;
     ComPtr<_CData> m_last;
-    bool m_hasShown = false;
+    std::string m_table;  // the last one, which stands while downloads fail
 };
 
 // Sees the session through until Ctrl-C or so many updates; 0 = no end.
