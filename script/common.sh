@@ -63,7 +63,8 @@ makeDataFolder() {
   mkdir -p "$1"
   {
     printf '%s\r\n' '<?xml version="1.0"?>' '<sections name="XML settings file">' '<section name="hosts">'
-    for service in yahoo.chart vestora; do
+    for service in yahoo.chart yahoo.quotes google.finance pcquote pifin cboe ino ivolatility \
+      vestora; do
       printf '<key name="%s">127.0.0.1:%s</key>\r\n' "$service" "$2"
     done
     printf '%s\r\n' '</section>' '<section name="errorhandler"><key name="actions">2</key></section>' \

@@ -28,14 +28,14 @@ TEST(TableQuery, CountsMonthsFromZeroInAnyOrderOfKeys) {
     const TableQuery query =
         ParseTableQuery(Query{"&g=w&f=2016&d=11&e=31&c=2015&b=9&a=0&s=aapl&ignore=.csv"});
     EXPECT_EQ(query.ticker, "aapl");
-    EXPECT_EQ(query.first, Date{2015y / January / 9});
-    EXPECT_EQ(query.last, Date{2016y / December / 31});
+    EXPECT_EQ(query.range.first, Date{2015y / January / 9});
+    EXPECT_EQ(query.range.last, Date{2016y / December / 31});
     EXPECT_EQ(query.kind, TableKind::Weekly);
 }
 
 TEST(TableQuery, HasNoBoundsWithoutDates) {
     const TableQuery query = ParseTableQuery(Query{"s=AAPL&a=&b=&c="});
-    EXPECT_FALSE(query.first || query.last);
+    EXPECT_FALSE(query.range.first || query.range.last);
     EXPECT_EQ(query.kind, TableKind::Daily);
 }
 

@@ -21,7 +21,11 @@ std::string Sample(const std::string& name) {
 }
 
 Reply Ask(const std::string& query, const TableOptions& options = {}) {
-    return TableService(DataFolder{SAMPLE_DATA}, options).Answer(Query{query});
+    const TableService tables(DataFolder{SAMPLE_DATA}, options);
+    Routes routes;
+    routes.Add("GET", "/table.csv",
+               [&](const Request& request) { return tables.Answer(request.target.query); });
+    return routes.Answer({"GET", ParseTarget("/table.csv?" + query)});
 }
 
 std::string ThirdLine(const std::string& page) {

@@ -36,6 +36,23 @@ TEST(Tables, NameTheirBlocksWhenThereAreSeveral) {
               "CALLS\n\nBID\n---\n  1\n\nPUTS\n\nBID\n---\n  2\n");
 }
 
+TEST(Tables, ListTheValuesOfAQuote) {
+    const Block quote{"TICKER",
+                      {{"TICKER", {Text("GOOG")}},
+                       {"LAST TRADE", {759.66}},
+                       {"TRADE TIME", {Date{16.0 / 24}}},
+                       {"BID", {}}},
+                      true};
+    const std::string list =
+        "TICKER      GOOG\n"
+        "LAST TRADE  759.66\n"
+        "TRADE TIME  16:00:00\n"
+        "BID\n";
+    EXPECT_EQ(TableOf(quote), list);
+    EXPECT_EQ(TableOf(Result{"S", {quote}}), list);
+    EXPECT_EQ(CsvOf({"S", {quote}}), "TICKER,LAST TRADE,TRADE TIME,BID\nGOOG,759.66,16:00:00,\n");
+}
+
 TEST(Csv, QuotesOnlyWhatNeedsIt) {
     EXPECT_EQ(CsvOf({"S", {prices}}),
               "DATE,CLOSE,VOLUME,NOTE\n"
@@ -81,6 +98,12 @@ TEST(Results, WithoutRowsAreTold) {
     EXPECT_TRUE(hasRows({{"DATE", {Date{39449}}}, {"CLOSE", {0.0}}}));
     EXPECT_TRUE(hasRows({{"CLOSE", {0.0}}}));
     EXPECT_TRUE(hasRows({{"DATE", {Date{0}, Date{0}}}, {"CLOSE", {0.0, 0.0}}}));
+
+    const auto hasQuote = [](std::vector<Column> columns) {
+        return HasRows({"S", {{"TICKER", std::move(columns), true}}});
+    };
+    EXPECT_FALSE(hasQuote({{"TICKER", {Text("")}}, {"LAST", {}}}));
+    EXPECT_TRUE(hasQuote({{"TICKER", {Text("")}}, {"LAST", {0.0}}}));
 }
 
 TEST(ProgressLines, FitALine) {

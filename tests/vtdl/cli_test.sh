@@ -169,6 +169,43 @@ testOutputFile() {
   check "no other file is left" [ -z "$(find . -name '*.part')" ]
 }
 
+testChart() {
+  local ask=(get YAHOOHIST STARTDATE=2008-10-10 ENDDATE=2008-10-14 --chart chart.svg)
+  vtdl "${ask[@]}" TICKER=AAPL
+  check "a chart prints nothing" [ "$status$(cat out err)" = 0 ]
+  check "it has the ticker" has chart.svg "<title>AAPL</title>"
+  check "and a point a row" grep -Eq 'class="close" d="M[0-9. ]+L[0-9. ]+L[0-9. ]+"/>' chart.svg
+  cp chart.svg before.svg
+  vtdl "${ask[@]}" TICKER=NOSUCH
+  check "a failure leaves the old chart" cmp -s chart.svg before.svg
+  vtdl "${ask[@]}" TICKER=AAPL --format csv --output chart.csv
+  check "rows beside a chart" [ "$status$(wc -l <chart.csv)" = 04 ]
+  vtdl get YAHOODIVIDENDS TICKER=SPY --chart dividends.svg
+  check "no prices" fails 2 "--chart: YAHOODIVIDENDS has no columns DATE and CLOSE to draw"
+}
+
+updates() { [ "$(grep -Ec '^[0-9]{4}(-[0-9]{2}){2} ([0-9]{2}:){2}[0-9]{2}$' out)" "$@" ]; }
+
+testWatch() {
+  local ask=(watch YAHOOHIST STARTDATE=2008-10-13 ENDDATE=2008-10-14)
+  vtdl "${ask[@]}" TICKER=AAPL --interval 100 --count 3
+  check "watching succeeds" succeeds
+  check "it shows as many updates as asked for" updates = 3
+  check "each with its rows" [ "$(grep -c '^2008-10-14  116.26' out)" = 3 ]
+  vtdl "${ask[@]}" TICKER=NOSUCH --interval 100 --count 2
+  check "watching nothing fails" fails 1 ""
+  check "and tells each time" [ "$(grep -c 'YAHOOHIST: the service sent nothing' err)" = 3 ]
+
+  wine "$build/vtdl.exe" "${ask[@]}" TICKER=AAPL --interval 300 >out 2>err &
+  local client=$!
+  sleep 2
+  kill -INT "$client"
+  status=0
+  wait "$client" || status=$?
+  check "Ctrl-C ends watching well" succeeds
+  check "after some updates" updates -ge 2
+}
+
 testProgress() {
   local ask=(get YAHOODIVIDENDS TICKER=SPY STARTDATE=2010-01-01 ENDDATE=2010-12-31)
   vtdl "${ask[@]}" --progress
@@ -216,6 +253,16 @@ testNoServer() {
   check "no server" fails 1 "YAHOOHIST: Download failure (0x800C0008)"
 }
 
+# The source asks its service twice for the first update, and then once.
+testWatchFaults() {
+  startQuoteServer "$data" --fault html --fault-after 2
+  makeDataFolder "$scratch/settings" "$serverPort"
+  vtdl watch YAHOOHIST TICKER=AAPL STARTDATE=2008-10-13 ENDDATE=2008-10-14 --interval 100 --count 3
+  check "one good update is a success" [ "$status" = 0 ]
+  check "and shown" updates = 1
+  check "the others are told" [ "$(grep -c 'YAHOOHIST: the service sent nothing' err)" = 2 ]
+}
+
 trap cleanUp EXIT
 cd "$scratch"
 startQuoteServer "$data"
@@ -229,10 +276,13 @@ testPrices
 testJson
 testNothing
 testOutputFile
+testChart
+testWatch
 testProgress
 testDecimalComma
 testInterrupt
 testNoServer
+testWatchFaults
 
 check "the library has logged no error" [ ! -e "Error Log.txt" ]
 [ $failures = 0 ] || { say "$failures of $checks checks failed" >&2; exit 1; }

@@ -1,6 +1,7 @@
 #include "DataFolder.h"
 
 #include <algorithm>
+#include <array>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
@@ -11,6 +12,9 @@ namespace {
 
 constexpr std::string_view priceSuffix = ".csv";
 constexpr std::string_view dividendSuffix = ".dividends.csv";
+constexpr std::string_view optionSuffix = ".options.csv";
+constexpr std::string_view futuresSuffix = ".futures.csv";
+constexpr std::string_view quotesName = "quotes.csv";
 
 bool IsAlphanumeric(char c) {
     return (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z');
@@ -29,6 +33,17 @@ bool SameName(const std::filesystem::path& file, std::string_view name) {
     return std::ranges::equal(file.native(), name, [](Unit left, char right) {
         return folded(left) == static_cast<Unit>(folded(right));
     });
+}
+
+// "SPY.dividends" and "quotes" name files too, but not such of prices.
+bool IsNameOfOtherData(std::string_view name) {
+    return SameTicker(name, quotesName) ||
+           std::ranges::any_of(std::array{dividendSuffix, optionSuffix, futuresSuffix},
+                               [&](std::string_view suffix) {
+                                   return name.size() >= suffix.size() &&
+                                          SameTicker(name.substr(name.size() - suffix.size()),
+                                                     suffix);
+                               });
 }
 
 std::string ReadAll(const std::filesystem::path& file, const std::string& name) {
@@ -51,6 +66,10 @@ bool IsTicker(std::string_view text) {
            });
 }
 
+bool SameTicker(std::string_view left, std::string_view right) {
+    return std::ranges::equal(left, right, {}, folded<char>, folded<char>);
+}
+
 DataFolder::DataFolder(std::filesystem::path folder) : m_folder(std::move(folder)) {
     if (!std::filesystem::is_directory(m_folder)) {
         throw std::runtime_error("there is no data folder " + m_folder.string());
@@ -59,17 +78,22 @@ DataFolder::DataFolder(std::filesystem::path folder) : m_folder(std::move(folder
 
 std::optional<DataFile> DataFolder::Prices(std::string_view ticker) const {
     const std::string name = std::string(ticker).append(priceSuffix);
-    // "SPY.dividends" names a file, but not one of prices.
-    if (name.size() >= dividendSuffix.size() &&
-        SameName(name.substr(name.size() - dividendSuffix.size()), dividendSuffix)) {
-        return std::nullopt;
-    }
-    return read(name);
+    return IsNameOfOtherData(name) ? std::nullopt : read(name);
 }
 
 std::optional<DataFile> DataFolder::Dividends(std::string_view ticker) const {
     return read(std::string(ticker).append(dividendSuffix));
 }
+
+std::optional<DataFile> DataFolder::Options(std::string_view ticker) const {
+    return read(std::string(ticker).append(optionSuffix));
+}
+
+std::optional<DataFile> DataFolder::Futures(std::string_view ticker) const {
+    return read(std::string(ticker).append(futuresSuffix));
+}
+
+std::optional<DataFile> DataFolder::Quotes() const { return read(std::string(quotesName)); }
 
 // A ticker is compared with the names in the folder and never becomes a path itself. So nothing
 // outside is reached, no device of Windows (CON.csv) is opened, and case does not matter anywhere.

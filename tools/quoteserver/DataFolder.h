@@ -17,6 +17,9 @@ struct DataFile {
 // Letters, digits and the punctuation of real tickers (^VIX, BRK-B, AIR.PA, EURUSD=X).
 bool IsTicker(std::string_view text);
 
+// Case does not matter.
+bool SameTicker(std::string_view left, std::string_view right);
+
 class DataFolder {
 public:
     // Throws std::runtime_error unless the folder is there.
@@ -25,6 +28,10 @@ public:
     // Nothing when the folder has no such file; throws std::runtime_error if it cannot be read.
     std::optional<DataFile> Prices(std::string_view ticker) const;
     std::optional<DataFile> Dividends(std::string_view ticker) const;
+    std::optional<DataFile> Options(std::string_view ticker) const;
+    std::optional<DataFile> Futures(std::string_view ticker) const;
+    // The quotes of all tickers.
+    std::optional<DataFile> Quotes() const;
 
 private:
     std::optional<DataFile> read(const std::string& name) const;

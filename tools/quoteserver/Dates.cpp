@@ -1,5 +1,6 @@
 #include "Dates.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdio>
@@ -10,12 +11,12 @@ namespace {
 using namespace std::chrono;
 
 // The replies are English whatever the machine's language is, so the C library is not asked.
-constexpr std::array monthNames = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                   "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+constexpr std::array<std::string_view, 12> monthNames = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                                         "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
 constexpr std::array weekdayNames = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
 
 const char* MonthName(year_month_day date) {
-    return monthNames.at(static_cast<unsigned>(date.month()) - 1);
+    return monthNames.at(static_cast<unsigned>(date.month()) - 1).data();
 }
 
 // -1 for anything but digits.
@@ -30,6 +31,15 @@ int Digits(std::string_view text) {
     return value;
 }
 
+std::optional<Date> Existing(int y, int m, int d) {
+    if (y < 0 || m < 0 || d < 0) {
+        return std::nullopt;
+    }
+    const year_month_day date{year{y}, month{static_cast<unsigned>(m)},
+                              day{static_cast<unsigned>(d)}};
+    return date.ok() ? std::optional<Date>{date} : std::nullopt;
+}
+
 }  // namespace
 
 std::optional<Date> ParseIsoDate(std::string_view text) {
@@ -39,12 +49,18 @@ std::optional<Date> ParseIsoDate(std::string_view text) {
     const int y = Digits(text.substr(0, 4));
     const int m = Digits(text.substr(5, 2));
     const int d = Digits(text.substr(8, 2));
-    if (y < 0 || m < 0 || d < 0) {
+    return Existing(y, m, d);
+}
+
+std::optional<Date> ParseEnglishDate(std::string_view text) {
+    const auto name = std::ranges::find(monthNames, text.substr(0, 3));
+    const std::size_t comma = text.find(", ");
+    if (name == monthNames.end() || comma == std::string_view::npos || comma < 5 || comma > 6 ||
+        text[3] != ' ' || text.size() != comma + 6) {
         return std::nullopt;
     }
-    const year_month_day date{year{y}, month{static_cast<unsigned>(m)},
-                              day{static_cast<unsigned>(d)}};
-    return date.ok() ? std::optional<Date>{date} : std::nullopt;
+    return Existing(Digits(text.substr(comma + 2)), static_cast<int>(name - monthNames.begin()) + 1,
+                    Digits(text.substr(4, comma - 4)));
 }
 
 void AppendDate(std::string& out, Date date, DateForm form) {

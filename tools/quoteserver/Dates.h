@@ -18,6 +18,9 @@ enum class DateForm {
 // Nothing unless the whole text is a date that exists, in the form 2004-01-09.
 std::optional<Date> ParseIsoDate(std::string_view text);
 
+// The same for "Jan 9, 2004", which one service is asked with.
+std::optional<Date> ParseEnglishDate(std::string_view text);
+
 void AppendDate(std::string& out, Date date, DateForm form);
 
 // "Tue May 17 05:35:35 UTC 2011"; the day of the month is padded with a blank.

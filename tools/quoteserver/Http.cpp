@@ -3,21 +3,6 @@
 namespace quoteserver {
 namespace {
 
-std::string_view Reason(unsigned status) {
-    switch (status) {
-        case 400:
-            return "Bad Request";
-        case 404:
-            return "Not Found";
-        case 413:
-            return "Payload Too Large";
-        case 431:
-            return "Request Header Fields Too Large";
-        default:
-            return "Internal Server Error";
-    }
-}
-
 // Explanations repeat what was asked.
 std::string Escaped(std::string_view text) {
     std::string html;
@@ -40,6 +25,25 @@ std::string Escaped(std::string_view text) {
 }
 
 }  // namespace
+
+std::string_view Reason(unsigned status) {
+    switch (status) {
+        case 200:
+            return "OK";
+        case 400:
+            return "Bad Request";
+        case 401:
+            return "Unauthorized";
+        case 404:
+            return "Not Found";
+        case 413:
+            return "Payload Too Large";
+        case 431:
+            return "Request Header Fields Too Large";
+        default:
+            return "Internal Server Error";
+    }
+}
 
 Reply ErrorPage(unsigned status, std::string_view explanation) {
     const std::string title = std::to_string(status).append(" ").append(Reason(status));

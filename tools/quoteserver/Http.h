@@ -11,13 +11,19 @@ namespace quoteserver {
 struct Request {
     std::string method;
     Target target;
+    std::string body = {};
+    std::string authorization = {};  // the header as it came
 };
 
 struct Reply {
     unsigned status = 200;
     std::string contentType;
     std::string body;
+    std::string challenge = {};  // the WWW-Authenticate header of a 401 reply
 };
+
+// "Not Found" and the like.
+std::string_view Reason(unsigned status);
 
 // A short HTML page. Its third line begins with the status ("404 Not Found"), for that is where
 // clients of the classic service look.

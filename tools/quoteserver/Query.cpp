@@ -53,6 +53,12 @@ std::string_view Query::value(std::string_view key) const {
     return found == m_fields.end() ? std::string_view{} : found->second;
 }
 
+std::string_view Query::valueOfKeyEnding(std::string_view keyEnd) const {
+    const auto found = std::ranges::find_if(
+        m_fields, [&](const auto& field) { return field.first.ends_with(keyEnd); });
+    return found == m_fields.end() ? std::string_view{} : found->second;
+}
+
 Target ParseTarget(std::string_view target) {
     target = target.substr(0, target.find('#'));
     const std::size_t mark = std::min(target.find('?'), target.size());

@@ -17,6 +17,8 @@ Reply Routes::Answer(const Request& request) const {
     }
     try {
         return found->second(request);
+    } catch (const BadQuery& e) {
+        return ErrorPage(400, e.what());
     } catch (const std::exception& e) {
         std::cerr << "quoteserver: " << e.what() << '\n';
         return ErrorPage(500, e.what());

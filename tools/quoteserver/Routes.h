@@ -16,8 +16,9 @@ public:
 
     void Add(std::string method, std::string path, Handler handler);
 
-    // Every request has an answer: what has no route is a 404 page, and a handler's exception is a
-    // 500 page that is reported on stderr too. HEAD is answered as GET; the server sends no body.
+    // Every request has an answer: what has no route is a 404 page, a BadQuery a 400 page, and any
+    // other exception of a handler a 500 page that is reported on stderr too. HEAD is answered as
+    // GET; the server sends no body.
     Reply Answer(const Request& request) const;
 
 private:

@@ -29,11 +29,11 @@ Row ParseRow(std::string_view text, std::size_t line, const Layout& layout) {
     }
     const std::string_view values = rest;
     const auto commas = static_cast<std::size_t>(std::ranges::count(text, ','));
-    if (commas != layout.valueCount) {
+    if (commas < layout.leastCount || commas > layout.valueCount) {
         throw DataError(line, std::to_string(commas + 1) + " values instead of " +
                                   std::to_string(layout.valueCount + 1));
     }
-    for (std::size_t i = 0; i < layout.valueCount; ++i) {
+    for (std::size_t i = 0; i < commas; ++i) {
         const std::string_view value = TakeField(rest, ',');
         if (!IsPlainDecimal(value)) {
             throw DataError(line, "\"" + std::string(value) + "\" is not a number");
@@ -42,7 +42,8 @@ Row ParseRow(std::string_view text, std::size_t line, const Layout& layout) {
     return {*date, values, line};
 }
 
-// Lines as editors leave them: CR LF, and a byte order mark in front of the first.
+}  // namespace
+
 std::string_view TakeLine(std::string_view& text) {
     std::string_view line = TakeField(text, '\n');
     if (line.ends_with('\r')) {
@@ -51,7 +52,10 @@ std::string_view TakeLine(std::string_view& text) {
     return line;
 }
 
-}  // namespace
+std::string_view WithoutByteOrderMark(std::string_view text) {
+    constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+    return text.starts_with(byteOrderMark) ? text.substr(byteOrderMark.size()) : text;
+}
 
 std::string_view TakeField(std::string_view& text, char separator) {
     const std::string_view field = text.substr(0, text.find(separator));
@@ -60,10 +64,7 @@ std::string_view TakeField(std::string_view& text, char separator) {
 }
 
 std::vector<Row> ParseRows(std::string_view text, const Layout& layout) {
-    constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
-    if (text.starts_with(byteOrderMark)) {
-        text.remove_prefix(byteOrderMark.size());
-    }
+    text = WithoutByteOrderMark(text);
     if (TakeLine(text) != layout.header) {
         throw DataError(1, "the header is not " + std::string(layout.header));
     }
@@ -80,6 +81,23 @@ std::vector<Row> ParseRows(std::string_view text, const Layout& layout) {
         throw DataError(std::next(twice)->line, "its date stands on an earlier line too");
     }
     return rows;
+}
+
+std::vector<Row> ReadRows(const DataFile& file, const Layout& layout) {
+    try {
+        return ParseRows(file.text, layout);
+    } catch (const DataError& e) {
+        throw std::runtime_error(file.name + " " + e.what());
+    }
+}
+
+std::span<const Row> InRange(std::span<const Row> rows, const DateRange& range) {
+    const auto begin = std::ranges::partition_point(
+        rows, [&](const Row& row) { return range.last && row.date > *range.last; });
+    const auto end = std::ranges::partition_point(begin, rows.end(), [&](const Row& row) {
+        return !range.first || row.date >= *range.first;
+    });
+    return {begin, end};
 }
 
 }  // namespace quoteserver

@@ -3,11 +3,14 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "DataFolder.h"
 #include "Dates.h"
 
 namespace quoteserver {
@@ -22,10 +25,12 @@ struct Row {
 struct Layout {
     std::string_view header;
     std::size_t valueCount;
+    std::size_t leastCount;  // values at the end of a row may be missing, down to this many
 };
 
-inline constexpr Layout priceLayout{"Date,Open,High,Low,Close,Volume,Adj Close", 6};
-inline constexpr Layout dividendLayout{"Date,Dividends", 1};
+inline constexpr Layout priceLayout{"Date,Open,High,Low,Close,Volume,Adj Close", 6, 6};
+inline constexpr Layout dividendLayout{"Date,Dividends", 1, 1};
+inline constexpr Layout futuresLayout{"Date,Open,High,Low,Close,Volume,OpenInt", 6, 4};
 
 class DataError : public std::runtime_error {
 public:
@@ -34,9 +39,26 @@ public:
 };
 
 // Newest first, whatever the order of the file. Throws DataError for a wrong header, a row that is
-// not a date and valueCount plain decimal numbers, and a date that comes twice.
+// not a date and the layout's count of plain decimal numbers, and a date that comes twice.
 // The rows point into the text.
 std::vector<Row> ParseRows(std::string_view text, const Layout& layout);
+
+// The same with the file's name in front of what is thrown.
+std::vector<Row> ReadRows(const DataFile& file, const Layout& layout);
+
+struct DateRange {
+    std::optional<Date> first = {};  // both bounds belong to the range; nothing = no bound
+    std::optional<Date> last = {};
+};
+
+// The rows are newest first.
+std::span<const Row> InRange(std::span<const Row> rows, const DateRange& range);
+
+// Taken off the text, without its LF or CR LF.
+std::string_view TakeLine(std::string_view& text);
+
+// A byte order mark as editors put it in front of a file.
+std::string_view WithoutByteOrderMark(std::string_view text);
 
 // The part before the separator; the text goes on behind it.
 std::string_view TakeField(std::string_view& text, char separator);

@@ -5,6 +5,7 @@
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/use_awaitable.hpp>
+#include <boost/asio/write.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
 #include <boost/beast/http/error.hpp>
 #include <boost/beast/http/parser.hpp>
@@ -56,6 +57,48 @@ net::awaitable<void> CloseGently(beast::tcp_stream& stream) {
     }
 }
 
+// Until the client goes away. Whatever it says meanwhile is not listened to.
+net::awaitable<void> Hang(beast::tcp_stream& stream) {
+    error_code error;
+    char unread[4096];
+    while (!error) {
+        co_await stream.async_read_some(net::buffer(unread),
+                                        net::redirect_error(net::use_awaitable, error));
+    }
+}
+
+net::awaitable<void> Pause(beast::tcp_stream& stream, std::chrono::milliseconds time) {
+    net::steady_timer timer(stream.get_executor(), time);
+    co_await timer.async_wait(net::use_awaitable);
+}
+
+net::awaitable<void> SendPiece(beast::tcp_stream& stream, const Piece& piece) {
+    for (std::size_t i = 0; i < piece.times; ++i) {
+        for (std::string_view rest = piece.bytes; !rest.empty();) {
+            const std::string_view part = rest.substr(0, piece.atOnce);
+            rest.remove_prefix(part.size());
+            co_await net::async_write(stream, net::buffer(part), net::use_awaitable);
+            if (piece.pause.count() != 0) {
+                co_await Pause(stream, piece.pause);
+            }
+        }
+    }
+}
+
+net::awaitable<void> SendBroken(beast::tcp_stream& stream, const BrokenReply& reply) {
+    for (const Piece& piece : reply.pieces) {
+        co_await SendPiece(stream, piece);
+    }
+    if (reply.ending == Ending::Hang) {
+        co_await Hang(stream);
+    } else if (reply.ending == Ending::Reset) {
+        // A moment, for a reset may overtake what was sent; then closing without lingering resets.
+        co_await Pause(stream, std::chrono::milliseconds(200));
+        stream.socket().set_option(net::socket_base::linger(true, 0));
+        stream.socket().close();
+    }
+}
+
 }  // namespace
 
 Server::Server(net::io_context& context, const tcp::endpoint& where, const Routes& routes,
@@ -88,7 +131,7 @@ net::awaitable<void> Server::run() {
     }
 }
 
-net::awaitable<void> Server::Serve(beast::tcp_stream stream) const {
+net::awaitable<void> Server::Serve(beast::tcp_stream stream) {
     try {
         co_await ServeRequests(stream);
         co_await CloseGently(stream);
@@ -97,7 +140,7 @@ net::awaitable<void> Server::Serve(beast::tcp_stream stream) const {
     }
 }
 
-net::awaitable<void> Server::ServeRequests(beast::tcp_stream& stream) const {
+net::awaitable<void> Server::ServeRequests(beast::tcp_stream& stream) {
     beast::flat_buffer buffer;
     for (bool keepAlive = true; keepAlive;) {
         http::request_parser<http::string_body> parser;
@@ -107,22 +150,38 @@ net::awaitable<void> Server::ServeRequests(beast::tcp_stream& stream) const {
         if (error == http::error::end_of_stream || (error && !IsHttpError(error))) {
             co_return;
         }
-        HttpReply answer = error ? Refusal(error) : reply(parser.get());
-        const bool headOnly = parser.get().method() == http::verb::head;
-        co_await send(stream, answer, headOnly, error);
-        keepAlive = !error && answer.keep_alive();
+        const HttpRequest& request = parser.get();
+        if (!error && IsTurnOfFault()) {
+            co_await SendBroken(stream, Break(answer(request), m_options.fault));
+            co_return;
+        }
+        HttpReply reply = error ? Refusal(error)
+                                : Message(answer(request), request.version(), request.keep_alive());
+        const bool headOnly = request.method() == http::verb::head;
+        co_await send(stream, reply, headOnly, error);
+        keepAlive = !error && reply.keep_alive();
     }
 }
 
-Server::HttpReply Server::reply(const HttpRequest& request) const {
-    const Request asked{std::string(request.method_string()),
-                        ParseTarget({request.target().data(), request.target().size()})};
-    HttpReply answer = Message(m_routes.Answer(asked), request.version(), request.keep_alive());
-    if (m_options.verbose) {
-        std::cerr << request.method_string() << ' ' << request.target() << ' '
-                  << answer.result_int() << ' ' << answer.body().size() << '\n';
+bool Server::IsTurnOfFault() {
+    if (m_options.fault == Fault::None) {
+        return false;
     }
-    return answer;
+    const bool isTurn = m_goodRequests == m_options.goodRequests;
+    m_goodRequests += isTurn ? 0 : 1;
+    return isTurn;
+}
+
+Reply Server::answer(const HttpRequest& request) const {
+    const Request asked{std::string(request.method_string()),
+                        ParseTarget({request.target().data(), request.target().size()}),
+                        request.body(), std::string(request[http::field::authorization])};
+    Reply reply = m_routes.Answer(asked);
+    if (m_options.verbose) {
+        std::cerr << request.method_string() << ' ' << request.target() << ' ' << reply.status
+                  << ' ' << reply.body.size() << '\n';
+    }
+    return reply;
 }
 
 // For a request that could not be read; where the next one would begin is not known either.
@@ -140,6 +199,9 @@ Server::HttpReply Server::Message(Reply reply, unsigned version, bool keepAlive)
     HttpReply answer{static_cast<http::status>(reply.status), version};
     answer.set(http::field::server, m_options.name);
     answer.set(http::field::content_type, reply.contentType);
+    if (!reply.challenge.empty()) {
+        answer.set(http::field::www_authenticate, reply.challenge);
+    }
     answer.body() = std::move(reply.body);
     answer.prepare_payload();
     answer.keep_alive(keepAlive);

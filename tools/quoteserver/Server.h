@@ -12,6 +12,7 @@
 #include <boost/beast/http/string_body.hpp>
 #include <string>
 
+#include "Faults.h"
 #include "Routes.h"
 
 namespace quoteserver {
@@ -19,6 +20,8 @@ namespace quoteserver {
 struct ServerOptions {
     std::string name;  // the Server header
     bool verbose = false;
+    Fault fault = Fault::None;
+    unsigned goodRequests = 0;  // so many requests are answered properly before the fault begins
 };
 
 // The routes must outlive the server, and the server the run of its io_context.
@@ -37,15 +40,17 @@ private:
     using HttpRequest = boost::beast::http::request<boost::beast::http::string_body>;
     using HttpReply = boost::beast::http::response<boost::beast::http::string_body>;
 
-    boost::asio::awaitable<void> Serve(boost::beast::tcp_stream stream) const;
-    boost::asio::awaitable<void> ServeRequests(boost::beast::tcp_stream& stream) const;
-    HttpReply reply(const HttpRequest& request) const;
+    boost::asio::awaitable<void> Serve(boost::beast::tcp_stream stream);
+    boost::asio::awaitable<void> ServeRequests(boost::beast::tcp_stream& stream);
+    bool IsTurnOfFault();
+    Reply answer(const HttpRequest& request) const;
     HttpReply Refusal(const boost::system::error_code& error) const;
     HttpReply Message(Reply reply, unsigned version, bool keepAlive) const;
 
     boost::asio::ip::tcp::acceptor m_acceptor;
     const Routes& m_routes;
     ServerOptions m_options;
+    unsigned m_goodRequests = 0;  // how many were answered properly so far
 };
 
 }  // namespace quoteserver

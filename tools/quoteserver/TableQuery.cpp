@@ -1,6 +1,7 @@
 #include "TableQuery.h"
 
 #include <charconv>
+#include <optional>
 
 #include "DataFolder.h"
 
@@ -62,7 +63,8 @@ TableQuery ParseTableQuery(const Query& query) {
     if (!IsTicker(ticker)) {
         throw BadQuery("s=" + std::string(ticker) + " is not a ticker");
     }
-    return {std::string(ticker), date(query, "a", "b", "c"), date(query, "d", "e", "f"),
+    return {std::string(ticker),
+            {date(query, "a", "b", "c"), date(query, "d", "e", "f")},
             kind(query.value("g"))};
 }
 

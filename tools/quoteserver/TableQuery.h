@@ -2,12 +2,10 @@
 // last day, g = d, w, m (daily, weekly, monthly prices) or v (dividends). Other keys are ignored.
 #pragma once
 
-#include <optional>
-#include <stdexcept>
 #include <string>
 
-#include "Dates.h"
 #include "Query.h"
+#include "Rows.h"
 
 namespace quoteserver {
 
@@ -15,14 +13,8 @@ enum class TableKind { Daily, Weekly, Monthly, Dividends };
 
 struct TableQuery {
     std::string ticker;
-    std::optional<Date> first;  // both bounds belong to the range; nothing = no bound
-    std::optional<Date> last;
+    DateRange range = {};
     TableKind kind = TableKind::Daily;
-};
-
-class BadQuery : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
 };
 
 // Throws BadQuery, whose text says which key makes no sense.

@@ -8,38 +8,11 @@
 #include "Rows.h"
 
 namespace quoteserver {
-namespace {
-
-std::vector<Row> ReadRows(const DataFile& file, const Layout& layout) {
-    try {
-        return ParseRows(file.text, layout);
-    } catch (const DataError& e) {
-        throw std::runtime_error(file.name + " " + e.what());
-    }
-}
-
-// The rows are newest first.
-std::span<const Row> InRange(std::span<const Row> rows, const TableQuery& query) {
-    const auto begin = std::ranges::partition_point(
-        rows, [&](const Row& row) { return query.last && row.date > *query.last; });
-    const auto end = std::ranges::partition_point(begin, rows.end(), [&](const Row& row) {
-        return !query.first || row.date >= *query.first;
-    });
-    return {begin, end};
-}
-
-}  // namespace
-
 TableService::TableService(DataFolder folder, TableOptions options)
     : m_folder(std::move(folder)), m_options(std::move(options)) {}
 
 Reply TableService::Answer(const Query& query) const {
-    TableQuery asked;
-    try {
-        asked = ParseTableQuery(query);
-    } catch (const BadQuery& e) {
-        return ErrorPage(400, e.what());
-    }
+    const TableQuery asked = ParseTableQuery(query);
     const std::optional<DataFile> file = asked.kind == TableKind::Dividends
                                              ? m_folder.Dividends(asked.ticker)
                                              : m_folder.Prices(asked.ticker);
@@ -60,7 +33,7 @@ Reply TableService::Answer(const Query& query) const {
 std::string TableService::Table(const TableQuery& query, const DataFile& file) const {
     const Layout& layout = query.kind == TableKind::Dividends ? dividendLayout : priceLayout;
     const std::vector<Row> all = ReadRows(file, layout);
-    const std::span<const Row> rows = InRange(all, query);
+    const std::span<const Row> rows = InRange(all, query.range);
     switch (query.kind) {
         case TableKind::Weekly:
             return Page(layout.header, Summarise(rows, Period::Week));

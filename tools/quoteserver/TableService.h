@@ -23,8 +23,8 @@ public:
     TableService(DataFolder folder, TableOptions options);
 
     // A reply longer than a page keeps its NEWEST rows; the client asks again for what is older.
-    // 400 for a query that makes no sense, 404 for an unknown ticker and for a range without rows.
-    // Throws std::runtime_error, naming file and line, for a damaged file.
+    // 404 for an unknown ticker and for a range without rows. Throws BadQuery, and
+    // std::runtime_error, naming file and line, for a damaged file.
     Reply Answer(const Query& query) const;
 
 private:

@@ -1,5 +1,6 @@
 // quoteserver: a stand-in for the classic quote services, which are gone from the public web.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/signal_set.hpp>
 #include <csignal>
@@ -7,9 +8,16 @@
 #include <cstdint>
 #include <exception>
 #include <iostream>
+#include <iterator>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
+#include "AccountService.h"
+#include "FuturesService.h"
+#include "HistoryService.h"
+#include "OptionService.h"
+#include "QuoteService.h"
 #include "Server.h"
 #include "TableService.h"
 
@@ -23,6 +31,7 @@ Examples:
   quoteserver                                 the samples on port 8733
   quoteserver --data quotes --port 0          own files, on any free port (printed at the start)
   quoteserver --rows-per-page 0 --verbose     replies of any length, and a line a request
+  quoteserver --fault stall --fault-after 1   one good reply, then such as break off
 
 Then, from another window:
   curl "http://127.0.0.1:8733/table.csv?s=AAPL&a=0&b=1&c=2008&d=11&e=31&f=2008&g=m")";
@@ -36,8 +45,31 @@ struct Settings {
     bool comment = false;
     std::string commentServer = "chart7.finance.example.net";
     std::string publishedVersion = VTDL_VERSION;
+    Account account{"demo", "demo"};
+    std::string fault;
+    unsigned faultAfter = 0;
     bool verbose = false;
 };
+
+Fault FaultOf(const std::string& name) {
+    const auto* found = std::ranges::find(namedFaults, name, &NamedFault::name);
+    return found == std::end(namedFaults) ? Fault::None : found->fault;
+}
+
+void DescribeFaults(CLI::App& app, Settings& settings) {
+    std::string help = "Spoil the replies:";
+    std::vector<std::string> names;
+    for (const NamedFault& fault : namedFaults) {
+        names.emplace_back(fault.name);
+        help.append("\n").append(fault.name).append(": ").append(fault.meaning);
+    }
+    app.add_option("--fault", settings.fault, help)
+        ->check(CLI::IsMember(names).description(""))
+        ->type_name("NAME");
+    app.add_option("--fault-after", settings.faultAfter,
+                   "So many requests are answered properly first")
+        ->capture_default_str();
+}
 
 void Describe(CLI::App& app, Settings& settings) {
     app.footer(examples);
@@ -60,6 +92,10 @@ void Describe(CLI::App& app, Settings& settings) {
     app.add_option("--published-version", settings.publishedVersion,
                    "Version told by /files/VTDL.version")
         ->capture_default_str();
+    app.add_option("--user", settings.account.user, "Account of the quotes that need one")
+        ->capture_default_str();
+    app.add_option("--password", settings.account.password, "Its password")->capture_default_str();
+    DescribeFaults(app, settings);
     app.add_flag("--verbose", settings.verbose, "Log each request to stderr");
 }
 
@@ -78,9 +114,23 @@ Routes MakeRoutes(const Settings& settings) {
         DataFolder(settings.data),
         {settings.rowsPerPage, settings.dates == "iso" ? DateForm::Iso : DateForm::DayMonYy,
          settings.comment ? settings.commentServer : ""});
+    const DataFolder folder(settings.data);
     Routes routes;
-    routes.Add("GET", "/table.csv",
-               [tables](const Request& request) { return tables.Answer(request.target.query); });
+    const auto addQuery = [&](const char* path, auto service) {
+        routes.Add("GET", path, [service](const Request& request) {
+            return service.Answer(request.target.query);
+        });
+    };
+    const auto addRequest = [&](const char* method, const char* path, auto service) {
+        routes.Add(method, path,
+                   [service](const Request& request) { return service.Answer(request); });
+    };
+    addQuery("/table.csv", tables);
+    addQuery("/d/quotes.csv", QuoteService(folder));
+    addQuery("/finance/historical", HistoryService(folder));
+    addQuery("/cgi-bin/pifin/q.php", FuturesService(folder));
+    addRequest("POST", "/DelayedQuote/QuoteTableDownload.aspx", OptionService(folder));
+    addRequest("GET", "/cgi-bin/vestora.exe", AccountService(folder, settings.account));
     routes.Add("GET", "/files/VTDL.version", [version = settings.publishedVersion](const Request&) {
         return Reply{200, "text/plain", version};
     });
@@ -91,7 +141,9 @@ void run(const Settings& settings) {
     const Routes routes = MakeRoutes(settings);
     const net::ip::tcp::endpoint where = Loopback(settings);
     net::io_context context(1);
-    Server server(context, where, routes, {"quoteserver/" VTDL_VERSION, settings.verbose});
+    Server server(context, where, routes,
+                  {"quoteserver/" VTDL_VERSION, settings.verbose, FaultOf(settings.fault),
+                   settings.faultAfter});
 
     net::signal_set signals(context, SIGINT, SIGTERM);
     signals.async_wait([&](const auto&, int) { context.stop(); });

@@ -13,11 +13,21 @@ struct GetOptions {
     std::string source;
     std::vector<std::string> assignments;
     std::string format = "table";
-    std::string outputFile;  // empty = standard output
+    std::string outputFile;  // empty = standard output, unless there is a chart
+    std::string chartFile;   // empty = no chart
     bool isProgressWanted = false;
     bool isProgressUnwanted = false;
 };
 
 void Get(const GetOptions& options);
+
+struct WatchOptions {
+    std::string source;
+    std::vector<std::string> assignments;
+    unsigned long interval = 0;  // milliseconds; 0 = the source's, or a second
+    unsigned count = 0;          // 0 = until Ctrl-C
+};
+
+void Watch(const WatchOptions& options);
 
 }  // namespace vtdl::host

@@ -8,8 +8,18 @@
 #include <cstdio>
 
 #include "Failure.h"
+#include "Screen.h"
 
 namespace vtdl::host {
+namespace {
+
+// A console has a mode; pipes, files and NUL have none.
+bool IsTerminal(DWORD stream) {
+    DWORD mode = 0;
+    return GetConsoleMode(GetStdHandle(stream), &mode) != 0;
+}
+
+}  // namespace
 
 Console::Console() : m_codePage(GetConsoleOutputCP()) {
     SetConsoleOutputCP(CP_UTF8);
@@ -29,10 +39,24 @@ void Print(const std::string& text) {
         throw Failure("standard output cannot be written");
 }
 
-// A console has a mode; pipes, files and NUL have none.
-bool IsErrorTerminal() {
-    DWORD mode = 0;
-    return GetConsoleMode(GetStdHandle(STD_ERROR_HANDLE), &mode) != 0;
+bool IsErrorTerminal() { return IsTerminal(STD_ERROR_HANDLE); }
+
+bool IsOutputTerminal() { return IsTerminal(STD_OUTPUT_HANDLE); }
+
+// Counted from the cursor, which stays below what was drawn, for the window may have scrolled.
+void Screen::Draw(const std::string& text) {
+    const HANDLE console = GetStdHandle(STD_OUTPUT_HANDLE);
+    CONSOLE_SCREEN_BUFFER_INFO info{};
+    if (!GetConsoleScreenBufferInfo(console, &info)) return Print(text);
+    const auto columns = static_cast<std::size_t>(info.srWindow.Right - info.srWindow.Left);
+    const auto rows = static_cast<std::size_t>(info.srWindow.Bottom - info.srWindow.Top);
+    const std::vector<std::string> lines = Fitted(text, columns, rows, m_drawn);
+    const auto up = static_cast<SHORT>(std::min<std::size_t>(m_drawn, info.dwCursorPosition.Y));
+    SetConsoleCursorPosition(console, {0, static_cast<SHORT>(info.dwCursorPosition.Y - up)});
+    m_drawn = lines.size();
+    std::string all;
+    for (const std::string& line : lines) all.append(line).append(1, '\n');
+    Print(all);
 }
 
 void ProgressBar::Draw(const std::string& line) {

@@ -17,10 +17,20 @@ private:
     unsigned m_codePage;
 };
 
+/// Draws over what it drew before, on a terminal. What does not fit the window is cut off.
+class Screen {
+public:
+    void Draw(const std::string& text);
+
+private:
+    std::size_t m_drawn = 0;  // lines
+};
+
 /// Throws Failure when standard output cannot take it all.
 void Print(const std::string& text);
 
 bool IsErrorTerminal();
+bool IsOutputTerminal();
 
 /// Draws over its last line, and leaves nothing behind.
 class ProgressBar {

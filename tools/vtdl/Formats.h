@@ -7,10 +7,12 @@
 
 namespace vtdl::host {
 
-/// A header and the rows; numbers stand with their decimal points below each other.
+/// A header and the rows; numbers stand with their decimal points below each other. A quote is a
+/// list of names and values instead.
 std::string TableOf(const Block& block);
 
-/// All blocks; each has its name as a heading when there are several.
+/// All blocks; each has its name as a heading when there are several. The calls and puts of an
+/// option chain are one table.
 std::string TableOf(const Result& result);
 
 /// One header and the rows. Several blocks make one table: a first column BLOCK tells them apart,

@@ -1,35 +1,24 @@
 #include <iostream>
 
+#include "Chart.h"
 #include "Commands.h"
 #include "Console.h"
+#include "Delivery.h"
 #include "Failure.h"
 #include "Formats.h"
 #include "Interrupt.h"
 #include "Library.h"
+#include "Names.h"
 #include "OutputFile.h"
 #include "ProgressSink.h"
 
 namespace vtdl::host {
 namespace {
 
-void Assign(const Session& session, const std::vector<std::string>& texts) {
-    const std::vector<Parameter> descriptions = session.Descriptions();
-    for (const std::string& text : texts) {
-        const Assignment assignment = ParseAssignment(text, session.SourceName(), descriptions);
-        const Variant value(assignment.value);
-        Check(session.Parameters()[assignment.parameter]->put_Value(value.get()), text);
-    }
-}
-
 // A session that downloads by timer, or when a server has something new, has begun when Start
 // returns; its first data is waited for.
 void WaitForData(const ProgressSink& sink) {
-    const HANDLE interrupt = InterruptEvent();
-    while (!sink.HasEnded() && !IsInterrupted()) {
-        MsgWaitForMultipleObjectsEx(1, &interrupt, INFINITE, QS_ALLINPUT, MWMO_INPUTAVAILABLE);
-        MSG message;
-        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&message);
-    }
+    while (!sink.HasEnded() && !IsInterrupted()) DispatchMessages(INFINITE);
 }
 
 void Download(const Session& session, bool isProgressShown) {
@@ -45,43 +34,6 @@ void Download(const Session& session, bool isProgressShown) {
     if (status != vtdlSessionStatusDone) Check(job->Done(), session.SourceName());
     Check(job->putref_Progressor(nullptr), session.SourceName());
     if (IsInterrupted()) throw Failure("interrupted");
-}
-
-Block BlockOf(_CParameter* value) {
-    Block block{TextOf(value, &_CParameter::get_Name), {}};
-    Variant content;
-    Check(value->get_Value(content.put()), block.name);
-    const bool isObject = content.get().vt == VT_DISPATCH || content.get().vt == VT_UNKNOWN;
-    const auto fields = automation::Query<_CDataFields>(isObject ? content.get().punkVal : nullptr);
-    if (!fields) return block;
-    for (const auto& field : ItemsOf<_CDataField>(fields.get())) {
-        Variant data;
-        Check(field->get_Data(data.put()), block.name);
-        block.columns.push_back(
-            {TextOf(field.get(), &_CDataField::get_Name), ToValues(data.get())});
-    }
-    return block;
-}
-
-Result ResultOf(const Session& session) {
-    Result result{session.SourceName(), {}};
-    ComPtr<_CData> data;
-    ComPtr<_CParameters> values;
-    Check(session.get()->get_Data(data.put()), session.SourceName());
-    if (!data) return result;
-    Check(data->get_Values(values.put()), session.SourceName());
-    for (const auto& value : ItemsOf<_CParameter>(values.get()))
-        result.blocks.push_back(BlockOf(value.get()));
-    return result;
-}
-
-// What the session has recorded, as "Download failure (0x800C0008)"; empty without an error.
-std::string SessionError(const Session& session) {
-    vtdlSessionError error{};
-    Check(session.get()->get_Error(&error), session.SourceName());
-    const Bstr description = Bstr::attach(error.ErrorDescription);
-    if (error.ErrorNumber == 0) return {};
-    return ToUtf8(description.view()) + " (" + NumberText(error.ErrorNumber) + ")";
 }
 
 // Rows count as success: the session's record also keeps errors that a source got over, such as a
@@ -106,6 +58,39 @@ std::string Formatted(const Result& result, const std::string& format) {
     return format == "json" ? JsonOf(result) : TableOf(result);
 }
 
+// Before the download, from what the source announces.
+void RequireChartColumns(_CDataSource* source, const std::string& name) {
+    ComPtr<_CDataFields> fields;
+    Check(source->get_DataFields(fields.put()), name);
+    bool hasDate = false, hasClose = false;
+    if (fields) {
+        for (const auto& field : ItemsOf<_CDataField>(fields.get())) {
+            const std::string column = TextOf(field.get(), &_CDataField::get_Name);
+            hasDate |= SameName(column, "DATE");
+            hasClose |= SameName(column, "CLOSE");
+        }
+    }
+    if (!hasDate || !hasClose)
+        throw UsageError("--chart: " + name + " has no columns DATE and CLOSE to draw");
+}
+
+// The ticker, or the source where none is given.
+std::string ChartTitle(const Session& session) {
+    for (const auto& parameter : session.Parameters()) {
+        if (!SameName(TextOf(parameter.get(), &_CParameter::get_Name), "TICKER")) continue;
+        Variant ticker;
+        Check(parameter->get_Value(ticker.put()), "TICKER");
+        return FormatValue(ToValue(ticker.get()));
+    }
+    return session.SourceName();
+}
+
+void WriteChart(const Session& session, const Result& result, const std::string& file) {
+    const std::vector<ChartPoint> points = ChartPoints(result);
+    if (points.empty()) throw Failure(session.SourceName() + ": there are no prices to draw");
+    WriteFile(file, ChartOf(ChartTitle(session), points));
+}
+
 }  // namespace
 
 void Get(const GetOptions& options) {
@@ -113,15 +98,16 @@ void Get(const GetOptions& options) {
     const ComPtr<_CDataSource> source = library.Source(options.source);
     const Session session(source.get(), TextOf(source.get(), &_CDataSource::get_Name));
     Assign(session, options.assignments);
+    if (!options.chartFile.empty()) RequireChartColumns(source.get(), session.SourceName());
     Download(session,
              options.isProgressWanted || (IsErrorTerminal() && !options.isProgressUnwanted));
     const Result result = ResultOf(session);
     RequireRows(session, result, options.assignments);
-    const std::string text = Formatted(result, options.format);
-    if (options.outputFile.empty())
-        Print(text);
-    else
-        WriteFile(options.outputFile, text);
+    if (!options.chartFile.empty()) WriteChart(session, result, options.chartFile);
+    if (!options.outputFile.empty())
+        WriteFile(options.outputFile, Formatted(result, options.format));
+    else if (options.chartFile.empty())
+        Print(Formatted(result, options.format));
 }
 
 }  // namespace vtdl::host

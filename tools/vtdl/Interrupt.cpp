@@ -5,9 +5,14 @@
 namespace vtdl::host {
 namespace {
 
-constexpr DWORD patience = 2000;  // milliseconds
-
+DWORD patience = 0;  // milliseconds
 HANDLE finished = nullptr;
+
+// Signalled by Ctrl-C.
+HANDLE InterruptEvent() noexcept {
+    static const HANDLE event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    return event;
+}
 
 [[noreturn]] void EndNow() {
     std::fputs("\nvtdl: interrupted\n", stderr);
@@ -27,7 +32,8 @@ BOOL WINAPI OnControl(DWORD event) {
 
 }  // namespace
 
-InterruptGuard::InterruptGuard() {
+InterruptGuard::InterruptGuard(DWORD extraPatience) {
+    patience = 2000 + extraPatience;
     finished = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     SetConsoleCtrlHandler(OnControl, TRUE);
 }
@@ -40,9 +46,11 @@ InterruptGuard::~InterruptGuard() {
 
 bool IsInterrupted() noexcept { return WaitForSingleObject(InterruptEvent(), 0) == WAIT_OBJECT_0; }
 
-HANDLE InterruptEvent() noexcept {
-    static const HANDLE event = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    return event;
+void DispatchMessages(DWORD milliseconds) {
+    const HANDLE interrupt = InterruptEvent();
+    MsgWaitForMultipleObjectsEx(1, &interrupt, milliseconds, QS_ALLINPUT, MWMO_INPUTAVAILABLE);
+    MSG message;
+    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&message);
 }
 
 }  // namespace vtdl::host

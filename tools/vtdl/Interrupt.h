@@ -10,7 +10,8 @@ namespace vtdl::host {
 /// keeps silent, ends with the program; so does everything at the second Ctrl-C.
 class InterruptGuard {
 public:
-    InterruptGuard();
+    /// The end may take so many milliseconds more than a download is given.
+    explicit InterruptGuard(DWORD extraPatience = 0);
     InterruptGuard(const InterruptGuard&) = delete;
     InterruptGuard& operator=(const InterruptGuard&) = delete;
     ~InterruptGuard();
@@ -18,7 +19,8 @@ public:
 
 bool IsInterrupted() noexcept;
 
-/// Signalled by Ctrl-C.
-HANDLE InterruptEvent() noexcept;
+/// Dispatches the messages of this thread, in whose course the library works. Waits for the first
+/// of them, but not longer than that, and not after Ctrl-C.
+void DispatchMessages(DWORD milliseconds);
 
 }  // namespace vtdl::host

@@ -45,6 +45,7 @@ STDMETHODIMP ProgressSink::Progress(IUnknown**, long percent, BSTR* statusText) 
 }
 
 STDMETHODIMP ProgressSink::DataReady(IUnknown**) noexcept {
+    ++m_updates;
     m_hasEnded = true;
     return S_OK;
 }

@@ -19,6 +19,9 @@ public:
     /// Data has arrived, or none will.
     bool HasEnded() const noexcept { return m_hasEnded; }
 
+    /// How often data has been said to be ready.
+    unsigned Updates() const noexcept { return m_updates; }
+
     STDMETHODIMP QueryInterface(REFIID identifier, void** object) noexcept override;
     STDMETHODIMP_(ULONG) AddRef() noexcept override { return ++m_references; }
     STDMETHODIMP_(ULONG) Release() noexcept override;
@@ -48,6 +51,7 @@ private:
     std::string m_source;
     ProgressBar& m_bar;
     bool m_hasEnded = false;
+    unsigned m_updates = 0;
 };
 
 }  // namespace vtdl::host

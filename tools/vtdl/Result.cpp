@@ -16,6 +16,12 @@ bool IsPlaceholder(const Block& block) {
            std::ranges::all_of(block.columns, isNothing, first);
 }
 
+bool IsEmptyQuote(const Block& block) {
+    return block.isQuote && std::ranges::all_of(block.columns, [](const Column& column) {
+               return column.at(0) == Value{} || column.at(0) == Value{std::string()};
+           });
+}
+
 }  // namespace
 
 const Value& Column::at(std::size_t row) const {
@@ -31,7 +37,7 @@ std::size_t Block::Rows() const {
 
 bool HasRows(const Result& result) {
     return std::ranges::any_of(result.blocks, [](const Block& block) {
-        return block.Rows() > 0 && !IsPlaceholder(block);
+        return block.Rows() > 0 && !IsPlaceholder(block) && !IsEmptyQuote(block);
     });
 }
 

@@ -19,6 +19,7 @@ struct Column {
 struct Block {
     std::string name;
     std::vector<Column> columns;
+    bool isQuote = false;  ///< its columns are single values, no arrays
 
     std::size_t Rows() const;
 };
@@ -29,7 +30,7 @@ struct Result {
 };
 
 /// False for a result without rows. A reply without rows arrives as a single row dated 1899-12-30
-/// whose numbers are 0; that is no row either.
+/// whose numbers are 0, or as a quote of empty texts; that is no row either.
 bool HasRows(const Result& result);
 
 }  // namespace vtdl::host

@@ -1,5 +1,7 @@
 #include <algorithm>
+#include <optional>
 
+#include "Chain.h"
 #include "Formats.h"
 
 namespace vtdl::host {
@@ -53,28 +55,77 @@ std::vector<std::string> LinesOf(const Column& column, std::size_t rows) {
     return lines;
 }
 
-}  // namespace
+using Lines = std::vector<std::string>;
 
-std::string TableOf(const Block& block) {
-    std::vector<std::vector<std::string>> columns;
-    const std::size_t rows = block.Rows();
-    for (const Column& column : block.columns) columns.push_back(LinesOf(column, rows));
+// Columns side by side, two blanks apart.
+Lines Joined(const std::vector<Column>& columns, std::size_t rows) {
+    Lines lines(rows + 2);
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+        const Lines column = LinesOf(columns[i], rows);
+        for (std::size_t line = 0; line < lines.size(); ++line)
+            lines[line].append(i == 0 ? "" : "  ").append(column[line]);
+    }
+    return lines;
+}
+
+std::string TextOf(const Lines& lines) {
     std::string text;
-    for (std::size_t line = 0; line < rows + 2; ++line) {
-        for (std::size_t i = 0; i < columns.size(); ++i)
-            text.append(i == 0 ? "" : "  ").append(columns[i][line]);
+    for (const std::string& line : lines) {
+        text += line;
         text.resize(text.find_last_not_of(' ') + 1);
         text += '\n';
     }
     return text;
 }
 
+// The calls on the left, the puts on the right, each under its heading.
+std::string TableOf(const Chain& chain) {
+    const std::size_t rows = chain.series.front().values.size();
+    const Lines calls = Joined(chain.calls, rows), series = Joined(chain.series, rows),
+                puts = Joined(chain.puts, rows);
+    const std::string gap = "  |  ";
+    Lines lines{Padded("CALLS", Width(calls.front()), false) + gap +
+                std::string(Width(series.front()), ' ') + gap + "PUTS"};
+    for (std::size_t line = 0; line < series.size(); ++line)
+        lines.push_back(calls[line] + gap + series[line] + gap + puts[line]);
+    return TextOf(lines);
+}
+
+// A value a line, next to its name.
+std::string ListOf(const Block& quote) {
+    Column names{"NAME", {}}, values{"VALUE", {}};
+    for (const Column& column : quote.columns) {
+        names.values.emplace_back(column.name);
+        values.values.emplace_back(FormatValue(column.at(0)));
+    }
+    Lines lines = Joined({names, values}, quote.columns.size());
+    lines.erase(lines.begin(), lines.begin() + 2);  // the header, which says nothing here
+    return TextOf(lines);
+}
+
+}  // namespace
+
+std::string TableOf(const Block& block) {
+    return block.isQuote ? ListOf(block) : TextOf(Joined(block.columns, block.Rows()));
+}
+
 std::string TableOf(const Result& result) {
+    const auto find = [&](const char* name) {
+        return std::ranges::find(result.blocks, name, &Block::name);
+    };
+    const auto calls = find("CALLS"), puts = find("PUTS"), end = result.blocks.end();
+    std::optional<Chain> chain;
+    if (calls != end && puts != end) chain = ChainOf(*calls, *puts);
     std::string text;
-    for (const Block& block : result.blocks) {
-        if (result.blocks.size() > 1)
-            text.append(text.empty() ? "" : "\n").append(block.name).append("\n\n");
-        text += TableOf(block);
+    for (auto block = result.blocks.begin(); block != end; ++block) {
+        if (chain && block == puts) continue;
+        if (!text.empty()) text += '\n';
+        if (chain && block == calls) {
+            text += TableOf(*chain);
+            continue;
+        }
+        if (result.blocks.size() > 1) text.append(block->name).append("\n\n");
+        text += TableOf(*block);
     }
     return text;
 }

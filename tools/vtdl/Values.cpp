@@ -25,6 +25,8 @@ std::optional<Integer> Digits(std::string_view text) {
 
 }  // namespace
 
+bool IsInCalendar(Date date) { return date.days >= firstDay && date.days < lastDay + 1; }
+
 std::string FormatNumber(double number) {
     if (number == 0) return "0";  // minus zero too
     const double size = std::abs(number);
@@ -37,7 +39,7 @@ std::string FormatNumber(double number) {
 }
 
 std::string FormatDate(Date date) {
-    if (!(date.days >= firstDay && date.days < lastDay + 1)) return FormatNumber(date.days);
+    if (!IsInCalendar(date)) return FormatNumber(date.days);
     double day = std::trunc(date.days);
     // Before day zero, too, the fraction counts forward from the start of the day.
     long second = std::lround(std::abs(date.days - day) * secondsPerDay);

@@ -14,6 +14,9 @@ struct Date {
     bool operator==(const Date&) const = default;
 };
 
+/// False for numbers beyond the years 100 to 9999, which are no days.
+bool IsInCalendar(Date date);
+
 /// monostate: no value.
 using Value = std::variant<std::monostate, bool, double, Date, std::string>;
 

@@ -21,6 +21,7 @@ constexpr const char* examples = R"(Examples:
   vtdl parameters YAHOOHIST
   vtdl get YAHOOHIST TICKER=AAPL STARTDATE=2008-09-15 ENDDATE=2008-10-14
   vtdl get YAHOODIVIDENDS TICKER=SPY STARTDATE=2008-01-01 --format csv --output spy.csv
+  vtdl watch YAHOOREALTIME TICKER=GOOG --interval 5000
 
 Exit status: 0, 1 if the download failed or brought no rows, 2 for wrong arguments.
 Errors inside the library go to "Error Log.txt" in the current folder.)";
@@ -40,11 +41,23 @@ Examples:
   vtdl get YAHOOHIST TICKER=AAPL STARTDATE=2008-01-01 ENDDATE=2008-10-14 PERIODICITY=MONTHLY
   vtdl get YAHOOHIST TICKER=INTC STARTDATE=2003-07-01 ENDDATE=2003-07-31 ADJUST_VALUES=False
   vtdl get YAHOODIVIDENDS TICKER=SPY STARTDATE=2008-01-01 ENDDATE=2010-12-31 --format json
-  vtdl get YAHOOHIST "TICKER=^VIX" STARTDATE=2008-01-01 --format csv --output vix.csv)";
+  vtdl get YAHOOHIST "TICKER=^VIX" STARTDATE=2008-01-01 --format csv --output vix.csv
+  vtdl get YAHOOHIST TICKER=AAPL STARTDATE=2007-01-01 ENDDATE=2008-10-14 --chart aapl.svg)";
+
+constexpr const char* watchExamples =
+    R"(Each update is shown: in place on a terminal, else below the last one with the time. Ctrl-C
+ends it; the exit status is then 0. With --count it is 1 if no update brought anything. A session
+with a PERIOD takes that long to end; a second Ctrl-C does not wait.
+
+Examples:
+  vtdl watch YAHOOREALTIME TICKER=GOOG
+  vtdl watch YAHOOREALTIME TICKER=GOOG --interval 5000 --count 3
+  vtdl watch DDE SERVICE=EXCEL TOPIC=Sheet1 ITEM=R1C1)";
 
 struct Arguments {
     std::string source;
     GetOptions get;
+    WatchOptions watch;
 };
 
 void DescribeSources(CLI::App& app) {
@@ -72,12 +85,29 @@ void DescribeGet(CLI::App& app, GetOptions& options) {
         ->capture_default_str();
     command->add_option("--output", options.outputFile,
                         "File to write, completely or not at all, instead of printing");
+    command->add_option("--chart", options.chartFile,
+                        "SVG file of closing prices and volumes, written likewise");
     CLI::Option* progress = command->add_flag("--progress", options.isProgressWanted,
                                               "Show a progress bar on standard error");
     command
         ->add_flag("--no-progress", options.isProgressUnwanted, "Show none, not even on a terminal")
         ->excludes(progress);
     command->callback([&options] { Get(options); });
+}
+
+void DescribeWatch(CLI::App& app, WatchOptions& options) {
+    CLI::App* command = app.add_subcommand("watch", "Download again and again");
+    command->footer(watchExamples);
+    command->add_option("SOURCE", options.source, "Name of the source")->required();
+    command->add_option("NAME=VALUE", options.assignments,
+                        "Parameters; `vtdl parameters SOURCE` lists them");
+    command
+        ->add_option("--interval", options.interval,
+                     "Milliseconds between updates, otherwise the source's PERIOD or 1000")
+        ->check(CLI::Range(1, 86400000));
+    command->add_option("--count", options.count, "End after so many updates")
+        ->check(CLI::Range(1, 1000000000));
+    command->callback([&options] { Watch(options); });
 }
 
 // The command line in UTF-8; main's own arguments have lost what the code page does not have.
@@ -104,6 +134,7 @@ int Run() {
     DescribeSources(app);
     DescribeParameters(app, arguments);
     DescribeGet(app, arguments.get);
+    DescribeWatch(app, arguments.watch);
     try {
         app.parse(CommandLine());
         return 0;

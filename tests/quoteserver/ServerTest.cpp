@@ -1,0 +1,170 @@
+#include "Server.h"
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <thread>
+
+namespace quoteserver {
+namespace {
+
+const std::string& Body() {
+    static const std::string body = std::string(400, 'a') + std::string(600, 'b');
+    return body;
+}
+
+// A server in a thread of its own, on a free port.
+class RunningServer {
+public:
+    explicit RunningServer(Fault fault, unsigned goodRequests = 0)
+        : m_server(m_context, {boost::asio::ip::address_v4::loopback(), 0}, m_routes,
+                   {"test", false, fault, goodRequests}) {
+        m_routes.Add("GET", "/", [](const Request&) { return Reply{200, "text/plain", Body()}; });
+        boost::asio::co_spawn(m_context, m_server.run(), boost::asio::detached);
+        m_thread = std::thread([this] { m_context.run(); });
+    }
+    ~RunningServer() {
+        m_context.stop();
+        m_thread.join();
+    }
+
+    unsigned short Port() const { return m_server.Endpoint().port(); }
+
+private:
+    Routes m_routes;
+    boost::asio::io_context m_context{1};
+    Server m_server;
+    std::thread m_thread;
+};
+
+enum class End { Closed, Reset, Quiet };
+
+// A connection that has asked for the text.
+class Client {
+public:
+    explicit Client(const RunningServer& server) : m_socket(::socket(AF_INET, SOCK_STREAM, 0)) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(server.Port());
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        EXPECT_EQ(::connect(m_socket, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        const std::string_view request = "GET / HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n";
+        EXPECT_EQ(::send(m_socket, request.data(), request.size(), 0),
+                  static_cast<ssize_t>(request.size()));
+    }
+    ~Client() { ::close(m_socket); }
+    Client(const Client&) = delete;
+    Client& operator=(const Client&) = delete;
+
+    // Until the server ends the connection, or says nothing for so long, or said enough.
+    End Read(int milliseconds = 500, std::size_t enough = std::string::npos) {
+        char block[65536];
+        while (text.size() < enough) {
+            pollfd poll{m_socket, POLLIN, 0};
+            if (::poll(&poll, 1, milliseconds) == 0) {
+                return End::Quiet;
+            }
+            const ssize_t count = ::recv(m_socket, block, sizeof block, 0);
+            if (count <= 0) {
+                return count == 0 ? End::Closed : End::Reset;
+            }
+            text.append(block, static_cast<std::size_t>(count));
+        }
+        return End::Quiet;
+    }
+
+    std::string_view Head() const { return std::string_view(text).substr(0, HeadSize()); }
+    std::string_view Rest() const { return std::string_view(text).substr(HeadSize()); }
+
+    std::string text;
+
+private:
+    std::size_t HeadSize() const {
+        const std::size_t end = text.find("\r\n\r\n");
+        return end == std::string::npos ? text.size() : end + 4;
+    }
+
+    int m_socket;
+};
+
+TEST(Server, BreaksRepliesOffInTheMiddle) {
+    for (const auto& [fault, end] : {std::pair{Fault::Stall, End::Quiet},
+                                     {Fault::Close, End::Closed},
+                                     {Fault::Reset, End::Reset}}) {
+        const RunningServer server(fault);
+        Client client(server);
+        EXPECT_EQ(client.Read(), end) << static_cast<int>(fault);
+        EXPECT_NE(client.Head().find("Content-Length: 1000\r\n"), std::string::npos) << client.text;
+        EXPECT_EQ(client.Rest(), Body().substr(0, 500)) << static_cast<int>(fault);
+    }
+}
+
+TEST(Server, LiesAboutLengths) {
+    const RunningServer server(Fault::Length);
+    Client client(server);
+    EXPECT_EQ(client.Read(), End::Closed);
+    EXPECT_NE(client.Head().find("Content-Length: 2000\r\n"), std::string::npos) << client.text;
+    EXPECT_EQ(client.Rest(), Body());
+
+    const RunningServer chunking(Fault::Chunks);
+    Client chunked(chunking);
+    EXPECT_EQ(chunked.Read(), End::Closed);
+    EXPECT_NE(chunked.Head().find("Transfer-Encoding: chunked\r\n"), std::string::npos);
+    // 500 bytes, as said; then 1500 said and 500 sent.
+    EXPECT_EQ(chunked.Rest(), "1f4\r\n" + Body().substr(0, 500) + "\r\n5dc\r\n" +
+                                  Body().substr(500) + "\r\n0\r\n\r\n");
+}
+
+TEST(Server, SendsAPageInsteadOrAHugeHead) {
+    const RunningServer server(Fault::Html);
+    Client client(server);
+    EXPECT_EQ(client.Read(), End::Closed);
+    EXPECT_TRUE(client.text.starts_with("HTTP/1.1 200 OK\r\n")) << client.text;
+    EXPECT_TRUE(client.Rest().starts_with("<!DOCTYPE html>")) << client.text;
+
+    const RunningServer padding(Fault::Head);
+    Client padded(padding);
+    EXPECT_EQ(padded.Read(5000), End::Closed);
+    EXPECT_GT(padded.Head().size(), 100'000'000U);
+    EXPECT_EQ(padded.Rest(), Body());
+}
+
+TEST(Server, DripsTheBody) {
+    const RunningServer server(Fault::Drip);
+    Client client(server);
+    EXPECT_EQ(client.Read(600), End::Quiet);
+    EXPECT_EQ(client.Rest(), "a");
+    EXPECT_EQ(client.Read(600), End::Quiet);
+    EXPECT_EQ(client.Rest(), "aa");
+}
+
+// Clients that wait for the rest, that do not read, or that went away keep nobody from an answer.
+TEST(Server, AnswersOthersMeanwhile) {
+    for (const Fault fault : {Fault::Silent, Fault::Stall, Fault::Drip, Fault::Head}) {
+        const RunningServer server(fault, 1);
+        Client{server}.Read();
+        { const Client gone(server); }
+        const Client waiting(server);
+        Client client(server);
+        const End end = client.Read(300, 10'000'000);
+        EXPECT_EQ(end, End::Quiet) << static_cast<int>(fault);
+        EXPECT_EQ(client.text.empty(), fault == Fault::Silent) << static_cast<int>(fault);
+    }
+}
+
+TEST(Server, AnswersTheFirstRequestsProperly) {
+    const RunningServer server(Fault::Close, 2);
+    for (const std::size_t expected : {1000U, 1000U, 500U, 500U}) {
+        Client client(server);
+        EXPECT_EQ(client.Read(), End::Closed);
+        EXPECT_EQ(client.Rest().size(), expected);
+    }
+}
+
+}  // namespace
+}  // namespace quoteserver
