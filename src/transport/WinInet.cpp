@@ -11,8 +11,6 @@
 namespace vtdl {
 namespace {
 
-constexpr std::size_t blockSize = 4096;
-
 const char* orNull(const std::string& text) { return text.empty() ? nullptr : text.c_str(); }
 
 }  // namespace
@@ -111,8 +109,7 @@ void WinInet::Receive() {
     const Clock::time_point start = Clock::now();
     for (;;) {
         char block[blockSize];
-        DWORD read = 0;
-        if (!InternetReadFile(m_request.get(), block, sizeof block, &read)) read = 0;
+        const DWORD read = ReadBlock(block);
         if (read > m_response.capacity() - m_response.size())
             m_response.reserve(m_response.capacity() + m_response.capacity() / 4 + blockSize);
         m_response.append(block, read);
@@ -127,6 +124,16 @@ void WinInet::Receive() {
         ChangeStatus(complete);
         return;
     }
+}
+
+// A read waits until it has all the bytes that it asks for. Asked for no more than is there, it lets
+// messages and a cancel through after every piece that a slow server sends.
+DWORD WinInet::ReadBlock(char (&block)[blockSize]) const {
+    DWORD available = 0;
+    DWORD read = 0;
+    if (!InternetQueryDataAvailable(m_request.get(), &available, 0, 0) || available == 0) return 0;
+    const DWORD asked = std::min<DWORD>(available, blockSize);
+    return InternetReadFile(m_request.get(), block, asked, &read) ? read : 0;
 }
 
 // A header may promise anything; what is reserved on its word stays small enough to be harmless.

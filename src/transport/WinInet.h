@@ -80,6 +80,8 @@ private:
     };
     using InternetHandle = automation::UniqueHandle<InternetTraits>;
 
+    static constexpr DWORD blockSize = 4096;
+
     void Run();
     bool OpenSession();
     bool Connect();
@@ -87,6 +89,7 @@ private:
     bool Send();
     bool QueryReply();
     void Receive();
+    DWORD ReadBlock(char (&block)[blockSize]) const;
     void SetTimeouts(HINTERNET handle);
     void CanonicalizeResource();
     bool Fail(State state);

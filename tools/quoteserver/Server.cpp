@@ -167,9 +167,10 @@ bool Server::IsTurnOfFault() {
     if (m_options.fault == Fault::None) {
         return false;
     }
-    const bool isTurn = m_goodRequests == m_options.goodRequests;
-    m_goodRequests += isTurn ? 0 : 1;
-    return isTurn;
+    const std::size_t request = m_requests++;
+    return request >= m_options.goodRequests &&
+           (m_options.faultyRequests == 0 ||
+            request < std::size_t{m_options.goodRequests} + m_options.faultyRequests);
 }
 
 Reply Server::answer(const HttpRequest& request) const {

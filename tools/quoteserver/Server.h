@@ -21,7 +21,8 @@ struct ServerOptions {
     std::string name;  // the Server header
     bool verbose = false;
     Fault fault = Fault::None;
-    unsigned goodRequests = 0;  // so many requests are answered properly before the fault begins
+    unsigned goodRequests = 0;    // so many requests are answered properly before the fault begins
+    unsigned faultyRequests = 0;  // so many are spoiled then; 0 = all that follow
 };
 
 // The routes must outlive the server, and the server the run of its io_context.
@@ -50,7 +51,7 @@ private:
     boost::asio::ip::tcp::acceptor m_acceptor;
     const Routes& m_routes;
     ServerOptions m_options;
-    unsigned m_goodRequests = 0;  // how many were answered properly so far
+    std::size_t m_requests = 0;  // how many came so far
 };
 
 }  // namespace quoteserver

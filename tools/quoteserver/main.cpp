@@ -48,6 +48,7 @@ struct Settings {
     Account account{"demo", "demo"};
     std::string fault;
     unsigned faultAfter = 0;
+    unsigned faultCount = 0;
     bool verbose = false;
 };
 
@@ -68,6 +69,9 @@ void DescribeFaults(CLI::App& app, Settings& settings) {
         ->type_name("NAME");
     app.add_option("--fault-after", settings.faultAfter,
                    "So many requests are answered properly first")
+        ->capture_default_str();
+    app.add_option("--fault-count", settings.faultCount,
+                   "So many requests are spoiled then; 0 = all that follow")
         ->capture_default_str();
 }
 
@@ -143,7 +147,7 @@ void run(const Settings& settings) {
     net::io_context context(1);
     Server server(context, where, routes,
                   {"quoteserver/" VTDL_VERSION, settings.verbose, FaultOf(settings.fault),
-                   settings.faultAfter});
+                   settings.faultAfter, settings.faultCount});
 
     net::signal_set signals(context, SIGINT, SIGTERM);
     signals.async_wait([&](const auto&, int) { context.stop(); });
