@@ -4,7 +4,7 @@
 //     bench_library PORT                    runs against the quote server on that port
 //     bench_library --traced-gets           property gets with tracing on, as the settings say
 //
-// The settings file has to name the same server as "yahoo.chart". script/bench does all of it.
+// The settings file has to name the same server for every service. script/bench does all of it.
 #include <vtdl.h>
 
 #include <psapi.h>
@@ -29,6 +29,7 @@ using automation::ComPtr;
 
 constexpr int shortTable = 16'000;
 constexpr int longTable = 160'000;
+constexpr int chainLines = 25'000;
 constexpr int firstDay = 4000;  // an automation date in 1910
 
 void Check(HRESULT hr) {
@@ -55,6 +56,26 @@ void WriteTable(const std::string& path, int rows) {
     if (!file) throw std::runtime_error("cannot write " + path);
 }
 
+// An option chain of the usual shape and length: a line a strike and exchange.
+void WriteChain(const std::string& path, int lines) {
+    std::ofstream file(path, std::ios::binary);
+    file << "CHAIN (CHAIN INC),109.80,-0.03,\r\n"
+            "Nov 04 2016 @ 14:35 ET,Bid,109.79,Ask,109.80,Size,13x6,Vol,20523482,\r\n"
+            "Calls,Last Sale,Net,Bid,Ask,Vol,Open Int,Puts,Last Sale,Net,Bid,Ask,Vol,Open Int,\r\n";
+    for (int line = 0; line < lines; ++line) {
+        const int strike = 50 + line / 12;
+        char text[160];
+        std::snprintf(text, sizeof text,
+                      "%02d Nov %d.00 (CHAIN1604K%d-%X),%d.%02d,0.0,%d.45,%d.10,%d,%d,"
+                      "%02d Nov %d.00 (CHAIN1604W%d-%X),0.0,+0.14, , ,%d,%d,\r\n",
+                      16 + line % 3, strike, strike, line % 12, line % 40, line % 100, line % 39,
+                      line % 41, line % 7, line % 4000, 16 + line % 3, strike, strike, line % 12,
+                      line % 9, line % 5000);
+        file << text;
+    }
+    if (!file) throw std::runtime_error("cannot write " + path);
+}
+
 void Pump() {
     MSG message;
     while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&message);
@@ -62,7 +83,7 @@ void Pump() {
 
 // The request that the library makes for a whole table, with the calls, the block size and the
 // pumping of its client; the bytes are read and dropped.
-std::size_t ReadRaw(INTERNET_PORT port, const std::string& resource) {
+std::size_t ReadRaw(INTERNET_PORT port, const std::string& resource, std::string form = {}) {
     const HINTERNET internet = InternetOpenA("", INTERNET_OPEN_TYPE_PRECONFIG, nullptr, nullptr, 0);
     Pump();
     DWORD timeout = 300'000;
@@ -74,10 +95,14 @@ std::size_t ReadRaw(INTERNET_PORT port, const std::string& resource) {
     char block[4096];
     DWORD size = sizeof block;
     InternetCanonicalizeUrlA(resource.c_str(), block, &size, ICU_BROWSER_MODE);
-    const HINTERNET request = HttpOpenRequestA(connection, nullptr, resource.c_str(), "HTTP/1.0",
-                                               nullptr, nullptr, INTERNET_FLAG_RELOAD, 0);
+    const HINTERNET request =
+        HttpOpenRequestA(connection, form.empty() ? nullptr : "POST", resource.c_str(), "HTTP/1.0",
+                         nullptr, nullptr, INTERNET_FLAG_RELOAD, 0);
     Pump();
-    if (!HttpSendRequestA(request, nullptr, 0, nullptr, 0))
+    constexpr char formHeader[] = "Content-Type: application/x-www-form-urlencoded";
+    if (!HttpSendRequestA(request, form.empty() ? nullptr : formHeader,
+                          form.empty() ? 0 : sizeof formHeader - 1, form.data(),
+                          static_cast<DWORD>(form.size())))
         throw std::runtime_error("raw read failed");
     Pump();
     for (const DWORD what :
@@ -106,7 +131,7 @@ std::string ResourceOf(const char* ticker) {
 
 class Downloads {
 public:
-    Downloads() {
+    explicit Downloads(const wchar_t* sourceName = L"YAHOOHIST") {
         CLSID classId;
         Check(CLSIDFromProgID(L"vtdl.CManager", &classId));
         Check(CoCreateInstance(classId, nullptr, CLSCTX_INPROC_SERVER, __uuidof(_CManager),
@@ -114,10 +139,26 @@ public:
         ComPtr<_CDataSources> sources;
         Check(m_manager->get_DataSources(sources.put()));
         VARIANT key;
-        const Bstr name(L"YAHOOHIST");
+        const Bstr name(sourceName);
         key.vt = VT_BSTR;
         key.bstrVal = name.get();
         Check(sources->Item(&key, m_source.put()));
+    }
+
+    /// Downloads an option chain; false when nothing came.
+    bool RunChain(const wchar_t* ticker) const {
+        ComPtr<_CSession> session;
+        ComPtr<_CParameters> parameters;
+        ComPtr<_CData> data;
+        long count = 0;
+        Check(m_source->CreateSession(session.put()));
+        Check(session->get_Parameters(parameters.put()));
+        Set(parameters.get(), L"TICKER", ticker);
+        Check(session->Start());
+        Check(session->get_Data(data.put()));
+        Check(data->get_Values(parameters.put()));
+        Check(parameters->get_Count(&count));
+        return count == 3;
     }
 
     /// Downloads a whole table and returns its last adjusted close.
@@ -240,6 +281,21 @@ PROCESS_MEMORY_COUNTERS Memory() {
     return counters;
 }
 
+void CompareChain(INTERNET_PORT port) {
+    const Downloads chains(L"CBOE");
+    const std::string page = "/DelayedQuote/QuoteTableDownload.aspx";
+    const std::string form = "__VIEWSTATE=" + std::string(8543, 'x') + "&a%24txtTicker=CHAIN";
+    const std::size_t bytes = ReadRaw(port, page, form);
+    const auto [raw, full] = bench::MedianSecondsInTurns(
+        21, [&] { ReadRaw(port, page, form); },
+        [&] {
+            if (!chains.RunChain(L"CHAIN")) throw std::runtime_error("no option chain came");
+        });
+    std::printf(
+        "option chain of %d lines, %.1f MB: download %.1f ms, raw read %.1f ms, ratio %.2f\n",
+        chainLines, Megabytes(bytes), full * 1e3, raw * 1e3, full / raw);
+}
+
 int Run(INTERNET_PORT port) {
     Check(CoInitialize(nullptr));
     const Downloads downloads;
@@ -261,6 +317,7 @@ int Run(INTERNET_PORT port) {
                 raw * 1e3, full / raw);
     std::printf("%d rows: download %.1f ms, %.2f times as long as %d\n", longTable, fullLong * 1e3,
                 fullLong / full, shortTable);
+    CompareChain(port);
     CompareGets(false);
     return 0;
 }
@@ -271,6 +328,7 @@ int main(int argc, char** argv) try {
     if (argc == 3 && std::string(argv[1]) == "--write-data") {
         WriteTable(std::string(argv[2]) + "/SHORT.csv", shortTable);
         WriteTable(std::string(argv[2]) + "/LONG.csv", longTable);
+        WriteChain(std::string(argv[2]) + "/CHAIN.options.csv", chainLines);
         return 0;
     }
     if (argc == 2 && std::string(argv[1]) == "--traced-gets") {

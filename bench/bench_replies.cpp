@@ -1,11 +1,12 @@
-// How fast a price table is parsed, next to a plain reader of the same bytes:
-//     bench_replies FILE
-// FILE is a recorded table with year-month-day dates. The answers are compared first; a difference
-// ends the program with 1.
+// How fast the reply parsers are, next to plain readers of the same bytes:
+//     bench_replies FOLDER
+// FOLDER holds the recorded replies. The answers are compared first; a difference ends the program
+// with 1.
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
@@ -13,6 +14,9 @@
 #include <string_view>
 
 #include "Timing.h"
+#include "replies/CboeTable.h"
+#include "replies/GoogleTable.h"
+#include "replies/PifinTable.h"
 #include "replies/YahooTable.h"
 #include "text/CalendarDate.h"
 
@@ -20,47 +24,58 @@ namespace {
 
 using namespace vtdl;
 
-constexpr std::string_view header = "Date,Open";
-
 class ThrowingReader final : public replies::OddFieldReader {
 public:
     double Read(const replies::OddField&) override { throw std::runtime_error("odd field"); }
 };
 
-void ParseInto(const std::string& page, replies::Columns& columns) {
-    ThrowingReader reader;
-    replies::ParseYahooPage(page, header, false, columns, reader);
+/// A table of rows: its columns, how it is parsed, and how it is read plainly.
+struct Table {
+    const char* name;
+    std::span<const replies::ColumnSpec> columns;
+    void (*parse)(const std::string& reply, replies::Columns& columns,
+                  replies::OddFieldReader& oddFields);
+    char separator;
+    double (*readDate)(const char* text);
+};
+
+double IsoDate(const char* text) {
+    char* part = nullptr;
+    text::CalendarDate date{};
+    date.year = static_cast<int>(std::strtol(text, &part, 10));
+    date.month = static_cast<int>(std::strtol(part + 1, &part, 10));
+    date.day = static_cast<int>(std::strtol(part + 1, &part, 10));
+    return text::ToAutomationDate(date).value();
 }
 
-replies::Columns Parse(const std::string& page) {
-    replies::Columns columns(replies::yahooPriceColumns);
-    ParseInto(page, columns);
-    return columns;
+double NamedMonthDate(const char* text) {
+    constexpr char names[] = "JanFebMarAprMayJunJulAugSepOctNovDec";
+    char* part = nullptr;
+    text::CalendarDate date{};
+    date.day = static_cast<int>(std::strtol(text, &part, 10));
+    for (date.month = 1; std::strncmp(names + 3 * (date.month - 1), part + 1, 3) != 0;)
+        ++date.month;
+    date.year = static_cast<int>(std::strtol(part + 5, nullptr, 10));
+    date.year += date.year < 50 ? 2000 : 1900;
+    return text::ToAutomationDate(date).value();
 }
 
 // Splits lines and fields and leaves the numbers to the C library.
-replies::Columns ReadPlainly(const std::string& page) {
-    replies::Columns columns(replies::yahooPriceColumns);
-    columns.AddRows(static_cast<std::size_t>(std::count(page.begin(), page.end(), '\n')) - 1);
-    const std::string_view text = page;
+replies::Columns ReadPlainly(const Table& table, const std::string& reply) {
+    replies::Columns columns(table.columns);
+    columns.AddRows(static_cast<std::size_t>(std::count(reply.begin(), reply.end(), '\n')) - 1);
+    const std::string_view text = reply;
     std::size_t lineStart = text.find('\n') + 1;
     for (std::size_t row = 0; row < columns.Rows(); ++row) {
         const std::size_t lineEnd = text.find('\n', lineStart);
         const std::string_view line = text.substr(lineStart, lineEnd - lineStart);
         std::size_t fieldStart = 0;
         for (std::size_t column = 0; column < columns.Specs().size(); ++column) {
-            const std::size_t fieldEnd = std::min(line.find(',', fieldStart), line.size());
+            const std::size_t fieldEnd =
+                std::min(line.find(table.separator, fieldStart), line.size());
             const char* field = line.data() + fieldStart;
-            if (column == 0) {
-                char* part = nullptr;
-                text::CalendarDate date{};
-                date.year = static_cast<int>(std::strtol(field, &part, 10));
-                date.month = static_cast<int>(std::strtol(part + 1, &part, 10));
-                date.day = static_cast<int>(std::strtol(part + 1, &part, 10));
-                columns[column][row] = text::ToAutomationDate(date).value();
-            } else {
-                columns[column][row] = std::strtod(field, nullptr);
-            }
+            columns[column][row] =
+                column == 0 ? table.readDate(field) : std::strtod(field, nullptr);
             fieldStart = fieldEnd + 1;
         }
         lineStart = lineEnd + 1;
@@ -71,57 +86,131 @@ replies::Columns ReadPlainly(const std::string& page) {
 bool IsSame(const replies::Columns& a, const replies::Columns& b) {
     for (std::size_t column = 0; column < a.Specs().size(); ++column)
         if (a[column] != b[column]) return false;
-    return true;
+    return a.Rows() > 0;
 }
 
-int Run(const char* path) {
-    std::ifstream file(path, std::ios::binary);
-    const std::string page(std::istreambuf_iterator<char>(file), {});
-    const std::size_t rowsStart = page.find('\n') + 1;
-    std::string longPage = page;
-    for (int i = 1; i < 10; ++i) longPage.append(page, rowsStart);
+const Table prices{
+    "prices", replies::yahooPriceColumns,
+    [](const std::string& reply, replies::Columns& columns, replies::OddFieldReader& odd) {
+        replies::ParseYahooPage(reply, "Date,Open", false, columns, odd);
+    },
+    ',', IsoDate};
+const Table finance{
+    "finance service", replies::googleColumns,
+    [](const std::string& reply, replies::Columns& columns, replies::OddFieldReader& odd) {
+        replies::ParseGoogleTable(reply, columns, odd);
+    },
+    ',', NamedMonthDate};
+const Table futures{
+    "futures", replies::pifinColumns,
+    [](const std::string& reply, replies::Columns& columns, replies::OddFieldReader& odd) {
+        replies::ParsePifinTable(reply, columns, odd);
+    },
+    '\t', IsoDate};
 
-    const std::size_t rows = Parse(page).Rows();
-    const bool isRight = rows > 0 && IsSame(Parse(page), ReadPlainly(page)) &&
-                         IsSame(Parse(longPage), ReadPlainly(longPage)) &&
-                         Parse(longPage).Rows() == 10 * rows;
-    if (!isRight) {
-        std::fprintf(stderr, "bench_replies: no table in %s, or the readers differ\n", path);
-        return 1;
+std::string FileIn(const std::string& folder, const char* name) {
+    std::ifstream file(folder + "/" + name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// The header, and the rows so many times.
+std::string Repeated(const std::string& reply, int times) {
+    const std::size_t rows = reply.find('\n') + 1;
+    std::string text = reply;
+    for (int i = 1; i < times; ++i) text.append(reply, rows);
+    return text;
+}
+
+// The futures service's table with the rows of the recorded one that are whole.
+std::string FuturesReply(const std::string& folder) {
+    const std::string recorded = FileIn(folder, "futures/stooq_cl_f_every20th.csv");
+    std::string reply = "Date\tOpen\tHigh\tLow\tClose\tVolume\tOpenInt\n";
+    std::size_t start = recorded.find('\n') + 1;
+    while (start < recorded.size()) {
+        const std::size_t end = std::min(recorded.find('\n', start), recorded.size() - 1);
+        std::string line = recorded.substr(start, end + 1 - start);
+        if (std::count(line.begin(), line.end(), ',') == 6) {
+            std::replace(line.begin(), line.end(), ',', '\t');
+            reply += line;
+        }
+        start = end + 1;
     }
+    return reply;
+}
 
-    double sum = 0;  // keeps the work from being optimised away
-    const auto rate = [&](double seconds) {
-        return static_cast<double>(page.size()) / seconds / 1e6;
-    };
-    const auto parserSeconds = [&](const std::string& text, int runs) {
-        return bench::MedianSeconds(runs, [&] { sum += Parse(text)[6].back(); });
-    };
+double MegabytesASecond(const std::string& reply, double seconds) {
+    return static_cast<double>(reply.size()) / seconds / 1e6;
+}
+
+double sum = 0;  // keeps the work from being optimised away
+
+double ParseSeconds(const Table& table, const std::string& reply, int runs) {
+    return bench::MedianSeconds(runs, [&] {
+        replies::Columns columns(table.columns);
+        ThrowingReader reader;
+        table.parse(reply, columns, reader);
+        sum += columns[1].back();
+    });
+}
+
+void Compare(const Table& table, const std::string& reply) {
+    replies::Columns columns(table.columns);
+    ThrowingReader reader;
+    table.parse(reply, columns, reader);
+    if (!IsSame(columns, ReadPlainly(table, reply)))
+        throw std::runtime_error(std::string("the readers differ on ") + table.name);
+    const double parser = ParseSeconds(table, reply, 201);
+    const double plain =
+        bench::MedianSeconds(201, [&] { sum += ReadPlainly(table, reply)[1].back(); });
+    std::printf("%s: parser %.0f MB/s, plain reader %.0f MB/s, ratio %.2f\n", table.name,
+                MegabytesASecond(reply, parser), MegabytesASecond(reply, plain), plain / parser);
+}
+
+void CompareLengths(const std::string& reply) {
+    const std::string longReply = Repeated(reply, 10);
     const auto reuseSeconds = [&](const std::string& text, int runs) {
-        replies::Columns columns(replies::yahooPriceColumns);
+        replies::Columns columns(prices.columns);
+        ThrowingReader reader;
         return bench::MedianSeconds(runs, [&] {
-            for (std::size_t i = 0; i < columns.Specs().size(); ++i) columns[i].clear();
-            ParseInto(text, columns);
-            sum += columns[6].back();
+            columns.clear();
+            prices.parse(text, columns, reader);
+            sum += columns[1].back();
         });
     };
-    const double parser = parserSeconds(page, 201);
-    const double plain = bench::MedianSeconds(201, [&] { sum += ReadPlainly(page)[6].back(); });
     std::printf(
-        "%zu rows take %.2f times as long as %zu; with memory that is already there, %.2f\n",
-        10 * rows, parserSeconds(longPage, 51) / parser, rows,
-        reuseSeconds(longPage, 51) / reuseSeconds(page, 201));
-    std::printf("parser %.0f MB/s, plain reader %.0f MB/s, ratio %.2f\n", rate(parser), rate(plain),
-                plain / parser);
-    return sum == 0 ? 1 : 0;
+        "ten times the rows take %.2f times as long; with memory that is already there, "
+        "%.2f\n",
+        ParseSeconds(prices, longReply, 51) / ParseSeconds(prices, reply, 201),
+        reuseSeconds(longReply, 51) / reuseSeconds(reply, 201));
+}
+
+void TimeChain(const std::string& reply) {
+    std::size_t rows = 0;
+    const double seconds = bench::MedianSeconds(101, [&] {
+        ThrowingReader reader;
+        const replies::CboeTable table = replies::ParseCboeTable(reply, reader);
+        rows = table.calls.Rows();
+        sum += table.puts[2].back();
+    });
+    std::printf("option chain of %zu lines: %.0f MB/s\n", rows, MegabytesASecond(reply, seconds));
 }
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
     if (argc != 2) {
-        std::fprintf(stderr, "usage: bench_replies FILE\n");
+        std::fprintf(stderr, "usage: bench_replies FOLDER\n");
         return 2;
     }
-    return Run(argv[1]);
+    const std::string folder = argv[1];
+    const std::string table = FileIn(folder, "yahoo-table/iso_aapl_1984-2008_6081rows.csv");
+    Compare(prices, table);
+    Compare(finance, Repeated(FileIn(folder, "google-hist/goog_2015_BOM.csv"), 20));
+    Compare(futures, Repeated(FuturesReply(folder), 20));
+    CompareLengths(table);
+    TimeChain(FileIn(folder, "cboe/old_aapl_20161104_full.dat"));
+    return sum == 0 ? 1 : 0;
+} catch (const std::exception& error) {
+    std::fprintf(stderr, "bench_replies: %s\n", error.what());
+    return 1;
 }

@@ -1,5 +1,6 @@
 #include "replies/CboeTable.h"
 
+#include <cstring>
 #include <optional>
 
 #include "text/Ascii.h"
@@ -64,6 +65,41 @@ public:
     SideParser(Columns& columns, OddFieldReader& oddFields)
         : m_columns(columns), m_oddFields(oddFields) {}
 
+    /// Reads a side that is just as the service writes it, in one pass, and moves behind its last
+    /// field's comma. False at the first thing that is otherwise; Parse() then reads the line.
+    bool ParseRegular(const char*& p, const char* end, std::size_t row) {
+        if (end - p < 8 || p[6] != ' ' || m_month.size() != 6 ||
+            std::memcmp(p, m_month.data(), 6) != 0)
+            return false;
+        text::DecimalRead number = text::ReadDecimal(p + 7, end);
+        p = number.end;
+        if (end - p < 3 || p[0] != ' ' || p[1] != '(') return false;
+        const char* const symbol = p + 2;
+        for (p = symbol; p != end && *p != ')'; ++p)
+            if (*p == ',' || *p == '\r') return false;
+        m_columns.Texts(ticker)[row] = {symbol, static_cast<std::size_t>(p - symbol)};
+        m_columns[expiration][row] = m_expiry;
+        m_columns[strike][row] = number.value;
+        if (end - p < 2 || p[1] != ',') return false;
+        p += 2;
+        for (std::size_t column = last; column < last + fieldsPerSide - 1; ++column) {
+            if (end - p > 1 && p[0] == ' ' && p[1] == ',') ++p;
+            number = text::ReadDecimal(p, end);
+            p = number.end;
+            if (p == end || *p != ',') return false;
+            m_columns[column][row] = number.value;
+            ++p;
+        }
+        return true;
+    }
+
+    /// Leaves the row as if nothing had been read.
+    void Reset(std::size_t row) {
+        m_columns.Texts(ticker)[row] = {};
+        for (std::size_t column = expiration; column < last + fieldsPerSide - 1; ++column)
+            m_columns[column][row] = 0;
+    }
+
     void Parse(const std::string_view* fields, std::size_t row) {
         const std::string_view description = fields[0];
         if (description.empty()) return;
@@ -120,6 +156,15 @@ CboeTable ParseCboeTable(std::string_view reply, OddFieldReader& oddFields) {
     SideParser puts(table.puts, oddFields);
     OptionFields fields;
     for (std::size_t row = 0; row < table.calls.Rows(); ++row) {
+        const char* p = reply.data();
+        const char* const end = p + reply.size();
+        if (calls.ParseRegular(p, end, row) && puts.ParseRegular(p, end, row)) {
+            reply.remove_prefix(static_cast<std::size_t>(p - reply.data()));
+            TakeLine(reply);
+            continue;
+        }
+        calls.Reset(row);
+        puts.Reset(row);
         if (!SplitOptions(TakeLine(reply), fields)) break;  // the rest is ignored, on purpose
         calls.Parse(fields.data(), row);
         puts.Parse(fields.data() + fieldsPerSide, row);

@@ -45,6 +45,13 @@ public:
         }
     }
 
+    /// Removes the rows and keeps their memory.
+    void clear() {
+        m_rows = 0;
+        for (auto& numbers : m_numbers) numbers.clear();
+        for (auto& texts : m_texts) texts.clear();
+    }
+
 private:
     template <class Value>
     void Grow(std::vector<Value>& values) {

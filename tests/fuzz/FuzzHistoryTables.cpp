@@ -1,6 +1,7 @@
 // The tables of the finance service and of the futures service.
 
 #include "Tables.h"
+#include "replies/DelimitedRows.h"
 #include "replies/GoogleTable.h"
 #include "replies/PifinTable.h"
 
@@ -17,7 +18,7 @@ void Check(Parser parser, std::span<const ColumnSpec> specs, std::string_view se
     parser(reply, columns, noting);
     const std::size_t header = reply.find('\n');
     if (header == std::string_view::npos) return Require(columns.Rows() == 0, "no rows, no lines");
-    CheckRows(reply.substr(header + 1), separators, columns, noting);
+    CheckRows(BelowHeader(WithoutFinalLineEnds(reply)), separators, columns, noting);
     parser(reply.substr(0, reply.size() / 2), cut, ignored);
     CheckSameRows(cut, columns);
 }

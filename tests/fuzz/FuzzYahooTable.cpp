@@ -1,6 +1,7 @@
 // Pages of the chart service: prices and dividends.
 
 #include "Tables.h"
+#include "replies/DelimitedRows.h"
 #include "replies/ServiceDate.h"
 #include "replies/YahooTable.h"
 
@@ -16,7 +17,7 @@ void CheckPrices(std::string_view page) {
     const std::size_t rows = ParseYahooPage(page, "Date,Open", false, columns, noting);
     Require(rows == columns.Rows(), "the rows are counted");
     if (rows == 0 || page.find("<!") != std::string_view::npos) return;
-    CheckRows(page.substr(page.find('\n') + 1), ",\t", columns, noting);
+    CheckRows(BelowHeader(WithoutFinalLineEnds(page)), ",\t", columns, noting);
 
     Columns cut(yahooPriceColumns);
     Noting ignored;
