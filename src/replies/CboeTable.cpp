@@ -1,6 +1,5 @@
 #include "replies/CboeTable.h"
 
-#include <cstring>
 #include <optional>
 
 #include "text/Ascii.h"
@@ -68,9 +67,7 @@ public:
     /// Reads a side that is just as the service writes it, in one pass, and moves behind its last
     /// field's comma. False at the first thing that is otherwise; Parse() then reads the line.
     bool ParseRegular(const char*& p, const char* end, std::size_t row) {
-        if (end - p < 8 || p[6] != ' ' || m_month.size() != 6 ||
-            std::memcmp(p, m_month.data(), 6) != 0)
-            return false;
+        if (end - p < 8 || p[6] != ' ' || !LearnMonth({p, 6})) return false;
         text::DecimalRead number = text::ReadDecimal(p + 7, end);
         p = number.end;
         if (end - p < 3 || p[0] != ' ' || p[1] != '(') return false;
@@ -114,14 +111,18 @@ public:
     }
 
 private:
-    // Neighbouring lines mostly have the same month, and its third Friday takes a while.
     double Expiry(std::string_view text) {
-        if (text == m_month && !text.empty()) return m_expiry;
+        return LearnMonth(text) ? m_expiry : m_oddFields.Read({m_line, expiration, text, false});
+    }
+
+    // Neighbouring lines mostly have the same month, and its third Friday takes a while.
+    bool LearnMonth(std::string_view text) {
+        if (text == m_month) return true;
         const std::optional<double> first = ParseCboeExpiry(text);
-        if (!first) return m_oddFields.Read({m_line, expiration, text, false});
+        if (!first) return false;
         m_month = text;
         m_expiry = *text::ToAutomationDate(text::ThirdFriday(text::ToCalendarDate(*first)));
-        return m_expiry;
+        return true;
     }
 
     double Number(std::string_view text, std::size_t column) {
