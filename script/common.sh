@@ -67,7 +67,8 @@ makeDataFolder() {
       vestora; do
       printf '<key name="%s">127.0.0.1:%s</key>\r\n' "$service" "$2"
     done
-    printf '%s\r\n' '</section>' '<section name="errorhandler"><key name="actions">2</key></section>' \
+    printf '%s\r\n' '</section>' '<section name="pcquote/parameters"><key name="user">demo</key>' \
+      '<key name="password">demo</key></section>' '<section name="errorhandler"><key name="actions">2</key></section>' \
       '</sections>'
   } >"$1/VTDL33.Settings.xml"
   VTDL_DATA=$(windowsPath "$1")

@@ -102,7 +102,7 @@ testLists() {
   check "sources succeeds" succeeds
   check "a source with its kinds" \
     grep -Eq '^YAHOOHIST +Yahoo! Finance. Historical data +stocks, historical$' out
-  check "there are fifteen" [ "$(tail -n +3 out | wc -l)" = 15 ]
+  check "there are sixteen" [ "$(tail -n +3 out | wc -l)" = 16 ]
   vtdl parameters yahoohist
   check "parameters succeeds" succeeds
   check "choices" grep -Eq '^PERIODICITY +list +DAILY +DAILY +DAILY, WEEKLY, MONTHLY$' out
@@ -130,6 +130,23 @@ testPrices() {
   vtdl get YAHOOHIST TICKER=AAPL STARTDATE=2008-10-10 ENDDATE=2008-10-14
   check "the table's last line" [ "$(tail -n 1 out)" = \
     "2008-10-14  116.26  116.4   103.14  104.08  70749800     104.08" ]
+}
+
+# One row of every other service, as the data folder has it.
+testServices() {
+  local row source
+  while read -r row source; do
+    # shellcheck disable=SC2086
+    vtdl get $source --format csv </dev/null
+    check "${source%% *} succeeds" succeeds
+    check "${source%% *} brings its row" has out "$row"
+  done <<'END'
+2011-12-30,642.02,646.76,642.02,645.9,1782300 GOOGLEHIST TICKER=NASDAQ:GOOG STARTDATE=2011-12-19 ENDDATE=2011-12-30
+2017-11-01,54.65,55.22,53.89,54.3,1339018,2520545 Pifin TICKER=CL STARTDATE=2017-11-01 ENDDATE=2017-11-30
+INTC,35.44,2016-09-09, YAHOOREALTIME TICKER=INTC
+GOOG,759.66,-15.66, PCQUOTE TICKER=GOOG
+CALLS,AAPL1604K70,,0,,39.7,39.85,,0,2016-11-18,70,41.65,0 CBOE TICKER=AAPL
+END
 }
 
 testJson() {
@@ -273,6 +290,7 @@ testUnregistered
 testUsage
 testLists
 testPrices
+testServices
 testJson
 testNothing
 testOutputFile

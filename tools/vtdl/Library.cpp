@@ -45,7 +45,14 @@ Library::Library() {
 std::vector<ComPtr<_CDataSource>> Library::Sources() const {
     ComPtr<_CDataSources> sources;
     Check(m_manager->get_DataSources(sources.put()), "listing the data sources");
-    return ItemsOf<_CDataSource>(sources.get());
+    std::vector<ComPtr<_CDataSource>> all = ItemsOf<_CDataSource>(sources.get());
+    // This one is not in the manager's list: a host that has an account with it makes it itself.
+    ComPtr<_CDataSource> account;
+    Check(CoCreateInstance(__uuidof(CDataSourcePCQuote), nullptr, CLSCTX_INPROC_SERVER,
+                           __uuidof(_CDataSource), reinterpret_cast<void**>(account.put())),
+          "making PCQUOTE");
+    all.push_back(account);
+    return all;
 }
 
 ComPtr<_CDataSource> Library::Source(const std::string& name) const {
