@@ -1,28 +1,11 @@
 #include "support/SharedSettings.h"
 
 #include "automation/Error.h"
-#include "automation/RegistryKey.h"
+#include "support/DataFolder.h"
 
 namespace vtdl {
-namespace {
 
 using namespace automation;
-
-// The text of an environment variable, empty when there is none.
-std::wstring Environment(const wchar_t* name) {
-    std::wstring text(GetEnvironmentVariableW(name, nullptr, 0), L'\0');
-    text.resize(GetEnvironmentVariableW(name, text.data(), static_cast<DWORD>(text.size())));
-    return text;
-}
-
-std::wstring DataFolder() {
-    std::wstring folder = Environment(L"VTDL_DATA");
-    for (const HKEY root : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE})
-        if (folder.empty()) folder = ReadText(root, L"Software\\Vestora\\VTDL", L"DataFolder");
-    return folder.empty() ? L"C:" : folder;
-}
-
-}  // namespace
 
 std::shared_ptr<CXMLSettings> SharedSettings() {
     static std::weak_ptr<CXMLSettings> current;
@@ -36,7 +19,7 @@ std::shared_ptr<CXMLSettings> SharedSettings() {
 
 void LoadSharedSettings(CXMLSettings& settings) {
     if (settings.IsLoaded()) Check(settings.SaveFile(nullptr));
-    Check(settings.put_FileName(Bstr(DataFolder() + L"\\VTDL33.Settings.xml").get()));
+    Check(settings.put_FileName(Bstr(DataFolder() + L"\\" + settingsFileName).get()));
     Check(settings.LoadFile());
 }
 

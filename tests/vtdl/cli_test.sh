@@ -173,6 +173,27 @@ testNothing() {
   check "a source without a download" fails 1 "INOEXCHANGES: Data not available (0x800C0007)"
 }
 
+# The server's services answer, and the locale is told; without a server, what to do.
+testDoctor() {
+  vtdl doctor
+  check "a healthy installation" [ "$status" = 0 ]
+  check "the file that is registered" grep -Eq '^ok .*32-bit: .*VTDL33.dll, version [0-9.]+$' out
+  check "the settings file" grep -Eq '^ok .*settings.VTDL33.Settings.xml$' out
+  check "the services" [ "$(grep -c '^ok .*answers$' out)" = 7 ]
+  VTDL_DATA='Z:\no\such\folder' vtdl doctor
+  check "no settings, no services" [ "$status" = 1 ]
+  check "what to do about them" grep -q 'VTDL_DATA' out
+  rm -f "Error Log.txt"  # the library has said so too
+}
+
+testSpreadsheetForm() {
+  vtdl get YAHOODIVIDENDS TICKER=SPY STARTDATE=2010-01-01 ENDDATE=2010-12-31 --format csv \
+    --separator ';' --decimal ,
+  check "a decimal comma" has out "2010-12-17;0,653"
+  vtdl get YAHOODIVIDENDS TICKER=SPY --format csv --decimal ,
+  check "not the same for both" fails 2 "--separator and --decimal must differ"
+}
+
 testOutputFile() {
   local ask=(get YAHOODIVIDENDS STARTDATE=2010-01-01 ENDDATE=2010-12-31 --format csv)
   echo old >file.csv
@@ -291,6 +312,8 @@ testUsage
 testLists
 testPrices
 testServices
+testDoctor
+testSpreadsheetForm
 testJson
 testNothing
 testOutputFile

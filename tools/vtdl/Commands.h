@@ -6,6 +6,10 @@
 
 namespace vtdl::host {
 
+/// Looks at everything that a download needs, and says what to do about what is wrong. Returns the
+/// exit status: 1 when something is.
+int Doctor();
+
 void ListSources();
 void ListParameters(const std::string& source);
 
@@ -13,8 +17,10 @@ struct GetOptions {
     std::string source;
     std::vector<std::string> assignments;
     std::string format = "table";
-    std::string outputFile;  // empty = standard output, unless there is a chart
-    std::string chartFile;   // empty = no chart
+    std::string separator = ",";  // of CSV: one of , ; | or "tab"
+    std::string decimal = ".";    // of CSV: . or ,
+    std::string outputFile;       // empty = standard output, unless there is a chart
+    std::string chartFile;        // empty = no chart
     bool isProgressWanted = false;
     bool isProgressUnwanted = false;
 };

@@ -5,13 +5,20 @@
 namespace vtdl::host {
 namespace {
 
-std::string Quoted(const std::string& text) {
-    const bool isPlain = text.find_first_of(",\"\r\n") == std::string::npos &&
-                         !text.starts_with(' ') && !text.ends_with(' ');
+std::string Quoted(const std::string& text, char separator) {
+    const bool isPlain = text.find_first_of("\"\r\n") == std::string::npos &&
+                         text.find(separator) == std::string::npos && !text.starts_with(' ') &&
+                         !text.ends_with(' ');
     if (isPlain) return text;
     std::string quoted = "\"";
     for (const char c : text) quoted.append(c == '"' ? 2 : 1, c);
     return quoted + '"';
+}
+
+std::string FieldOf(const Value& value, const CsvForm& form) {
+    std::string text = FormatValue(value);
+    if (std::holds_alternative<double>(value)) std::ranges::replace(text, '.', form.decimal);
+    return text;
 }
 
 std::vector<std::string> HeaderOf(const Result& result) {
@@ -22,14 +29,15 @@ std::vector<std::string> HeaderOf(const Result& result) {
     return names;
 }
 
-void AppendLine(std::string& text, const std::vector<std::string>& fields) {
-    for (const std::string& field : fields) text.append(Quoted(field)).append(1, ',');
+void AppendLine(std::string& text, const std::vector<std::string>& fields, const CsvForm& form) {
+    for (const std::string& field : fields)
+        text.append(Quoted(field, form.separator)).append(1, form.separator);
     if (!fields.empty()) text.pop_back();
     text += '\n';
 }
 
 void AppendRows(std::string& text, const Block& block, const std::vector<std::string>& header,
-                bool isNamed) {
+                bool isNamed, const CsvForm& form) {
     std::vector<const Column*> columns;
     for (const std::string& name : header) {
         const auto found = std::ranges::find(block.columns, name, &Column::name);
@@ -41,21 +49,21 @@ void AppendRows(std::string& text, const Block& block, const std::vector<std::st
         fields.clear();
         if (isNamed) fields.push_back(block.name);
         for (const Column* column : columns)
-            fields.push_back(column ? FormatValue(column->at(row)) : std::string());
-        AppendLine(text, fields);
+            fields.push_back(column ? FieldOf(column->at(row), form) : std::string());
+        AppendLine(text, fields, form);
     }
 }
 
 }  // namespace
 
-std::string CsvOf(const Result& result) {
+std::string CsvOf(const Result& result, const CsvForm& form) {
     const bool areNamed = result.blocks.size() > 1;
     const std::vector<std::string> header = HeaderOf(result);
     std::vector<std::string> titles = header;
     if (areNamed) titles.insert(titles.begin(), "BLOCK");
     std::string text;
-    AppendLine(text, titles);
-    for (const Block& block : result.blocks) AppendRows(text, block, header, areNamed);
+    AppendLine(text, titles, form);
+    for (const Block& block : result.blocks) AppendRows(text, block, header, areNamed, form);
     return text;
 }
 

@@ -15,9 +15,15 @@ std::string TableOf(const Block& block);
 /// option chain are one table.
 std::string TableOf(const Result& result);
 
+/// What a spreadsheet of another language wants: "1,5;2" where others read "1.5,2".
+struct CsvForm {
+    char separator = ',';
+    char decimal = '.';
+};
+
 /// One header and the rows. Several blocks make one table: a first column BLOCK tells them apart,
 /// and the header has the columns of all of them.
-std::string CsvOf(const Result& result);
+std::string CsvOf(const Result& result, const CsvForm& form = {});
 
 /// {"source": NAME, "blocks": {NAME: [{COLUMN: VALUE, ...}, ...], ...}}
 std::string JsonOf(const Result& result);

@@ -53,9 +53,11 @@ void RequireRows(const Session& session, const Result& result,
                   (asked.empty() ? " these parameters" : asked));
 }
 
-std::string Formatted(const Result& result, const std::string& format) {
-    if (format == "csv") return CsvOf(result);
-    return format == "json" ? JsonOf(result) : TableOf(result);
+std::string Formatted(const Result& result, const GetOptions& options) {
+    const bool isTab = options.separator == "tab";
+    if (options.format == "csv")
+        return CsvOf(result, {isTab ? '\t' : options.separator.front(), options.decimal.front()});
+    return options.format == "json" ? JsonOf(result) : TableOf(result);
 }
 
 // Before the download, from what the source announces.
@@ -94,6 +96,8 @@ void WriteChart(const Session& session, const Result& result, const std::string&
 }  // namespace
 
 void Get(const GetOptions& options) {
+    if (options.separator == options.decimal)
+        throw UsageError("--separator and --decimal must differ");
     const Library library;
     const ComPtr<_CDataSource> source = library.Source(options.source);
     const Session session(source.get(), TextOf(source.get(), &_CDataSource::get_Name));
@@ -105,9 +109,9 @@ void Get(const GetOptions& options) {
     RequireRows(session, result, options.assignments);
     if (!options.chartFile.empty()) WriteChart(session, result, options.chartFile);
     if (!options.outputFile.empty())
-        WriteFile(options.outputFile, Formatted(result, options.format));
+        WriteFile(options.outputFile, Formatted(result, options));
     else if (options.chartFile.empty())
-        Print(Formatted(result, options.format));
+        Print(Formatted(result, options));
 }
 
 }  // namespace vtdl::host

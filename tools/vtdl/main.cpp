@@ -29,6 +29,11 @@ Errors inside the library go to "Error Log.txt" in the current folder.)";
 constexpr const char* sourcesExamples = R"(Example:
   vtdl sources)";
 
+constexpr const char* doctorExamples = R"(Exit status: 0 when all is well, else 1.
+
+Example:
+  vtdl doctor)";
+
 constexpr const char* parametersExamples = R"(Example:
   vtdl parameters YAHOOHIST)";
 
@@ -42,6 +47,7 @@ Examples:
   vtdl get YAHOOHIST TICKER=INTC STARTDATE=2003-07-01 ENDDATE=2003-07-31 ADJUST_VALUES=False
   vtdl get YAHOODIVIDENDS TICKER=SPY STARTDATE=2008-01-01 ENDDATE=2010-12-31 --format json
   vtdl get YAHOOHIST "TICKER=^VIX" STARTDATE=2008-01-01 --format csv --output vix.csv
+  vtdl get CBOE TICKER=AAPL --format csv --separator ; --decimal , --output chain.csv
   vtdl get YAHOOHIST TICKER=AAPL STARTDATE=2007-01-01 ENDDATE=2008-10-14 --chart aapl.svg)";
 
 constexpr const char* watchExamples =
@@ -58,6 +64,7 @@ struct Arguments {
     std::string source;
     GetOptions get;
     WatchOptions watch;
+    int status = 0;
 };
 
 void DescribeSources(CLI::App& app) {
@@ -82,6 +89,12 @@ void DescribeGet(CLI::App& app, GetOptions& options) {
                         "Parameters; `vtdl parameters SOURCE` lists them");
     command->add_option("--format", options.format, "table, csv or json")
         ->check(CLI::IsMember({"table", "csv", "json"}))
+        ->capture_default_str();
+    command->add_option("--separator", options.separator, "Between the fields of CSV")
+        ->check(CLI::IsMember({",", ";", "|", "tab"}))
+        ->capture_default_str();
+    command->add_option("--decimal", options.decimal, "Decimal separator of the numbers in CSV")
+        ->check(CLI::IsMember({".", ","}))
         ->capture_default_str();
     command->add_option("--output", options.outputFile,
                         "File to write, completely or not at all, instead of printing");
@@ -110,6 +123,13 @@ void DescribeWatch(CLI::App& app, WatchOptions& options) {
     command->callback([&options] { Watch(options); });
 }
 
+void DescribeDoctor(CLI::App& app, Arguments& arguments) {
+    CLI::App* command = app.add_subcommand(
+        "doctor", "Look at what a download needs, and say what to do about what is wrong");
+    command->footer(doctorExamples);
+    command->callback([&arguments] { arguments.status = Doctor(); });
+}
+
 // The command line in UTF-8; main's own arguments have lost what the code page does not have.
 std::vector<std::string> CommandLine() {
     int count = 0;
@@ -135,9 +155,10 @@ int Run() {
     DescribeParameters(app, arguments);
     DescribeGet(app, arguments.get);
     DescribeWatch(app, arguments.watch);
+    DescribeDoctor(app, arguments);
     try {
         app.parse(CommandLine());
-        return 0;
+        return arguments.status;
     } catch (const CLI::ParseError& e) {
         return app.exit(e) == 0 ? 0 : 2;
     } catch (const Failure& e) {

@@ -1,0 +1,235 @@
+// The socket header has to come before the system's main one.
+#include <winsock2.h>
+#include <ws2tcpip.h>
+
+#include <filesystem>
+#include <iostream>
+
+#include "Commands.h"
+#include "Console.h"
+#include "Failure.h"
+#include "Library.h"
+#include "support/DataFolder.h"
+
+namespace vtdl::host {
+namespace {
+
+constexpr wchar_t classes[] = L"Software\\Classes\\";
+
+/// What was found, each with what to do about it.
+class Findings {
+public:
+    void Good(const std::string& what) { Add("ok    ", what); }
+    void Note(const std::string& what) { Add("note  ", what); }
+    void Bad(const std::string& what, const std::string& remedy) {
+        Add("BAD   ", what);
+        Add("      ", remedy);
+        m_isBad = true;
+    }
+    void Heading(const std::string& title) { m_text.append("\n").append(title).append("\n"); }
+
+    bool IsBad() const { return m_isBad; }
+    const std::string& Text() const { return m_text; }
+
+private:
+    void Add(const char* mark, const std::string& what) {
+        m_text.append(mark).append(what).append("\n");
+    }
+
+    std::string m_text;
+    bool m_isBad = false;
+};
+
+std::wstring DefaultValue(HKEY root, const std::wstring& path, REGSAM view) {
+    const automation::RegistryKey key = automation::OpenKey(root, path, KEY_READ | view);
+    return key ? automation::ReadText(key.get(), L"", nullptr) : std::wstring();
+}
+
+std::string VersionOf(const std::wstring& file) {
+    DWORD ignored = 0;
+    std::string block(GetFileVersionInfoSizeW(file.c_str(), &ignored), '\0');
+    VS_FIXEDFILEINFO* version = nullptr;
+    UINT size = 0;
+    if (block.empty() ||
+        !GetFileVersionInfoW(file.c_str(), 0, static_cast<DWORD>(block.size()), block.data()) ||
+        !VerQueryValueW(block.data(), L"\\", reinterpret_cast<void**>(&version), &size))
+        return "of unknown version";
+    return "version " + std::to_string(HIWORD(version->dwFileVersionMS)) + "." +
+           std::to_string(LOWORD(version->dwFileVersionMS)) + "." +
+           std::to_string(HIWORD(version->dwFileVersionLS));
+}
+
+// False when nothing is registered there.
+bool CheckRegistration(Findings& findings, HKEY root, REGSAM view) {
+    const std::wstring identifier =
+        DefaultValue(root, std::wstring(classes) + L"vtdl.CManager\\CLSID", view);
+    if (identifier.empty()) return false;
+    const std::wstring file =
+        DefaultValue(root, classes + (L"CLSID\\" + identifier) + L"\\InprocServer32", view);
+    const std::string where = std::string(root == HKEY_CURRENT_USER ? "for you" : "for all users") +
+                              (view == KEY_WOW64_64KEY ? ", 64-bit: " : ", 32-bit: ") +
+                              ToUtf8(file);
+    if (std::filesystem::exists(file))
+        findings.Good(where + ", " + VersionOf(file));
+    else
+        findings.Bad(where + " is not there",
+                     "Install the library again, or take the entry back "
+                     "with regsvr32 /u where the file was.");
+    return true;
+}
+
+void CheckRegistrations(Findings& findings) {
+    findings.Heading("Registration");
+    bool isRegistered = false;
+    for (const HKEY root : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE})
+        for (const REGSAM view : {KEY_WOW64_32KEY, KEY_WOW64_64KEY}) {
+            BOOL isWow64 = FALSE;
+            IsWow64Process(GetCurrentProcess(), &isWow64);
+            const bool hasSecondView = isWow64 || sizeof(void*) == 8;
+            if (view == KEY_WOW64_32KEY || hasSecondView)
+                isRegistered |= CheckRegistration(findings, root, view);
+        }
+    if (!isRegistered)
+        findings.Bad("the library is not registered",
+                     "Run the installer, or: regsvr32 /n /i:user VTDL33.dll (for yourself), "
+                     "regsvr32 VTDL33.dll (for all users, as administrator).");
+}
+
+void CheckLoading(Findings& findings) {
+    const std::string bits = std::to_string(8 * sizeof(void*)) + "-bit programs";
+    try {
+        const Library library;
+        findings.Good("it loads in " + bits + " and has " +
+                      std::to_string(library.Sources().size()) + " data sources");
+    } catch (const std::exception& e) {
+        findings.Bad("it does not load in " + bits + ": " + e.what(),
+                     "Register the library of the same bitness as the host.");
+    }
+}
+
+// Without touching what is there.
+bool IsWritable(const std::filesystem::path& file) {
+    const bool isThere = std::filesystem::exists(file);
+    const std::filesystem::path probe = isThere ? file : file.parent_path() / L"VTDL33.probe.tmp";
+    const HANDLE handle = CreateFileW(probe.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
+                                      isThere ? OPEN_EXISTING : CREATE_NEW,
+                                      isThere ? 0 : FILE_FLAG_DELETE_ON_CLOSE, nullptr);
+    if (handle == INVALID_HANDLE_VALUE) return false;
+    CloseHandle(handle);
+    return true;
+}
+
+ComPtr<_CXMLSettings> CheckSettings(Findings& findings) {
+    findings.Heading("Settings");
+    const std::wstring file = DataFolder() + L"\\" + settingsFileName;
+    const std::string name = ToUtf8(file);
+    if (!IsWritable(file))
+        findings.Bad(name + " cannot be written",
+                     "Give yourself the right to write there, or name another folder in the "
+                     "environment variable VTDL_DATA.");
+    else
+        findings.Good(name + (std::filesystem::exists(file) ? "" : " (will be made on first use)"));
+
+    ComPtr<_CXMLSettings> settings;
+    if (!std::filesystem::exists(file)) return settings;
+    Check(CoCreateInstance(__uuidof(CXMLSettings), nullptr, CLSCTX_INPROC_SERVER,
+                           __uuidof(_CXMLSettings), reinterpret_cast<void**>(settings.put())),
+          "making a settings store");
+    Check(settings->put_FileName(Bstr(file).get()), "naming the settings file");
+    try {
+        Check(settings->LoadFile(), "loading it");
+        findings.Good("it can be read");
+    } catch (const std::exception& e) {
+        findings.Bad(e.what(), "Mend the file or move it away; the defaults hold without it.");
+        settings.reset();
+    }
+    return settings;
+}
+
+std::wstring Setting(_CXMLSettings* settings, const wchar_t* section, const wchar_t* key,
+                     const wchar_t* fallback) {
+    if (!settings) return fallback;
+    Bstr sectionName(section), keyName(key), defaultValue(fallback), value;
+    Check(settings->GetSetting(sectionName.put(), keyName.put(), defaultValue.put(), value.put()),
+          "reading a setting");
+    return std::wstring(value.view());
+}
+
+bool Answers(const std::wstring& host) {
+    TIMEVAL patience{2, 0};
+    const std::size_t colon = host.rfind(L':');
+    const std::wstring port = colon == std::wstring::npos ? L"80" : host.substr(colon + 1);
+    ADDRINFOW hints{};
+    hints.ai_socktype = SOCK_STREAM;
+    ADDRINFOW* found = nullptr;
+    if (GetAddrInfoW(host.substr(0, colon).c_str(), port.c_str(), &hints, &found) != 0)
+        return false;
+    bool isConnected = false;
+    for (const ADDRINFOW* one = found; one && !isConnected; one = one->ai_next) {
+        const SOCKET socket = ::socket(one->ai_family, SOCK_STREAM, IPPROTO_TCP);
+        u_long isNonBlocking = 1;
+        ioctlsocket(socket, static_cast<long>(FIONBIO), &isNonBlocking);
+        connect(socket, one->ai_addr, static_cast<int>(one->ai_addrlen));
+        fd_set writable;
+        FD_ZERO(&writable);
+        FD_SET(socket, &writable);
+        int error = 0;
+        int size = sizeof error;
+        isConnected =
+            select(0, nullptr, &writable, nullptr, &patience) == 1 &&
+            getsockopt(socket, SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&error), &size) == 0 &&
+            error == 0;
+        closesocket(socket);
+    }
+    FreeAddrInfoW(found);
+    return isConnected;
+}
+
+void CheckHosts(Findings& findings, _CXMLSettings* settings) {
+    findings.Heading("Services");
+    WSADATA data;
+    if (WSAStartup(MAKEWORD(2, 2), &data) != 0) return findings.Bad("no sockets", "Restart.");
+    for (const wchar_t* service : {L"yahoo.chart", L"yahoo.quotes", L"google.finance", L"pcquote",
+                                   L"pifin", L"cboe", L"vestora"}) {
+        const std::wstring host = Setting(settings, L"HOSTS", service, L"127.0.0.1:8733");
+        const std::string text = ToUtf8(service) + " at " + ToUtf8(host);
+        if (Answers(host))
+            findings.Good(text + " answers");
+        else
+            findings.Bad(text + " does not answer",
+                         "Start the quote server, or name the service's host in the section HOSTS "
+                         "of the settings file.");
+    }
+    WSACleanup();
+}
+
+void TellLocale(Findings& findings) {
+    findings.Heading("Locale");
+    wchar_t decimal[8] = L"", list[8] = L"";
+    GetLocaleInfoW(LOCALE_USER_DEFAULT, LOCALE_SDECIMAL, decimal, 8);
+    GetLocaleInfoW(LOCALE_USER_DEFAULT, LOCALE_SLIST, list, 8);
+    findings.Note("decimal separator \"" + ToUtf8(decimal) + "\", list separator \"" +
+                  ToUtf8(list) + "\"; CSV for your spreadsheet: --separator \"" + ToUtf8(list) +
+                  "\" --decimal \"" + ToUtf8(decimal) + "\"");
+}
+
+}  // namespace
+
+int Doctor() {
+    const Apartment apartment;
+    Findings findings;
+    CheckRegistrations(findings);
+    CheckLoading(findings);
+    ComPtr<_CXMLSettings> settings;
+    try {
+        settings = CheckSettings(findings);
+    } catch (const Failure& e) {
+        findings.Bad(e.what(), "Register the library first.");
+    }
+    CheckHosts(findings, settings.get());
+    TellLocale(findings);
+    Print(findings.Text().substr(1));
+    return findings.IsBad() ? 1 : 0;
+}
+
+}  // namespace vtdl::host
