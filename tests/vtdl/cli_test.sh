@@ -149,6 +149,19 @@ CALLS,AAPL1604K70,,0,,39.7,39.85,,0,2016-11-18,70,41.65,0 CBOE TICKER=AAPL
 END
 }
 
+# The samples of the languages that Wine can run.
+testSamples() {
+  wine "$build/sample_prices.exe" AAPL 2008-10-13 2008-10-14 | tr -d '\r' >out
+  check "the C++ sample" [ "$(cat out)" = "$(printf '2008-10-13  110.26\n2008-10-14  104.08')" ]
+  wine cscript //nologo "$(windowsPath "$root/samples/jscript/quote.js")" INTC 3 >out
+  check "the JScript sample" has out "TICKER INTC, LAST TRADE 35.44, CHANGE -1"
+  check "its updates" has out "3 updates."
+  check "its end" has out "Finished."
+  wine cscript //nologo "$(windowsPath "$root/samples/vbscript/download.vbs")" MSFT 2003-09-01 2003-09-19 >out
+  check "the VBScript sample" has out "2003-09-19  close 29.79"
+  check "its end" has out "Finished."
+}
+
 testJson() {
   vtdl get YAHOODIVIDENDS TICKER=SPY STARTDATE=2010-01-01 ENDDATE=2010-12-31 --format json
   cat >parse.cmake <<'END'
@@ -314,6 +327,7 @@ testPrices
 testServices
 testDoctor
 testSpreadsheetForm
+testSamples
 testJson
 testNothing
 testOutputFile
