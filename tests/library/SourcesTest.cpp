@@ -84,6 +84,21 @@ TEST_F(SourcesTest, GoogleRepliesWithoutPrices) {
     }
 }
 
+// However a reply is cut on its way, it is the same reply.
+TEST_F(SourcesTest, GoogleReplyInTwoPieces) {
+    const std::string reply =
+        HttpReply(googleHeader + std::string("2-Jan-04,5,6,7,8,15\n1-Jan-04,9,10,11,12,25\n"));
+    Serve("google.finance", reply);
+    const auto source = Google();
+    for (std::size_t cut = 1; cut < reply.size(); ++cut) {
+        Server().CutReplies(cut);
+        Job job(source);
+        job.Start();
+        ASSERT_EQ(Column(job.session, L"OPEN"), (Numbers{5, 9})) << cut;
+        ASSERT_EQ(job.LastEvent(), L"Done 0") << cut;
+    }
+}
+
 // --- The futures service
 
 TEST_F(SourcesTest, PifinRequestAndRows) {
