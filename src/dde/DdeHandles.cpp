@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <iterator>
+#include <vector>
 
+#include "automation/Object.h"
 #include "dde/mDDE.h"
 
 namespace vtdl::dde {
@@ -11,6 +13,26 @@ namespace {
 std::weak_ptr<Instance>& Shared() noexcept {
     static std::weak_ptr<Instance> shared;
     return shared;
+}
+
+std::vector<DWORD> endingLater;
+
+// The callback that an instance is given up in may still run: the host lets messages run in it.
+void CALLBACK EndThem(HWND, UINT, UINT_PTR timer, DWORD) noexcept {
+    if (InCallback::IsSo()) return;
+    KillTimer(nullptr, timer);
+    for (const DWORD identifier : std::exchange(endingLater, {})) {
+        DdeUninitialize(identifier);
+        automation::LiveObject::Unlock();
+    }
+}
+
+// The library stays loaded until then.
+void EndLater(DWORD identifier) {
+    const bool isFirst = endingLater.empty();
+    endingLater.push_back(identifier);
+    automation::LiveObject::Lock();
+    if (isFirst) SetTimer(nullptr, 0, USER_TIMER_MINIMUM, EndThem);
 }
 
 }  // namespace
@@ -30,7 +52,13 @@ std::shared_ptr<Instance> Instance::Another() {
     return std::make_shared<Instance>(identifier);
 }
 
-Instance::~Instance() { DdeUninitialize(m_identifier); }
+// Ending an instance pulls its conversations from under the callback that it is in.
+Instance::~Instance() {
+    if (InCallback::IsSo())
+        EndLater(m_identifier);
+    else
+        DdeUninitialize(m_identifier);
+}
 
 StringHandle MakeString(DWORD instance, std::string_view text) {
     return StringHandle(

@@ -16,7 +16,22 @@ namespace vtdl::dde {
 /// Milliseconds that a transaction may take.
 inline constexpr DWORD transactionTimeout = 2000;
 
-/// A use of the management library; ends with its last holder, and its conversations with it.
+/// While it exists, the management library is in its callback.
+class InCallback {
+public:
+    InCallback() noexcept { ++s_depth; }
+    InCallback(const InCallback&) = delete;
+    InCallback& operator=(const InCallback&) = delete;
+    ~InCallback() { --s_depth; }
+
+    static bool IsSo() noexcept { return s_depth > 0; }
+
+private:
+    static inline int s_depth = 0;
+};
+
+/// A use of the management library; ends with its last holder, and its conversations with it. What
+/// is given up within a callback ends when messages run after it.
 class Instance {
 public:
     /// The process's own, which its data sources share; nothing when there is no DDE.

@@ -16,8 +16,8 @@
 //     RATE 1000 50       as a link: advises 50 numbered texts "RATE 1000 50#1" and so on, 1000 a
 //                        second; with the rate 0 as fast as it can
 //
-// The service with RAW behind its name advises the text "early" before it confirms that a link has
-// started.
+// The service with RAW behind its name answers requests without a single byte, advises the text
+// "early" before it confirms that a link has started, and confirms that links stop.
 #include <windows.h>
 
 #include <ddeml.h>

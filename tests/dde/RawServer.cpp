@@ -2,7 +2,9 @@
 
 #include <dde.h>
 
+#include <cstddef>
 #include <cstring>
+#include <string_view>
 
 namespace vtdl::tests {
 namespace {
@@ -20,13 +22,13 @@ void PostAcknowledgement(HWND client, HWND server, bool isPositive, ATOM item) {
     Post(client, server, WM_DDE_ACK, isPositive ? positive : 0, item);
 }
 
-void PostData(HWND client, HWND server, const char* text, ATOM item) {
+void PostData(HWND client, HWND server, std::string_view bytes, ATOM item) {
     const HGLOBAL memory = GlobalAlloc(GMEM_MOVEABLE | GMEM_DDESHARE | GMEM_ZEROINIT,
-                                       sizeof(DDEDATA) + std::strlen(text));
+                                       offsetof(DDEDATA, Value) + bytes.size());
     auto* const data = static_cast<DDEDATA*>(GlobalLock(memory));
     data->fRelease = 1;
     data->cfFormat = CF_TEXT;
-    std::strcpy(reinterpret_cast<char*>(data->Value), text);
+    std::memcpy(data->Value, bytes.data(), bytes.size());
     GlobalUnlock(memory);
     Post(client, server, WM_DDE_DATA, reinterpret_cast<UINT_PTR>(memory), item);
 }
@@ -48,7 +50,7 @@ void StartLink(HWND client, HWND server, LPARAM parameter) {
     UnpackDDElParam(WM_DDE_ADVISE, parameter, &options, &item);
     FreeDDElParam(WM_DDE_ADVISE, parameter);
     GlobalFree(reinterpret_cast<HGLOBAL>(options));
-    PostData(client, server, "early\r\n", static_cast<ATOM>(item));
+    PostData(client, server, std::string_view("early\r\n", 8), static_cast<ATOM>(item));
     PostAcknowledgement(client, server, true, static_cast<ATOM>(item));
 }
 
@@ -65,7 +67,7 @@ LRESULT CALLBACK Procedure(HWND window, UINT message, WPARAM wide, LPARAM parame
             PostAcknowledgement(client, window, true, HIWORD(parameter));
             return 0;
         case WM_DDE_REQUEST:
-            PostAcknowledgement(client, window, false, HIWORD(parameter));
+            PostData(client, window, {}, HIWORD(parameter));
             return 0;
         case WM_DDE_TERMINATE:
             PostMessageW(client, WM_DDE_TERMINATE, reinterpret_cast<WPARAM>(window), 0);
