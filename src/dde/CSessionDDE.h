@@ -91,6 +91,7 @@ private:
     bool IsBusy();
     std::wstring TranslateError(UINT error);
     void Trace(std::wstring_view what);
+    static void Trace(long identifier, std::wstring_view what);
     std::string Parameter(std::wstring_view name);
 
     automation::ComPtr<CSession> m_session = automation::Make<CSession>();

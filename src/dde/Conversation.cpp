@@ -56,12 +56,19 @@ UINT CSessionDDE::ConnectOnce() {
     return m_conversation ? DMLERR_NO_ERROR : DdeGetLastError(Instance());
 }
 
+// The session may be gone when it is done; the instance must not.
 void CSessionDDE::Disconnect() {
     if (!m_conversation) return;
-    Framed<"Disconnect">([&] {
-        const bool isEnded = DdeDisconnect(std::exchange(m_conversation, nullptr));
-        Trace(isEnded ? L": DDE Disconnection Success." : L": DDE Disconnection Failure.");
-    });
+    long identifier = 0;
+    Check(m_session->get_ID(&identifier));
+    dde::OutsideCallback(
+        [conversation = std::exchange(m_conversation, nullptr), instance = m_instance, identifier] {
+            Framed<"Disconnect">([&] {
+                const bool isEnded = DdeDisconnect(conversation);
+                Trace(identifier,
+                      isEnded ? L": DDE Disconnection Success." : L": DDE Disconnection Failure.");
+            });
+        });
 }
 
 // Messages run until the server has answered or the time is over. Only a request gives a handle of
@@ -99,9 +106,13 @@ std::wstring CSessionDDE::TranslateError(UINT error) {
 }
 
 void CSessionDDE::Trace(std::wstring_view what) {
-    if (!gErrorHandler.TracingEnabled()) return;
     long identifier = 0;
     Check(m_session->get_ID(&identifier));
+    Trace(identifier, what);
+}
+
+void CSessionDDE::Trace(long identifier, std::wstring_view what) {
+    if (!gErrorHandler.TracingEnabled()) return;
     wchar_t text[16];
     std::swprintf(text, std::size(text), L"%lX", identifier);
     gErrorHandler.TraceLine(std::wstring(text).append(what));

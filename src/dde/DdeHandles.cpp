@@ -15,27 +15,27 @@ std::weak_ptr<Instance>& Shared() noexcept {
     return shared;
 }
 
-std::vector<DWORD> endingLater;
+std::vector<std::function<void()>> postponed;
 
-// The callback that an instance is given up in may still run: the host lets messages run in it.
-void CALLBACK EndThem(HWND, UINT, UINT_PTR timer, DWORD) noexcept {
+// The callback may still run: the host lets messages run in it.
+void CALLBACK DoPostponed(HWND, UINT, UINT_PTR timer, DWORD) noexcept {
     if (InCallback::IsSo()) return;
     KillTimer(nullptr, timer);
-    for (const DWORD identifier : std::exchange(endingLater, {})) {
-        DdeUninitialize(identifier);
+    for (const auto& action : std::exchange(postponed, {})) {
+        action();
         automation::LiveObject::Unlock();
     }
 }
 
-// The library stays loaded until then.
-void EndLater(DWORD identifier) {
-    const bool isFirst = endingLater.empty();
-    endingLater.push_back(identifier);
-    automation::LiveObject::Lock();
-    if (isFirst) SetTimer(nullptr, 0, USER_TIMER_MINIMUM, EndThem);
-}
-
 }  // namespace
+
+// The library stays loaded until then.
+void OutsideCallback(std::function<void()> action) {
+    if (!InCallback::IsSo()) return action();
+    postponed.push_back(std::move(action));
+    automation::LiveObject::Lock();
+    if (postponed.size() == 1) SetTimer(nullptr, 0, USER_TIMER_MINIMUM, DoPostponed);
+}
 
 std::shared_ptr<Instance> Instance::get() {
     std::shared_ptr<Instance> instance = Current();
@@ -52,12 +52,8 @@ std::shared_ptr<Instance> Instance::Another() {
     return std::make_shared<Instance>(identifier);
 }
 
-// Ending an instance pulls its conversations from under the callback that it is in.
 Instance::~Instance() {
-    if (InCallback::IsSo())
-        EndLater(m_identifier);
-    else
-        DdeUninitialize(m_identifier);
+    OutsideCallback([identifier = m_identifier] { DdeUninitialize(identifier); });
 }
 
 StringHandle MakeString(DWORD instance, std::string_view text) {

@@ -5,6 +5,7 @@
 
 #include <ddeml.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -30,8 +31,11 @@ private:
     static inline int s_depth = 0;
 };
 
-/// A use of the management library; ends with its last holder, and its conversations with it. What
-/// is given up within a callback ends when messages run after it.
+/// Does it now or, within the callback, when messages run after that: ending a conversation or an
+/// instance there pulls it from under the delivery that the system is in.
+void OutsideCallback(std::function<void()> action);
+
+/// A use of the management library; ends with its last holder, and its conversations with it.
 class Instance {
 public:
     /// The process's own, which its data sources share; nothing when there is no DDE.

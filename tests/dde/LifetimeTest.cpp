@@ -90,19 +90,21 @@ TEST_F(DdeTest, ManagersComeAndGo) {
     EXPECT_TRUE(NoConversationIsOpen());
 }
 
-// Everything that the host has is released inside the system's callback.
+// Everything that the host has is released inside the system's callback, and more data waits.
 TEST_F(DdeTest, LastReferencesGoInTheCallback) {
-    auto reading = std::make_unique<Reading>(L"HOTADVISE", L"RATE 0 5");
-    bool isReleased = false;
-    Reading* const told = reading.get();
-    reading->sink.onEvent = [&](const std::wstring&, _CSession*) {
-        told->session = nullptr;
-        isReleased = true;
-    };
-    reading->Start();
-    EXPECT_TRUE(RunLoop(enough, [&] { return isReleased; }));
-    RunLoop(100);
-    EXPECT_EQ(reading->sink.events, Events{L"DataReady"});
+    for (int i = 0; i < 10; ++i) {
+        auto reading = std::make_unique<Reading>(L"HOTADVISE", L"RATE 0 5");
+        bool isReleased = false;
+        Reading* const told = reading.get();
+        reading->sink.onEvent = [&](const std::wstring&, _CSession*) {
+            told->session = nullptr;
+            isReleased = true;
+        };
+        reading->Start();
+        EXPECT_TRUE(RunLoop(enough, [&] { return isReleased; }));
+        RunLoop(50);
+        EXPECT_EQ(reading->sink.events, Events{L"DataReady"});
+    }
     EXPECT_TRUE(NoConversationIsOpen());
 }
 
@@ -110,6 +112,8 @@ TEST_F(DdeTest, DownloadReadsOnce) {
     const auto source = New<::CDataSourceDDE, _CDataSource>();
     Reading reading(L"REQUEST", L"COUNT", 0, source);
     reading.Start();
+    RunLoop(
+        50);  // Wine's servers confirm what they have sent, and it would answer the next request
     EXPECT_EQ(source->Download(&reading.session.GetInterfacePtr()), S_OK);
     EXPECT_EQ(reading.Data(), L"2");
     reading.session->Done();
