@@ -12,11 +12,13 @@ Ptr<_CSessionDDE> DdeFace(_CSession* session) { return Ptr<_CSessionDDE>(session
 
 }  // namespace
 
-void DdeServer::Start() {
+DdeServer::DdeServer()
+    : ServerProcess(L"dde_server.exe " + Service() + L" " +
+                    std::to_wstring(GetCurrentProcessId())) {}
+
+void ServerProcess::Start() {
     const std::wstring self = automation::ModulePath();
-    std::wstring command = L"\"" + self.substr(0, self.rfind(L'\\'));
-    command.append(L"\\dde_server.exe\" ").append(Service());
-    command.append(L" ").append(std::to_wstring(GetCurrentProcessId()));
+    std::wstring command = self.substr(0, self.rfind(L'\\') + 1) + m_command;
     HANDLE read = nullptr, write = nullptr;
     SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
     CreatePipe(&read, &write, &inherited, 0);
@@ -31,25 +33,25 @@ void DdeServer::Start() {
     DWORD size = 0;
     ReadFile(read, line, sizeof line, &size, nullptr);
     CloseHandle(read);
-    if (!isStarted || size == 0) throw std::runtime_error("dde_server does not start");
+    if (!isStarted || size == 0) throw std::runtime_error("the DDE server does not start");
 }
 
-void DdeServer::Stop() {
+void ServerProcess::Stop() {
     if (!m_process.hProcess) return;
     PostThreadMessageW(m_process.dwThreadId, WM_QUIT, 0, 0);
     EXPECT_TRUE(RunLoop(enough, [&] {
         return WaitForSingleObject(m_process.hProcess, 20) == WAIT_OBJECT_0;
-    })) << "dde_server does not end";
+    })) << "the DDE server does not end";
     Close();
 }
 
-void DdeServer::Kill() {
+void ServerProcess::Kill() {
     TerminateProcess(m_process.hProcess, 1);
     WaitForSingleObject(m_process.hProcess, enough);
     Close();
 }
 
-void DdeServer::Close() {
+void ServerProcess::Close() {
     CloseHandle(m_process.hThread);
     CloseHandle(m_process.hProcess);
     m_process = {};

@@ -9,15 +9,14 @@
 
 namespace vtdl::tests {
 
-/// The program dde_server; see its head for the items. It listens when the constructor returns.
-class DdeServer {
+/// A server program in the folder of this one. It has printed its first line, and so listens, when
+/// the constructor returns.
+class ServerProcess {
 public:
-    DdeServer() { Start(); }
-    DdeServer(const DdeServer&) = delete;
-    DdeServer& operator=(const DdeServer&) = delete;
-    ~DdeServer() { Stop(); }
-
-    static std::wstring Service() { return L"VTDLTEST" + std::to_wstring(GetCurrentProcessId()); }
+    explicit ServerProcess(std::wstring command) : m_command(std::move(command)) { Start(); }
+    ServerProcess(const ServerProcess&) = delete;
+    ServerProcess& operator=(const ServerProcess&) = delete;
+    ~ServerProcess() { Stop(); }
 
     void Start();
     /// Closes it down in order. Messages run meanwhile, as its clients' consent is asked for.
@@ -28,7 +27,15 @@ public:
 private:
     void Close();
 
+    std::wstring m_command;
     PROCESS_INFORMATION m_process{};
+};
+
+/// The program dde_server; see its head for the items.
+class DdeServer : public ServerProcess {
+public:
+    DdeServer();
+    static std::wstring Service() { return L"VTDLTEST" + std::to_wstring(GetCurrentProcessId()); }
 };
 
 class DdeTest : public LibraryTest {
