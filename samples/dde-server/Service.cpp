@@ -23,9 +23,9 @@ Service::Service(const std::string& name, Quotes& quotes) : m_quotes(quotes) {
 
 Service::~Service() { DdeUninitialize(m_instance); }
 
-void Service::MoveLinked() {
-    for (const std::string& ticker : m_linked)
-        for (const std::string& field : m_quotes.Find(ticker)->Move(m_random)) {
+void Service::Move() {
+    for (auto& [ticker, quote] : m_quotes.Known())
+        for (const std::string& field : quote.Move(m_random)) {
             const HSZ topic = Handle(ticker), item = Handle(field);
             DdePostAdvise(m_instance, topic, item);
             DdeFreeStringHandle(m_instance, topic);
@@ -40,11 +40,7 @@ HDDEDATA CALLBACK Service::OnTransaction(UINT type, UINT format, HCONV, HSZ topi
     if (type == XTYP_CONNECT) return Truth(self.m_quotes.Find(self.NameOf(topic)));
     if (format != CF_TEXT) return nullptr;
     if (type == XTYP_REQUEST || type == XTYP_ADVREQ) return self.Answer(topic, item);
-    if (type == XTYP_ADVSTART && self.Has(topic, item)) {
-        self.m_linked.insert(self.NameOf(topic));
-        return Truth(true);
-    }
-    return nullptr;
+    return Truth(type == XTYP_ADVSTART && self.Has(topic, item));
 }
 
 HDDEDATA Service::Answer(HSZ topic, HSZ item) const {

@@ -5,9 +5,7 @@
 
 #include <ddeml.h>
 
-#include <set>
 #include <string>
-#include <utility>
 
 #include "Quotes.h"
 
@@ -22,8 +20,8 @@ public:
     Service& operator=(const Service&) = delete;
     ~Service();
 
-    // Moves the quotes that have links, and tells the links what changed.
-    void MoveLinked();
+    // Moves the quotes that were asked for so far, and tells the links what changed.
+    void Move();
 
 private:
     static HDDEDATA CALLBACK OnTransaction(UINT type, UINT format, HCONV, HSZ topic, HSZ item,
@@ -38,7 +36,6 @@ private:
     Quotes& m_quotes;
     DWORD m_instance = 0;
     Random m_random;
-    std::set<std::string> m_linked;
 };
 
 }  // namespace demo

@@ -35,7 +35,7 @@ void Run(const Settings& settings) {
     if (settings.isLive) SetTimer(nullptr, 0, 1000, nullptr);
     MSG message;
     while (GetMessageW(&message, nullptr, 0, 0) > 0) {
-        if (message.message == WM_TIMER && !message.hwnd) service.MoveLinked();
+        if (message.message == WM_TIMER && !message.hwnd) service.Move();
         DispatchMessageW(&message);
     }
 }

@@ -90,9 +90,7 @@ std::wstring DdeTest::Reading::Identifier() const {
 std::wstring DdeTest::Ask(const wchar_t* item) {
     Reading reading(L"REQUEST", item);
     reading.Start();
-    const std::wstring data = reading.Data();
-    reading.session->Done();
-    return data;
+    return reading.Data();
 }
 
 bool DdeTest::NoConversationIsOpen() {

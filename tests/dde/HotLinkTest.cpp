@@ -91,6 +91,21 @@ TEST_F(HotLinkTest, HostMayPumpInItsCallback) {
     link.session->Done();
 }
 
+TEST_F(HotLinkTest, HostThatNeverReturnsLosesTheOldest) {
+    Link link(L"RATE 0 1500");
+    link.sink.onEvent = [&](const std::wstring&, _CSession*) {
+        link.Take(link.Data());
+        if (link.numbers.size() == 1) RunLoop(2000);
+    };
+    link.Start();
+    EXPECT_TRUE(link.Gets(1001));
+    EXPECT_EQ(link.numbers.size(), 1001u);
+    EXPECT_EQ(link.numbers[1], 501);
+    EXPECT_EQ(link.numbers.back(), 1500);
+    link.sink.onEvent = nullptr;
+    link.session->Done();
+}
+
 TEST_F(HotLinkTest, LinksOfOneTopicDoNotMix) {
     Link links[] = {Link(L"RATE 300 50"), Link(L"RATE 300 51"), Link(L"RATE 300 50 again")};
     for (Link& link : links) link.Start();

@@ -160,6 +160,16 @@ TEST_F(DdeTest, ServerDiesInTheMiddleOfARequest) {
     reading.session->Done();
 }
 
+TEST_F(DdeTest, AnswerThatComesTooLateIsIgnored) {
+    Reading reading(L"REQUEST", L"SLOW 2200");
+    reading.Start();
+    EXPECT_EQ(reading.Data(), L"");
+    RunLoop(500);
+    reading.Set(L"ITEM", L"COUNT");
+    reading.session->NextTick();
+    EXPECT_EQ(reading.Data(), L"1");
+}
+
 TEST_F(DdeTest, UpdateLockSkipsTicksAlone) {
     const auto manager = New<::CManager, _CManager>();
     Reading timed(L"TIMER", L"COUNT", 10), asked(L"REQUEST", L"COUNT");
