@@ -108,6 +108,75 @@ TEST_F(DdeTest, LastReferencesGoInTheCallback) {
     EXPECT_TRUE(NoConversationIsOpen());
 }
 
+/// Runs once, from the message loop, after some milliseconds.
+class Later {
+public:
+    Later(DWORD milliseconds, std::function<void()> action) {
+        s_action = std::move(action);
+        m_timer = SetTimer(nullptr, 0, milliseconds, Run);
+    }
+    Later(const Later&) = delete;
+    Later& operator=(const Later&) = delete;
+    ~Later() { KillTimer(nullptr, m_timer); }
+    static bool HasRun() { return !s_action; }
+
+private:
+    static void CALLBACK Run(HWND, UINT, UINT_PTR timer, DWORD) noexcept {
+        KillTimer(nullptr, timer);
+        if (const auto action = std::exchange(s_action, nullptr)) action();
+    }
+
+    static inline std::function<void()> s_action;
+    UINT_PTR m_timer;
+};
+
+TEST_F(DdeTest, SessionsEndWhileTheServerThinks) {
+    for (const bool isReleased : {false, true}) {
+        Reading reading(L"TIMER", L"SLOW 300", 20);
+        reading.Start();
+        long told = 0;
+        const Later later(150, [&] {
+            told = reading.Count(L"DataReady");
+            if (isReleased)
+                reading.session = nullptr;
+            else
+                EXPECT_EQ(reading.session->Done(), S_OK);
+        });
+        EXPECT_TRUE(RunLoop(enough, [] { return Later::HasRun(); }));
+        RunLoop(500);
+        if (!isReleased) {
+            EXPECT_EQ(StatusOf(reading.session), vtdlSessionStatusDone);
+            EXPECT_EQ(reading.Conversation(), 0);
+        }
+        EXPECT_LE(reading.Count(L"DataReady"), told + 1) << "the reading that was under way";
+        EXPECT_TRUE(NoConversationIsOpen());
+    }
+}
+
+// The host reads and starts other sessions, and its own again, when it is told.
+TEST_F(DdeTest, OtherSessionsWorkInTheCallback) {
+    Reading hot(L"HOTADVISE", L"RATE 100 1000"), other(L"HOTADVISE", L"RATE 100 999");
+    std::wstring asked;
+    bool isTold = false;
+    hot.sink.onEvent = [&](const std::wstring&, _CSession*) {
+        if (std::exchange(isTold, true)) return;
+        Reading request(L"REQUEST", L"BYTES 3500");
+        request.Start();
+        asked = request.Data() + L" " + ErrorOf(request.session);
+        other.Start();
+        hot.Start();
+    };
+    hot.Start();
+    EXPECT_TRUE(RunLoop(enough, [&] { return asked != L""; }));
+    EXPECT_EQ(asked, L"5 0 0 ");
+    EXPECT_TRUE(RunLoop(
+        enough, [&] { return hot.Count(L"DataReady") > 3 && other.Count(L"DataReady") > 3; }))
+        << StatusOf(hot.session) << StatusOf(other.session);
+    hot.session->Done();
+    other.session->Done();
+    EXPECT_TRUE(NoConversationIsOpen());
+}
+
 TEST_F(DdeTest, DownloadReadsOnce) {
     const auto source = New<::CDataSourceDDE, _CDataSource>();
     Reading reading(L"REQUEST", L"COUNT", 0, source);
