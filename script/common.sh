@@ -57,6 +57,31 @@ stopQuoteServer() {
   serverPid=
 }
 
+# Starts the sample DDE server: startDdeServer [OPTION]... It needs a display, the one of its clients. The
+# caller ends it with stopDdeServer.
+startDdeServer() {
+  local log
+  log=$(mktemp)
+  wine "$root/build/win32/vtdldemo.exe" --data "$(windowsPath "$root/samples/data")" "$@" >"$log" 2>&1 &
+  ddeServerPid=$!
+  local line=
+  for _ in $(seq 200); do
+    line=$(head -n 1 "$log" | tr -d '\r')
+    [ -n "$line" ] && break
+    kill -0 "$ddeServerPid" 2>/dev/null || break
+    sleep 0.05
+  done
+  rm -f "$log"
+  case $line in *serving*) ;; *) say "the DDE server did not start: $line" >&2; return 1 ;; esac
+}
+
+stopDdeServer() {
+  [ -n "${ddeServerPid:-}" ] || return 0
+  kill -INT "$ddeServerPid" 2>/dev/null || true
+  wait "$ddeServerPid" 2>/dev/null || true
+  ddeServerPid=
+}
+
 # Makes a data folder whose settings file names the services' server and keeps errors to the log:
 # makeDataFolder FOLDER PORT. Programs under Wine find it through VTDL_DATA.
 makeDataFolder() {

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "automation/Arguments.h"
+#include "automation/ComPtr.h"
 #include "automation/Error.h"
 #include "automation/Platform.h"
 #include "automation/TypeInformation.h"
@@ -32,17 +33,19 @@ public:
         });
     }
 
-    STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID locale,
+    STDMETHODIMP GetIDsOfNames(REFIID asker, LPOLESTR* names, UINT count, LCID locale,
                                DISPID* identifiers) noexcept final {
         return Guarded([&] {
             const HRESULT hr = TypeInformationOf<I>()->GetIDsOfNames(names, count, identifiers);
-            IDispatch* other = hr == DISP_E_UNKNOWNNAME ? OtherFace() : nullptr;
-            return other ? other->GetIDsOfNames(GUID{}, names, count, locale, identifiers) : hr;
+            const auto other = OtherFace(asker, hr == DISP_E_UNKNOWNNAME);
+            return other ? other->GetIDsOfNames(__uuidof(I), names, count, locale, identifiers)
+                         : hr;
         });
     }
 
-    STDMETHODIMP Invoke(DISPID member, REFIID, LCID locale, WORD flags, DISPPARAMS* parameters,
-                        VARIANT* result, EXCEPINFO* exception, UINT* badArgument) noexcept final {
+    STDMETHODIMP Invoke(DISPID member, REFIID asker, LCID locale, WORD flags,
+                        DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
+                        UINT* badArgument) noexcept final {
         return Guarded([&] {
             if (!parameters) return E_POINTER;
             if (const auto hr = InvokeOwn(member, flags, *parameters, result)) return *hr;
@@ -50,8 +53,8 @@ public:
             const HRESULT hr = TypeInformationOf<I>()->Invoke(static_cast<I*>(this), member, flags,
                                                               arguments.parameters(), result,
                                                               exception, badArgument);
-            IDispatch* other = hr == DISP_E_MEMBERNOTFOUND ? OtherFace() : nullptr;
-            return other ? other->Invoke(member, GUID{}, locale, flags, parameters, result,
+            const auto other = OtherFace(asker, hr == DISP_E_MEMBERNOTFOUND);
+            return other ? other->Invoke(member, __uuidof(I), locale, flags, parameters, result,
                                          exception, badArgument)
                          : hr;
         });
@@ -61,14 +64,17 @@ protected:
     /// Calls that the platform's dispatcher cannot make; nothing leaves the call to it.
     virtual std::optional<HRESULT> InvokeOwn(DISPID, WORD, DISPPARAMS&, VARIANT*) { return {}; }
 
-    /// Another face of the object whose names a late-bound host reaches through this one.
+    /// The face of the object whose names a late-bound host reaches through the default one, and
+    /// the default one's through this.
     virtual IDispatch* AlsoAnswers() { return nullptr; }
 
 private:
-    // The other face has the same object behind it, and must not ask itself.
-    IDispatch* OtherFace() {
-        IDispatch* const other = AlsoAnswers();
-        return other == static_cast<IDispatch*>(static_cast<I*>(this)) ? nullptr : other;
+    // The reserved identifier, which is null in a host's calls, tells that the other face asks and
+    // must not be asked again.
+    ComPtr<IDispatch> OtherFace(REFIID asker, bool isNeeded) {
+        IDispatch* const other = isNeeded && asker == GUID{} ? AlsoAnswers() : nullptr;
+        const bool isOther = other != static_cast<IDispatch*>(static_cast<I*>(this));
+        return isOther ? ComPtr<IDispatch>(other) : Query<IDispatch>(other);
     }
 
     template <class Body>

@@ -37,7 +37,7 @@ public:
     STDMETHODIMP Abort() noexcept override;
 
 private:
-    std::shared_ptr<dde::Instance> m_instance;  ///< ends with the last data source that holds it
+    std::shared_ptr<dde::Instance> m_instance;  ///< nothing without DDE, which sessions report
 };
 
 }  // namespace vtdl

@@ -84,16 +84,21 @@ private:
     std::string Request(MethodFrame& frame);
     std::string ReadAdvise();
     void Deliver(MethodFrame& frame, const std::string& text);
-    UINT RecordError();
+    UINT ConnectOnce();  ///< the system's error
+    void TakeFailure(UINT transaction, UINT error);
+    void RecordError(UINT error);
+    DWORD Instance() const noexcept;  ///< its number, or 0
     bool IsBusy();
     std::wstring TranslateError(UINT error);
     void Trace(std::wstring_view what);
+    static void Trace(long identifier, std::wstring_view what);
     std::string Parameter(std::wstring_view name);
 
     automation::ComPtr<CSession> m_session = automation::Make<CSession>();
     vtdlDDESessionType m_sessionType{};
     HDDEDATA m_hData = nullptr;  ///< of the delivery being taken; the server's, never freed here
     long m_haResult = 0;
+    std::shared_ptr<dde::Instance> m_instance;  ///< of the names and of the conversation
     HCONV m_conversation = nullptr;
     dde::StringHandle m_service;
     dde::StringHandle m_topic;

@@ -2,39 +2,63 @@
 
 #include <algorithm>
 #include <iterator>
+#include <vector>
 
-#include "automation/Error.h"
+#include "automation/Object.h"
 #include "dde/mDDE.h"
 
 namespace vtdl::dde {
 namespace {
 
-DWORD identifier = 0;
+std::weak_ptr<Instance>& Shared() noexcept {
+    static std::weak_ptr<Instance> shared;
+    return shared;
+}
+
+std::vector<std::function<void()>> postponed;
+
+// The callback may still run: the host lets messages run in it.
+void CALLBACK DoPostponed(HWND, UINT, UINT_PTR timer, DWORD) noexcept {
+    if (InCallback::IsSo()) return;
+    KillTimer(nullptr, timer);
+    for (const auto& action : std::exchange(postponed, {})) {
+        action();
+        automation::LiveObject::Unlock();
+    }
+}
 
 }  // namespace
 
+// The library stays loaded until then.
+void OutsideCallback(std::function<void()> action) {
+    if (!InCallback::IsSo()) return action();
+    postponed.push_back(std::move(action));
+    automation::LiveObject::Lock();
+    if (postponed.size() == 1) SetTimer(nullptr, 0, USER_TIMER_MINIMUM, DoPostponed);
+}
+
 std::shared_ptr<Instance> Instance::get() {
-    static std::weak_ptr<Instance> current;
-    std::shared_ptr<Instance> instance = current.lock();
-    if (!instance) current = instance = std::make_shared<Instance>();
+    std::shared_ptr<Instance> instance = Current();
+    if (!instance) Shared() = instance = Another();
     return instance;
 }
 
-Instance::Instance() {
+std::shared_ptr<Instance> Instance::Current() noexcept { return Shared().lock(); }
+
+std::shared_ptr<Instance> Instance::Another() {
     constexpr DWORD flags = APPCMD_CLIENTONLY | MF_SENDMSGS | MF_POSTMSGS;
-    DWORD started = 0;
-    if (DdeInitializeA(&started, mDDE::DDECallback, flags, 0) != DMLERR_NO_ERROR)
-        throw automation::MakeRuntimeError(automation::RuntimeError::invalidCall,
-                                           L"DDE is not available");
-    identifier = started;
+    DWORD identifier = 0;
+    if (DdeInitializeA(&identifier, mDDE::DDECallback, flags, 0) != DMLERR_NO_ERROR) return {};
+    return std::make_shared<Instance>(identifier);
 }
 
-Instance::~Instance() { DdeUninitialize(std::exchange(identifier, 0)); }
+Instance::~Instance() {
+    OutsideCallback([identifier = m_identifier] { DdeUninitialize(identifier); });
+}
 
-DWORD Instance::Identifier() noexcept { return identifier; }
-
-StringHandle MakeString(std::string_view text) {
-    return StringHandle(DdeCreateStringHandleA(identifier, std::string(text).c_str(), CP_WINANSI));
+StringHandle MakeString(DWORD instance, std::string_view text) {
+    return StringHandle(
+        {instance, DdeCreateStringHandleA(instance, std::string(text).c_str(), CP_WINANSI)});
 }
 
 std::string TextOf(HDDEDATA data) {

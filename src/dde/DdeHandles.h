@@ -5,6 +5,7 @@
 
 #include <ddeml.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -16,32 +17,58 @@ namespace vtdl::dde {
 /// Milliseconds that a transaction may take.
 inline constexpr DWORD transactionTimeout = 2000;
 
-/// The one instance of the process. It exists while a data source holds it: several of them share
-/// it, because ending it would end the conversations of all.
+/// While it exists, the management library is in its callback.
+class InCallback {
+public:
+    InCallback() noexcept { ++s_depth; }
+    InCallback(const InCallback&) = delete;
+    InCallback& operator=(const InCallback&) = delete;
+    ~InCallback() { --s_depth; }
+
+    static bool IsSo() noexcept { return s_depth > 0; }
+
+private:
+    static inline int s_depth = 0;
+};
+
+/// Does it now or, within the callback, when messages run after that: ending a conversation or an
+/// instance there pulls it from under the delivery that the system is in.
+void OutsideCallback(std::function<void()> action);
+
+/// A use of the management library; ends with its last holder, and its conversations with it.
 class Instance {
 public:
+    /// The process's own, which its data sources share; nothing when there is no DDE.
     static std::shared_ptr<Instance> get();
+    /// The same, unless no data source holds it.
+    static std::shared_ptr<Instance> Current() noexcept;
+    /// One beside it; nothing when there is no DDE.
+    static std::shared_ptr<Instance> Another();
 
-    Instance();
+    explicit Instance(DWORD identifier) noexcept : m_identifier(identifier) {}
     Instance(const Instance&) = delete;
     Instance& operator=(const Instance&) = delete;
     ~Instance();
 
-    /// 0 when there is none.
-    static DWORD Identifier() noexcept;
+    DWORD Identifier() const noexcept { return m_identifier; }
+
+private:
+    DWORD m_identifier;
 };
 
 struct StringTraits {
-    using Handle = HSZ;
-    static Handle Null() noexcept { return nullptr; }
-    static void Close(Handle handle) noexcept {
-        DdeFreeStringHandle(Instance::Identifier(), handle);
-    }
+    struct Handle {
+        DWORD instance;
+        HSZ text;
+        bool operator==(const Handle&) const = default;
+    };
+    static Handle Null() noexcept { return {}; }
+    static void Close(Handle handle) noexcept { DdeFreeStringHandle(handle.instance, handle.text); }
 };
 using StringHandle = automation::UniqueHandle<StringTraits>;
 
-/// The handle of a name in the ANSI code page.
-StringHandle MakeString(std::string_view text);
+/// The handle of a name in the ANSI code page, valid in the instance.
+StringHandle MakeString(DWORD instance, std::string_view text);
 
 struct DataTraits {
     using Handle = HDDEDATA;

@@ -52,6 +52,7 @@ HDDEDATA CALLBACK DDECallback(UINT type, UINT, HCONV conversation, HSZ, HSZ, HDD
                               ULONG_PTR, ULONG_PTR) noexcept {
     LONG_PTR answer = 0;
     if (type != XTYP_ADVDATA) return nullptr;
+    const dde::InCallback inCallback;
     Framed<"mDDE", "DDECallback">([&] {
         // Held here: the host may release the session while it is told.
         const ComPtr<_CSession> session = FindSession(conversation);

@@ -6,30 +6,12 @@
 #include "session/cTimer.h"
 #include "session/mTimer.h"
 #include "support/Downloads.h"
+#include "support/HostLoop.h"
 
 namespace vtdl::tests {
 namespace {
 
-constexpr DWORD enough = 10'000;
 constexpr DWORD coarseness = 32;  // of the tick count, at both ends
-
-/// A host's message loop, until the condition holds. False when the time is over.
-template <class Condition>
-bool RunLoop(DWORD milliseconds, Condition&& condition) {
-    const DWORD start = GetTickCount();
-    for (DWORD passed = 0; passed < milliseconds; passed = GetTickCount() - start) {
-        MSG message;
-        if (condition()) return true;
-        MsgWaitForMultipleObjectsEx(0, nullptr, milliseconds - passed, QS_ALLINPUT,
-                                    MWMO_INPUTAVAILABLE);
-        while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&message);
-    }
-    return condition();
-}
-
-void RunLoop(DWORD milliseconds) {
-    RunLoop(milliseconds, [] { return false; });
-}
 
 /// The exit code of a waiting WM_QUIT, taken.
 std::optional<int> TakeQuit() {
