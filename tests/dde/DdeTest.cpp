@@ -10,6 +10,16 @@ namespace {
 
 Ptr<_CSessionDDE> DdeFace(_CSession* session) { return Ptr<_CSessionDDE>(session); }
 
+/// Looks again and again, while messages run, for what no message tells.
+template <class Condition>
+bool Becomes(const Condition& condition) {
+    for (DWORD waited = 0; waited < enough; waited += 20) {
+        if (condition()) return true;
+        RunLoop(20);
+    }
+    return false;
+}
+
 }  // namespace
 
 DdeServer::DdeServer()
@@ -39,8 +49,8 @@ void ServerProcess::Start() {
 void ServerProcess::Stop() {
     if (!m_process.hProcess) return;
     PostThreadMessageW(m_process.dwThreadId, WM_QUIT, 0, 0);
-    EXPECT_TRUE(RunLoop(enough, [&] {
-        return WaitForSingleObject(m_process.hProcess, 20) == WAIT_OBJECT_0;
+    EXPECT_TRUE(Becomes([&] {
+        return WaitForSingleObject(m_process.hProcess, 0) == WAIT_OBJECT_0;
     })) << "the DDE server does not end";
     Close();
 }
@@ -94,7 +104,7 @@ std::wstring DdeTest::Ask(const wchar_t* item) {
 }
 
 bool DdeTest::NoConversationIsOpen() {
-    return RunLoop(enough, [] { return Ask(L"OPEN") == L"1"; });
+    return Becomes([] { return Ask(L"OPEN") == L"1"; });
 }
 
 void DdeTest::TurnTracingOn() {

@@ -144,6 +144,28 @@ TEST_F(DdeTest, TimerFindsTheServerThatCameBack) {
     }
 }
 
+TEST_F(DdeTest, ServerGoesAwayBetweenRequests) {
+    for (const bool isKilled : {false, true}) {
+        Reading reading(L"REQUEST", L"BYTES 35");
+        reading.Start();
+        EXPECT_EQ(reading.Data(), L"5");
+        isKilled ? m_server.Kill() : m_server.Stop();
+        const wchar_t* const errors[] = {
+            isKilled ? L"2 16396 DMLERR_POSTMSG_FAILED" : L"2 16394 DMLERR_NO_CONV_ESTABLISHED",
+            L"2 16394 DMLERR_NO_CONV_ESTABLISHED"};
+        for (const wchar_t* const error : errors) {
+            RunLoop(50);
+            reading.session->NextTick();
+            EXPECT_EQ(reading.Data(), L"");
+            EXPECT_EQ(ErrorOf(reading.session), error) << isKilled;
+            EXPECT_EQ(reading.Conversation(), 0);
+        }
+        m_server.Start();
+        reading.session->NextTick();
+        EXPECT_EQ(reading.Data(), L"5");
+    }
+}
+
 TEST_F(DdeTest, ServerDiesInTheMiddleOfARequest) {
     Reading reading(L"REQUEST", L"DIE");
     const DWORD start = GetTickCount();
