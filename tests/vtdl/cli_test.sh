@@ -298,6 +298,12 @@ testInterrupt() {
   check "and is told" has err "vtdl: interrupted"
 }
 
+# There is no display here, and so no server of items.
+testUnreadItem() {
+  vtdl get DDE SERVICE=NOBODY TOPIC=T ITEM=I TYPE=REQUEST
+  check "an item that cannot be read" fails 1 "DDE: DMLERR_NO_CONV_ESTABLISHED (16394)"
+}
+
 testNoServer() {
   stopQuoteServer
   vtdl get YAHOOHIST TICKER=AAPL
@@ -336,6 +342,7 @@ testWatch
 testProgress
 testDecimalComma
 testInterrupt
+testUnreadItem
 testNoServer
 testWatchFaults
 

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <iostream>
 
 #include "Chart.h"
@@ -36,12 +37,25 @@ void Download(const Session& session, bool isProgressShown) {
     if (IsInterrupted()) throw Failure("interrupted");
 }
 
+// An item of a program that could not be read arrives as an empty text with the time of the
+// attempt.
+bool IsUnreadItem(const Result& result) {
+    const auto isEmpty = [](const Value& value) {
+        return std::holds_alternative<Date>(value) || value == Value(std::string());
+    };
+    return result.blocks.size() == 1 && result.blocks[0].name == "DATA" &&
+           std::ranges::all_of(result.blocks[0].columns, [&](const Column& column) {
+               return std::ranges::all_of(column.values, isEmpty);
+           });
+}
+
 // Rows count as success: the session's record also keeps errors that a source got over, such as a
 // server that it tried and left for another. They are told all the same.
 void RequireRows(const Session& session, const Result& result,
                  const std::vector<std::string>& assignments) {
     const std::string error = SessionError(session);
-    if (HasRows(result)) {
+    const bool isUnread = !error.empty() && IsUnreadItem(result);
+    if (HasRows(result) && !isUnread) {
         if (!error.empty())
             std::cerr << "vtdl: warning: " << session.SourceName() << ": " << error << '\n';
         return;
