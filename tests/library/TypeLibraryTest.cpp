@@ -390,6 +390,21 @@ TEST_F(TypeLibraryTest, SharesDispatchIdentifiersAmongAccessorsOnly) {
     });
 }
 
+// What an object browser shows below each name.
+TEST_F(TypeLibraryTest, EverythingHasAHelpString) {
+    for (const TYPEKIND kind : {TKIND_DISPATCH, TKIND_COCLASS, TKIND_ENUM, TKIND_RECORD})
+        ForEachType(kind, [&](ITypeInfo* type) {
+            EXPECT_NE(HelpOf(type, MEMBERID_NIL), L"") << testing::PrintToString(NameOf(type));
+            if (kind != TKIND_DISPATCH) return;
+            const Ptr<ITypeInfo> side = VtableSide(type);
+            for (UINT i = 0; i < AttributesOf(side)->cFuncs; ++i) {
+                const MEMBERID member = FunctionOf(side, i)->memid;
+                EXPECT_NE(HelpOf(side, member), L"")
+                    << testing::PrintToString(NameOf(type) + L"." + NameOf(side, member));
+            }
+        });
+}
+
 TEST_F(TypeLibraryTest, HasTheClassesAndWhatTheyImplement) {
     // iTimer lives in a library that is found by its registration: here it stays a dash.
     const std::map<std::wstring, std::wstring> further{{L"CSession", L"iTimer _IProgressCallBack "},
