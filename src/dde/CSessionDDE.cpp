@@ -23,12 +23,12 @@ std::wstring Hexadecimal(ULONG_PTR number) {
     return text;
 }
 
-Variant Now() {
+double Now() {
     SYSTEMTIME now;
     double date = 0;
     GetLocalTime(&now);
     SystemTimeToVariantTime(&now, &date);
-    return Variant::Date(date + now.wMilliseconds / 86400000.0);
+    return date + now.wMilliseconds / 86400000.0;
 }
 
 }  // namespace
@@ -45,6 +45,8 @@ std::wstring CSessionDDE::ConversationKey(HCONV conversation) {
 STDMETHODIMP CSessionDDE::Start() noexcept {
     const ComPtr<_CSession> alive(this);
     return Framed<"CSession_Start">([&](MethodFrame& frame) {
+        // From within its own wait for the server the session cannot be turned into another one.
+        if (m_transactions > 0) return;
         m_timer.reset();
         EndLink();  // of an earlier start
         std::wstring type;
@@ -103,12 +105,13 @@ STDMETHODIMP CSessionDDE::NextTick() noexcept {
         } const idle{*this};
 
         const bool isHot = m_sessionType == vtdlDDESessionTypeHotAdvise;
-        std::string text = isHot ? ReadAdvise() : Request(frame);
-        Deliver(frame, text);
+        Reading reading{isHot ? ReadAdvise() : Request(frame), Now()};
+        if (!IsBusy()) return;  // ended while it waited for the server
+        Deliver(frame, reading);
         while (!m_waiting.empty()) {
-            text = std::move(m_waiting.front());
+            reading = std::move(m_waiting.front());
             m_waiting.pop_front();
-            Deliver(frame, text);
+            Deliver(frame, reading);
         }
     });
 }
@@ -145,7 +148,7 @@ long CSessionDDE::TakeAdvise(HDDEDATA data) noexcept {
         // The host is in its callback for earlier data and lets messages run there.
         Framed<"TakeAdvise">([&] {
             if (m_waiting.size() == longestQueue) m_waiting.pop_front();
-            m_waiting.push_back(dde::TextOf(data));
+            m_waiting.push_back({dde::TextOf(data), Now()});
         });
         return DDE_FACK;
     }
@@ -155,13 +158,13 @@ long CSessionDDE::TakeAdvise(HDDEDATA data) noexcept {
     return m_haResult;
 }
 
-void CSessionDDE::Deliver(MethodFrame& frame, const std::string& text) {
+void CSessionDDE::Deliver(MethodFrame& frame, const Reading& reading) {
     frame.Step([&] {
         const auto fields = Make<CDataFields>();
         const auto data = Make<CData>();
-        AddColumn(fields.get(), {L"TIME", replies::ColumnType::date}, Now());
+        AddColumn(fields.get(), {L"TIME", replies::ColumnType::date}, Variant::Date(reading.time));
         AddColumn(fields.get(), {L"DATA", replies::ColumnType::string},
-                  Variant(Bstr::FromBytes(text)));
+                  Variant(Bstr::FromBytes(reading.text)));
         SetBlock(*data.get(), L"DATA", fields.get(), true);
         Check(m_session->putref_Data(data.get()));
     });
@@ -213,7 +216,6 @@ void CSessionDDE::StopAdvise(MethodFrame& frame) {
 void CSessionDDE::EndLink() {
     m_endsAfterTransaction = m_transactions > 0;
     if (m_endsAfterTransaction) return;
-    if (m_sessionType == vtdlDDESessionTypeHotAdvise) mDDE::DeleteDDESession(*this);
     m_waiting.clear();
     Disconnect();
     FreeStringHandles();

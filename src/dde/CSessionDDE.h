@@ -61,6 +61,12 @@ public:
     static std::wstring ConversationKey(HCONV conversation);
 
 private:
+    /// The server's text, and the automation date at which it was read.
+    struct Reading {
+        std::string text;
+        double time;
+    };
+
     std::optional<HRESULT> InvokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters,
                                      VARIANT* result) override;
     IDispatch* AlsoAnswers() override { return static_cast<_CSession*>(this); }
@@ -83,7 +89,7 @@ private:
     HDDEDATA Transact(UINT type);
     std::string Request(MethodFrame& frame);
     std::string ReadAdvise();
-    void Deliver(MethodFrame& frame, const std::string& text);
+    void Deliver(MethodFrame& frame, const Reading& reading);
     UINT ConnectOnce();  ///< the system's error
     void TakeFailure(UINT transaction, UINT error);
     void RecordError(UINT error);
@@ -106,7 +112,7 @@ private:
     std::unique_ptr<cTimer> m_timer;
     std::shared_ptr<automation::HiddenWindow> m_window;
     /// What arrived while the host was being told of earlier data.
-    std::deque<std::string> m_waiting;
+    std::deque<Reading> m_waiting;
     int m_transactions = 0;
     bool m_endsAfterTransaction = false;
 };

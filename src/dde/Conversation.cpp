@@ -2,6 +2,7 @@
 #include <cstdio>
 
 #include "dde/CSessionDDE.h"
+#include "dde/mDDE.h"
 #include "support/CodePage.h"
 
 namespace vtdl {
@@ -59,6 +60,8 @@ UINT CSessionDDE::ConnectOnce() {
 // The session may be gone when it is done; the instance must not.
 void CSessionDDE::Disconnect() {
     if (!m_conversation) return;
+    // Whatever kind the session says it is by now: the registry must not outlive the conversation.
+    mDDE::DeleteDDESession(*this);
     long identifier = 0;
     Check(m_session->get_ID(&identifier));
     dde::OutsideCallback(

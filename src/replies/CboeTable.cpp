@@ -67,7 +67,11 @@ public:
     /// Reads a side that is just as the service writes it, in one pass, and moves behind its last
     /// field's comma. False at the first thing that is otherwise; Parse() then reads the line.
     bool ParseRegular(const char*& p, const char* end, std::size_t row) {
-        if (end - p < 8 || p[6] != ' ' || !LearnMonth({p, 6})) return false;
+        if (end - p < 8 || p[6] != ' ') return false;
+        const std::string_view month(p, 6);
+        const bool isNew = month != m_month;
+        // A line or field may end inside these six characters.
+        if (isNew && (month.find_first_of(",\r") != month.npos || !LearnMonth(month))) return false;
         text::DecimalRead number = text::ReadDecimal(p + 7, end);
         p = number.end;
         if (end - p < 3 || p[0] != ' ' || p[1] != '(') return false;

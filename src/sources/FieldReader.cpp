@@ -1,5 +1,7 @@
 #include "sources/FieldReader.h"
 
+#include <climits>
+
 #include "support/CodePage.h"
 #include "support/DecimalSeparator.h"
 
@@ -15,6 +17,23 @@ double FieldReader::Read(const replies::OddField& field) {
     conversion.Run([&](MethodFrame& frame) { frame.Step([&] { value = Convert(field); }); },
                    std::source_location::current());
     return value;
+}
+
+void CheckIntegers(MethodFrame& frame, replies::Columns& columns) {
+    using namespace automation;
+    for (std::size_t column = 0; column < columns.Specs().size(); ++column) {
+        const replies::ColumnSpec& spec = columns.Specs()[column];
+        if (spec.type != replies::ColumnType::integer) continue;
+        for (std::size_t row = 0; row < columns.Rows(); ++row) {
+            double& number = columns[column][row];
+            if (number >= LONG_MIN && number <= LONG_MAX) continue;
+            frame.Step([&] {
+                throw MakeRuntimeError(RuntimeError::overflow, L"row " + std::to_wstring(row + 1) +
+                                                                   L", " + std::wstring(spec.name));
+            });
+            number = 0;
+        }
+    }
 }
 
 double Readable(std::optional<double> value, std::string_view text) {

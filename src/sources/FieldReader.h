@@ -28,6 +28,10 @@ private:
     std::wstring_view m_routine;
 };
 
+/// Makes numbers that their integer column cannot hold failed statements of the method; ignored,
+/// they are 0.
+void CheckIntegers(MethodFrame& frame, replies::Columns& columns);
+
 /// The value that a text was read as, or run-time error 13 for a text that could not be read.
 double Readable(std::optional<double> value, std::string_view text);
 

@@ -9,6 +9,7 @@
 #include "objectmodel/CData.h"
 #include "session/SessionErrors.h"
 #include "sources/CurrentSession.h"
+#include "sources/FieldReader.h"
 #include "sources/SourceAdapter.h"
 #include "support/Hosts.h"
 #include "transport/WinInet.h"
@@ -36,6 +37,7 @@ protected:
                         std::source_location at = std::source_location::current()) noexcept {
         if (!session || !*session) return E_POINTER;
         const automation::ComPtr<_CSession> current(*session);
+        const automation::ComPtr<_CDataSource> alive(this);
         return this->template Framed<"CDataSource_Download">(
             [&](MethodFrame& frame) {
                 const DownloadScope scope(*this, current.get());
@@ -142,9 +144,8 @@ protected:
     /// The same for rows, and tells the session.
     void HandOver(MethodFrame& frame, _CSession* session, std::wstring_view block,
                   replies::Columns columns, RowOrder order) {
-        automation::ComPtr<CDataFields> fields;
-        frame.Step([&] { fields = FieldsOf(std::move(columns), order); });
-        HandOver(frame, session, block, fields.get());
+        CheckIntegers(frame, columns);
+        HandOver(frame, session, block, FieldsOf(std::move(columns), order).get());
     }
 
     void HandOver(MethodFrame& frame, _CSession* session, std::wstring_view block,

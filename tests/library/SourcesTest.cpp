@@ -75,7 +75,7 @@ TEST_F(SourcesTest, GoogleRepliesWithoutPrices) {
     }
     // A missing price, and a volume that its column cannot hold.
     for (const auto& [row, place] : {std::pair{"30-Dec-10,-,1,1,1,1\n", L"row 1, OPEN \"-\""},
-                                     {"3-Jan-04,1,2,3,4,4172940000\n", L"VOLUME"}}) {
+                                     {"3-Jan-04,1,2,3,4,4172940000\n", L"row 1, VOLUME"}}) {
         Serve("google.finance", HttpReply(std::string(googleHeader) + row));
         Job job(Google());
         job.Start();

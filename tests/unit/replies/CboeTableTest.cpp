@@ -119,6 +119,22 @@ TEST(CboeTable, ShapesOfAReply) {
     EXPECT_EQ(RowsOf(oneSided.puts)[0][7], 12);
 }
 
+// Lines and fields that end inside what is read as one piece elsewhere.
+TEST(CboeTable, DescriptionsThatBreakOff) {
+    const std::string good = option + put + "\r\n";
+    ThrowingReader reader;
+    for (const char* start : {"17\r\nn 85", "17 J\r\n 85", "17 Jan\r\n5"}) {
+        const std::string reply = header + good + start + ".00 (X),1,2,3,4,5,6," + put + "\r\n";
+        const CboeTable table = ParseCboeTable(reply, reader);
+        ASSERT_EQ(table.calls.Rows(), 3U);
+        EXPECT_EQ(RowsOf(table.calls)[1], Row(8)) << start;
+        EXPECT_EQ(RowsOf(table.calls)[2], Row(8)) << start;
+    }
+    RecordingReader odd(99);
+    const std::string comma = header + good + "17,an 85.00 (X),1,2,3,4,5,6," + put + "\r\n";
+    EXPECT_EQ(ParseCboeTable(comma, odd).calls.Texts(0)[1], "");
+}
+
 TEST(CboeTable, OddFields) {
     RecordingReader reader(99);
     const std::string reply =
