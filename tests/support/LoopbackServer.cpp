@@ -103,10 +103,13 @@ void LoopbackServer::ServeOne(SOCKET connection) {
 }
 
 bool LoopbackServer::Send(SOCKET connection, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const int count = send(connection, bytes.data(), static_cast<int>(bytes.size()), 0);
+    const std::size_t piece = m_piece;
+    while (!bytes.empty() && !m_isOver) {
+        const std::size_t size = piece ? std::min(piece, bytes.size()) : bytes.size();
+        const int count = send(connection, bytes.data(), static_cast<int>(size), 0);
         if (count <= 0) return false;
         bytes.remove_prefix(static_cast<std::size_t>(count));
+        if (piece) Sleep(5);
     }
     return true;
 }

@@ -30,6 +30,8 @@ public:
 
     /// From now on a reply's bytes up to the cut are sent first, the others a little later.
     void CutReplies(std::size_t cut) { m_cut = cut; }
+    /// From now on replies go out in pieces of this size, one every few milliseconds.
+    void PaceReplies(std::size_t piece) { m_piece = piece; }
     /// From now on connections are not closed here; the next one waits until the client closes.
     void LeaveOpen() { m_leavesOpen = true; }
     /// Waits for the clients of open connections to close them; false when they do not.
@@ -52,6 +54,7 @@ private:
     std::atomic<bool> m_isOver = false;
     std::atomic<bool> m_leavesOpen = false;
     std::atomic<std::size_t> m_cut = 0;
+    std::atomic<std::size_t> m_piece = 0;  ///< 0: as fast as it can
     std::atomic<int> m_closings = 0;
     unsigned short m_port = 0;
     SOCKET m_listener;
