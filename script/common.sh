@@ -8,7 +8,8 @@ if [ "${VTDL_BITS:-32}" = 64 ]; then
 else
   export WINEPREFIX=${VTDL_WINEPREFIX:-$root/build/wine} WINEARCH=win32
 fi
-export WINEDLLOVERRIDES='mscoree=;mshtml=' WINEDEBUG=${WINEDEBUG:--all}
+# Nor does Wine put Start-menu entries into the menus of whoever runs it.
+export WINEDLLOVERRIDES='mscoree=;mshtml=;winemenubuilder.exe=d' WINEDEBUG=${WINEDEBUG:--all}
 
 say() { printf '%s: %s\n' "$(basename "$0")" "$*"; }
 

@@ -1,5 +1,7 @@
 #include "support/SharedSettings.h"
 
+#include <shlobj.h>
+
 #include "automation/Error.h"
 #include "automation/RegistryKey.h"
 
@@ -16,10 +18,16 @@ std::wstring Environment(const wchar_t* name) {
 }
 
 std::wstring DataFolder() {
-    std::wstring folder = Environment(L"VTDL_DATA");
-    for (const HKEY root : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE})
-        if (folder.empty()) folder = ReadText(root, L"Software\\Vestora\\VTDL", L"DataFolder");
-    return folder.empty() ? L"C:" : folder;
+    const std::wstring folder = Environment(L"VTDL_DATA");
+    if (!folder.empty()) return folder;
+    for (const HKEY root : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE}) {
+        const std::wstring named = ReadText(root, L"Software\\Vestora\\VTDL", L"DataFolder");
+        if (named.empty()) continue;
+        // One for all users is named relative to each user's own, which nobody has made yet.
+        SHCreateDirectoryExW(nullptr, named.c_str(), nullptr);
+        return named;
+    }
+    return L"C:";
 }
 
 }  // namespace
