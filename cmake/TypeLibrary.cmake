@@ -4,10 +4,14 @@ function(vtdl_type_library target)
   set(source ${PROJECT_SOURCE_DIR}/src/typelib)
   set(out ${CMAKE_BINARY_DIR}/typelib)
   file(MAKE_DIRECTORY ${out})
-  find_program(WIDL i686-w64-mingw32-widl REQUIRED)
+  find_program(WIDL ${VTDL_TRIPLE}-widl REQUIRED)
+  if(CMAKE_SIZEOF_VOID_P EQUAL 8)
+    set(options -m64 -L/usr/lib/x86_64-linux-gnu/wine/x86_64-windows)
+  else()
+    set(options -m32 -L/usr/lib/i386-linux-gnu/wine/i386-windows)
+  endif()
   # -I: oaidl.idl, of the platform's own IDL files; -L: the compiled stdole2.tlb.
-  set(widl ${WIDL} -m32 -I/usr/include/wine/wine/windows -I${source}
-      -L/usr/lib/i386-linux-gnu/wine/i386-windows -L${out})
+  set(widl ${WIDL} ${options} -I/usr/include/wine/wine/windows -I${source} -L${out})
 
   add_executable(finish ${source}/finish.cpp)
   target_link_libraries(finish PRIVATE vtdl_compiler oleaut32 ole32 uuid)

@@ -1,12 +1,4 @@
 # 32-bit Windows from Linux; Windows programs run under Wine in the project's own prefix.
-set(CMAKE_SYSTEM_NAME Windows)
-set(CMAKE_SYSTEM_PROCESSOR i686)
-set(CMAKE_C_COMPILER i686-w64-mingw32-gcc-posix)  # GoogleTest's project names C
-set(CMAKE_CXX_COMPILER i686-w64-mingw32-g++-posix)
-set(CMAKE_RC_COMPILER i686-w64-mingw32-windres)
-set(CMAKE_FIND_ROOT_PATH /usr/i686-w64-mingw32)
-set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
-set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
-set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
-get_filename_component(root ${CMAKE_CURRENT_LIST_DIR} DIRECTORY)
-set(CMAKE_CROSSCOMPILING_EMULATOR ${root}/script/wine)
+set(VTDL_TRIPLE i686-w64-mingw32)
+set(VTDL_EMULATOR script/wine)
+include(${CMAKE_CURRENT_LIST_DIR}/mingw.cmake)

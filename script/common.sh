@@ -1,9 +1,15 @@
 # Sourced by the scripts of this folder: where things are, and what several of them do.
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
-# The project's own Wine prefix; no other prefix is read or written.
-export WINEPREFIX=${VTDL_WINEPREFIX:-$root/build/wine}
-export WINEARCH=win32 WINEDLLOVERRIDES='mscoree=;mshtml=' WINEDEBUG=${WINEDEBUG:--all}
+# The project's own Wine prefixes, one for 32-bit Windows and, with VTDL_BITS=64, one for 64-bit
+# Windows, which also runs 32-bit programs; no other prefix is read or written.
+if [ "${VTDL_BITS:-32}" = 64 ]; then
+  export WINEPREFIX=${VTDL_WINEPREFIX:-$root/build/wine64} WINEARCH=win64
+else
+  export WINEPREFIX=${VTDL_WINEPREFIX:-$root/build/wine} WINEARCH=win32
+fi
+# Nor does Wine put Start-menu entries into the menus of whoever runs it.
+export WINEDLLOVERRIDES='mscoree=;mshtml=;winemenubuilder.exe=d' WINEDEBUG=${WINEDEBUG:--all}
 
 say() { printf '%s: %s\n' "$(basename "$0")" "$*"; }
 
@@ -104,6 +110,7 @@ makeDataFolder() {
 # users, because Wine 8 looks up classes nowhere else.
 registerLibrary() {
   ensurePrefix
-  wine regsvr32 /s "$(windowsPath "${1:-$root/build/win32}/VTDL33.dll")" ||
+  # The full path: a 32-bit Wine would start its own one in a 64-bit prefix.
+  wine 'C:\windows\system32\regsvr32.exe' /s "$(windowsPath "${1:-$root/build/win${VTDL_BITS:-32}}/VTDL33.dll")" ||
     { say "the library could not be registered in $WINEPREFIX" >&2; return 1; }
 }

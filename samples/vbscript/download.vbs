@@ -1,7 +1,7 @@
 ' Shows how a script downloads prices: it lists the data sources, downloads one ticker with a
 ' progress sink, and prints the first and the last rows.
 '
-' Run it with the 32-bit script host, for the library is a 32-bit one:
+' Run it with the script host of the registered library's bitness, here the 32-bit one:
 '
 '   cscript //nologo download.vbs [TICKER [STARTDATE ENDDATE]]
 '

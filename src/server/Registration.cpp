@@ -1,5 +1,6 @@
 #include "server/Registration.h"
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,13 @@ using namespace automation;
 
 constexpr wchar_t classesKey[] = L"Software\\Classes\\";
 constexpr wchar_t automationMarshaler[] = L"{00020424-0000-0000-C000-000000000046}";
+
+// Programs of both bitnesses may use libraries of their own. On 64-bit Windows these have classes
+// and interfaces apart, each in its view of the registry, and share everything else.
+constexpr bool is64Bit = sizeof(void*) == 8;
+constexpr REGSAM ownView = is64Bit ? KEY_WOW64_64KEY : KEY_WOW64_32KEY;
+constexpr REGSAM otherView = is64Bit ? KEY_WOW64_32KEY : KEY_WOW64_64KEY;
+constexpr const wchar_t* platformKey = is64Bit ? L"\\0\\win64" : L"\\0\\win32";
 
 // A text value of a key; an empty name is the key's default value.
 struct Entry {
@@ -72,7 +80,7 @@ void AddTypeLibrary(int resource, std::vector<Entry>& entries) {
     const std::wstring key = L"TypeLib\\" + identifier + L"\\" + version;
     const std::wstring folder = ModulePath().substr(0, ModulePath().rfind(L'\\'));
     entries.push_back({key, L"", std::wstring(title.view())});
-    entries.push_back({key + L"\\0\\win32", L"", path});
+    entries.push_back({key + platformKey, L"", path});
     entries.push_back({key + L"\\FLAGS", L"", L"0"});
     entries.push_back({key + L"\\HELPDIR", L"", folder});
 
@@ -135,29 +143,51 @@ void Write(HKEY root, const Entry& entry) {
     SetText(CreateKey(root, classesKey + entry.key).get(), entry.name, entry.text);
 }
 
+bool IsShared(const Entry& entry) {
+    return !entry.key.starts_with(L"CLSID\\") && !entry.key.starts_with(L"Interface\\") &&
+           !entry.key.ends_with(platformKey);
+}
+
 // True when the key is gone afterwards, so that its parent may be empty now.
-bool DeleteIfEmpty(HKEY root, const std::wstring& key) {
+bool DeleteIfEmpty(HKEY root, const std::wstring& key, REGSAM view) {
     const std::wstring path = classesKey + key;
-    const RegistryKey opened = OpenKey(root, path, KEY_QUERY_VALUE);
+    const RegistryKey opened = OpenKey(root, path, KEY_QUERY_VALUE | view);
     if (!opened) return true;
     DWORD keys = 0, values = 0;
     RegQueryInfoKeyW(opened.get(), nullptr, nullptr, nullptr, &keys, nullptr, nullptr, &values,
                      nullptr, nullptr, nullptr, nullptr);
-    return keys == 0 && values == 0 && RegDeleteKeyW(root, path.c_str()) == ERROR_SUCCESS;
+    return keys == 0 && values == 0 &&
+           RegDeleteKeyExW(root, path.c_str(), view, 0) == ERROR_SUCCESS;
 }
 
-void Remove(HKEY root, const std::vector<Entry>& entries) {
+void Remove(HKEY root, const std::vector<Entry>& entries, REGSAM view) {
     for (const Entry& entry : entries) {
-        const RegistryKey key = OpenKey(root, classesKey + entry.key, KEY_SET_VALUE);
+        const RegistryKey key = OpenKey(root, classesKey + entry.key, KEY_SET_VALUE | view);
         if (key) RegDeleteValueW(key.get(), entry.name.c_str());
     }
     for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
         std::wstring key = entry->key;
-        while (!key.empty() && DeleteIfEmpty(root, key)) {
+        while (!key.empty() && DeleteIfEmpty(root, key, view)) {
             const std::size_t parent = key.rfind(L'\\');
             key.resize(parent == std::wstring::npos ? 0 : parent);
         }
     }
+}
+
+// True when nothing of the library is left; false when the other bitness still needs what is
+// shared.
+bool Remove(HKEY root, std::vector<Entry> entries) {
+    const auto shared = std::stable_partition(entries.begin(), entries.end(),
+                                              [](const Entry& entry) { return !IsShared(entry); });
+    const std::vector<Entry> rest(shared, entries.end());
+    entries.erase(shared, entries.end());
+    Remove(root, entries, ownView);
+    // A 32-bit system has one view, from which this class is gone by now.
+    if (OpenKey(root, classesKey + entries.front().key, KEY_READ | otherView)) return false;
+    // Some systems (Wine) keep two of what should be shared.
+    Remove(root, rest, ownView);
+    Remove(root, rest, otherView);
+    return true;
 }
 
 // The event viewer finds a report's text through its source, which only exists for the machine.
@@ -187,8 +217,8 @@ void RegisterLibrary(Scope scope) {
 }
 
 void UnregisterLibrary(Scope scope) {
-    Remove(RootOf(scope), EntriesOfLibrary());
-    if (scope == Scope::machine) RegDeleteKeyW(HKEY_LOCAL_MACHINE, eventSourceKey);
+    const bool isGone = Remove(RootOf(scope), EntriesOfLibrary());
+    if (isGone && scope == Scope::machine) RegDeleteKeyW(HKEY_LOCAL_MACHINE, eventSourceKey);
 }
 
 }  // namespace vtdl::server

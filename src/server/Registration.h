@@ -12,7 +12,8 @@ enum class Scope { machine, user };
 /// written, and throws.
 void RegisterLibrary(Scope scope);
 
-/// Removes exactly what registerLibrary writes; keys that hold anything else stay.
+/// Removes exactly what RegisterLibrary writes; keys that hold anything else stay, and so does what
+/// the registered library of the other bitness shares with this one.
 void UnregisterLibrary(Scope scope);
 
 }  // namespace vtdl::server

@@ -1,5 +1,7 @@
 #include "support/SharedSettings.h"
 
+#include <shlobj.h>
+
 #include "automation/Error.h"
 #include "support/DataFolder.h"
 
@@ -19,6 +21,8 @@ std::shared_ptr<CXMLSettings> SharedSettings() {
 
 void LoadSharedSettings(CXMLSettings& settings) {
     if (settings.IsLoaded()) Check(settings.SaveFile(nullptr));
+    // A folder for all users is named relative to each user's own, which nobody has made yet.
+    if (!IsDataFolderGiven()) SHCreateDirectoryExW(nullptr, DataFolder().c_str(), nullptr);
     Check(settings.put_FileName(Bstr(DataFolder() + L"\\" + settingsFileName).get()));
     Check(settings.LoadFile());
 }

@@ -238,7 +238,8 @@ ITypeLib* Load(const wchar_t* path) {
 int wmain(int argc, wchar_t** argv) try {
     if (argc != 4) throw std::runtime_error("usage: finish COMPILED.tlb TIMER.tlb FINISHED.tlb");
     ICreateTypeLib2* target = nullptr;
-    Check(CreateTypeLib2(SYS_WIN32, argv[3], &target), "CreateTypeLib2");
+    constexpr SYSKIND system = sizeof(void*) == 8 ? SYS_WIN64 : SYS_WIN32;
+    Check(CreateTypeLib2(system, argv[3], &target), "CreateTypeLib2");
     Finisher finisher(Load(argv[1]), Load(argv[2]), target);
     finisher.Run();
     finisher.WriteRecordSizes(argv[3]);

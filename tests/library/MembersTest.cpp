@@ -208,7 +208,7 @@ public:
             void* storage = m_resultType == VT_VARIANT  ? static_cast<void*>(&result)
                             : m_resultType == VT_RECORD ? static_cast<void*>(&record)
                                                         : &result.lVal;
-            native.push_back(Number(withResult ? reinterpret_cast<LONG>(storage) : 0));
+            native.push_back(Address(withResult ? storage : nullptr));
         }
         std::vector<VARTYPE> types;
         std::vector<VARIANTARG*> pointers;
@@ -239,6 +239,13 @@ private:
         return number;
     }
 
+    static VARIANT Address(const void* place) {
+        VARIANT number;
+        number.vt = sizeof place == sizeof number.llVal ? VT_I8 : VT_I4;
+        number.llVal = reinterpret_cast<LONG_PTR>(place);
+        return number;
+    }
+
     static VARTYPE ResultType(ITypeInfo* type, const TYPEDESC& description) {
         if (description.vt == VT_PTR) return VT_DISPATCH;
         if (description.vt != VT_USERDEFINED) return description.vt;
@@ -262,16 +269,16 @@ private:
         const bool isMissing = value.vt == VT_EMPTY;
         switch (target.vt) {
             case VT_SAFEARRAY:
-                return Number(reinterpret_cast<LONG>(&m_array));
+                return Address(&m_array);
             case VT_USERDEFINED:
-                return Number(reinterpret_cast<LONG>(FaceOf(type, target, value)));
+                return Address(FaceOf(type, target, value));
             case VT_PTR:
                 FaceOf(type, *target.lptdesc, value);
-                return Number(reinterpret_cast<LONG>(&value.punkVal));
+                return Address(&value.punkVal);
             case VT_VARIANT:
-                return Number(isMissing ? 0 : reinterpret_cast<LONG>(&value));
+                return Address(isMissing ? nullptr : &value);
             default:
-                return Number(isMissing ? 0 : reinterpret_cast<LONG>(&value.bstrVal));
+                return Address(isMissing ? nullptr : &value.bstrVal);
         }
     }
 

@@ -347,10 +347,11 @@ TEST_F(TypeLibraryTest, HasTheRecord) {
         }
         EXPECT_EQ(text,
                   L"vtdlSessionError, ErrorType vtdlSessionErrorType @0, ErrorNumber long @4, "
-                  L"ErrorDescription string @8, NewVersionAvailable bool @12");
+                  L"ErrorDescription string @8, NewVersionAvailable bool @" +
+                      std::to_wstring(8 + sizeof(BSTR)));
     });
     EXPECT_EQ(records, 1);
-    EXPECT_EQ(sizeof(vtdlSessionError), 16u);
+    EXPECT_EQ(sizeof(vtdlSessionError), sizeof(void*) == 8 ? 24u : 16u);
 }
 
 TEST_F(TypeLibraryTest, HasTheInterfacesInSlotOrder) {

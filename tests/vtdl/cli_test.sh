@@ -4,11 +4,11 @@
 #
 #   tests/vtdl/cli_test.sh [BUILD_FOLDER]
 #
-# BUILD_FOLDER, build/win32 unless given, has vtdl.exe and VTDL33.dll; build/native has the quote
-# server. The script makes everything else itself: it uses the project's Wine prefix
-# (VTDL_WINEPREFIX names another), registers the library there, also takes the registration back for
-# a moment, and sets the prefix's decimal separator for a while. So nothing else may use the prefix
-# meanwhile.
+# BUILD_FOLDER, build/win32 unless given (build/win64 needs VTDL_BITS=64), has vtdl.exe and
+# VTDL33.dll; build/native has the quote server. The script makes everything else itself: it uses the
+# project's Wine prefix (VTDL_WINEPREFIX names another), registers the library there, also takes the
+# registration back for a moment, and sets the prefix's decimal separator for a while. So nothing else
+# may use the prefix meanwhile.
 set -euo pipefail
 . "$(dirname "${BASH_SOURCE[0]}")/../../script/common.sh"
 build=$(cd "${1:-$root/build/win32}" && pwd)

@@ -1,0 +1,12 @@
+# What the toolchain files of both bitnesses share; VTDL_TRIPLE names the toolchain.
+set(CMAKE_SYSTEM_NAME Windows)
+string(REGEX MATCH "^[^-]+" CMAKE_SYSTEM_PROCESSOR ${VTDL_TRIPLE})
+set(CMAKE_C_COMPILER ${VTDL_TRIPLE}-gcc-posix)  # GoogleTest's project names C
+set(CMAKE_CXX_COMPILER ${VTDL_TRIPLE}-g++-posix)
+set(CMAKE_RC_COMPILER ${VTDL_TRIPLE}-windres)
+set(CMAKE_FIND_ROOT_PATH /usr/${VTDL_TRIPLE})
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
+get_filename_component(root ${CMAKE_CURRENT_LIST_DIR} DIRECTORY)
+set(CMAKE_CROSSCOMPILING_EMULATOR ${root}/${VTDL_EMULATOR})

@@ -1,0 +1,310 @@
+; The setup program; script/package compiles it and defines VERSION, OUTPUT, STAGE, and the file
+; lists. Comments on what is written where: README.md beside it.
+
+Unicode true
+!include LogicLib.nsh
+!include FileFunc.nsh
+!include x64.nsh
+!include MUI2.nsh
+
+!define TITLE "Vestora Download Library"
+!define KEY "Software\Microsoft\Windows\CurrentVersion\Uninstall\VestoraDownloadLibrary"
+!define SETTINGS "Software\Vestora\VTDL"
+
+; What the exit status means; 0 is success, 1 a person's cancel.
+!define EXIT_FAILED 2
+!define EXIT_IN_USE 5
+!define EXIT_ELEVATE 740
+
+Name "${TITLE} ${VERSION}"
+OutFile "${OUTPUT}"
+RequestExecutionLevel user
+SetCompressor /SOLID lzma
+ShowInstDetails nevershow
+ShowUninstDetails nevershow
+AllowSkipFiles off
+VIProductVersion "${VERSION}.0"
+VIAddVersionKey "ProductName" "${TITLE}"
+VIAddVersionKey "CompanyName" "Vestora"
+VIAddVersionKey "FileDescription" "${TITLE} setup"
+VIAddVersionKey "FileVersion" "${VERSION}"
+VIAddVersionKey "ProductVersion" "${VERSION}"
+VIAddVersionKey "LegalCopyright" ""
+
+!define MUI_ABORTWARNING
+!insertmacro MUI_PAGE_WELCOME
+!insertmacro MUI_PAGE_DIRECTORY
+!insertmacro MUI_PAGE_INSTFILES
+!insertmacro MUI_PAGE_FINISH
+!insertmacro MUI_UNPAGE_CONFIRM
+!insertmacro MUI_UNPAGE_INSTFILES
+!insertmacro MUI_LANGUAGE "English"
+
+Var allUsers     ; 1 or 0
+Var purge        ; 1 or 0
+Var directory    ; named by /D, before defaults
+Var folder       ; scratch of the macros below
+Var registration ; the arguments of regsvr32 for the scope
+
+; Ends with a message, which a silent call does not show, and an exit status.
+!macro Fail status text
+  MessageBox MB_OK|MB_ICONSTOP "${text}" /SD IDOK
+  SetErrorLevel ${status}
+  Quit
+!macroend
+
+; Reads the scope from the command line, and sees that there are the rights for it.
+!macro ReadOptions
+  StrCpy $allUsers 0
+  StrCpy $purge 0
+  StrCpy $registration "/n /i:user"
+  SetShellVarContext current
+  ${GetParameters} $R0
+  ClearErrors
+  ${GetOptions} $R0 "/PURGE" $R1
+  ${IfNot} ${Errors}
+    StrCpy $purge 1
+  ${EndIf}
+  ClearErrors
+  ${GetOptions} $R0 "/ALLUSERS" $R1
+  ${IfNot} ${Errors}
+    StrCpy $allUsers 1
+  ${EndIf}
+!macroend
+
+!macro UseScope program
+  ${If} $allUsers = 1
+    StrCpy $registration ""
+    SetShellVarContext all
+    UserInfo::GetAccountType
+    Pop $R1
+    ${If} $R1 != "Admin"
+      ${IfNot} ${Silent}
+        ExecShell "runas" "${program}" "/ALLUSERS"
+        Quit
+      ${EndIf}
+      SetErrorLevel ${EXIT_ELEVATE}
+      Quit
+    ${EndIf}
+  ${EndIf}
+!macroend
+
+; The programs list and the library's own settings are the 64-bit view's on 64-bit Windows.
+!macro UseSystemView
+  ${If} ${RunningX64}
+    SetRegView 64
+  ${EndIf}
+!macroend
+
+; regsvr32 of one bitness on one DLL; the result is in $R2.
+!macro Register32 options file
+  ExecWait '"$SYSDIR\regsvr32.exe" /s ${options} $registration "${file}"' $R2
+!macroend
+!macro Register64 options file
+  ExecWait '"$WINDIR\Sysnative\regsvr32.exe" /s ${options} $registration "${file}"' $R2
+!macroend
+
+; A DLL that a host has loaded cannot be replaced: better to stop before anything is changed.
+!macro StopIfInUse file
+  ${If} ${FileExists} "${file}"
+    ClearErrors
+    FileOpen $R3 "${file}" a
+    ${If} ${Errors}
+      !insertmacro Fail ${EXIT_IN_USE} "A program is using the library. Close it, and try again."
+    ${EndIf}
+    FileClose $R3
+  ${EndIf}
+!macroend
+
+!macro ForgetDataFolder
+  ReadRegStr $R4 SHCTX "${KEY}" "DataFolder"
+  ReadRegStr $R5 SHCTX "${SETTINGS}" "DataFolder"
+  ${If} $R4 != ""
+  ${AndIf} $R4 == $R5
+    DeleteRegValue SHCTX "${SETTINGS}" "DataFolder"
+  ${EndIf}
+  DeleteRegKey /ifempty SHCTX "${SETTINGS}"
+  DeleteRegKey /ifempty SHCTX "Software\Vestora"
+!macroend
+
+Function .onInit
+  StrCpy $directory $INSTDIR
+  !insertmacro ReadOptions
+  !insertmacro UseScope "$EXEPATH"
+  !insertmacro UseSystemView
+  ReadRegStr $folder SHCTX "${KEY}" "InstallLocation"
+  ${If} $directory != ""
+    Return
+  ${EndIf}
+  StrCpy $INSTDIR $folder
+  ${If} $INSTDIR == ""
+    StrCpy $INSTDIR "$LOCALAPPDATA\Programs\Vestora\VTDL"
+    ${If} $allUsers = 1
+      StrCpy $INSTDIR "$PROGRAMFILES\Vestora\VTDL"
+      ${If} ${RunningX64}
+        StrCpy $INSTDIR "$PROGRAMFILES64\Vestora\VTDL"
+      ${EndIf}
+    ${EndIf}
+  ${EndIf}
+FunctionEnd
+
+; A version that is there is taken away first, so that no file of it stays. It keeps the settings.
+Function RemovePrevious
+  ReadRegStr $folder SHCTX "${KEY}" "InstallLocation"
+  ReadRegStr $R6 SHCTX "${KEY}" "DisplayVersion"
+  ${If} $folder == ""
+  ${OrIfNot} ${FileExists} "$folder\uninstall.exe"
+    Return
+  ${EndIf}
+  ${If} $R6 == "${VERSION}"
+  ${AndIf} $folder == $INSTDIR
+    Return
+  ${EndIf}
+  StrCpy $R7 ""
+  ${If} $allUsers = 1
+    StrCpy $R7 "/ALLUSERS"
+  ${EndIf}
+  DetailPrint "Removing version $R6"
+  ExecWait '"$folder\uninstall.exe" /S $R7 _?=$folder' $R2
+  ${If} $R2 <> 0
+    !insertmacro Fail ${EXIT_FAILED} "Version $R6 could not be removed."
+  ${EndIf}
+  Delete "$folder\uninstall.exe"
+  RMDir "$folder"
+FunctionEnd
+
+; Takes back what an installation that fails has done so far.
+!macro FailAfterwards text
+  StrCpy $R7 ""
+  ${If} $allUsers = 1
+    StrCpy $R7 "/ALLUSERS"
+  ${EndIf}
+  ExecWait '"$INSTDIR\uninstall.exe" /S $R7 _?=$INSTDIR'
+  Delete "$INSTDIR\uninstall.exe"
+  RMDir "$INSTDIR"
+  !insertmacro Fail ${EXIT_FAILED} "${text}"
+!macroend
+
+Section
+  !insertmacro StopIfInUse "$INSTDIR\x86\VTDL33.dll"
+  !insertmacro StopIfInUse "$INSTDIR\x64\VTDL33.dll"
+  Call RemovePrevious
+  ClearErrors
+  !include "${STAGE}/install.nsh"
+  ${If} ${RunningX64}
+    !include "${STAGE}/install-x64.nsh"
+  ${EndIf}
+  WriteUninstaller "$INSTDIR\uninstall.exe"
+  ${If} ${Errors}
+    !insertmacro Fail ${EXIT_FAILED} "The files could not be written."
+  ${EndIf}
+
+  !insertmacro Register32 "" "$INSTDIR\x86\VTDL33.dll"
+  ${If} $R2 <> 0
+    !insertmacro FailAfterwards "The library could not be registered."
+  ${EndIf}
+  ${If} ${RunningX64}
+    !insertmacro Register64 "" "$INSTDIR\x64\VTDL33.dll"
+    ${If} $R2 <> 0
+      !insertmacro FailAfterwards "The 64-bit library could not be registered."
+    ${EndIf}
+  ${EndIf}
+  Call WriteRegistry
+  Call WriteShortcuts
+SectionEnd
+
+Function WriteRegistry
+  StrCpy $R7 ""
+  ${If} $allUsers = 1
+    StrCpy $R7 " /ALLUSERS"
+  ${EndIf}
+  WriteRegStr SHCTX "${KEY}" "DisplayName" "${TITLE}"
+  WriteRegStr SHCTX "${KEY}" "DisplayVersion" "${VERSION}"
+  WriteRegStr SHCTX "${KEY}" "Publisher" "Vestora"
+  WriteRegStr SHCTX "${KEY}" "DisplayIcon" "$INSTDIR\uninstall.exe"
+  WriteRegStr SHCTX "${KEY}" "InstallLocation" "$INSTDIR"
+  WriteRegStr SHCTX "${KEY}" "UninstallString" '"$INSTDIR\uninstall.exe"$R7'
+  WriteRegStr SHCTX "${KEY}" "QuietUninstallString" '"$INSTDIR\uninstall.exe"$R7 /S'
+  WriteRegDWORD SHCTX "${KEY}" "NoModify" 1
+  WriteRegDWORD SHCTX "${KEY}" "EstimatedSize" ${SIZE}
+
+  ; Where settings and logs go, unless somebody has said so already.
+  ReadRegStr $R4 SHCTX "${SETTINGS}" "DataFolder"
+  ${If} $R4 == ""
+    StrCpy $R5 "%LOCALAPPDATA%\Vestora\VTDL"
+    WriteRegExpandStr SHCTX "${SETTINGS}" "DataFolder" $R5
+    ReadRegStr $R5 SHCTX "${SETTINGS}" "DataFolder"
+    WriteRegStr SHCTX "${KEY}" "DataFolder" $R5
+    ${If} ${RunningX64}
+    ${AndIf} $allUsers = 1
+      SetRegView 32
+      WriteRegExpandStr HKLM "${SETTINGS}" "DataFolder" $R5
+      SetRegView 64
+    ${EndIf}
+  ${EndIf}
+FunctionEnd
+
+Function WriteShortcuts
+  CreateDirectory "$SMPROGRAMS\${TITLE}"
+  SetOutPath "$INSTDIR"
+  CreateShortcut "$SMPROGRAMS\${TITLE}\Read me.lnk" "$INSTDIR\readme.txt"
+  CreateShortcut "$SMPROGRAMS\${TITLE}\Samples.lnk" "$INSTDIR\samples"
+  CreateShortcut "$SMPROGRAMS\${TITLE}\Quote server.lnk" "$INSTDIR\x86\quoteserver.exe"
+  CreateShortcut "$SMPROGRAMS\${TITLE}\Uninstall.lnk" "$INSTDIR\uninstall.exe" "$R7"
+FunctionEnd
+
+Function un.onInit
+  !insertmacro ReadOptions
+  !insertmacro UseScope "$INSTDIR\uninstall.exe"
+  !insertmacro UseSystemView
+FunctionEnd
+
+Section "Uninstall"
+  !insertmacro StopIfInUse "$INSTDIR\x86\VTDL33.dll"
+  !insertmacro StopIfInUse "$INSTDIR\x64\VTDL33.dll"
+  !insertmacro Register32 "/u" "$INSTDIR\x86\VTDL33.dll"
+  ${If} ${RunningX64}
+    !insertmacro Register64 "/u" "$INSTDIR\x64\VTDL33.dll"
+  ${EndIf}
+  ${If} $purge = 1
+    ReadRegStr $folder SHCTX "${SETTINGS}" "DataFolder"
+    ExpandEnvStrings $folder $folder
+    ${If} $folder != ""
+      Delete "$folder\VTDL33.Settings.xml"
+      Delete "$folder\Error Log.txt"
+      Delete "$folder\Tracing Log.txt"
+      RMDir "$folder"
+      ExpandEnvStrings $folder "%LOCALAPPDATA%\Vestora"
+      RMDir "$folder"
+    ${EndIf}
+  ${EndIf}
+  !insertmacro ForgetDataFolder
+  ${If} ${RunningX64}
+  ${AndIf} $allUsers = 1
+    SetRegView 32
+    ReadRegStr $R5 HKLM "${SETTINGS}" "DataFolder"
+    ${If} $R4 != ""
+    ${AndIf} $R4 == $R5
+      DeleteRegValue HKLM "${SETTINGS}" "DataFolder"
+    ${EndIf}
+    DeleteRegKey /ifempty HKLM "${SETTINGS}"
+    DeleteRegKey /ifempty HKLM "Software\Vestora"
+    SetRegView 64
+  ${EndIf}
+  DeleteRegKey SHCTX "${KEY}"
+  Delete "$SMPROGRAMS\${TITLE}\*.lnk"
+  RMDir "$SMPROGRAMS\${TITLE}"
+  SetOutPath "$TEMP"
+  !include "${STAGE}/remove.nsh"
+  Delete "$INSTDIR\uninstall.exe"
+  RMDir "$INSTDIR"
+  ; The folders above the default one, when nobody else's files are there.
+  StrCpy $folder $INSTDIR "" -13
+  ${If} $folder == "\Vestora\VTDL"
+    StrCpy $folder $INSTDIR -5
+    RMDir "$folder"
+    ${If} $folder == "$LOCALAPPDATA\Programs\Vestora"
+      RMDir "$LOCALAPPDATA\Programs"
+    ${EndIf}
+  ${EndIf}
+SectionEnd

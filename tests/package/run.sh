@@ -1,0 +1,243 @@
+#!/usr/bin/env bash
+# Installs, repairs, upgrades and removes the library with the setup programs as a user does, in a
+# Wine prefix of its own, and compares registry and disk with before; then uses the portable archive
+# in the same prefix, where nothing is registered:
+#
+#   tests/package/run.sh
+#
+# It needs a built tree and makes the packages itself. The prefix is 64-bit Windows with both
+# bitnesses. Wine finds classes of one user nowhere, so programs run after the installation for all
+# users; the one for oneself is judged by its registry entries.
+set -euo pipefail
+VTDL_BITS=64
+VTDL_WINEPREFIX=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)/build/wine-package
+. "$(dirname "${BASH_SOURCE[0]}")/../../script/common.sh"
+failures=0 checks=0
+scratch=$(mktemp -d)
+packages=$scratch/packages
+# Whatever a program does, the run goes on and ends.
+run() { timeout 120 wine "$@"; }
+
+cleanUp() {
+  local status=$?
+  trap - EXIT
+  stopQuoteServer
+  wineserver -k 2>/dev/null || true
+  rm -rf "$scratch"
+  exit $status
+}
+trap cleanUp EXIT
+
+check() {
+  checks=$((checks + 1))
+  "${@:2}" && return
+  failures=$((failures + 1))
+  printf 'FAILED: %s\n' "$1" >&2
+}
+
+# What Wine and its components write into the registry as they run: a component that registers itself
+# on its first use, devices that are found, Explorer's and WinINet's own notes.
+ofWine='Software\\\\Classes\\\\Typelib\\\\\{3F4DACA7-160D-11D2-A8E9-00104B365C9F\}
+Software\\\\Microsoft\\\\Windows\\\\CurrentVersion\\\\(Explorer|Internet Settings)
+Software\\\\Microsoft\\\\Windows NT\\\\CurrentVersion\\\\NetworkCards
+System\\\\CurrentControlSet\\\\(Control|Enum|Hardware)'
+
+# The registry, a line a key or value, sorted. Changes of a key's time are none of its content.
+registry() {
+  wineserver -w
+  local hive
+  for hive in system user; do
+    sed -E '/^#/d; /^WINE REGISTRY/d; s/^(\[[^]]*\]) [0-9]+$/\1/' "$WINEPREFIX/$hive.reg" |
+      awk -v hive=$hive '/^\[/ { key = $0 } NF { print hive " " key " " $0 }'
+  done | grep -vE "^(system|user) \[($(paste -sd '|' <<<"$ofWine"))" | LC_ALL=C sort
+}
+
+# The disk without WinINet's cache, and the copies of uninstallers, which the system is told to delete
+# when it starts again.
+disk() {
+  (cd "$WINEPREFIX/drive_c" && find . -path ./windows -prune -o -print |
+    grep -vE '^\./users/[^/]+/(Temp/~nsu|AppData/Local/(Temp/~nsu|Microsoft/Windows/INetC))' |
+    LC_ALL=C sort)
+}
+remember() { registry >"$scratch/registry.$1"; disk >"$scratch/disk.$1"; }
+same() { diff "$scratch/$1.before" "$scratch/$1.$2" >&2; }
+
+machineHas() { run reg query "HKLM\\$1" "/reg:$2" >/dev/null 2>&1; }
+userHas() { run reg query "HKCU\\$1" "/reg:$2" >/dev/null 2>&1; }
+lacks() { ! "$@"; }
+uninstallKey='Software\Microsoft\Windows\CurrentVersion\Uninstall\VestoraDownloadLibrary'
+machineVersion() { run reg query "HKLM\\$uninstallKey" /v DisplayVersion /reg:64 | tr -d '\r' | grep -oE '[0-9.]+$'; }
+
+# An uninstaller copies itself and returns at once; where its files are, it waits.
+uninstall() {
+  run "$1\\uninstall.exe" /S "${@:2}" || return
+  local try
+  for try in $(seq 100); do
+    [ -e "$(unixPath "$1")/uninstall.exe" ] || { wineserver -w; return; }
+    sleep 0.1
+  done
+  return 1
+}
+unixPath() { local path=${1#?:}; printf '%s/drive_c%s' "$WINEPREFIX" "${path//\\//}"; }
+
+setup=VTDL-$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' "$root/build/win64/CMakeCache.txt")-setup.exe
+machineFolder='C:\Program Files\Vestora\VTDL'
+ask=(get YAHOOHIST TICKER=AAPL STARTDATE=2008-10-10 ENDDATE=2008-10-14 --format csv)
+managerKey() { machineHas 'Software\Classes\vtdl.CManager' "$1"; }
+
+# Both programs of a folder download from the quote server.
+downloads() {
+  local bits
+  for bits in x86 x64; do
+    run "$1\\$bits\\vtdl.exe" "${ask[@]}" >"$scratch/out.$bits" 2>"$scratch/err.$bits" || {
+      cat "$scratch/err.$bits" >&2
+      return 1
+    }
+    grep -q '^2008-10-14,116.26,' "$scratch/out.$bits" || { cat "$scratch/out.$bits" >&2; return 1; }
+  done
+}
+
+testUserInstallation() {
+  local folder
+  check "the setup installs for oneself" run "$packages/$setup" /S
+  wineserver -w
+  folder=$(find "$WINEPREFIX/drive_c/users" -path '*Programs/Vestora/VTDL' -printf '%P\n')
+  check "its folder is the user's" [ -n "$folder" ]
+  folder='C:\users\'${folder//\//\\}
+  check "the classes are the user's, 32-bit" userHas 'Software\Classes\vtdl.CManager' 32
+  check "the classes are the user's, 64-bit" userHas 'Software\Classes\vtdl.CManager' 64
+  check "none are the machine's" lacks managerKey 64
+  check "the programs list has it" userHas "$uninstallKey" 64
+  check "the data folder is named" userHas 'Software\Vestora\VTDL' 64
+  check "the samples are there" [ -f "$(unixPath "$folder")/samples/data/AAPL.csv" ]
+  remember installed
+  check "the comparison sees the classes" lacks same registry installed 2>/dev/null
+  check "the comparison sees the files" lacks same disk installed 2>/dev/null
+  check "it is removed" uninstall "$folder"
+  remember user
+  check "the registry is as before" same registry user
+  check "the disk is as before" same disk user
+}
+
+testMachineInstallation() {
+  check "an older version installs for all users" run "$packages/old/VTDL-4.0.9-setup.exe" /S /ALLUSERS
+  check "it says so" [ "$(machineVersion)" = 4.0.9 ]
+  check "it works" downloads "$machineFolder"
+  echo stale >"$(unixPath "$machineFolder")/x86/stale.txt"
+  check "the new version installs over it" run "$packages/$setup" /S /ALLUSERS
+  check "it says so too" [ "$(machineVersion)" = "$(cut -d- -f2 <<<"$setup")" ]
+  check "it works too" downloads "$machineFolder"
+  check "a file of somebody else stays" [ -f "$(unixPath "$machineFolder")/x86/stale.txt" ]
+  rm "$(unixPath "$machineFolder")/x86/stale.txt"
+}
+
+testRepair() {
+  rm "$(unixPath "$machineFolder")/x64/VTDL33.dll"
+  run reg delete 'HKLM\Software\Classes\vtdl.CManager' /f /reg:32 >/dev/null
+  check "the damage shows" lacks downloads "$machineFolder" 2>/dev/null
+  check "installing again succeeds" run "$packages/$setup" /S /ALLUSERS
+  check "and repairs" downloads "$machineFolder"
+}
+
+# A second installation of other bitness lives when the first is unregistered.
+testBothBitnesses() {
+  run 'C:\windows\system32\regsvr32.exe' /s /u "$machineFolder\\x64\\VTDL33.dll"
+  check "the 64-bit class is gone" lacks run "$machineFolder\\x64\\vtdl.exe" sources >/dev/null 2>&1
+  check "the 32-bit library still works" run "$machineFolder\\x86\\vtdl.exe" sources >/dev/null
+  check "what both share stays" managerKey 64
+  check "repaired again" run "$packages/$setup" /S /ALLUSERS
+}
+
+testInUse() {
+  stopQuoteServer
+  startQuoteServer "$root/samples/data"
+  kill -STOP "$serverPid"
+  makeDataFolder "$scratch/data" "$serverPort"
+  run "$machineFolder\\x86\\vtdl.exe" "${ask[@]}" >/dev/null 2>&1 &
+  local host=$! status=0
+  sleep 3
+  run "$packages/$setup" /S /ALLUSERS || status=$?
+  check "a library in use stops the setup" [ $status = 5 ]
+  kill -CONT "$serverPid"
+  wait $host || true
+  check "and is left as it was" downloads "$machineFolder"
+}
+
+testRemoval() {
+  local data=$1 bits
+  for bits in x86 x64; do
+    (unset VTDL_DATA && run "$machineFolder\\$bits\\vtdl.exe" sources >/dev/null)
+    check "settings go where the installation says, $bits" [ -f "$data/VTDL33.Settings.xml" ]
+    [ $bits = x64 ] || rm -rf "$data"
+  done
+  check "it is removed for all users" uninstall "$machineFolder" /ALLUSERS
+  check "the settings are kept" [ -f "$data/VTDL33.Settings.xml" ]
+  check "installed once more" run "$packages/$setup" /S /ALLUSERS
+  check "removed with everything" uninstall "$machineFolder" /ALLUSERS /PURGE
+  remember machine
+  check "the registry is as before" same registry machine
+  check "the disk is as before" same disk machine
+}
+
+testPortable() {
+  local folder=$WINEPREFIX/drive_c/portable
+  mkdir "$folder"
+  (cd "$folder" && cmake -E tar xf "$packages/${setup%setup.exe}portable.zip")
+  folder='C:\portable\'${setup%setup.exe}portable
+  check "nothing is registered" lacks managerKey 64
+  check "the portable programs work" downloads "$folder"
+  local bits
+  for bits in x86 x64; do
+    check "the sample host works, $bits" grep -q '^[1-9][0-9]* data sources' \
+      <(run "$folder\\$bits\\host.exe" | tr -d '\r')
+  done
+  rm -rf "$WINEPREFIX/drive_c/portable"
+  remember portable
+  check "the registry is as before" same registry portable
+}
+
+# 32-bit Windows gets the 32-bit library alone.
+testOn32BitWindows() {
+  local -x WINEPREFIX=$root/build/wine-package32 WINEARCH=win32
+  rm -rf "$WINEPREFIX"
+  ensurePrefix
+  local folder='C:\Program Files\Vestora\VTDL'
+  check "the setup installs on 32-bit Windows" run "$packages/$setup" /S /ALLUSERS
+  check "nothing is 64-bit there" [ ! -e "$(unixPath "$folder")/x64" ]
+  run "$folder\\x86\\vtdl.exe" "${ask[@]}" >"$scratch/out.32" || true
+  check "and it works" grep -q '^2008-10-14,116.26,' "$scratch/out.32"
+  check "and is removed" uninstall "$folder" /ALLUSERS
+  check "its folder is gone" [ ! -e "$(unixPath "$folder")" ]
+  wineserver -k || true
+  rm -rf "$WINEPREFIX"
+}
+
+"$root/script/package" --output "$packages" >/dev/null
+"$root/script/package" --output "$packages/again" >/dev/null
+"$root/script/package" --output "$packages/old" --version 4.0.9 >/dev/null
+check "the same sources give the same packages" \
+  cmp "$packages/SHA256SUMS.txt" "$packages/again/SHA256SUMS.txt"
+check "the checksums are right" [ "$(cd "$packages" && sha256sum -c --status SHA256SUMS.txt; echo $?)" = 0 ]
+
+rm -rf "$WINEPREFIX"
+ensurePrefix
+# These keys are there on Windows.
+run reg add 'HKCU\Software\Classes' /f >/dev/null
+run reg add 'HKCU\Software\Microsoft\Windows\CurrentVersion\Uninstall' /f >/dev/null
+cd "$scratch"
+remember before
+startQuoteServer "$root/samples/data"
+makeDataFolder "$scratch/data" "$serverPort"
+
+testUserInstallation
+testMachineInstallation
+testRepair
+testBothBitnesses
+testInUse
+user=$(find "$WINEPREFIX/drive_c/users" -mindepth 1 -maxdepth 1 ! -name Public)
+testRemoval "$user/AppData/Local/Vestora/VTDL"
+testPortable
+testOn32BitWindows
+
+[ $failures = 0 ] || { say "$failures of $checks checks failed" >&2; exit 1; }
+say "$checks checks passed"
