@@ -3,6 +3,7 @@
 #include "automation/Error.h"
 #include "automation/SafeArray.h"
 #include "automation/UniqueHandle.h"
+#include "support/PrivateFile.h"
 #include "support/SettingsDocument.h"
 
 namespace vtdl {
@@ -251,7 +252,8 @@ void CXMLSettings::Replace(const std::wstring& fileName) {
     const std::wstring temporary =
         fileName + L"." + std::to_wstring(GetCurrentProcessId()) + L".tmp";
     const Variant name{std::wstring_view(temporary)};
-    const bool replaced = SUCCEEDED(m_document->save(name.get())) &&
+    // The file may hold a password.
+    const bool replaced = MakePrivateFile(temporary) && SUCCEEDED(m_document->save(name.get())) &&
                           MoveFileExW(temporary.c_str(), fileName.c_str(),
                                       MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
     if (replaced) return;

@@ -224,5 +224,33 @@ TEST_F(SettingsTest, EndingTheProcessLeavesTheOldFileOrTheNew) {
     EXPECT_EQ(seen.size(), 2u) << "the loop was never interrupted where it mattered";
 }
 
+// It may hold a password: nobody else may read it, whatever the folder grants.
+TEST_F(SettingsTest, FilesAreTheirUsersOwn) {
+    WriteSettings({{"a", "b", "c"}});
+    const auto settings = New<::CXMLSettings, _CXMLSettings>();
+    settings->put_FileName(_bstr_t(L"VTDL33.Settings.xml"));
+    ASSERT_EQ(settings->LoadFile(), S_OK);
+    settings->SaveSetting(_bstr_t(L"a"), _bstr_t(L"b"), _bstr_t(L"d"));
+    ASSERT_EQ(settings->SaveFile(nullptr), S_OK);
+
+    char buffer[1024];
+    DWORD size = 0;
+    BOOL isPresent = FALSE, isDefaulted = FALSE;
+    PACL rights = nullptr;
+    ASSERT_TRUE(GetFileSecurityW(L"VTDL33.Settings.xml", DACL_SECURITY_INFORMATION, buffer,
+                                 sizeof buffer, &size));
+    ASSERT_TRUE(GetSecurityDescriptorDacl(buffer, &isPresent, &rights, &isDefaulted));
+    ASSERT_TRUE(isPresent && rights);
+    alignas(SID) char everyone[SECURITY_MAX_SID_SIZE];
+    size = sizeof everyone;
+    ASSERT_TRUE(CreateWellKnownSid(WinWorldSid, nullptr, everyone, &size));
+    for (DWORD i = 0; i < rights->AceCount; ++i) {
+        ACCESS_ALLOWED_ACE* entry = nullptr;
+        ASSERT_TRUE(GetAce(rights, i, reinterpret_cast<void**>(&entry)));
+        const bool grants = entry->Header.AceType == ACCESS_ALLOWED_ACE_TYPE;
+        EXPECT_FALSE(grants && EqualSid(&entry->SidStart, everyone)) << "everybody may read it";
+    }
+}
+
 }  // namespace
 }  // namespace vtdl::tests
