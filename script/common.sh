@@ -5,6 +5,9 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 # Windows, which also runs 32-bit programs; no other prefix is read or written.
 if [ "${VTDL_BITS:-32}" = 64 ]; then
   export WINEPREFIX=${VTDL_WINEPREFIX:-$root/build/wine64} WINEARCH=win64
+  # The distribution's wine is the 32-bit one, which starts 64-bit programs by way of another that
+  # takes no signals.
+  PATH=$root/cmake/wine64:$PATH
 else
   export WINEPREFIX=${VTDL_WINEPREFIX:-$root/build/wine} WINEARCH=win32
 fi
