@@ -3,8 +3,12 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 # The project's own Wine prefixes, one for 32-bit Windows and, with VTDL_BITS=64, one for 64-bit
 # Windows, which also runs 32-bit programs; no other prefix is read or written.
+PATH=${PATH//$root\/cmake\/wine64:/}  # of a caller that uses the other one
 if [ "${VTDL_BITS:-32}" = 64 ]; then
   export WINEPREFIX=${VTDL_WINEPREFIX:-$root/build/wine64} WINEARCH=win64
+  # The distribution's wine is the 32-bit one, which starts 64-bit programs by way of another that
+  # takes no signals.
+  PATH=$root/cmake/wine64:$PATH
 else
   export WINEPREFIX=${VTDL_WINEPREFIX:-$root/build/wine} WINEARCH=win32
 fi

@@ -21,6 +21,7 @@ run() { timeout 120 wine "$@"; }
 cleanUp() {
   local status=$?
   trap - EXIT
+  [ $status = 0 ] || say "FAILED with status $status" >&2
   stopQuoteServer
   wineserver -k 2>/dev/null || true
   rm -rf "$scratch"
@@ -133,7 +134,7 @@ testMachineInstallation() {
 
 testRepair() {
   rm "$(unixPath "$machineFolder")/x64/VTDL33.dll"
-  run reg delete 'HKLM\Software\Classes\vtdl.CManager' /f /reg:32 >/dev/null
+  run 'C:\windows\syswow64\reg.exe' delete 'HKLM\Software\Classes\vtdl.CManager' /f >/dev/null
   check "the damage shows" lacks downloads "$machineFolder" 2>/dev/null
   check "installing again succeeds" run "$packages/$setup" /S /ALLUSERS
   check "and repairs" downloads "$machineFolder"
@@ -198,7 +199,7 @@ testPortable() {
 
 # 32-bit Windows gets the 32-bit library alone.
 testOn32BitWindows() {
-  local -x WINEPREFIX=$root/build/wine-package32 WINEARCH=win32
+  local -x WINEPREFIX=$root/build/wine-package32 WINEARCH=win32 PATH=${PATH#*cmake/wine64:}
   rm -rf "$WINEPREFIX"
   ensurePrefix
   local folder='C:\Program Files\Vestora\VTDL'
