@@ -252,10 +252,12 @@ void CXMLSettings::Replace(const std::wstring& fileName) {
     const std::wstring temporary =
         fileName + L"." + std::to_wstring(GetCurrentProcessId()) + L".tmp";
     const Variant name{std::wstring_view(temporary)};
-    // The file may hold a password.
-    const bool replaced = MakePrivateFile(temporary) && SUCCEEDED(m_document->save(name.get())) &&
-                          MoveFileExW(temporary.c_str(), fileName.c_str(),
-                                      MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
+    bool replaced = SUCCEEDED(m_document->save(name.get()));
+    if (replaced) {
+        MakePrivate(temporary);  // it may hold a password
+        replaced = MoveFileExW(temporary.c_str(), fileName.c_str(),
+                               MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
+    }
     if (replaced) return;
     DeleteFileW(temporary.c_str());
     throw SettingsError(eErrXMLSettings_UnableToSaveFile);

@@ -39,24 +39,20 @@ std::wstring UserIdentifier() {
 
 }  // namespace
 
-bool MakePrivateFile(const std::wstring& name) noexcept {
-    SECURITY_ATTRIBUTES attributes{sizeof attributes, nullptr, FALSE};
-    LocalMemory descriptor;
+void MakePrivate(const std::wstring& file) noexcept {
     try {
         const std::wstring user = UserIdentifier();
-        const std::wstring rights =
-            L"D:P(A;;FA;;;" + user + L")(A;;FA;;;SY)(A;;FA;;;BA)";  // protected from the folder's
+        // Protected from what the folder would hand down.
+        const std::wstring rights = L"D:P(A;;FA;;;" + user + L")(A;;FA;;;SY)(A;;FA;;;BA)";
         PSECURITY_DESCRIPTOR made = nullptr;
-        if (!user.empty() && ConvertStringSecurityDescriptorToSecurityDescriptorW(
-                                 rights.c_str(), SDDL_REVISION_1, &made, nullptr))
-            descriptor = LocalMemory(made);
+        if (user.empty() || !ConvertStringSecurityDescriptorToSecurityDescriptorW(
+                                rights.c_str(), SDDL_REVISION_1, &made, nullptr))
+            return;
+        const LocalMemory descriptor(made);
+        SetFileSecurityW(file.c_str(), DACL_SECURITY_INFORMATION, made);
     } catch (...) {
-        return false;
+        return;  // out of memory: the file keeps the folder's rights
     }
-    attributes.lpSecurityDescriptor = descriptor.get();
-    const automation::FileHandle file(CreateFileW(name.c_str(), GENERIC_WRITE, 0, &attributes,
-                                                  CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-    return static_cast<bool>(file);
 }
 
 }  // namespace vtdl

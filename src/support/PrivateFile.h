@@ -5,9 +5,8 @@
 
 namespace vtdl {
 
-/// Makes an empty file with the user's own rights, the system's and the administrators', and nobody
-/// else's, whatever the folder grants. Writing over it later keeps them. False when it cannot be
-/// made; a file system without rights has none to set, and the file is made all the same.
-bool MakePrivateFile(const std::wstring& name) noexcept;
+/// Leaves a file's rights to its user, the system and the administrators, whatever the folder
+/// grants. A file system without rights has none to set.
+void MakePrivate(const std::wstring& file) noexcept;
 
 }  // namespace vtdl

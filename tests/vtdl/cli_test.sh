@@ -190,7 +190,7 @@ testNothing() {
 testDoctor() {
   vtdl doctor
   check "a healthy installation" [ "$status" = 0 ]
-  check "the file that is registered" grep -Eq '^ok .*32-bit: .*VTDL33.dll, version [0-9.]+$' out
+  check "the file that is registered" grep -Eq "^ok .*${VTDL_BITS:-32}-bit: .*VTDL33.dll, version [0-9.]+$" out
   check "the settings file" grep -Eq '^ok .*settings.VTDL33.Settings.xml$' out
   check "the services" [ "$(grep -c '^ok .*answers$' out)" = 7 ]
   VTDL_DATA='Z:\no\such\folder' vtdl doctor
