@@ -24,6 +24,7 @@ cleanUp() {
   [ $status = 0 ] || say "FAILED with status $status" >&2
   stopQuoteServer
   wineserver -k 2>/dev/null || true
+  [ $status != 0 ] || rm -rf "$WINEPREFIX"  # it is large; a failed one is left to look at
   rm -rf "$scratch"
   exit $status
 }
