@@ -162,6 +162,25 @@ testSamples() {
   check "its end" has out "Finished."
 }
 
+# Every command that README and the docs show, as it is written there. What watches for ever ends after
+# one update; DDE needs a display, and is shown by the demo and tested elsewhere.
+testDocumentedCommands() {
+  local command count=0
+  while read -r command; do
+    case $command in
+      *' DDE '* | *SOURCE*) continue ;;
+      'vtdl watch '*) command+=' --count 1' ;;
+    esac
+    count=$((count + 1))
+    eval "${command//;/\\;}" </dev/null
+    check "documented: $command" [ "$status" = 0 ]
+  done < <(cat "$root"/README.md "$root"/docs/*.md "$root"/docs/guides/*.md |
+    sed -nE 's/^(vtdl [a-z].*)$/\1/p; s/^[^`]*`(vtdl [a-z][^`]*)`.*/\1/p; s/.*\| `(vtdl [a-z][^`]*)` \|.*/\1/p' |
+    sed -E 's/ {3,}.*//' | sort -u)
+  check "there are some" [ "$count" -ge 10 ]
+  rm -f aapl.csv aapl.svg
+}
+
 testJson() {
   vtdl get YAHOODIVIDENDS TICKER=SPY STARTDATE=2010-01-01 ENDDATE=2010-12-31 --format json
   cat >parse.cmake <<'END'
@@ -331,6 +350,7 @@ testUsage
 testLists
 testPrices
 testServices
+testDocumentedCommands
 testDoctor
 testSpreadsheetForm
 testSamples
