@@ -160,6 +160,12 @@ testSamples() {
   wine cscript //nologo "$(windowsPath "$root/samples/vbscript/download.vbs")" MSFT 2003-09-01 2003-09-19 >out
   check "the VBScript sample" has out "2003-09-19  close 29.79"
   check "its end" has out "Finished."
+  sed -n '/^```vb/,/^```$/{/^```/d; p}' "$root/docs/guides/vbscript.md" >guide.vbs
+  sed -n '/^```js/,/^```$/{/^```/d; p}' "$root/docs/guides/jscript.md" >guide.js
+  wine cscript //nologo guide.vbs >out
+  check "the VBScript guide's snippet" [ "$(tr -d '\r' <out)" = 140.36 ]
+  wine cscript //nologo guide.js >out
+  check "the JScript guide's snippet" [ "$(tr -d '\r' <out)" = 35.44 ]
 }
 
 # Every command that README and the docs show, as it is written there. What watches for ever ends after
