@@ -192,6 +192,20 @@ TEST_F(HotLinkTest, ReleasedAndRestartedLinks) {
 }
 
 // What a host does when it is told happens inside the system's callback.
+// A host may say that the session is of another kind by now; the registry, which does not hold it,
+// has to forget it all the same. What it still knew would be an object that is alive.
+TEST_F(HotLinkTest, LinksEndWhateverTheirKindIsByThen) {
+    for (const auto kind : {vtdlDDESessionTypeByTimer, vtdlDDESessionTypeOneRequest}) {
+        Link link(L"RATE 200 1000");
+        link.Start();
+        EXPECT_TRUE(link.Gets(2));
+        const Ptr<_CSessionDDE> face(link.session);
+        EXPECT_EQ(face->put_SessionType(kind), S_OK);
+    }
+    RunLoop(100);
+    EXPECT_TRUE(NoConversationIsOpen());
+}
+
 TEST_F(HotLinkTest, LinksEndFromTheirOwnCallback) {
     for (const bool isReleased : {false, true}) {
         auto beside = std::make_unique<Link>(L"RATE 100 1000");  // takes the topic first
