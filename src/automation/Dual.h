@@ -1,11 +1,9 @@
 #pragma once
 // IDispatch of one dual interface, from the type library.
 
-#include <optional>
-
-#include "automation/Arguments.h"
 #include "automation/ComPtr.h"
 #include "automation/Error.h"
+#include "automation/LateCall.h"
 #include "automation/Platform.h"
 #include "automation/TypeInformation.h"
 
@@ -17,16 +15,16 @@ template <class I>
 class Dual : public I {
 public:
     STDMETHODIMP GetTypeInfoCount(UINT* count) noexcept final {
-        if (!count) return E_POINTER;
+        if (!count) return NullReference();
         *count = 1;
         return S_OK;
     }
 
     STDMETHODIMP GetTypeInfo(UINT index, LCID, ITypeInfo** information) noexcept final {
-        if (!information) return E_POINTER;
+        if (!information) return NullReference();
         *information = nullptr;
-        if (index != 0) return DISP_E_BADINDEX;
-        return Guarded([&] {
+        return Guarded(nullptr, [&]() -> HRESULT {
+            if (index != 0) return DISP_E_BADINDEX;
             *information = TypeInformationOf<I>();
             (*information)->AddRef();
             return S_OK;
@@ -35,7 +33,7 @@ public:
 
     STDMETHODIMP GetIDsOfNames(REFIID asker, LPOLESTR* names, UINT count, LCID locale,
                                DISPID* identifiers) noexcept final {
-        return Guarded([&] {
+        return Guarded(nullptr, [&] {
             const HRESULT hr = TypeInformationOf<I>()->GetIDsOfNames(names, count, identifiers);
             const auto other = OtherFace(asker, hr == DISP_E_UNKNOWNNAME);
             return other ? other->GetIDsOfNames(__uuidof(I), names, count, locale, identifiers)
@@ -46,13 +44,12 @@ public:
     STDMETHODIMP Invoke(DISPID member, REFIID asker, LCID locale, WORD flags,
                         DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
                         UINT* badArgument) noexcept final {
-        return Guarded([&] {
-            if (!parameters) return E_POINTER;
-            if (const auto hr = InvokeOwn(member, flags, *parameters, result)) return *hr;
-            ArgumentsByReference arguments(TypeInformationOf<I>(), member, flags, *parameters);
-            const HRESULT hr = TypeInformationOf<I>()->Invoke(static_cast<I*>(this), member, flags,
-                                                              arguments.parameters(), result,
-                                                              exception, badArgument);
+        return Guarded(exception, [&] {
+            if (!parameters || HasNullReference(*parameters)) return E_POINTER;
+            LateCall call(TypeInformationOf<I>(), member, flags, *parameters);
+            if (InvokeOwn(member, flags, call.Parameters(), result)) return S_OK;
+            const HRESULT hr =
+                call.Make(static_cast<I*>(this), locale, result, exception, badArgument);
             const auto other = OtherFace(asker, hr == DISP_E_MEMBERNOTFOUND);
             return other ? other->Invoke(member, __uuidof(I), locale, flags, parameters, result,
                                          exception, badArgument)
@@ -61,8 +58,9 @@ public:
     }
 
 protected:
-    /// Calls that the platform's dispatcher cannot make; nothing leaves the call to it.
-    virtual std::optional<HRESULT> InvokeOwn(DISPID, WORD, DISPPARAMS&, VARIANT*) { return {}; }
+    /// Makes calls that the platform's dispatcher cannot make; false leaves the call to it. The
+    /// arguments stand in reverse order, all by position. Throws what goes wrong.
+    virtual bool InvokeOwn(DISPID, WORD, DISPPARAMS&, VARIANT*) { return false; }
 
     /// The face of the object whose names a late-bound host reaches through the default one, and
     /// the default one's through this.
@@ -77,12 +75,14 @@ private:
         return isOther ? ComPtr<IDispatch>(other) : Query<IDispatch>(other);
     }
 
+    // What a failure returns by its number alone must not find the texts of an earlier one.
     template <class Body>
-    static HRESULT Guarded(Body&& body) noexcept {
+    static HRESULT Guarded(EXCEPINFO* exception, Body&& body) noexcept {
+        SetErrorInfo(0, nullptr);
         try {
             return body();
         } catch (...) {
-            return Raise(CurrentError());
+            return exception ? Report(CurrentError(), *exception) : Raise(CurrentError());
         }
     }
 };

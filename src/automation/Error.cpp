@@ -33,6 +33,8 @@ const wchar_t* RuntimeText(RuntimeError number) {
             return L"Subscript out of range";
         case RuntimeError::typeMismatch:
             return L"Type mismatch";
+        case RuntimeError::objectNotSet:
+            return L"Object variable or With block variable not set";
         case RuntimeError::duplicateKey:
             return L"This key is already associated with an element of this collection";
     }
@@ -104,6 +106,22 @@ HRESULT Raise(const Error& error) noexcept {
             SetErrorInfo(0, information.get());
     }
     return error.Code();
+}
+
+HRESULT Report(const Error& error, EXCEPINFO& exception) noexcept {
+    const auto textOf = [](const std::wstring& text) {
+        return SysAllocStringLen(text.data(), static_cast<UINT>(text.size()));
+    };
+    exception = {};
+    exception.bstrSource = textOf(error.Source());
+    exception.bstrDescription = textOf(error.Description());
+    exception.scode = error.Code();
+    return DISP_E_EXCEPTION;
+}
+
+HRESULT NullReference() noexcept {
+    SetErrorInfo(0, nullptr);
+    return E_POINTER;
 }
 
 }  // namespace vtdl::automation

@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+#include <oaidl.h>
+
 #include <exception>
 #include <string>
 #include <string_view>
@@ -34,6 +36,7 @@ enum class RuntimeError {
     overflow = 6,
     subscript = 9,
     typeMismatch = 13,
+    objectNotSet = 91,
     duplicateKey = 457
 };
 
@@ -55,5 +58,11 @@ Error CurrentError() noexcept;
 
 /// Leaves the error on the thread as error information and returns its code.
 HRESULT Raise(const Error& error) noexcept;
+
+/// Fills the record in which a call by name reports its error, and returns what says so.
+HRESULT Report(const Error& error, EXCEPINFO& exception) noexcept;
+
+/// E_POINTER, the answer to a null reference: without error information, be it an earlier call's.
+HRESULT NullReference() noexcept;
 
 }  // namespace vtdl::automation

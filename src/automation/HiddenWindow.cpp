@@ -1,13 +1,18 @@
 #include "automation/HiddenWindow.h"
 
 #include "automation/Error.h"
+#include "automation/PerApartment.h"
 
 namespace vtdl::automation {
+namespace {
+
+PerApartment<std::weak_ptr<HiddenWindow>> current;
+
+}  // namespace
 
 std::shared_ptr<HiddenWindow> HiddenWindow::get() {
-    static std::weak_ptr<HiddenWindow> current;
-    std::shared_ptr<HiddenWindow> window = current.lock();
-    if (!window) current = window = std::make_shared<HiddenWindow>();
+    std::shared_ptr<HiddenWindow> window = current->lock();
+    if (!window) *current = window = std::make_shared<HiddenWindow>();
     return window;
 }
 

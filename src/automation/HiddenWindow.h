@@ -7,7 +7,7 @@
 
 namespace vtdl::automation {
 
-/// Exists while somebody holds it; belongs to the host's thread, whose message loop serves it.
+/// Exists while somebody of its thread holds it; that thread's message loop serves it.
 class HiddenWindow {
 public:
     static std::shared_ptr<HiddenWindow> get();

@@ -82,7 +82,7 @@ public:
     }
 
     STDMETHODIMP GetClassInfo(ITypeInfo** information) noexcept final {
-        if (!information) return E_POINTER;
+        if (!information) return NullReference();
         *information = nullptr;
         return Raising([&] {
             *information = TypeInformationOf<Coclass>();

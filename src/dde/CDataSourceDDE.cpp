@@ -20,7 +20,7 @@ CDataSourceDDE::CDataSourceDDE() {
 }
 
 STDMETHODIMP CDataSourceDDE::Download(_CSession** session) noexcept {
-    if (!session || !*session) return E_POINTER;
+    if (!session || !*session) return NullReference();
     const ComPtr<_CSession> current(*session);
     return Framed<"CDataSource_Download">([&] {
         if (Query<_CSessionDDE>(current.get()))

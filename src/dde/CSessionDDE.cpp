@@ -308,8 +308,7 @@ STDMETHODIMP CSessionDDE::putref_Data(_CData* value) noexcept {
 }
 
 // The inner session knows how to give its record and take late-bound sinks.
-std::optional<HRESULT> CSessionDDE::InvokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters,
-                                              VARIANT* result) {
+bool CSessionDDE::InvokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters, VARIANT* result) {
     return m_session->InvokeOwn(member, flags, parameters, result);
 }
 

@@ -67,8 +67,7 @@ private:
         double time;
     };
 
-    std::optional<HRESULT> InvokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters,
-                                     VARIANT* result) override;
+    bool InvokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters, VARIANT* result) override;
     IDispatch* AlsoAnswers() override { return static_cast<_CSession*>(this); }
 
     template <text::FixedString Member, class Method, class... Arguments>

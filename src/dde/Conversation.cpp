@@ -115,10 +115,10 @@ void CSessionDDE::Trace(std::wstring_view what) {
 }
 
 void CSessionDDE::Trace(long identifier, std::wstring_view what) {
-    if (!gErrorHandler.TracingEnabled()) return;
+    if (!gErrorHandler().TracingEnabled()) return;
     wchar_t text[16];
     std::swprintf(text, std::size(text), L"%lX", identifier);
-    gErrorHandler.TraceLine(std::wstring(text).append(what));
+    gErrorHandler().TraceLine(std::wstring(text).append(what));
 }
 
 std::string CSessionDDE::Parameter(std::wstring_view name) {

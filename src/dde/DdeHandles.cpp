@@ -5,23 +5,21 @@
 #include <vector>
 
 #include "automation/Object.h"
+#include "automation/PerApartment.h"
 #include "dde/mDDE.h"
 
 namespace vtdl::dde {
 namespace {
 
-std::weak_ptr<Instance>& Shared() noexcept {
-    static std::weak_ptr<Instance> shared;
-    return shared;
-}
-
-std::vector<std::function<void()>> postponed;
+automation::PerApartment<std::weak_ptr<Instance>> shared;
+automation::PerApartment<int> callbackDepth;
+automation::PerApartment<std::vector<std::function<void()>>> postponed;
 
 // The callback may still run: the host lets messages run in it.
 void CALLBACK DoPostponed(HWND, UINT, UINT_PTR timer, DWORD) noexcept {
     if (InCallback::IsSo()) return;
     KillTimer(nullptr, timer);
-    for (const auto& action : std::exchange(postponed, {})) {
+    for (const auto& action : std::exchange(*postponed, {})) {
         action();
         automation::LiveObject::Unlock();
     }
@@ -29,21 +27,28 @@ void CALLBACK DoPostponed(HWND, UINT, UINT_PTR timer, DWORD) noexcept {
 
 }  // namespace
 
+InCallback::InCallback() : m_depth(*callbackDepth) { ++m_depth; }
+
+bool InCallback::IsSo() noexcept {
+    const int* const depth = callbackDepth.find();
+    return depth && *depth > 0;
+}
+
 // The library stays loaded until then.
 void OutsideCallback(std::function<void()> action) {
     if (!InCallback::IsSo()) return action();
-    postponed.push_back(std::move(action));
+    postponed->push_back(std::move(action));
     automation::LiveObject::Lock();
-    if (postponed.size() == 1) SetTimer(nullptr, 0, USER_TIMER_MINIMUM, DoPostponed);
+    if (postponed->size() == 1) SetTimer(nullptr, 0, USER_TIMER_MINIMUM, DoPostponed);
 }
 
 std::shared_ptr<Instance> Instance::get() {
     std::shared_ptr<Instance> instance = Current();
-    if (!instance) Shared() = instance = Another();
+    if (!instance) *shared = instance = Another();
     return instance;
 }
 
-std::shared_ptr<Instance> Instance::Current() noexcept { return Shared().lock(); }
+std::shared_ptr<Instance> Instance::Current() { return shared->lock(); }
 
 std::shared_ptr<Instance> Instance::Another() {
     constexpr DWORD flags = APPCMD_CLIENTONLY | MF_SENDMSGS | MF_POSTMSGS;

@@ -17,18 +17,18 @@ namespace vtdl::dde {
 /// Milliseconds that a transaction may take.
 inline constexpr DWORD transactionTimeout = 2000;
 
-/// While it exists, the management library is in its callback.
+/// While it exists, the management library is in its callback on this thread.
 class InCallback {
 public:
-    InCallback() noexcept { ++s_depth; }
+    InCallback();
     InCallback(const InCallback&) = delete;
     InCallback& operator=(const InCallback&) = delete;
-    ~InCallback() { --s_depth; }
+    ~InCallback() { --m_depth; }
 
-    static bool IsSo() noexcept { return s_depth > 0; }
+    static bool IsSo() noexcept;
 
 private:
-    static inline int s_depth = 0;
+    int& m_depth;
 };
 
 /// Does it now or, within the callback, when messages run after that: ending a conversation or an
@@ -38,10 +38,10 @@ void OutsideCallback(std::function<void()> action);
 /// A use of the management library; ends with its last holder, and its conversations with it.
 class Instance {
 public:
-    /// The process's own, which its data sources share; nothing when there is no DDE.
+    /// The apartment's own, which its data sources share; nothing when there is no DDE.
     static std::shared_ptr<Instance> get();
     /// The same, unless no data source holds it.
-    static std::shared_ptr<Instance> Current() noexcept;
+    static std::shared_ptr<Instance> Current();
     /// One beside it; nothing when there is no DDE.
     static std::shared_ptr<Instance> Another();
 

@@ -1,5 +1,6 @@
 #include "dde/mDDE.h"
 
+#include "automation/PerApartment.h"
 #include "dde/CSessionDDE.h"
 #include "session/CSessions.h"
 
@@ -9,9 +10,11 @@ using namespace automation;
 
 namespace {
 
+PerApartment<ComPtr<CSessions>> hotSessions;
+
 /// The sessions with a hot link by their conversation, in hexadecimal; created on first use.
 ComPtr<CSessions>& HotSessions() {
-    static ComPtr<CSessions> sessions;
+    ComPtr<CSessions>& sessions = *hotSessions;
     if (!sessions) sessions = Make<CSessions>();
     return sessions;
 }
@@ -52,8 +55,8 @@ HDDEDATA CALLBACK DDECallback(UINT type, UINT, HCONV conversation, HSZ, HSZ, HDD
                               ULONG_PTR, ULONG_PTR) noexcept {
     LONG_PTR answer = 0;
     if (type != XTYP_ADVDATA) return nullptr;
-    const dde::InCallback inCallback;
     Framed<"mDDE", "DDECallback">([&] {
+        const dde::InCallback inCallback;
         // Held here: the host may release the session while it is told.
         const ComPtr<_CSession> session = FindSession(conversation);
         if (session) answer = static_cast<CSessionDDE*>(session.get())->TakeAdvise(data);

@@ -46,17 +46,17 @@ STDMETHODIMP CDataField::get_Data(VARIANT* result) noexcept {
 }
 
 STDMETHODIMP CDataField::put_Data(VARIANT* value) noexcept {
-    if (!value) return E_POINTER;
+    if (!value) return NullReference();
     return Framed<"Data">([&] { m_data = Variant(*value); });
 }
 
-std::optional<HRESULT> CDataField::InvokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters,
-                                             VARIANT* result) {
+bool CDataField::InvokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters, VARIANT* result) {
     constexpr DISPID data = 3;
     const bool isIndexed =
         member == data && (flags & DISPATCH_PROPERTYGET) && parameters.cArgs == 1;
-    if (!isIndexed || !result) return {};
-    return Raising([&] { *result = Entry(m_data.get(), ToLong(parameters.rgvarg[0])).release(); });
+    if (!isIndexed || !result) return false;
+    *result = Entry(m_data.get(), ToLong(parameters.rgvarg[0])).release();
+    return true;
 }
 
 }  // namespace vtdl

@@ -26,8 +26,7 @@ public:
     void AdoptData(automation::Variant data) noexcept { m_data = std::move(data); }
 
 private:
-    std::optional<HRESULT> InvokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters,
-                                     VARIANT* result) override;
+    bool InvokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters, VARIANT* result) override;
 
     vtdlDataType m_dataType{};
     automation::Bstr m_name;

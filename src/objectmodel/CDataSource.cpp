@@ -29,7 +29,7 @@ STDMETHODIMP CDataSource::get_Parameters(_CParameters** result) noexcept {
 }
 
 STDMETHODIMP CDataSource::Download(_CSession** session) noexcept {
-    if (!session || !*session) return E_POINTER;
+    if (!session || !*session) return NullReference();
     return Framed<"Download">([&](MethodFrame& frame) {
         const auto progress = Query<_IProgressCallBack>(*session);
         if (!progress) throw MakeRuntimeError(RuntimeError::typeMismatch);

@@ -46,7 +46,7 @@ STDMETHODIMP CParameter::get_Name(BSTR* result) noexcept {
 }
 
 STDMETHODIMP CParameter::SaveValue(_CXMLSettings** settings, BSTR* section) noexcept {
-    if (!settings || !*settings || !section) return E_POINTER;
+    if (!settings || !*settings || !section) return NullReference();
     return Framed<"SaveValue">([&] {
         const Bstr value = ToText(m_value.get());
         Check((*settings)->SaveSetting(*section, m_name.get(), value.get()));
@@ -56,7 +56,7 @@ STDMETHODIMP CParameter::SaveValue(_CXMLSettings** settings, BSTR* section) noex
 // The value is text afterwards, whatever the parameter's type.
 STDMETHODIMP CParameter::LoadValue(_CXMLSettings** settings, BSTR* section,
                                    BSTR* defaultValue) noexcept {
-    if (!settings || !*settings || !section) return E_POINTER;
+    if (!settings || !*settings || !section) return NullReference();
     return Framed<"LoadValue">([&] {
         // Copies: the settings store lower-cases what it is given.
         Bstr sectionName(ViewOf(*section)),

@@ -5,7 +5,7 @@ namespace vtdl {
 using namespace automation;
 
 STDMETHODIMP CParameters::Item(VARIANT* index, _CParameter** result) noexcept {
-    if (!index) return E_POINTER;
+    if (!index) return NullReference();
     return FramedResult<"Item">(result, [&] {
         const Bstr name = ToText(*index);
         ComPtr<_CParameter> found = Items().find(name.view());
@@ -53,6 +53,7 @@ void DeclareParameter(_CParameters* parameters, const ParameterDeclaration& decl
 }
 
 Variant ParameterValue(_CParameters* parameters, std::wstring_view name) {
+    if (!parameters) throw MakeRuntimeError(RuntimeError::objectNotSet);
     ComPtr<_CParameter> parameter;
     Variant value;
     Check(parameters->Item(Variant(name).put(), parameter.put()));

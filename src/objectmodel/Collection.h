@@ -15,17 +15,17 @@ class Collection : public FramedObject<D, Coclass, I> {
 public:
     /// The caller's reference is left pointing at the added item, which it is already.
     STDMETHODIMP Add(Element** item, VARIANT* key) noexcept override {
-        if (!item) return E_POINTER;
+        if (!item) return automation::NullReference();
         return this->template Framed<"Add">([&] { m_items.Add(*item, key); });
     }
 
     STDMETHODIMP Remove(VARIANT* index) noexcept override {
-        if (!index) return E_POINTER;
+        if (!index) return automation::NullReference();
         return this->template Framed<"Remove">([&] { m_items.Remove(*index); });
     }
 
     STDMETHODIMP Item(VARIANT* index, Element** result) noexcept override {
-        if (!index) return E_POINTER;
+        if (!index) return automation::NullReference();
         return this->template FramedResult<"Item">(
             result, [&] { *result = m_items.Item(*index).detach(); });
     }
@@ -48,7 +48,7 @@ public:
 
 protected:
     HRESULT IsPresent(VARIANT* index, VARIANT_BOOL* result) noexcept {
-        if (!index) return E_POINTER;
+        if (!index) return automation::NullReference();
         return this->template FramedResult<"Exists">(
             result, [&] { *result = m_items.IsPresent(*index) ? VARIANT_TRUE : VARIANT_FALSE; });
     }

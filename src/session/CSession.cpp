@@ -95,8 +95,15 @@ STDMETHODIMP CSession::putref_Data(_CData* value) noexcept {
     return Framed<"Data">([&] { m_data = value; });
 }
 
+template <text::FixedString Member>
+HRESULT CSession::WithoutDataSource() noexcept {
+    return Untrapped<Member>([](const wchar_t* routine) {
+        throw Error(E_INVALIDARG, routine, L"The session has no data source");
+    });
+}
+
 STDMETHODIMP CSession::Start() noexcept {
-    if (!m_dataSource) return WithoutDataSource(L"vtdl.CSession.Start");
+    if (!m_dataSource) return WithoutDataSource<"Start">();
     const ComPtr<_CSession> alive(this);
     return Framed<"Start">([&](MethodFrame& frame) {
         const long period = this->Period();
@@ -108,7 +115,7 @@ STDMETHODIMP CSession::Start() noexcept {
 }
 
 STDMETHODIMP CSession::NextTick() noexcept {
-    if (!m_dataSource) return WithoutDataSource(L"vtdl.CSession.NextTick");
+    if (!m_dataSource) return WithoutDataSource<"NextTick">();
     const ComPtr<_CSession> alive(this);
     return Framed<"NextTick">([&](MethodFrame& frame) {
         if (m_status == vtdlSessionStatusBusy || UpdateLock::IsLocked()) return;
@@ -135,7 +142,7 @@ STDMETHODIMP CSession::NextTick() noexcept {
 
 // The session's data source is told, not the clone that a periodic run downloads with; on purpose.
 STDMETHODIMP CSession::Abort() noexcept {
-    if (!m_dataSource) return WithoutDataSource(L"vtdl.CSession.Abort");
+    if (!m_dataSource) return WithoutDataSource<"Abort">();
     return Framed<"Abort">([&] { Check(ComPtr(m_dataSource)->Abort()); });
 }
 
@@ -146,10 +153,11 @@ STDMETHODIMP CSession::Done() noexcept {
         // A timer message already posted drains meanwhile.
         if (const long period = std::exchange(m_period, 0); period > 0)
             PumpFor(static_cast<DWORD>(period));
-        const ComPtr<_CDataSource> source = std::move(m_activeSource);
+        ComPtr<_CDataSource> source = std::move(m_activeSource);
         frame.Step([&] {
             if (source) Check(source->Abort());
         });
+        source.reset();
         m_status = vtdlSessionStatusDone;
         frame.Step([&] {
             ComPtr<IUnknown> caller(AsCaller());
@@ -182,8 +190,14 @@ STDMETHODIMP CSession::DataReady(IUnknown**) noexcept {
 STDMETHODIMP CSession::Done(IUnknown**, long errorNumber) noexcept {
     return Framed<"IProgressCallBack_Done">([&] {
         if (errorNumber != 0)
-            SetError(vtdlSessionErrorDownload, errorNumber, SessionErrorText(errorNumber));
+            SetError(vtdlSessionErrorDownload, errorNumber, TranslateErrorMessage(errorNumber));
     });
+}
+
+std::wstring_view CSession::TranslateErrorMessage(long number) noexcept {
+    std::wstring_view text;
+    Framed<"TranslateErrorMessage">([&] { text = SessionErrorText(number); });
+    return text;
 }
 
 void CSession::SetError(vtdlSessionErrorType type, long number, std::wstring_view description) {
@@ -197,28 +211,39 @@ STDMETHODIMP CSession::Fire(long) noexcept {
 }
 
 // The platform's dispatcher cannot return a record, and takes no sink that lacks the interface.
-std::optional<HRESULT> CSession::InvokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters,
-                                           VARIANT* result) {
+bool CSession::InvokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters, VARIANT* result) {
     constexpr DISPID error = 1, progressor = 5;
-    if (member == error && (flags & DISPATCH_PROPERTYGET) && parameters.cArgs <= 1 && result)
-        return Raising([&] {
-            const bool isRecord = parameters.cArgs == 0;
-            *result = (isRecord ? ErrorRecord() : ErrorField(ToText(parameters.rgvarg[0]).view()))
-                          .release();
-        });
-    if (member == progressor && (flags & (DISPATCH_PROPERTYPUT | DISPATCH_PROPERTYPUTREF)) &&
-        parameters.cArgs == 1) {
-        return Raising([&] {
-            const Variant object(parameters.rgvarg[0]);
-            if (!object.IsObject()) throw MakeRuntimeError(RuntimeError::typeMismatch);
-            IUnknown* unknown = object.get().punkVal;
-            ComPtr<_IProgressCallBack> sink = Query<_IProgressCallBack>(unknown);
-            if (const auto lateBound = Query<IDispatch>(unknown); !sink && lateBound)
-                sink = Make<LateBoundSink>(lateBound.get());
-            Check(putref_Progressor(sink.get()));
-        });
-    }
-    return {};
+    const bool isRead = (flags & DISPATCH_PROPERTYGET) && result;
+    const bool isAssigned =
+        (flags & (DISPATCH_PROPERTYPUT | DISPATCH_PROPERTYPUTREF)) && parameters.cArgs == 1;
+    if (member == error && isRead && parameters.cArgs == 0)
+        *result = ErrorRecord().release();
+    else if (member == error && isRead && parameters.cArgs == 1)
+        *result = ErrorField(ToText(parameters.rgvarg[0]).view()).release();
+    else if (member == progressor && isRead && parameters.cArgs == 0)
+        *result = LateBoundProgressor().release();
+    else if (member == progressor && isAssigned)
+        SetLateBoundProgressor(Variant(parameters.rgvarg[0]));
+    else
+        return false;
+    return true;
+}
+
+void CSession::SetLateBoundProgressor(const Variant& object) {
+    if (!object.IsObject()) throw MakeRuntimeError(RuntimeError::typeMismatch);
+    IUnknown* unknown = object.get().punkVal;
+    ComPtr<_IProgressCallBack> sink = Query<_IProgressCallBack>(unknown);
+    if (const auto lateBound = Query<IDispatch>(unknown); !sink && lateBound)
+        sink = Make<LateBoundSink>(lateBound.get());
+    Check(putref_Progressor(sink.get()));
+}
+
+// The host's own object, not what stands between.
+Variant CSession::LateBoundProgressor() {
+    ComPtr<_IProgressCallBack> sink;
+    Check(get_Progressor(sink.put()));
+    const auto standIn = Query<ILateBoundSink>(sink.get());
+    return Variant(standIn ? standIn->Target() : static_cast<IDispatch*>(sink.get()));
 }
 
 Variant CSession::ErrorRecord() {
@@ -242,10 +267,6 @@ Variant CSession::ErrorField(std::wstring_view name) const {
     if (field == L"ERRORDESCRIPTION") return Variant(m_errorDescription.view());
     if (field == L"NEWVERSIONAVAILABLE") return Variant::Bool(mGlobals::IsNewVersionKnown());
     throw MakeRuntimeError(RuntimeError::invalidCall, name);
-}
-
-HRESULT CSession::WithoutDataSource(const wchar_t* source) const noexcept {
-    return Raising([&] { throw Error(E_INVALIDARG, source, L"The session has no data source"); });
 }
 
 // Whatever keeps the period from being read makes a single run, on purpose.

@@ -58,13 +58,16 @@ public:
     void SetError(vtdlSessionErrorType type, long number, std::wstring_view description) override;
 
     /// Public for the session that holds this one as its inner one.
-    std::optional<HRESULT> InvokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters,
-                                     VARIANT* result) override;
+    bool InvokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters, VARIANT* result) override;
 
 private:
     automation::Variant ErrorRecord();
     automation::Variant ErrorField(std::wstring_view name) const;
-    HRESULT WithoutDataSource(const wchar_t* source) const noexcept;
+    automation::Variant LateBoundProgressor();
+    void SetLateBoundProgressor(const automation::Variant& object);
+    std::wstring_view TranslateErrorMessage(long number) noexcept;
+    template <text::FixedString Member>
+    HRESULT WithoutDataSource() noexcept;
     long Period() noexcept;
     void RunPeriodically(MethodFrame& frame, long period);
     IUnknown* AsCaller() noexcept { return static_cast<_CSession*>(this); }

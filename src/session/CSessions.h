@@ -10,6 +10,10 @@ class CSessions final : public Collection<CSessions, ::CSessions, _CSessions, _C
 public:
     static constexpr text::FixedString className{"CSessions"};
 
+    CSessions() {
+        Framed<"Class_Initialize">([] {});
+    }
+
     STDMETHODIMP Exists(VARIANT* index, VARIANT_BOOL* result) noexcept override {
         return IsPresent(index, result);
     }

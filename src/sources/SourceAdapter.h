@@ -43,10 +43,8 @@ public:
     /// Search is not offered by any service.
     STDMETHODIMP Search(_CParameters**, BSTR* result) noexcept override {
         if (result) *result = nullptr;
-        return D::Raising([] {
-            throw automation::Error(
-                E_NOTIMPL, text::RoutineName<D::className, "CDataSource_Search">::text.characters,
-                L"Search is not implemented");
+        return this->template Untrapped<"CDataSource_Search">([](const wchar_t* routine) {
+            throw automation::Error(E_NOTIMPL, routine, L"Search is not implemented");
         });
     }
 

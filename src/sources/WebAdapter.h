@@ -35,7 +35,7 @@ protected:
     template <class Body>
     HRESULT Downloading(_CSession** session, Body&& body,
                         std::source_location at = std::source_location::current()) noexcept {
-        if (!session || !*session) return E_POINTER;
+        if (!session || !*session) return automation::NullReference();
         const automation::ComPtr<_CSession> current(*session);
         const automation::ComPtr<_CDataSource> alive(this);
         return this->template Framed<"CDataSource_Download">(

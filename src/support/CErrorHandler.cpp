@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include "automation/PerApartment.h"
 #include "support/LogFile.h"
 #include "support/Notices.h"
 
@@ -38,16 +39,15 @@ std::wstring DateAndTime() {
     return std::wstring(date) + L" - " + time;
 }
 
-CErrorHandler Configured() {
-    CErrorHandler handler;
-    handler.Init(CErrorHandler::dialog, L"Error Log.txt", true, false, CErrorHandler::traceFile,
-                 L"Tracing Log.txt");
-    return handler;
-}
+struct Configured : CErrorHandler {
+    Configured() { Init(dialog, L"Error Log.txt", true, false, traceFile, L"Tracing Log.txt"); }
+};
+
+automation::PerApartment<Configured> handlers;
 
 }  // namespace
 
-CErrorHandler gErrorHandler = Configured();
+CErrorHandler& gErrorHandler() { return *handlers; }
 
 CErrorHandler::CErrorHandler() : m_isWindowsNT(RunsOnWindowsNT()) {}
 

@@ -9,7 +9,7 @@
 
 namespace vtdl {
 
-/// One instance per process, used from the host's thread only. Its members raise their errors to
+/// One instance for each apartment, used from its thread only. Its members raise their errors to
 /// the caller and do not put themselves on the call stack.
 class CErrorHandler {
 public:
@@ -110,7 +110,7 @@ private:
     std::wstring m_pendingDescription;
 };
 
-/// Created and configured when the library is loaded.
-extern CErrorHandler gErrorHandler;
+/// The apartment's own; created and configured on first use.
+CErrorHandler& gErrorHandler();
 
 }  // namespace vtdl

@@ -55,8 +55,7 @@ const wchar_t* OrNull(const std::wstring& text) { return text.empty() ? nullptr 
 
 void CheckLength(const std::wstring& name) {
     if (name.size() >= MAX_PATH)
-        Throw(CShell::componentFailure,
-              L"CShell component failure: the name is longer than 259 characters");
+        Throw(CShell::componentFailure, L"CShell component failure");
 }
 
 bool FileExists(const std::wstring& file) {

@@ -8,7 +8,7 @@
 namespace vtdl {
 
 /// Turns the shell's failure codes into errors, which are raised to the caller. File names may hold
-/// blanks; a name that is too long for the shell is a component failure that says so.
+/// blanks; a name that is too long for the shell is a component failure.
 class CShell {
 public:
     static constexpr HRESULT fileNotFound = static_cast<HRESULT>(0x80044679);

@@ -1,5 +1,7 @@
 #include "support/CXMLSettings.h"
 
+#include <optional>
+
 #include "automation/Error.h"
 #include "automation/SafeArray.h"
 #include "automation/UniqueHandle.h"
@@ -15,6 +17,7 @@ using settings::LowerCase;
 constexpr wchar_t ownSource[] = L"VTDL33.CXMLSettings";
 // SaveSetting's source stands for the two enumerations as well, on purpose.
 constexpr wchar_t savingSource[] = L"CXMLSettings.SaveSetting";
+constexpr HRESULT invalidQuery = E_FAIL;  // the document's own answer to one
 
 Error SettingsError(EErrXMLSettings number, const wchar_t* source = ownSource) {
     const wchar_t* text = L"CXMLSettings component failure";
@@ -74,6 +77,25 @@ void WriteEmptyFile(const std::wstring& fileName) {
 
 }  // namespace
 
+// Whatever else fails, the document's own failures included, is the component's failure. A name
+// that cannot be asked for, and a lack of memory, keep their own numbers.
+template <class Body>
+void CXMLSettings::Guarded(Body&& body) {
+    try {
+        body();
+    } catch (const Error& error) {
+        const bool isOwn = error.Code() >= eErrXMLSettings_NotInitialized &&
+                           error.Code() <= eErrXMLSettings_ComponentFailure;
+        if (isOwn || error.Code() == invalidQuery) throw;
+        throw SettingsError(eErrXMLSettings_ComponentFailure);
+    }
+}
+
+template <class Body>
+HRESULT CXMLSettings::Raising(Body&& body) noexcept {
+    return Object::Raising([&] { Guarded(body); });
+}
+
 CXMLSettings::CXMLSettings() : m_document(settings::NewDocument()) {}
 
 CXMLSettings::~CXMLSettings() {
@@ -92,7 +114,7 @@ STDMETHODIMP CXMLSettings::put_FileName(BSTR value) noexcept {
 }
 
 STDMETHODIMP CXMLSettings::get_FileName(BSTR* result) noexcept {
-    if (!result) return E_POINTER;
+    if (!result) return NullReference();
     return Raising([&] { *result = Bstr(m_fileName).release(); });
 }
 
@@ -107,7 +129,7 @@ STDMETHODIMP CXMLSettings::put_XMLString(BSTR value) noexcept {
 }
 
 STDMETHODIMP CXMLSettings::get_XMLString(BSTR* result) noexcept {
-    if (!result) return E_POINTER;
+    if (!result) return NullReference();
     *result = nullptr;
     return Raising([&] { *result = Bstr(settings::PrettyPrinted(m_document.get())).release(); });
 }
@@ -137,7 +159,7 @@ STDMETHODIMP CXMLSettings::DeleteSection(BSTR* section) noexcept {
 
 STDMETHODIMP CXMLSettings::EnumerateAllKeys(BSTR* section, SAFEARRAY** keys,
                                             long* result) noexcept {
-    if (!keys || !result) return E_POINTER;
+    if (!keys || !result) return NullReference();
     *result = 0;
     return Raising([&] {
         const std::vector<std::wstring> names = KeysOf(section);
@@ -148,7 +170,7 @@ STDMETHODIMP CXMLSettings::EnumerateAllKeys(BSTR* section, SAFEARRAY** keys,
 }
 
 STDMETHODIMP CXMLSettings::EnumerateAllSections(SAFEARRAY** names, long* result) noexcept {
-    if (!names || !result) return E_POINTER;
+    if (!names || !result) return NullReference();
     *result = 0;
     return Raising([&] {
         const std::vector<std::wstring> found = Sections();
@@ -160,7 +182,7 @@ STDMETHODIMP CXMLSettings::EnumerateAllSections(SAFEARRAY** names, long* result)
 
 STDMETHODIMP CXMLSettings::GetSetting(BSTR* section, BSTR* key, BSTR* defaultValue,
                                       BSTR* result) noexcept {
-    if (!section || !key || !result) return E_POINTER;
+    if (!section || !key || !result) return NullReference();
     *result = nullptr;
     return Raising([&] {
         RequireLoaded(L"CXMLSettings.GetSetting");
@@ -198,16 +220,15 @@ STDMETHODIMP CXMLSettings::SaveSetting(BSTR section, BSTR key, BSTR value) noexc
 }
 
 // Script variables are variants: an array of variants is what a script can index.
-std::optional<HRESULT> CXMLSettings::InvokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters,
-                                               VARIANT* result) {
+bool CXMLSettings::InvokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters, VARIANT* result) {
     constexpr DISPID enumerateAllKeys = 5, enumerateAllSections = 6;
     const bool isKeys = member == enumerateAllKeys && parameters.cArgs == 2;
     const bool isSections = member == enumerateAllSections && parameters.cArgs == 1;
-    if (!(flags & DISPATCH_METHOD) || !(isKeys || isSections)) return {};
-    const VARIANT& target = parameters.rgvarg[0];  // arguments stand in reverse order
-    if (target.vt != (VT_BYREF | VT_VARIANT)) return {};
+    if (!(flags & DISPATCH_METHOD) || !(isKeys || isSections)) return false;
+    const VARIANT& target = parameters.rgvarg[0];
+    if (target.vt != (VT_BYREF | VT_VARIANT)) return false;
 
-    return Raising([&] {
+    Guarded([&] {
         Bstr section = isKeys ? ToText(parameters.rgvarg[1]) : Bstr();
         const std::vector<std::wstring> names = isKeys ? KeysOf(section.put()) : Sections();
         if (!names.empty()) {
@@ -215,10 +236,9 @@ std::optional<HRESULT> CXMLSettings::InvokeOwn(DISPID member, WORD flags, DISPPA
             Check(VariantClear(target.pvarVal));
             *target.pvarVal = filled.release();
         }
-        if (!result) return;
-        result->vt = VT_I4;
-        result->lVal = static_cast<long>(names.size());
+        if (result) *result = Variant::Long(static_cast<long>(names.size())).release();
     });
+    return true;
 }
 
 void CXMLSettings::RequireLoaded(const wchar_t* source) const {
@@ -297,7 +317,7 @@ CXMLSettings::Node CXMLSettings::FindSection(std::wstring_view section,
                                              std::wstring_view key) const {
     // It would end the name inside the query, and could make it find something else.
     if (section.find(L'\'') != section.npos || key.find(L'\'') != key.npos)
-        throw Error(E_FAIL, ownSource, L"A name must not contain an apostrophe");
+        throw Error(invalidQuery, ownSource, L"A name must not contain an apostrophe");
     std::wstring query = L"sections/section[@name='";
     query.append(section).append(L"']");
     if (!key.empty()) query.append(L"/key[@name='").append(key).append(L"']");

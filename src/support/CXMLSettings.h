@@ -40,8 +40,11 @@ public:
 private:
     using Node = automation::ComPtr<IXMLDOMNode>;
 
-    std::optional<HRESULT> InvokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters,
-                                     VARIANT* result) override;
+    bool InvokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters, VARIANT* result) override;
+    template <class Body>
+    static HRESULT Raising(Body&& body) noexcept;
+    template <class Body>
+    static void Guarded(Body&& body);
     void RequireLoaded(const wchar_t* source) const;
     void Load();
     void Replace(const std::wstring& fileName);

@@ -1,6 +1,7 @@
 #include "support/DecimalSeparator.h"
 
 #include <algorithm>
+#include <atomic>
 
 #include "automation/Error.h"
 #include "automation/Variant.h"
@@ -10,7 +11,7 @@
 namespace vtdl {
 namespace {
 
-wchar_t separator = 0;
+std::atomic<wchar_t> separator = 0;
 
 HRESULT Convert(std::wstring_view text, double& number) {
     std::wstring localised(text);

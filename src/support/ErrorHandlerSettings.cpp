@@ -18,13 +18,13 @@ void ApplyErrorHandlerSettings(CXMLSettings& settings) {
     const auto truth = [](const std::wstring& text) {
         return automation::ToBool(Variant(std::wstring_view(text)).get());
     };
-    apply(L"actions", [&](auto& text) { gErrorHandler.ErrorHandlerActions(number(text)); });
-    apply(L"errorlog", [&](auto& text) { gErrorHandler.ErrorLogFile(text); });
-    apply(L"callstack", [&](auto& text) { gErrorHandler.CallStackEnabled(truth(text)); });
-    apply(L"tracingflags", [&](auto& text) { gErrorHandler.TracingFlags(number(text)); });
-    apply(L"tracinglog", [&](auto& text) { gErrorHandler.TracingLogFile(text); });
-    apply(L"supportmail", [&](auto& text) { gErrorHandler.SupportMail(text); });
-    apply(L"tracing", [&](auto& text) { gErrorHandler.TracingEnabled(truth(text)); });
+    apply(L"actions", [&](auto& text) { gErrorHandler().ErrorHandlerActions(number(text)); });
+    apply(L"errorlog", [&](auto& text) { gErrorHandler().ErrorLogFile(text); });
+    apply(L"callstack", [&](auto& text) { gErrorHandler().CallStackEnabled(truth(text)); });
+    apply(L"tracingflags", [&](auto& text) { gErrorHandler().TracingFlags(number(text)); });
+    apply(L"tracinglog", [&](auto& text) { gErrorHandler().TracingLogFile(text); });
+    apply(L"supportmail", [&](auto& text) { gErrorHandler().SupportMail(text); });
+    apply(L"tracing", [&](auto& text) { gErrorHandler().TracingEnabled(truth(text)); });
 }
 
 }  // namespace vtdl

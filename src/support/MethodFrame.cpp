@@ -5,14 +5,14 @@ namespace vtdl {
 CErrorHandler::Answer MethodFrame::Ask() {
     CErrorHandler::Answer answer = CErrorHandler::abort;
     try {
-        answer = gErrorHandler.HandleError({});
+        answer = m_handler.HandleError({});
     } catch (const automation::Error& error) {
         throw HandlerFailure(error.Code(), error.Source(), error.Description());
     }
     if (answer != CErrorHandler::abort) return answer;
     // The cleared stack stands for the pop that is skipped.
-    gErrorHandler.CallStackClear();
-    m_isOver = gErrorHandler.CallStackEnabled();
+    m_handler.CallStackClear();
+    m_isOver = m_handler.CallStackEnabled();
     throw MethodAbandoned();
 }
 
@@ -20,7 +20,7 @@ CErrorHandler::Answer MethodFrame::Ask() {
 MethodFrame::~MethodFrame() {
     if (m_isOver) return;
     try {
-        gErrorHandler.CallStackPop();
+        m_handler.CallStackPop();
     } catch (const automation::Error&) {
         return;
     }

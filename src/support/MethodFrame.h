@@ -27,7 +27,7 @@ struct HandlerFailure : automation::Error {
 class MethodFrame {
 public:
     explicit MethodFrame(std::wstring_view routineName) {
-        gErrorHandler.CallStackPush(routineName, {});
+        m_handler.CallStackPush(routineName, {});
     }
     MethodFrame(const MethodFrame&) = delete;
     MethodFrame& operator=(const MethodFrame&) = delete;
@@ -51,13 +51,13 @@ public:
             throw MethodAbandoned();
         }
         m_isOver = true;
-        gErrorHandler.CallStackPop();
+        m_handler.CallStackPop();
     }
 
 private:
     // The question shows windows and pumps messages, so it is asked when the exception is over.
     template <class Statement>
-    static bool Succeeds(Statement&& statement, const std::source_location& at) {
+    bool Succeeds(Statement&& statement, const std::source_location& at) {
         try {
             statement();
             return true;
@@ -66,13 +66,14 @@ private:
         } catch (const HandlerFailure&) {
             throw;
         } catch (...) {
-            gErrorHandler.SetPendingError(automation::CurrentError(), static_cast<long>(at.line()));
+            m_handler.SetPendingError(automation::CurrentError(), static_cast<long>(at.line()));
             return false;
         }
     }
 
     CErrorHandler::Answer Ask();  ///< "retry" or "ignore"; throws MethodAbandoned for "abort"
 
+    CErrorHandler& m_handler = gErrorHandler();
     bool m_isOver = false;
 };
 
@@ -95,6 +96,20 @@ HRESULT Framed(Body&& body, std::source_location at = std::source_location::curr
     }
 }
 
+/// The same for what is raised to the caller: on the call stack, but nobody is asked about its
+/// errors. The body is given the routine's name, the source of what it raises.
+template <text::FixedString Class, text::FixedString Member, class Body>
+HRESULT Untrapped(Body&& body) noexcept {
+    try {
+        const auto& routine = text::RoutineName<Class, Member>::text.characters;
+        const MethodFrame frame(text::RoutineName<Class, Member>::value);
+        body(routine);
+        return S_OK;
+    } catch (...) {
+        return automation::Raise(automation::CurrentError());
+    }
+}
+
 /// Base of the automation classes whose members are framed. D::className is the class's name.
 template <class D, class Coclass, class Default, class... More>
 class FramedObject : public automation::Object<D, Coclass, Default, More...> {
@@ -105,13 +120,18 @@ protected:
         return vtdl::Framed<D::className, Member>(body, at);
     }
 
+    template <text::FixedString Member, class Body>
+    static HRESULT Untrapped(Body&& body) noexcept {
+        return vtdl::Untrapped<D::className, Member>(body);
+    }
+
     /// A framed member with a result: cleared first, and again when the call fails after all,
     /// because callers do not look at the results of failed calls.
     template <text::FixedString Member, class Result, class Body>
     static HRESULT FramedResult(
         Result* result, Body&& body,
         std::source_location at = std::source_location::current()) noexcept {
-        if (!result) return E_POINTER;
+        if (!result) return automation::NullReference();
         *result = Result{};
         const HRESULT hr = vtdl::Framed<D::className, Member>(body, at);
         if (FAILED(hr)) Discard(result);

@@ -3,6 +3,7 @@
 #include <windows.h>
 
 #include "EventMessages.h"
+#include "automation/PerApartment.h"
 #include "support/frmErrorMessage.h"
 
 namespace vtdl {
@@ -15,16 +16,18 @@ bool HasVisibleWindowStation() {
            (flags.dwFlags & WSF_VISIBLE);
 }
 
+automation::PerApartment<bool> isQuestionOpen;
+
 // One question at a time.
 template <class Question>
 std::optional<CErrorHandler::Answer> AskOnce(Question&& question) {
-    static bool isOpen = false;
-    struct Closing {
-        ~Closing() { isOpen = false; }
-    };
+    bool& isOpen = *isQuestionOpen;
     if (isOpen || !HasVisibleWindowStation()) return std::nullopt;
     isOpen = true;
-    const Closing closing;
+    struct Closing {
+        bool& isOpen;
+        ~Closing() { isOpen = false; }
+    } const closing{isOpen};
     return question();
 }
 

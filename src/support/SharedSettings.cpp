@@ -3,18 +3,24 @@
 #include <shlobj.h>
 
 #include "automation/Error.h"
+#include "automation/PerApartment.h"
 #include "support/DataFolder.h"
 
 namespace vtdl {
 
 using namespace automation;
 
+namespace {
+
+PerApartment<std::weak_ptr<CXMLSettings>> current;
+
+}  // namespace
+
 std::shared_ptr<CXMLSettings> SharedSettings() {
-    static std::weak_ptr<CXMLSettings> current;
-    std::shared_ptr<CXMLSettings> settings = current.lock();
+    std::shared_ptr<CXMLSettings> settings = current->lock();
     if (!settings) {
         settings = {Make<CXMLSettings>().detach(), [](CXMLSettings* store) { store->Release(); }};
-        current = settings;
+        *current = settings;
     }
     return settings;
 }

@@ -1,5 +1,5 @@
 #pragma once
-// The one settings store that the managers and data sources of a process share.
+// The one settings store that the managers and data sources of an apartment share.
 
 #include <memory>
 #include <string>

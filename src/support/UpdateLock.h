@@ -1,24 +1,36 @@
 #pragma once
-// The library-wide lock that makes periodic sessions skip their ticks.
+// The lock that makes the periodic sessions of an apartment skip their ticks.
+
+#include <algorithm>
+
+#include "automation/PerApartment.h"
 
 namespace vtdl {
 
-/// Counts outstanding locks; shared by all managers of the process. Unlocking more often than
+/// Counts outstanding locks; shared by all managers of an apartment. Unlocking more often than
 /// locking takes the count below zero, and the next lock brings it to one; on purpose.
 class UpdateLock {
 public:
-    static void Lock() noexcept {
-        s_count = s_count + 1 < 1 ? 1 : s_count + 1;
-        s_isLocked = true;
+    static void Lock() {
+        State& state = *s_state;
+        state.count = std::max(state.count + 1, 1);
+        state.isLocked = true;
     }
-    static void Unlock() noexcept {
-        if (--s_count < 1) s_isLocked = false;
+    static void Unlock() {
+        State& state = *s_state;
+        if (--state.count < 1) state.isLocked = false;
     }
-    static bool IsLocked() noexcept { return s_isLocked; }
+    static bool IsLocked() noexcept {
+        const State* const state = s_state.find();
+        return state && state->isLocked;
+    }
 
 private:
-    static inline int s_count = 0;
-    static inline bool s_isLocked = false;
+    struct State {
+        int count = 0;
+        bool isLocked = false;
+    };
+    static inline automation::PerApartment<State> s_state;
 };
 
 }  // namespace vtdl

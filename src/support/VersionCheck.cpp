@@ -1,5 +1,6 @@
 #include "support/VersionCheck.h"
 
+#include <atomic>
 #include <vector>
 
 #include "automation/Variant.h"
@@ -11,7 +12,7 @@
 namespace vtdl::mGlobals {
 namespace {
 
-bool isNewVersionKnown = false;
+std::atomic<bool> isNewVersionKnown = false;
 
 }  // namespace
 
@@ -26,7 +27,7 @@ bool IsNewVersionAvailable(CXMLSettings& settings) {
     client.Method = "GET";
     client.Execute();
     const bool isNewer = client.SuccessDone && IsNewerVersion(client.Response(), libraryVersion);
-    isNewVersionKnown = isNewVersionKnown || isNewer;
+    if (isNewer) isNewVersionKnown = true;
     return isNewer;
 }
 

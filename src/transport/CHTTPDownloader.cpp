@@ -269,7 +269,7 @@ void CHTTPDownloader::ReportProgress(long percent) noexcept {
 }
 
 STDMETHODIMP CHTTPDownloader::QueryInterface(REFIID id, void** object) noexcept {
-    if (!object) return E_POINTER;
+    if (!object) return NullReference();
     *object =
         id == __uuidof(IUnknown) || id == __uuidof(iTimer) ? static_cast<iTimer*>(this) : nullptr;
     if (!*object) return E_NOINTERFACE;

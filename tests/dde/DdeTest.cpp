@@ -108,12 +108,12 @@ bool DdeTest::NoConversationIsOpen() {
 }
 
 void DdeTest::TurnTracingOn() {
-    gErrorHandler.TracingEnabled(true);
-    gErrorHandler.TracingFlags(CErrorHandler::traceFile);
+    gErrorHandler().TracingEnabled(true);
+    gErrorHandler().TracingFlags(CErrorHandler::traceFile);
 }
 
 std::wstring DdeTest::TraceOf(const Reading& reading) {
-    gErrorHandler.TracingEnabled(false);
+    gErrorHandler().TracingEnabled(false);
     const std::string identifier = ToBytes(reading.Identifier());
     std::istringstream log(ReadAll("Tracing Log.txt"));
     std::string lines;

@@ -41,7 +41,7 @@ private:
 
 class DialogTest : public LibraryTest {
 protected:
-    DialogTest() { gErrorHandler.ErrorHandlerActions(CErrorHandler::dialog); }
+    DialogTest() { gErrorHandler().ErrorHandlerActions(CErrorHandler::dialog); }
 
     // A session whose data source fails as often as asked.
     Ptr<_CSession> SessionOf(TestSource& source) {
@@ -72,7 +72,7 @@ TEST_F(DialogTest, EveryWayOfClosingIsAbort) {
 }
 
 TEST_F(DialogTest, ShowsTheReportAndTheVersion) {
-    gErrorHandler.SupportMail(L"");
+    gErrorHandler().SupportMail(L"");
     TestSource source;
     source.download = [](_CSession*) { return E_FAIL; };
     const auto session = SessionOf(source);

@@ -81,11 +81,11 @@ TEST_F(ErrorHandlerTest, ReportsNumberTextRoutineLineAndStack) {
 }
 
 TEST_F(ErrorHandlerTest, TracesEveryRoutineEnteredAndLeft) {
-    gErrorHandler.TracingEnabled(true);
+    gErrorHandler().TracingEnabled(true);
     const auto data = New<::CData, _CData>();
     _CParameters* values = nullptr;
     data->get_Values(&values);
-    gErrorHandler.TracingEnabled(false);
+    gErrorHandler().TracingEnabled(false);
     values->Release();
     const std::string trace = ReadAll("Tracing Log.txt");
     EXPECT_NE(trace.find(" --- Entered routine: vtdl.CData.Values\r\n"), std::string::npos)
@@ -147,7 +147,7 @@ private:
 };
 
 TEST_F(ErrorHandlerTest, RetryIgnoreAndAbortDriveARealMethod) {
-    gErrorHandler.ErrorHandlerActions(CErrorHandler::messageBox);
+    gErrorHandler().ErrorHandlerActions(CErrorHandler::messageBox);
     const auto parameters = New<::CParameters, _CParameters>();
     GetObject(parameters, L"Item", {L"A"});
     GetObject(parameters, L"Item", {L"B"});

@@ -84,10 +84,10 @@ TEST_F(HttpDownloaderTest, Get) {
 
 TEST_F(HttpDownloaderTest, RunsInFramesOfItsMembers) {
     LoopbackServer server("page");
-    gErrorHandler.TracingEnabled(true);
+    gErrorHandler().TracingEnabled(true);
     Fetch(server);
     client->Status();
-    gErrorHandler.TracingEnabled(false);
+    gErrorHandler().TracingEnabled(false);
     const std::string trace = ReadAll("Tracing Log.txt"), entered = "Entered routine: ";
     std::string routines;
     for (std::size_t at = 0; (at = trace.find(entered, at)) != std::string::npos; ++at)

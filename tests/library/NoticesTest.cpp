@@ -42,10 +42,10 @@ TEST_F(NoticesTest, WritersOfOneLogDoNotTearEachOthersLines) {
 }
 
 TEST_F(NoticesTest, ALogThatCannotBeWrittenIsTheHandlersFailureAndNotTheEnd) {
-    gErrorHandler.ErrorLogFile(L"no such folder\\log.txt");
+    gErrorHandler().ErrorLogFile(L"no such folder\\log.txt");
     EXPECT_EQ(StartFailing(), static_cast<HRESULT>(0x800443FC));
     EXPECT_EQ(TakeErrorInformation().description, L"CErrorHandler component failure");
-    gErrorHandler.ErrorLogFile(L"Error Log.txt");
+    gErrorHandler().ErrorLogFile(L"Error Log.txt");
     EXPECT_EQ(StartFailing(), S_OK);
     EXPECT_NE(TakeErrors(), L"");
 }
@@ -57,7 +57,7 @@ TEST_F(NoticesTest, TheModuleHoldsTheEventLogsText) {
                    automation::Module(), 0xC0000001, 0, text, ARRAYSIZE(text),
                    reinterpret_cast<va_list*>(const_cast<wchar_t**>(report)));
     EXPECT_STREQ(text, L"the report\r\n");
-    gErrorHandler.ErrorHandlerActions(CErrorHandler::eventLog);
+    gErrorHandler().ErrorHandlerActions(CErrorHandler::eventLog);
     EXPECT_EQ(StartFailing(), S_OK);
 }
 
@@ -67,7 +67,7 @@ class UnattendedTest : public LibraryTest {};
 TEST_F(UnattendedTest, NothingAsksAndTheReportIsInTheLog) {
     ASSERT_EQ(GetEnvironmentVariableW(L"DISPLAY", nullptr, 0), 0u) << "there is a display";
     for (const int actions : {1, 8, 9}) {
-        gErrorHandler.ErrorHandlerActions(actions);
+        gErrorHandler().ErrorHandlerActions(actions);
         EXPECT_EQ(StartFailing(), S_OK);
         const std::wstring errors = TakeErrors();
         EXPECT_EQ(errors.find(L"in vtdl.CSession.NextTick"), errors.rfind(L"in vtdl."))

@@ -50,9 +50,11 @@ TEST_F(SessionTest, NewSession) {
 
 TEST_F(SessionTest, ReportsAndStatusesInOrder) {
     std::vector<vtdlSessionStatus> statuses;
-    sink.onEvent = [&](const std::wstring&, _CSession* caller) {
+    sink.onEvent = [&](const std::wstring& event, _CSession* caller) {
         EXPECT_EQ(caller, session.GetInterfacePtr());
         statuses.push_back(StatusOf(caller));
+        source.AddRef();
+        EXPECT_EQ(source.Release(), event == L"Done 0" ? 1u : 3u) << "the active source is let go";
     };
     source.download = [](_CSession* current) {
         const auto progress = ProgressOf(current);
@@ -247,8 +249,6 @@ TEST_F(SessionTest, ProgressorThroughInvoke) {
     Put(session, L"Progressor", _variant_t(static_cast<IDispatch*>(&sink)));
     session->Start();
     EXPECT_EQ(sink.events, (Events{L"DataReady", L"Done 0"}));
-    EXPECT_EQ(Invoke(session, L"Progressor", DISPATCH_PROPERTYPUTREF, {L"no object"}).hr,
-              errorOf(0x800A000D));
 }
 
 TEST_F(SessionTest, ErrorThroughInvoke) {
@@ -274,7 +274,6 @@ TEST_F(SessionTest, ErrorThroughInvoke) {
         SCOPED_TRACE(testing::PrintToString(std::wstring(name)));
         EXPECT_EQ(TextOf(Get(session, L"error", {name})), TextOf(value));
     }
-    EXPECT_EQ(Invoke(session, L"Error", DISPATCH_PROPERTYGET, {L"x"}).hr, errorOf(0x800A0005));
 }
 
 TEST_F(SessionTest, UserDataAndTagTakeValuesAndObjects) {

@@ -31,7 +31,7 @@ LibraryTest::LibraryTest()
       m_objects(automation::LiveObject::Count()) {
     std::filesystem::current_path(m_folder);
     SetEnvironmentVariableW(L"VTDL_DATA", m_folder.c_str());
-    gErrorHandler.Init(CErrorHandler::errorLog, L"Error Log.txt", true, false,
+    gErrorHandler().Init(CErrorHandler::errorLog, L"Error Log.txt", true, false,
                        CErrorHandler::traceFile, L"Tracing Log.txt");
 }
 
@@ -40,12 +40,12 @@ LibraryTest::~LibraryTest() {
     EXPECT_EQ(TakeErrors(), L"") << "errors that the test did not expect";
 
     // Only a report shows the stack.
-    gErrorHandler.Init(CErrorHandler::errorLog, L"Error Log.txt", true, false,
+    gErrorHandler().Init(CErrorHandler::errorLog, L"Error Log.txt", true, false,
                        CErrorHandler::traceFile, L"Tracing Log.txt");
-    gErrorHandler.HandleError(L"");
+    gErrorHandler().HandleError(L"");
     const std::string report = ReadAll(errorLog);
     EXPECT_TRUE(report.ends_with("The call stack is:\r\n\r\n")) << report;
-    gErrorHandler.CallStackClear();
+    gErrorHandler().CallStackClear();
 
     std::filesystem::current_path(m_previousFolder);
     std::error_code ignored;
