@@ -76,6 +76,24 @@ TEST_F(ServerTest, TheFirstObjectAppliesTheErrorHandlersSettings) {
     DeleteFileW(L"VTDL33.Settings.xml");
 }
 
+// A host of the same compiler may have the shared unwinder, which the library does not use.
+TEST_F(ServerTest, CatchesItsExceptionsBesideTheHostsUnwinder) {
+    if (sizeof(void*) == 8) GTEST_SKIP() << "64-bit programs have the system's";
+    CoFreeUnusedLibrariesEx(0, 0);
+    CoFreeUnusedLibrariesEx(0, 0);
+    ASSERT_FALSE(GetModuleHandleW(L"VTDL33.dll"));
+    const HMODULE unwinder = LoadLibraryW(L"libgcc_s_dw2-1.dll");
+    ASSERT_TRUE(unwinder) << "run.sh puts it here";
+    {
+        const auto parameters = Create<_CParameters>(L"vtdl.CParameters");
+        Value unknown(L"unknown");
+        Check(parameters->Remove(&unknown));
+    }
+    CoFreeUnusedLibrariesEx(0, 0);
+    CoFreeUnusedLibrariesEx(0, 0);
+    FreeLibrary(unwinder);
+}
+
 TEST_F(ServerTest, FactoriesRefuseAggregationAndUnknownClasses) {
     const Module module;
     const auto getClassObject = module.Find<GetClassObject>("DllGetClassObject");
