@@ -1,5 +1,6 @@
 #include "Server.h"
 
+#include <algorithm>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/redirect_error.hpp>
@@ -209,8 +210,11 @@ Reply Server::answer(const HttpRequest& request) const {
             ? m_routes.Answer(asked)
             : ErrorPage(421, "Only a loopback address is served.");
     if (m_options.verbose) {
-        std::cerr << request.method_string() << ' ' << request.target() << ' ' << reply.status
-                  << ' ' << reply.body.size() << '\n';
+        std::string target(request.target());
+        std::ranges::replace_if(
+            target, [](char c) { return c < ' ' || c > '~'; }, '?');
+        std::cerr << request.method_string() << ' ' << target << ' ' << reply.status << ' '
+                  << reply.body.size() << '\n';
     }
     return reply;
 }
