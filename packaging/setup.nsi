@@ -199,19 +199,42 @@ Section
     !insertmacro Fail ${EXIT_FAILED} "The files could not be written."
   ${EndIf}
 
+  Call WriteDataFolder
   !insertmacro Register32 "" "$INSTDIR\x86\VTDL33.dll"
   ${If} $R2 <> 0
     !insertmacro FailAfterwards "The library could not be registered."
   ${EndIf}
   ${If} ${RunningX64}
     !insertmacro Register64 "" "$INSTDIR\x64\VTDL33.dll"
+    ; An ARM64 system's own regsvr32 loads no library for Intel processors; 32-bit hosts have theirs.
     ${If} $R2 <> 0
+    ${AndIf} ${IsNativeARM64}
+      DetailPrint "The 64-bit library was not registered; 64-bit Intel programs do without it."
+    ${ElseIf} $R2 <> 0
       !insertmacro FailAfterwards "The 64-bit library could not be registered."
     ${EndIf}
   ${EndIf}
   Call WriteRegistry
   Call WriteShortcuts
 SectionEnd
+
+; Before the library is registered, which would write the same.
+Function WriteDataFolder
+  ; Where settings and logs go, unless somebody has said so already.
+  ReadRegStr $R4 SHCTX "${SETTINGS}" "DataFolder"
+  ${If} $R4 == ""
+    StrCpy $R5 "%LOCALAPPDATA%\Vestora\VTDL"
+    WriteRegExpandStr SHCTX "${SETTINGS}" "DataFolder" $R5
+    ReadRegStr $R5 SHCTX "${SETTINGS}" "DataFolder"
+    WriteRegStr SHCTX "${KEY}" "DataFolder" $R5
+    ${If} ${RunningX64}
+    ${AndIf} $allUsers = 1
+      SetRegView 32
+      WriteRegExpandStr HKLM "${SETTINGS}" "DataFolder" $R5
+      SetRegView 64
+    ${EndIf}
+  ${EndIf}
+FunctionEnd
 
 Function WriteRegistry
   StrCpy $R7 ""
@@ -227,21 +250,6 @@ Function WriteRegistry
   WriteRegStr SHCTX "${KEY}" "QuietUninstallString" '"$INSTDIR\uninstall.exe"$R7 /S'
   WriteRegDWORD SHCTX "${KEY}" "NoModify" 1
   WriteRegDWORD SHCTX "${KEY}" "EstimatedSize" ${SIZE}
-
-  ; Where settings and logs go, unless somebody has said so already.
-  ReadRegStr $R4 SHCTX "${SETTINGS}" "DataFolder"
-  ${If} $R4 == ""
-    StrCpy $R5 "%LOCALAPPDATA%\Vestora\VTDL"
-    WriteRegExpandStr SHCTX "${SETTINGS}" "DataFolder" $R5
-    ReadRegStr $R5 SHCTX "${SETTINGS}" "DataFolder"
-    WriteRegStr SHCTX "${KEY}" "DataFolder" $R5
-    ${If} ${RunningX64}
-    ${AndIf} $allUsers = 1
-      SetRegView 32
-      WriteRegExpandStr HKLM "${SETTINGS}" "DataFolder" $R5
-      SetRegView 64
-    ${EndIf}
-  ${EndIf}
 FunctionEnd
 
 Function WriteShortcuts

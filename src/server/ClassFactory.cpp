@@ -3,6 +3,7 @@
 #include <new>
 
 #include "automation/Object.h"
+#include "support/ErrorHandlerSettings.h"
 
 namespace vtdl::server {
 namespace {
@@ -32,7 +33,9 @@ public:
     STDMETHODIMP CreateInstance(IUnknown* outer, REFIID id, void** object) noexcept override {
         if (!object) return E_POINTER;
         *object = nullptr;
-        return outer ? CLASS_E_NOAGGREGATION : m_entry.create(id, object);
+        if (outer) return CLASS_E_NOAGGREGATION;
+        ApplyErrorHandlerSettingsOnce();  // nothing fails before it is known how that is reported
+        return m_entry.create(id, object);
     }
 
     STDMETHODIMP LockServer(BOOL isLocked) noexcept override {

@@ -3,6 +3,8 @@
 #include <olectl.h>
 #include <windows.h>
 
+#include <cstring>
+
 #include "automation/ClassTable.h"
 #include "automation/Object.h"
 #include "server/ClassFactory.h"
@@ -22,10 +24,49 @@ HRESULT Registering(Action&& action, server::Scope scope) noexcept {
     }
 }
 
+#if defined(__i386__)
+// The compiler's start-up code gives the module's unwind tables to libgcc_s_dw2-1.dll when a host
+// has loaded that, but exceptions here are unwound by the module's own unwinder: it has to know
+// them too. They are the section that the module's headers name.
+const void* ForeignlyRegisteredFrames(HINSTANCE module) noexcept {
+    if (!GetModuleHandleW(L"libgcc_s_dw2-1.dll")) return nullptr;
+    const auto* base = reinterpret_cast<const BYTE*>(module);
+    const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
+    const auto* headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
+    const IMAGE_SECTION_HEADER* section = IMAGE_FIRST_SECTION(headers);
+    for (WORD i = 0; i < headers->FileHeader.NumberOfSections; ++i, ++section)
+        if (std::memcmp(section->Name, ".eh_fram", sizeof section->Name) == 0)
+            return base + section->VirtualAddress;
+    return nullptr;
+}
+
+extern "C" void __register_frame(const void* begin);
+extern "C" void __deregister_frame(const void* begin);
+
+const void* frames = nullptr;
+
+void RegisterFrames(HINSTANCE module) noexcept {
+    frames = ForeignlyRegisteredFrames(module);
+    if (frames) __register_frame(frames);
+}
+
+void DeregisterFrames() noexcept {
+    if (frames) __deregister_frame(frames);
+}
+#else
+void RegisterFrames(HINSTANCE) noexcept {}
+void DeregisterFrames() noexcept {}
+#endif
+
 }  // namespace
 
-extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID) {
-    if (reason == DLL_PROCESS_ATTACH) DisableThreadLibraryCalls(module);
+extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID isProcessEnding) {
+    if (reason == DLL_PROCESS_ATTACH) {
+        DisableThreadLibraryCalls(module);
+        RegisterFrames(module);
+    } else if (reason == DLL_PROCESS_DETACH && !isProcessEnding) {
+        DeregisterFrames();
+    }
     return TRUE;
 }
 

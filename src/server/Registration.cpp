@@ -124,9 +124,9 @@ void CheckStatus(LSTATUS status, const wchar_t* call) {
 
 HKEY RootOf(Scope scope) { return scope == Scope::user ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE; }
 
-void SetText(HKEY key, const std::wstring& name, const std::wstring& text) {
+void SetText(HKEY key, const std::wstring& name, const std::wstring& text, DWORD type = REG_SZ) {
     CheckStatus(
-        RegSetValueExW(key, name.c_str(), 0, REG_SZ, reinterpret_cast<const BYTE*>(text.c_str()),
+        RegSetValueExW(key, name.c_str(), 0, type, reinterpret_cast<const BYTE*>(text.c_str()),
                        static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t))),
         L"RegSetValueEx");
 }
@@ -149,8 +149,7 @@ bool IsShared(const Entry& entry) {
 }
 
 // True when the key is gone afterwards, so that its parent may be empty now.
-bool DeleteIfEmpty(HKEY root, const std::wstring& key, REGSAM view) {
-    const std::wstring path = classesKey + key;
+bool DeleteIfEmpty(HKEY root, const std::wstring& path, REGSAM view) {
     const RegistryKey opened = OpenKey(root, path, KEY_QUERY_VALUE | view);
     if (!opened) return true;
     DWORD keys = 0, values = 0;
@@ -167,7 +166,7 @@ void Remove(HKEY root, const std::vector<Entry>& entries, REGSAM view) {
     }
     for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
         std::wstring key = entry->key;
-        while (!key.empty() && DeleteIfEmpty(root, key, view)) {
+        while (!key.empty() && DeleteIfEmpty(root, classesKey + key, view)) {
             const std::size_t parent = key.rfind(L'\\');
             key.resize(parent == std::wstring::npos ? 0 : parent);
         }
@@ -203,6 +202,32 @@ void RegisterEventSource() {
                 L"RegSetValueEx");
 }
 
+// Settings and logs need a folder in which users may write; the default one is a drive's root. What
+// somebody has chosen stays, and so does a choice made since.
+constexpr wchar_t settingsKey[] = L"Software\\Vestora\\VTDL";
+constexpr wchar_t registeredFolder[] = L"RegisteredDataFolder";
+
+void ProvideDataFolder(HKEY root) {
+    for (const HKEY chosen : {root, HKEY_LOCAL_MACHINE})
+        if (!ReadText(chosen, settingsKey, L"DataFolder").empty()) return;
+    const RegistryKey key = CreateKey(root, settingsKey);
+    for (const wchar_t* name : {L"DataFolder", registeredFolder})
+        SetText(key.get(), name, L"%LOCALAPPDATA%\\Vestora\\VTDL", REG_EXPAND_SZ);
+}
+
+void ForgetDataFolder(HKEY root) {
+    const std::wstring registered = ReadText(root, settingsKey, registeredFolder);
+    if (registered.empty()) return;
+    {
+        const RegistryKey key = OpenKey(root, settingsKey, KEY_SET_VALUE);
+        if (ReadText(root, settingsKey, L"DataFolder") == registered)
+            RegDeleteValueW(key.get(), L"DataFolder");
+        RegDeleteValueW(key.get(), registeredFolder);
+    }
+    if (DeleteIfEmpty(root, settingsKey, ownView))
+        DeleteIfEmpty(root, L"Software\\Vestora", ownView);
+}
+
 }  // namespace
 
 void RegisterLibrary(Scope scope) {
@@ -210,6 +235,7 @@ void RegisterLibrary(Scope scope) {
     try {
         for (const Entry& entry : entries) Write(RootOf(scope), entry);
         if (scope == Scope::machine) RegisterEventSource();
+        ProvideDataFolder(RootOf(scope));
     } catch (...) {
         Remove(RootOf(scope), entries);
         throw;
@@ -218,6 +244,8 @@ void RegisterLibrary(Scope scope) {
 
 void UnregisterLibrary(Scope scope) {
     const bool isGone = Remove(RootOf(scope), EntriesOfLibrary());
+    // A user's settings are the other bitness's too; of the machine's each has its own.
+    if (isGone || scope == Scope::machine) ForgetDataFolder(RootOf(scope));
     if (isGone && scope == Scope::machine) RegDeleteKeyW(HKEY_LOCAL_MACHINE, eventSourceKey);
 }
 

@@ -173,10 +173,20 @@ CErrorHandler::Answer CErrorHandler::Act(const std::wstring& text) {
     return answer.value_or(abort);
 }
 
-void CErrorHandler::Trace(std::wstring_view what, std::wstring_view routineName) const {
-    const std::wstring line = DateAndTime().append(what).append(routineName);
-    if (m_tracingFlags & debugOutput) OutputDebugStringW(line.c_str());
-    if (m_tracingFlags & traceFile) AppendToLog(m_tracingLogFile, line);
+// A log that cannot be written would fail every routine: it is reported once, and tracing ends.
+void CErrorHandler::Trace(std::wstring_view what, std::wstring_view routineName) {
+    try {
+        const std::wstring line = DateAndTime().append(what).append(routineName);
+        if (m_tracingFlags & debugOutput) OutputDebugStringW(line.c_str());
+        if (m_tracingFlags & traceFile) AppendToLog(m_tracingLogFile, line);
+    } catch (const Error& error) {
+        m_tracingEnabled = false;
+        // The properties stay those of the last error that a method had.
+        CErrorHandler report = *this;
+        report.SetPendingError(
+            Error(error.Code(), error.Source(), L"The trace is off: " + error.Description()), 0);
+        report.HandleError(routineName);
+    }
 }
 
 }  // namespace vtdl

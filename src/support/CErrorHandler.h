@@ -87,7 +87,7 @@ private:
     auto Guarded(Body&& body) -> decltype(body());
     std::wstring Report(std::wstring_view routine) const;
     std::wstring CallStackText(int indent, bool withArguments) const;
-    void Trace(std::wstring_view what, std::wstring_view routineName) const;
+    void Trace(std::wstring_view what, std::wstring_view routineName);
     Answer Act(const std::wstring& text);
 
     bool m_callStackEnabled = false;

@@ -1,10 +1,16 @@
+#define _CRT_RAND_S  // rand_s
 #include "support/CXMLSettings.h"
 
+<<<<<<< HEAD
 #include <optional>
+=======
+#include <cstdlib>
+>>>>>>> wa
 
 #include "automation/Error.h"
 #include "automation/SafeArray.h"
 #include "automation/UniqueHandle.h"
+#include "support/MethodFrame.h"
 #include "support/PrivateFile.h"
 #include "support/SettingsDocument.h"
 
@@ -66,13 +72,38 @@ std::optional<std::uint64_t> SizeOfFile(const std::wstring& fileName) {
     return (static_cast<std::uint64_t>(found.nFileSizeHigh) << 32) | found.nFileSizeLow;
 }
 
-void WriteEmptyFile(const std::wstring& fileName) {
-    const FileHandle file(CreateFileW(fileName.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS,
-                                      FILE_ATTRIBUTE_NORMAL, nullptr));
+bool WriteAll(const FileHandle& file, std::string_view bytes) {
     DWORD written = 0;
-    if (!file || !WriteFile(file.get(), settings::emptyFile, sizeof settings::emptyFile - 1,
-                            &written, nullptr))
+    return file &&
+           WriteFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
+}
+
+void WriteEmptyFile(const std::wstring& fileName) {
+    if (!WriteAll(OpenPrivateFile(fileName, OPEN_ALWAYS), settings::emptyFile))
         throw SettingsError(eErrXMLSettings_UnableToSaveFile);
+}
+
+// Beside the file, under a name that nobody knows beforehand.
+std::wstring TemporaryName(const std::wstring& fileName) {
+    unsigned numbers[2] = {};
+    for (unsigned& number : numbers)
+        if (rand_s(&number) != 0) throw SettingsError(eErrXMLSettings_UnableToSaveFile);
+    wchar_t suffix[30];
+    std::swprintf(suffix, ARRAYSIZE(suffix), L".%08x%08x.tmp", numbers[0], numbers[1]);
+    return fileName + suffix;
+}
+
+// A virus scanner or a cloud folder may hold the old file for a moment.
+bool MoveOver(const std::wstring& from, const std::wstring& to) {
+    for (int attempt = 1;; ++attempt) {
+        if (MoveFileExW(from.c_str(), to.c_str(),
+                        MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+            return true;
+        const DWORD error = GetLastError();
+        const bool isHeld = error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION;
+        if (!isHeld || attempt == 5) return false;
+        Sleep(50);
+    }
 }
 
 }  // namespace
@@ -98,12 +129,14 @@ HRESULT CXMLSettings::Raising(Body&& body) noexcept {
 
 CXMLSettings::CXMLSettings() : m_document(settings::NewDocument()) {}
 
+// The file keeps what it had when this fails; a caller that is left has been told, nobody else yet.
 CXMLSettings::~CXMLSettings() {
-    try {
-        SaveIfDirty();
-    } catch (...) {
-        return;  // nobody is left to be told; the file keeps what it had
-    }
+    if (!m_isDirty || !m_isRecognised) return;
+    const auto save = [&] { SaveIfDirty(); };
+    if (m_isCallerTold)
+        Raising(save);
+    else
+        Framed<"CXMLSettings", "SaveFile">(save);
 }
 
 STDMETHODIMP CXMLSettings::put_FileName(BSTR value) noexcept {
@@ -122,7 +155,8 @@ STDMETHODIMP CXMLSettings::put_XMLString(BSTR value) noexcept {
     return Raising([&] {
         m_isLoaded = m_isDirty = m_isRecognised = false;
         VARIANT_BOOL parsed = VARIANT_FALSE;
-        if (FAILED(m_document->loadXML(Bstr(ViewOf(value)).get(), &parsed)) || !parsed)
+        if (SysStringByteLen(value) > settings::largestDocument ||
+            FAILED(m_document->loadXML(Bstr(ViewOf(value)).get(), &parsed)) || !parsed)
             throw SettingsError(eErrXMLSettings_ParserError);
         m_isLoaded = m_isRecognised = true;  // given by the host, not checked further
     });
@@ -205,10 +239,10 @@ STDMETHODIMP CXMLSettings::LoadFile() noexcept {
 STDMETHODIMP CXMLSettings::SaveFile(BSTR* fileName) noexcept {
     return Raising([&] {
         const std::wstring name = TextOf(fileName);
-        if (IsBlank(name))
-            SaveIfDirty();
-        else
-            Replace(name);
+        if (!IsBlank(name)) return Replace(name, false);
+        m_isCallerTold = true;
+        SaveIfDirty();
+        m_isCallerTold = false;
     });
 }
 
@@ -247,13 +281,15 @@ void CXMLSettings::RequireLoaded(const wchar_t* source) const {
 
 void CXMLSettings::Load() {
     if (m_fileName.empty()) throw SettingsError(eErrXMLSettings_NotInitialized);
-    if (SizeOfFile(m_fileName).value_or(0) == 0) WriteEmptyFile(m_fileName);
+    const std::uint64_t size = SizeOfFile(m_fileName).value_or(0);
+    if (size == 0) WriteEmptyFile(m_fileName);
 
     VARIANT_BOOL parsed = VARIANT_FALSE;
     const Variant name{std::wstring_view(m_fileName)};
     Check(m_document->put_async(VARIANT_FALSE));
-    if (FAILED(m_document->load(name.get(), &parsed)) || !parsed) {
-        // The parser has emptied the document: nothing is left that could be saved.
+    if (size > settings::largestDocument || FAILED(m_document->load(name.get(), &parsed)) ||
+        !parsed) {
+        // The parser has emptied the document, or it is another file's: nothing may be saved.
         m_isLoaded = m_isDirty = m_isRecognised = false;
         throw SettingsError(eErrXMLSettings_ParserError);
     }
@@ -262,23 +298,26 @@ void CXMLSettings::Load() {
     if (!m_isRecognised) throw SettingsError(eErrXMLSettings_InvalidFileFormat);
 }
 
-// Writes beside the file and then replaces it in one step: whoever ends the process meanwhile
-// leaves the old file or the new one.
-void CXMLSettings::Replace(const std::wstring& fileName) {
+// Writes beside the file and then replaces it in one step: whoever ends the process meanwhile, or
+// saves another store to it, leaves the old file or a new one, never half. What users may do with a
+// host's file stays; the library's own may hold a password.
+void CXMLSettings::Replace(const std::wstring& fileName, bool isPrivate) {
     // Windows refuses to replace a read-only file; Wine 8 does not.
     const DWORD attributes = GetFileAttributesW(fileName.c_str());
-    if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY))
+    const bool isThere = attributes != INVALID_FILE_ATTRIBUTES;
+    if (isThere && (attributes & FILE_ATTRIBUTE_READONLY))
         throw SettingsError(eErrXMLSettings_UnableToSaveFile);
-    const std::wstring temporary =
-        fileName + L"." + std::to_wstring(GetCurrentProcessId()) + L".tmp";
-    const Variant name{std::wstring_view(temporary)};
-    bool replaced = SUCCEEDED(m_document->save(name.get()));
-    if (replaced) {
-        MakePrivate(temporary);  // it may hold a password
-        replaced = MoveFileExW(temporary.c_str(), fileName.c_str(),
-                               MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
+    const std::string bytes = settings::Saved(m_document.get());
+    const std::wstring temporary = TemporaryName(fileName);
+    FileHandle file = OpenPrivateFile(temporary, CREATE_NEW);
+    if (!file) throw SettingsError(eErrXMLSettings_UnableToSaveFile);
+    bool isSaved = WriteAll(file, bytes);
+    file.reset();
+    if (isSaved) {
+        if (isThere && !isPrivate) CopyRights(fileName, temporary);
+        isSaved = MoveOver(temporary, fileName);
     }
-    if (replaced) return;
+    if (isSaved) return;
     DeleteFileW(temporary.c_str());
     throw SettingsError(eErrXMLSettings_UnableToSaveFile);
 }
@@ -287,7 +326,7 @@ void CXMLSettings::SaveIfDirty() {
     if (!m_isDirty || !m_isLoaded) return;
     if (IsBlank(m_fileName)) throw SettingsError(eErrXMLSettings_InvalidFileName);
     if (!m_isRecognised) throw SettingsError(eErrXMLSettings_InvalidFileFormat);
-    Replace(m_fileName);
+    Replace(m_fileName, m_isPrivate);
     m_isDirty = false;
 }
 

@@ -36,6 +36,8 @@ public:
 
     bool IsLoaded() const noexcept { return m_isLoaded; }
     bool IsDirty() const noexcept { return m_isDirty; }
+    /// Takes other users' rights from the store's own file when it is saved.
+    void KeepPrivate() noexcept { m_isPrivate = true; }
 
 private:
     using Node = automation::ComPtr<IXMLDOMNode>;
@@ -47,7 +49,7 @@ private:
     static void Guarded(Body&& body);
     void RequireLoaded(const wchar_t* source) const;
     void Load();
-    void Replace(const std::wstring& fileName);
+    void Replace(const std::wstring& fileName, bool isPrivate);
     void SaveIfDirty();
     void StoreValue(std::wstring section, std::wstring key, const std::wstring& value);
     Node FindSection(std::wstring_view section, std::wstring_view key = {}) const;
@@ -63,6 +65,8 @@ private:
     /// False for a document that is not a settings file: it is read, but never written over its
     /// file.
     bool m_isRecognised = false;
+    bool m_isPrivate = false;
+    bool m_isCallerTold = false;  ///< of the failed save that left the store dirty
 };
 
 }  // namespace vtdl

@@ -1,16 +1,34 @@
 #include "support/ErrorHandlerSettings.h"
 
+#include <utility>
+
+#include "automation/PerApartment.h"
 #include "automation/Variant.h"
-#include "support/CErrorHandler.h"
+#include "support/DataFolder.h"
+#include "support/MethodFrame.h"
 #include "support/SharedSettings.h"
 
 namespace vtdl {
+namespace {
+
+automation::PerApartment<bool> isApplied;
+
+}  // namespace
 
 void ApplyErrorHandlerSettings(CXMLSettings& settings) {
     using automation::Variant;
+    *isApplied = true;
+    std::wstring refused;
     const auto apply = [&](const wchar_t* key, auto&& set) {
         const std::wstring text = ReadSetting(settings, L"ERRORHANDLER", key, L"");
-        if (!text.empty()) set(text);
+        if (text.empty()) return;
+        try {
+            set(text);
+        } catch (...) {
+            if (!refused.empty()) refused += L"; ";
+            refused.append(L"ERRORHANDLER/").append(key).append(L" = ").append(text).append(L": ");
+            refused += automation::CurrentError().Description();
+        }
     };
     const auto number = [](const std::wstring& text) {
         return static_cast<int>(automation::ToLong(Variant(std::wstring_view(text)).get()));
@@ -25,6 +43,22 @@ void ApplyErrorHandlerSettings(CXMLSettings& settings) {
     apply(L"tracinglog", [&](auto& text) { gErrorHandler().TracingLogFile(text); });
     apply(L"supportmail", [&](auto& text) { gErrorHandler().SupportMail(text); });
     apply(L"tracing", [&](auto& text) { gErrorHandler().TracingEnabled(truth(text)); });
+    if (refused.empty()) return;
+    throw automation::MakeRuntimeError(automation::RuntimeError::invalidCall, refused);
+}
+
+void ApplyErrorHandlerSettingsOnce() noexcept {
+    std::shared_ptr<CXMLSettings> settings;
+    try {
+        if (std::exchange(*isApplied, true)) return;
+        const std::wstring file = DataFolder() + L"\\" + settingsFileName;
+        if (GetFileAttributesW(file.c_str()) == INVALID_FILE_ATTRIBUTES) return;
+        settings = SharedSettings();
+        LoadSharedSettingsOnce(*settings);
+    } catch (...) {
+        return;
+    }
+    Framed<"CErrorHandler", "ApplySettings">([&] { ApplyErrorHandlerSettings(*settings); });
 }
 
 }  // namespace vtdl

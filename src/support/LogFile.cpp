@@ -19,11 +19,11 @@ void AppendToLog(const std::wstring& fileName, std::wstring_view text) {
         nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file) automation::ThrowLastError(L"CreateFile");
     // Wine 8 seeks to the end and then writes; the lock keeps another process out meanwhile. It
-    // lies beyond every log's end, where it hinders no reader, and ends with the handle.
+    // lies beyond every log's end, where it hinders no reader, and ends with the handle. What
+    // cannot be locked (NUL, a pipe) is written to all the same.
     OVERLAPPED place{};
     place.OffsetHigh = 0x7FFFFFFF;
-    if (!LockFileEx(file.get(), LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &place))
-        automation::ThrowLastError(L"LockFileEx");
+    LockFileEx(file.get(), LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &place);
     DWORD written = 0;
     if (!WriteFile(file.get(), bytes.data(), static_cast<DWORD>(size), &written, nullptr))
         automation::ThrowLastError(L"WriteFile");

@@ -4,7 +4,7 @@
 
 #include <sddl.h>
 
-#include "automation/UniqueHandle.h"
+#include <vector>
 
 namespace vtdl {
 namespace {
@@ -39,20 +39,27 @@ std::wstring UserIdentifier() {
 
 }  // namespace
 
-void MakePrivate(const std::wstring& file) noexcept {
-    try {
-        const std::wstring user = UserIdentifier();
-        // Protected from what the folder would hand down.
-        const std::wstring rights = L"D:P(A;;FA;;;" + user + L")(A;;FA;;;SY)(A;;FA;;;BA)";
-        PSECURITY_DESCRIPTOR made = nullptr;
-        if (user.empty() || !ConvertStringSecurityDescriptorToSecurityDescriptorW(
-                                rights.c_str(), SDDL_REVISION_1, &made, nullptr))
-            return;
-        const LocalMemory descriptor(made);
-        SetFileSecurityW(file.c_str(), DACL_SECURITY_INFORMATION, made);
-    } catch (...) {
-        return;  // out of memory: the file keeps the folder's rights
-    }
+automation::FileHandle OpenPrivateFile(const std::wstring& name, DWORD disposition) {
+    const std::wstring user = UserIdentifier();
+    // Protected from what the folder would hand down.
+    const std::wstring rights = L"D:P(A;;FA;;;" + user + L")(A;;FA;;;SY)(A;;FA;;;BA)";
+    PSECURITY_DESCRIPTOR made = nullptr;
+    const bool isKnown = !user.empty() && ConvertStringSecurityDescriptorToSecurityDescriptorW(
+                                              rights.c_str(), SDDL_REVISION_1, &made, nullptr);
+    const LocalMemory descriptor(made);
+    SECURITY_ATTRIBUTES attributes{sizeof attributes, made, FALSE};
+    return automation::FileHandle(CreateFileW(name.c_str(), GENERIC_WRITE, 0,
+                                              isKnown ? &attributes : nullptr, disposition,
+                                              FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+void CopyRights(const std::wstring& from, const std::wstring& to) {
+    DWORD size = 0;
+    GetFileSecurityW(from.c_str(), DACL_SECURITY_INFORMATION, nullptr, 0, &size);
+    std::vector<char> descriptor(size);
+    if (size != 0 &&
+        GetFileSecurityW(from.c_str(), DACL_SECURITY_INFORMATION, descriptor.data(), size, &size))
+        SetFileSecurityW(to.c_str(), DACL_SECURITY_INFORMATION, descriptor.data());
 }
 
 }  // namespace vtdl

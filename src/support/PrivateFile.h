@@ -3,10 +3,16 @@
 
 #include <string>
 
+#include "automation/UniqueHandle.h"
+
 namespace vtdl {
 
-/// Leaves a file's rights to its user, the system and the administrators, whatever the folder
-/// grants. A file system without rights has none to set.
-void MakePrivate(const std::wstring& file) noexcept;
+/// Opens a file for writing. One that this makes has rights of its user, the system and the
+/// administrators only, from its first byte and whatever the folder grants; one that is there keeps
+/// its own. Empty, with the last error set, when it cannot be opened.
+automation::FileHandle OpenPrivateFile(const std::wstring& name, DWORD disposition);
+
+/// Grants on a file what is granted on another one. A file system without rights has none to give.
+void CopyRights(const std::wstring& from, const std::wstring& to);
 
 }  // namespace vtdl

@@ -49,15 +49,24 @@ void ForEachChild(IXMLDOMNode* parent, Visit&& visit) {
     }
 }
 
-// Text between line breaks was indented by the pretty-printer or by hand.
-std::wstring WithoutIndentation(const std::wstring& text) {
-    constexpr wchar_t indentation[] = L"\r\n\t";
-    const std::size_t first = text.find_first_not_of(indentation);
-    if (first == std::wstring::npos) return {};
-    const std::size_t last = text.find_last_not_of(indentation);
-    const bool isIndented = text.find_first_of(L"\r\n") < first &&
-                            text.find_first_of(L"\r\n", last + 1) != std::wstring::npos;
-    return isIndented ? text.substr(first, last - first + 1) : text;
+// A key's text without what the pretty-printer put around it: the line break and the tabs of a line
+// of its own, and those of the closing tag. All else is value. The parser has made line breaks
+// uniform.
+std::wstring WithoutIndentation(const std::wstring& text, std::size_t depth) {
+    const std::wstring behind = L"\n" + std::wstring(depth, L'\t'), before = behind + L"\t";
+    if (text == behind + behind) return {};
+    const std::size_t around = before.size() + behind.size();
+    const bool isPrinted =
+        text.size() >= around && text.starts_with(before) && text.ends_with(behind);
+    return isPrinted ? text.substr(before.size(), text.size() - around) : text;
+}
+
+std::wstring TextOf(IXMLDOMNode* element) {
+    std::wstring text;
+    ForEachChild(element, [&](IXMLDOMNode* child) {
+        if (IsText(child)) text += RawText(child);
+    });
+    return text;
 }
 
 bool IsBlank(const std::wstring& text) {
@@ -90,13 +99,13 @@ void Print(IXMLDOMNode* node, std::size_t depth, std::wstring& out) {
         out += L" name=\"" + RawText(attribute.get()) + L"\"";
     out += L">\r\n";
     const std::size_t start = out.size();
-    ForEachChild(node, [&](IXMLDOMNode* child) {
-        if (!IsText(child)) return Print(child, depth + 1, out);
-        const std::wstring text = WithoutIndentation(RawText(child));
-        // Blanks are a value in a key; between elements they are indentation.
-        const bool isValue = name == L"key" ? !text.empty() : !IsBlank(text);
-        if (isValue) out += indentation + L"\t" + text + L"\r\n";
-    });
+    // Blanks are a value in a key; between elements they are indentation.
+    const std::wstring text = TextOf(node);
+    const std::wstring value = name == L"key"  ? WithoutIndentation(text, depth)
+                               : IsBlank(text) ? std::wstring()
+                                               : text;
+    if (!value.empty()) out += indentation + L"\t" + value + L"\r\n";
+    ForEachChild(node, [&](IXMLDOMNode* child) { Print(child, depth + 1, out); });
     if (out.size() == start) out += indentation + L"\r\n";
     out += indentation + L"</" + name + L">\r\n";
 }
@@ -111,6 +120,9 @@ ComPtr<IXMLDOMDocument2> NewDocument() {
     Check(document->put_async(VARIANT_FALSE));
     Check(document->put_validateOnParse(VARIANT_FALSE));
     Check(document->put_resolveExternals(VARIANT_FALSE));
+    // Not every parser knows that a DTD can be refused.
+    const automation::Variant prohibited = automation::Variant::Bool(true);
+    document->setProperty(Bstr(L"ProhibitDTD").get(), prohibited.get());
     // Values may be blank; and Wine drops the blank start of a text that has letters of others.
     Check(document->put_preserveWhiteSpace(VARIANT_TRUE));
     // Wine 8 crashes on a faulty query in the older language, which is the default.
@@ -128,11 +140,8 @@ bool IsSettingsFile(IXMLDOMDocument2* document) {
 }
 
 std::wstring ValueOf(IXMLDOMNode* key) {
-    std::wstring value;
-    ForEachChild(key, [&](IXMLDOMNode* child) {
-        if (IsText(child)) value += RawText(child);
-    });
-    return WithoutIndentation(value);
+    constexpr std::size_t depth = 2;  // below a section below the root
+    return WithoutIndentation(TextOf(key), depth);
 }
 
 void SetValue(IXMLDOMNode* key, const std::wstring& value) {
@@ -153,6 +162,23 @@ std::wstring PrettyPrinted(IXMLDOMDocument2* document) {
     Check(document->get_documentElement(root.put()));
     if (root) Print(root.get(), 0, text);
     return text;
+}
+
+std::string Saved(IXMLDOMDocument2* document) {
+    ComPtr<IStream> stream;
+    Check(CreateStreamOnHGlobal(nullptr, TRUE, stream.put()));
+    VARIANT target;
+    target.vt = VT_UNKNOWN;
+    target.punkVal = stream.get();
+    Check(document->save(target));
+    STATSTG state{};
+    Check(stream->Stat(&state, STATFLAG_NONAME));
+    Check(stream->Seek({}, STREAM_SEEK_SET, nullptr));
+    std::string bytes(static_cast<std::size_t>(state.cbSize.QuadPart), '\0');
+    ULONG count = 0;
+    Check(stream->Read(bytes.data(), static_cast<ULONG>(bytes.size()), &count));
+    bytes.resize(count);
+    return bytes;
 }
 
 std::wstring LowerCase(std::wstring_view text) {

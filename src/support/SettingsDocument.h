@@ -14,6 +14,9 @@ namespace vtdl::settings {
 inline constexpr char emptyFile[] =
     "<?xml version=\"1.0\"?>\r\n<sections name=\"XML settings file\">\r\n</sections>\r\n";
 
+/// In bytes; half a minute of parsing would hang the host.
+inline constexpr std::size_t largestDocument = 16 << 20;
+
 automation::ComPtr<IXMLDOMDocument2> NewDocument();
 
 /// True for a root named "sections" whose first attribute, whatever its name, has the expected
@@ -21,11 +24,14 @@ automation::ComPtr<IXMLDOMDocument2> NewDocument();
 bool IsSettingsFile(IXMLDOMDocument2* document);
 
 /// The value of a key: its text, without the line breaks and tabs that the pretty-printer put
-/// around.
+/// around; those of the value itself stay.
 std::wstring ValueOf(IXMLDOMNode* key);
 void SetValue(IXMLDOMNode* key, const std::wstring& value);
 
 std::wstring NameOf(IXMLDOMNode* node);
+
+/// What the document's own save operation writes.
+std::string Saved(IXMLDOMDocument2* document);
 
 /// The document as indented text. Markup characters stand as they are, on purpose.
 std::wstring PrettyPrinted(IXMLDOMDocument2* document);

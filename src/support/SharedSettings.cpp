@@ -29,6 +29,7 @@ void LoadSharedSettings(CXMLSettings& settings) {
     if (settings.IsLoaded()) Check(settings.SaveFile(nullptr));
     // A folder for all users is named relative to each user's own, which nobody has made yet.
     if (!IsDataFolderGiven()) SHCreateDirectoryExW(nullptr, DataFolder().c_str(), nullptr);
+    settings.KeepPrivate();
     Check(settings.put_FileName(Bstr(DataFolder() + L"\\" + settingsFileName).get()));
     Check(settings.LoadFile());
 }

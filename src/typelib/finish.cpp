@@ -15,6 +15,9 @@
 #include <string_view>
 #include <vector>
 
+#include "TypeLibraryFile.h"
+
+namespace vtdl {
 namespace {
 
 void Check(HRESULT hr, const char* what) {
@@ -53,31 +56,7 @@ public:
         Check(m_target->SaveAllChanges(), "SaveAllChanges");
     }
 
-    // Wine's writer leaves a record's size at 0, and offers no call that sets it.
-    void WriteRecordSizes(const wchar_t* path) {
-        constexpr long typeCountAt = 0x20, headerSize = 0x54, sizeField = 0x50;
-        FILE* file = _wfopen(path, L"r+b");
-        if (!file) throw std::runtime_error("the finished library cannot be opened");
-        const long table = headerSize + 4 * ReadLong(file, typeCountAt);
-        for (size_t index = 0; index < m_types.size(); ++index) {
-            const TYPEATTR& attributes = *m_types[index].attributes;
-            if (attributes.typekind != TKIND_RECORD) continue;
-            const long type =
-                ReadLong(file, table) + ReadLong(file, headerSize + 4 * static_cast<long>(index));
-            std::fseek(file, type + sizeField, SEEK_SET);
-            std::fwrite(&attributes.cbSizeInstance, 4, 1, file);
-        }
-        if (std::fclose(file) != 0) throw std::runtime_error("the record sizes cannot be written");
-    }
-
 private:
-    static long ReadLong(FILE* file, long offset) {
-        long value = 0;
-        std::fseek(file, offset, SEEK_SET);
-        if (std::fread(&value, 4, 1, file) != 1) throw std::runtime_error("library too short");
-        return value;
-    }
-
     struct Type {
         std::wstring name;
         ITypeInfo* source = nullptr;  // the vtable side of a dual interface
@@ -227,6 +206,51 @@ private:
     std::vector<Type> m_types;
 };
 
+std::string ReadFile(const wchar_t* path) {
+    FILE* file = _wfopen(path, L"rb");
+    if (!file) throw std::runtime_error("a library cannot be opened");
+    std::string bytes;
+    char block[4096];
+    while (const size_t count = std::fread(block, 1, sizeof block, file))
+        bytes.append(block, count);
+    std::fclose(file);
+    return bytes;
+}
+
+// Wine's writer leaves words at 0 that its reader does without, and offers no calls that set them:
+// the compiled library has them.
+void CopyWords(const wchar_t* compiledPath, const wchar_t* finishedPath) {
+    using File = typelib::TypeLibraryFile;
+    const File compiled(ReadFile(compiledPath));
+    File finished(ReadFile(finishedPath));
+    for (const File::Type& to : finished.Types()) {
+        const File::Type& from = compiled.Find(to.name);
+        finished.Write(to.at, compiled.Read<WORD>(from.at));
+        for (const auto word :
+             {File::typeMemory, File::typeData, File::typeSize, File::typeInherited})
+            finished.Write(to.at + 4 * word, compiled.Read(from.at + 4 * word));
+        for (size_t index = 0; index < to.members.size(); ++index) {
+            const File::Member& member = to.members[index];
+            const File::Member& source = from.members.at(index);
+            if (member.name != source.name) throw std::runtime_error("members in another order");
+            if (!member.isFunction) continue;
+            for (const auto word : {File::functionSlot, File::functionKind})
+                finished.Write(member.at + 4 * word, compiled.Read(source.at + 4 * word));
+        }
+    }
+    for (const auto& [name, to] : finished.Names()) {
+        const File::Name& from = compiled.Names().at(name);
+        const std::string owner = compiled.Owner(from);
+        const bool isHere = finished.Has(owner);  // iTimer is not
+        finished.Write(to.at, isHere ? finished.Find(owner).offset : -1);
+        finished.Write(to.FlagsAt(), compiled.Read<BYTE>(from.FlagsAt()));
+    }
+    FILE* file = _wfopen(finishedPath, L"wb");
+    const std::string& bytes = finished.Bytes();
+    if (!file || std::fwrite(bytes.data(), bytes.size(), 1, file) != 1 || std::fclose(file) != 0)
+        throw std::runtime_error("the finished library cannot be written");
+}
+
 ITypeLib* Load(const wchar_t* path) {
     ITypeLib* library = nullptr;
     Check(LoadTypeLibEx(path, REGKIND_NONE, &library), "LoadTypeLibEx");
@@ -234,15 +258,17 @@ ITypeLib* Load(const wchar_t* path) {
 }
 
 }  // namespace
+}  // namespace vtdl
 
 int wmain(int argc, wchar_t** argv) try {
+    using namespace vtdl;
     if (argc != 4) throw std::runtime_error("usage: finish COMPILED.tlb TIMER.tlb FINISHED.tlb");
     ICreateTypeLib2* target = nullptr;
     constexpr SYSKIND system = sizeof(void*) == 8 ? SYS_WIN64 : SYS_WIN32;
     Check(CreateTypeLib2(system, argv[3], &target), "CreateTypeLib2");
     Finisher finisher(Load(argv[1]), Load(argv[2]), target);
     finisher.Run();
-    finisher.WriteRecordSizes(argv[3]);
+    CopyWords(argv[1], argv[3]);
     return 0;
 } catch (const std::exception& error) {
     std::fprintf(stderr, "finish: %s\n", error.what());

@@ -150,7 +150,24 @@ TEST_F(RegistrationTest, UnregisteringLeavesTheRegistryAsItWas) {
     ASSERT_EQ(Install(FALSE, L"user"), S_OK);
     EXPECT_EQ(Difference(before, Registry()), std::vector<std::wstring>());
 
+    // A folder for settings that users may write to, unless one is chosen.
+    const std::wstring settings = L"Software\\Vestora\\VTDL";
+    const std::wstring own = Environment(L"LOCALAPPDATA") + L"\\Vestora\\VTDL";
+    for (const std::wstring chosen : {L"", L"X:\\chosen"}) {
+        EXPECT_EQ(ReadText(HKEY_CURRENT_USER, settings, L"DataFolder"), L"(none)");
+        ASSERT_EQ(Install(TRUE, L"user"), S_OK);
+        EXPECT_EQ(ReadText(HKEY_CURRENT_USER, settings, L"DataFolder"), own);
+        if (!chosen.empty())
+            RegSetKeyValueW(HKEY_CURRENT_USER, settings.c_str(), L"DataFolder", REG_SZ,
+                            chosen.c_str(),
+                            static_cast<DWORD>((chosen.size() + 1) * sizeof(wchar_t)));
+        ASSERT_EQ(Install(FALSE, L"user"), S_OK);
+    }
+    EXPECT_EQ(ReadText(HKEY_CURRENT_USER, settings, L"DataFolder"), L"X:\\chosen");
+    RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\Vestora");
+
     ASSERT_EQ(Call("DllRegisterServer"), S_OK);
+    EXPECT_EQ(ReadText(HKEY_LOCAL_MACHINE, settings, L"DataFolder"), own);
     EXPECT_EQ(Difference(registered, Registry()), std::vector<std::wstring>());
     ASSERT_EQ(Call("DllRegisterServer"), S_OK) << "twice";
     EXPECT_EQ(Install(TRUE, L"everybody"), E_INVALIDARG);

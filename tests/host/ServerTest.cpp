@@ -1,5 +1,7 @@
 // The module: class factories, unloading, version.
 
+#include <fstream>
+
 #include "Host.h"
 
 namespace vtdl::tests {
@@ -49,6 +51,47 @@ TEST_F(ServerTest, IsUnloadedWhenComAsksForIt) {
     CoFreeUnusedLibrariesEx(0, 0);
     EXPECT_FALSE(GetModuleHandleW(L"VTDL33.dll"));
     Create<_CManager>(L"vtdl.CManager").reset();  // and loaded again
+}
+
+// Of a host that needs neither manager nor adapter.
+TEST_F(ServerTest, TheFirstObjectAppliesTheErrorHandlersSettings) {
+    CoFreeUnusedLibrariesEx(0, 0);
+    CoFreeUnusedLibrariesEx(0, 0);
+    ASSERT_FALSE(GetModuleHandleW(L"VTDL33.dll"));
+    const std::wstring before = Environment(L"VTDL_DATA");
+    SetEnvironmentVariableW(L"VTDL_DATA", L".");
+    std::ofstream("VTDL33.Settings.xml")
+        << "<sections name=\"XML settings file\"><section name=\"errorhandler\">"
+           "<key name=\"actions\">2</key><key "
+           "name=\"errorlog\">first.txt</key></section></sections>";
+    {
+        const auto parameters = Create<_CParameters>(L"vtdl.CParameters");
+        Value unknown(L"unknown");
+        Check(parameters->Remove(&unknown));
+    }
+    CoFreeUnusedLibrariesEx(0, 0);
+    CoFreeUnusedLibrariesEx(0, 0);
+    SetEnvironmentVariableW(L"VTDL_DATA", before.c_str());
+    EXPECT_TRUE(DeleteFileW(L"first.txt")) << "the error was reported elsewhere";
+    DeleteFileW(L"VTDL33.Settings.xml");
+}
+
+// A host of the same compiler may have the shared unwinder, which the library does not use.
+TEST_F(ServerTest, CatchesItsExceptionsBesideTheHostsUnwinder) {
+    if (sizeof(void*) == 8) GTEST_SKIP() << "64-bit programs have the system's";
+    CoFreeUnusedLibrariesEx(0, 0);
+    CoFreeUnusedLibrariesEx(0, 0);
+    ASSERT_FALSE(GetModuleHandleW(L"VTDL33.dll"));
+    const HMODULE unwinder = LoadLibraryW(L"libgcc_s_dw2-1.dll");
+    ASSERT_TRUE(unwinder) << "run.sh puts it here";
+    {
+        const auto parameters = Create<_CParameters>(L"vtdl.CParameters");
+        Value unknown(L"unknown");
+        Check(parameters->Remove(&unknown));
+    }
+    CoFreeUnusedLibrariesEx(0, 0);
+    CoFreeUnusedLibrariesEx(0, 0);
+    FreeLibrary(unwinder);
 }
 
 TEST_F(ServerTest, FactoriesRefuseAggregationAndUnknownClasses) {

@@ -19,6 +19,10 @@ startQuoteServer "$root/samples/data"
 VTDL_DLL=$(windowsPath "$build")\\VTDL33.dll
 export VTDL_DLL
 cd "$scratch"  # where error logs land
+if [ "${VTDL_BITS:-32}" = 32 ]; then
+  cp "$(i686-w64-mingw32-g++-posix -print-file-name=libgcc_s_dw2-1.dll)" \
+    /usr/i686-w64-mingw32/lib/libwinpthread-1.dll .
+fi
 
 for separator in . ,; do
   echo "== host tests, decimal separator '$separator'"

@@ -22,6 +22,9 @@ TEST(ImageTest, EveryProgramIsHardened) {
     for (const std::string& file : files) {
         const Image image(ReadAll(file));
         EXPECT_EQ(image.Weaknesses(), "") << file;
+        const std::string manifest = ReadAll(file) + ReadAll(file + ".manifest");
+        EXPECT_TRUE(file.ends_with(".dll") || manifest.find("\"asInvoker\"") != manifest.npos)
+            << file << ": Windows redirects its writes";
         EXPECT_EQ(image.Is64Bit(), sizeof(void*) == 8) << file;
     }
 }

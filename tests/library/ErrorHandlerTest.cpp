@@ -100,6 +100,43 @@ TEST_F(ErrorHandlerTest, TracesEveryRoutineEnteredAndLeft) {
     EXPECT_EQ(ReadAll("log.txt"), "");
 }
 
+// A log that cannot be locked takes its reports; one that cannot be written to is no second error.
+TEST_F(ErrorHandlerTest, LogsThatCannotBeWrittenHinderNothing) {
+    gErrorHandler().ErrorLogFile(L"NUL");
+    gErrorHandler().SetPendingError(automation::MakeRuntimeError(automation::RuntimeError::overflow),
+                                  1);
+    EXPECT_EQ(ErrorOf([] { gErrorHandler().HandleError(L"x"); }), L"none");
+    gErrorHandler().ErrorLogFile(L"Error Log.txt");
+
+    gErrorHandler().TracingLogFile(L"no such folder\\trace.txt");
+    gErrorHandler().TracingEnabled(true);
+    const auto manager = New<::CManager, _CManager>();
+    Ptr<_CDataSources> sources;
+    long count = 0;
+    manager->get_DataSources(&sources);
+    EXPECT_EQ(sources->get_Count(&count), S_OK);
+    EXPECT_EQ(count, 15);
+    EXPECT_EQ(gErrorHandler().ErrorNumber(), 6) << "of the last error that a method had";
+    EXPECT_EQ(TakeErrors(),
+              L"-2147024893, (The trace is off: CreateFile: Path not found.) in "
+              L"vtdl.CManager.LoadSettings\n");
+}
+
+TEST_F(ErrorHandlerTest, EachSettingStandsForItself) {
+    WriteSettings({{"errorhandler", "actions", "99"},
+                   {"errorhandler", "callstack", "perhaps"},
+                   {"errorhandler", "supportmail", "help@example.com"}});
+    const auto manager = New<::CManager, _CManager>();
+    EXPECT_EQ(gErrorHandler().SupportMail(), L"help@example.com");
+    EXPECT_TRUE(gErrorHandler().CallStackEnabled());
+    EXPECT_EQ(TakeErrors(),
+              L"5, (Invalid procedure call or argument: ERRORHANDLER/actions = 99: Invalid error "
+              L"handler actions; "
+              L"ERRORHANDLER/callstack = perhaps: Type mismatch) in "
+              L"vtdl.CManager.ApplySettings\n");
+    gErrorHandler().SupportMail(L"");
+}
+
 // Saving fails a number of times: the host's settings decide.
 class FailingSettings : public HostObject<_CXMLSettings> {
 public:

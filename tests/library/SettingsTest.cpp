@@ -3,11 +3,13 @@
 #include <map>
 #include <random>
 #include <set>
+#include <thread>
 
 #include "SaveLoop.h"
 #include "automation/TypeInformation.h"
-#include "support/CXMLSettings.h"
+#include "automation/UniqueHandle.h"
 #include "support/LibraryTest.h"
+#include "support/SharedSettings.h"
 
 namespace vtdl::tests {
 namespace {
@@ -17,7 +19,7 @@ constexpr char head[] = "<?xml version=\"1.0\"?>\r\n<sections name=\"XML setting
 
 class SettingsTest : public LibraryTest {
 protected:
-    Ptr<_CXMLSettings> NewStore() { return New<::CXMLSettings, _CXMLSettings>(); }
+    static Ptr<_CXMLSettings> NewStore() { return New<::CXMLSettings, _CXMLSettings>(); }
 
     // The number that loading gives, and 0 for success.
     static HRESULT Load(_CXMLSettings* store) {
@@ -84,6 +86,15 @@ TEST_F(SettingsTest, FilesThatAreNoSettingsAreReportedAndLeft) {
     EXPECT_TRUE(Loaded()) << "the attribute's name and the letters' case do not count";
 }
 
+TEST_F(SettingsTest, RefusesWhatIsTooLargeToParse) {
+    const std::string large = head + std::string(17 << 20, ' ') + "</sections>";
+    WriteAll(file, large);
+    const auto store = NewStore();
+    EXPECT_EQ(Load(store), static_cast<HRESULT>(eErrXMLSettings_ParserError));
+    EXPECT_EQ(store->put_XMLString(_bstr_t(std::wstring(large.begin(), large.end()).c_str())),
+              static_cast<HRESULT>(eErrXMLSettings_ParserError));
+}
+
 TEST_F(SettingsTest, ExternalEntitiesAndDefinitionsAreNotResolved) {
     WriteAll("secret.txt", "secret");
     WriteAll(file,
@@ -103,6 +114,9 @@ TEST_F(SettingsTest, KeepsValuesAsTheyAreAndNamesInLowerCase) {
         {L"Lines", L"a\nb"},
         {L"Letters", L"\u00e4\u0416\u4e2d"},
         {L"Tabs", L"\ta\t"},
+        {L"Tabs only", L"\t\t"},
+        {L"Breaks only", L"\n\n"},
+        {L"Indented", L"\n\tb\n"},
         {L"Blank", L" "},
         {L"Start", L"  \u00e4"},
     };
@@ -128,18 +142,21 @@ TEST_F(SettingsTest, KeepsValuesAsTheyAreAndNamesInLowerCase) {
 
 TEST_F(SettingsTest, PrettyPrintedTextReadsBackTheSame) {
     const auto store = NewStore();
-    store->put_XMLString(
-        _bstr_t(L"<sections name=\"XML settings file\"><section name=\"s\"><key "
-                L"name=\"k\">v  w</key><key name=\"e\"/></section></sections>"));
+    store->put_XMLString(_bstr_t(
+        L"<sections name=\"XML settings file\"><section name=\"s\"><key "
+        L"name=\"k\">v  w</key><key name=\"e\"/><key name=\"t\">\t</key></section></sections>"));
     BSTR text = nullptr;
     ASSERT_EQ(store->get_XMLString(&text), S_OK);
     const std::wstring printed = Taken(text);
     EXPECT_EQ(printed,
               L"<?xml version=\"1.0\"?><sections name=\"XML settings file\">\r\n\t<section "
               L"name=\"s\">\r\n\t\t<key name=\"k\">\r\n\t\t\tv  w\r\n\t\t</key>\r\n\t\t<key "
-              L"name=\"e\">\r\n\t\t\r\n\t\t</key>\r\n\t</section>\r\n</sections>\r\n");
+              L"name=\"e\">\r\n\t\t\r\n\t\t</key>\r\n\t\t<key "
+              L"name=\"t\">\r\n\t\t\t\t\r\n\t\t</key>\r\n\t</section>\r\n</sections>\r\n");
     store->put_XMLString(_bstr_t(printed.c_str()));
     EXPECT_EQ(Read(store, L"s", L"k"), L"v  w");
+    EXPECT_EQ(Read(store, L"s", L"e"), L"(default)");
+    EXPECT_EQ(Read(store, L"s", L"t"), L"\t");
     store->get_XMLString(&text);
     EXPECT_EQ(Taken(text), printed) << "printing it again adds nothing";
 }
@@ -224,32 +241,103 @@ TEST_F(SettingsTest, EndingTheProcessLeavesTheOldFileOrTheNew) {
     EXPECT_EQ(seen.size(), 2u) << "the loop was never interrupted where it mattered";
 }
 
-// It may hold a password: nobody else may read it, whatever the folder grants.
-TEST_F(SettingsTest, FilesAreTheirUsersOwn) {
-    WriteSettings({{"a", "b", "c"}});
-    const auto settings = New<::CXMLSettings, _CXMLSettings>();
-    settings->put_FileName(_bstr_t(L"VTDL33.Settings.xml"));
-    ASSERT_EQ(settings->LoadFile(), S_OK);
-    settings->SaveSetting(_bstr_t(L"a"), _bstr_t(L"b"), _bstr_t(L"d"));
-    ASSERT_EQ(settings->SaveFile(nullptr), S_OK);
+// A virus scanner or a cloud folder holds a file for a moment.
+TEST_F(SettingsTest, WaitsForAFileThatIsHeldAndReportsOneThatStays) {
+    for (const DWORD held : {120, 2000}) {
+        auto store = Loaded();
+        Write(store, L"a", L"k", std::to_wstring(held).c_str());
+        std::thread holder;
+        {
+            const automation::FileHandle open(CreateFileA(file, GENERIC_READ, FILE_SHARE_READ,
+                                                          nullptr, OPEN_EXISTING, 0, nullptr));
+            HANDLE copy = nullptr;
+            DuplicateHandle(GetCurrentProcess(), open.get(), GetCurrentProcess(), &copy, 0, FALSE,
+                            DUPLICATE_SAME_ACCESS);
+            holder = std::thread([copy, held] { Sleep(held), CloseHandle(copy); });
+        }
+        store = nullptr;
+        holder.join();
+        const bool isSaved = ReadAll(file).find(std::to_string(held)) != std::string::npos;
+        EXPECT_EQ(isSaved, held == 120);
+        EXPECT_EQ(TakeErrors(),
+                  isSaved
+                      ? L""
+                      : L"-2147203819, (Unable to save the file) in vtdl.CXMLSettings.SaveFile\n");
+    }
+}
 
+// The last one wins, with all that it holds.
+TEST_F(SettingsTest, TwoStoresOnOneFileNeverLeaveHalf) {
+    Loaded();
+    const std::size_t sizes[] = {3000, 70000};
+    std::vector<std::thread> savers;
+    for (const std::size_t size : sizes)
+        savers.emplace_back([size] {
+            const std::wstring value(size, L'a');
+            CoInitialize(nullptr);
+            for (int i = 0; i < 30; ++i) {
+                const auto store = NewStore();
+                store->put_FileName(_bstr_t(L"s.xml"));
+                store->LoadFile();
+                Write(store, L"s", L"k", (value + std::to_wstring(i)).c_str());
+                EXPECT_EQ(store->SaveFile(nullptr), S_OK);
+            }
+            CoUninitialize();
+        });
+    for (std::thread& saver : savers) saver.join();
+    EXPECT_GT(Read(Loaded(), L"s", L"k").size(), 3000u);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator("."), {}), 1)
+        << "nothing else is left";
+}
+
+bool EverybodyMayRead(const wchar_t* fileName) {
     char buffer[1024];
     DWORD size = 0;
     BOOL isPresent = FALSE, isDefaulted = FALSE;
     PACL rights = nullptr;
-    ASSERT_TRUE(GetFileSecurityW(L"VTDL33.Settings.xml", DACL_SECURITY_INFORMATION, buffer,
-                                 sizeof buffer, &size));
-    ASSERT_TRUE(GetSecurityDescriptorDacl(buffer, &isPresent, &rights, &isDefaulted));
-    ASSERT_TRUE(isPresent && rights);
+    EXPECT_TRUE(
+        GetFileSecurityW(fileName, DACL_SECURITY_INFORMATION, buffer, sizeof buffer, &size));
+    EXPECT_TRUE(GetSecurityDescriptorDacl(buffer, &isPresent, &rights, &isDefaulted) && rights);
     alignas(SID) char everyone[SECURITY_MAX_SID_SIZE];
     size = sizeof everyone;
-    ASSERT_TRUE(CreateWellKnownSid(WinWorldSid, nullptr, everyone, &size));
+    EXPECT_TRUE(CreateWellKnownSid(WinWorldSid, nullptr, everyone, &size));
     for (DWORD i = 0; i < rights->AceCount; ++i) {
         ACCESS_ALLOWED_ACE* entry = nullptr;
-        ASSERT_TRUE(GetAce(rights, i, reinterpret_cast<void**>(&entry)));
+        EXPECT_TRUE(GetAce(rights, i, reinterpret_cast<void**>(&entry)));
         const bool grants = entry->Header.AceType == ACCESS_ALLOWED_ACE_TYPE;
-        EXPECT_FALSE(grants && EqualSid(&entry->SidStart, everyone)) << "everybody may read it";
+        if (grants && EqualSid(&entry->SidStart, everyone)) return true;
     }
+    return false;
+}
+
+// A password may be in the library's own file, and in whatever is new; but a host's file keeps what
+// the host granted. What waits under a temporary file's name is not written to.
+TEST_F(SettingsTest, OnlyTheOwnAndNewFilesBecomeTheirUsersOwn) {
+    WriteSettings({{"a", "b", "c"}});
+    std::filesystem::copy_file("VTDL33.Settings.xml", file);
+    ASSERT_TRUE(EverybodyMayRead(L"s.xml"));
+    WriteAll("victim.txt", "untouched");
+    const auto temporary = "s.xml." + std::to_string(GetCurrentProcessId()) + ".tmp";
+    ASSERT_TRUE(CreateHardLinkA(temporary.c_str(), "victim.txt", nullptr));
+    {
+        const auto store = Loaded();
+        Write(store, L"a", L"b", L"d");
+        EXPECT_EQ(store->SaveFile(&_bstr_t(L"new.xml").GetBSTR()), S_OK);
+    }
+    EXPECT_NE(ReadAll(file).find(">d<"), std::string::npos);
+    EXPECT_EQ(ReadAll("victim.txt"), "untouched");
+    EXPECT_TRUE(EverybodyMayRead(L"s.xml"));
+    EXPECT_FALSE(EverybodyMayRead(L"new.xml"));
+    const auto made = NewStore();
+    made->put_FileName(_bstr_t(L"made.xml"));
+    ASSERT_EQ(made->LoadFile(), S_OK);
+    EXPECT_FALSE(EverybodyMayRead(L"made.xml"));
+
+    const auto shared = SharedSettings();
+    LoadSharedSettings(*shared);
+    Write(shared.get(), L"a", L"b", L"d");
+    ASSERT_EQ(shared->SaveFile(nullptr), S_OK);
+    EXPECT_FALSE(EverybodyMayRead(L"VTDL33.Settings.xml"));
 }
 
 }  // namespace

@@ -10,6 +10,8 @@
 #include <sstream>
 
 #include "TypeDescriptions.h"
+#include "support/LibraryTest.h"
+#include "typelib/TypeLibraryFile.h"
 
 namespace vtdl::tests {
 namespace {
@@ -456,6 +458,45 @@ TEST_F(TypeLibraryTest, HasTheTimerCallbackInAResourceOfItsOwn) {
     ASSERT_EQ(library->GetTypeInfoOfGuid(__uuidof(iTimer), &timer), S_OK);
     ASSERT_EQ(AttributesOf(timer)->cFuncs, 1);
     EXPECT_EQ(MemberText(timer, *FunctionOf(timer, 0)), L" method Fire(elapsed: long)\n");
+}
+
+// Wine reads a library without the words that only the compiler writes; Windows uses them.
+TEST_F(TypeLibraryTest, HasTheCompilersWordsButForWhatIsMeant) {
+    using File = typelib::TypeLibraryFile;
+    const auto folder = std::filesystem::path(automation::ModulePath()).parent_path();
+    const File compiled(ReadAll(folder / "typelib/compiled.tlb"));
+    const File finished(ReadAll(folder / "typelib/vtdl.tlb"));
+    const auto expectSame = [&](const std::string& what, std::size_t from, std::size_t to,
+                                std::initializer_list<std::size_t> words) {
+        for (const std::size_t word : words)
+            EXPECT_EQ(finished.Read(to + 4 * word), compiled.Read(from + 4 * word))
+                << what << ", word " << word;
+    };
+    for (const File::Type& from : compiled.Types()) {
+        if (from.name == "iTimer") continue;
+        const File::Type& to = finished.Find(from.name);
+        EXPECT_EQ(finished.Read<WORD>(to.at), compiled.Read<WORD>(from.at)) << from.name;
+        expectSame(from.name, from.at, to.at, {2, 3, 4, 5, 6, 7, 8, 9, 10, 14, 16, 17, 18, 19, 20});
+        expectSame(from.name, from.at, to.at, {22, 23, 24});
+        if (from.name != "CParameter") expectSame(from.name, from.at, to.at, {12});
+        ASSERT_EQ(to.members.size(), from.members.size()) << from.name;
+        for (std::size_t i = 0; i < from.members.size(); ++i) {
+            const File::Member &was = from.members[i], &is = to.members[i];
+            const std::string what = from.name + "." + was.name;
+            EXPECT_EQ(is.name, was.name);
+            expectSame(what, was.at, is.at, {2, 3});
+            if (!was.isFunction) continue;
+            expectSame(what, was.at, is.at, {0, 1, 4, 5, 6});
+            for (std::size_t n = compiled.Read<WORD>(was.at + 20); n > 0;
+                 --n)  // the parameters' flags
+                expectSame(what, was.at, is.at, {was.size / 4 - 3 * n + 2});
+        }
+    }
+    for (const auto& [name, is] : finished.Names()) {
+        const File::Name& was = compiled.Names().at(name);
+        EXPECT_EQ(finished.Read<BYTE>(is.FlagsAt()), compiled.Read<BYTE>(was.FlagsAt())) << name;
+        EXPECT_EQ(finished.Owner(is), compiled.Owner(was)) << name;
+    }
 }
 
 }  // namespace

@@ -3,11 +3,13 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
+#include <list>
 #include <thread>
 
 namespace quoteserver {
@@ -21,9 +23,10 @@ const std::string& Body() {
 // A server in a thread of its own, on a free port.
 class RunningServer {
 public:
-    explicit RunningServer(Fault fault, unsigned goodRequests = 0)
+    explicit RunningServer(Fault fault, unsigned goodRequests = 0,
+                           std::chrono::milliseconds patience = std::chrono::seconds(15))
         : m_server(m_context, {boost::asio::ip::address_v4::loopback(), 0}, m_routes,
-                   {"test", false, fault, goodRequests}) {
+                   {"test", false, fault, goodRequests, 0, patience}) {
         m_routes.Add("GET", "/", [](const Request&) { return Reply{200, "text/plain", Body()}; });
         boost::asio::co_spawn(m_context, m_server.run(), boost::asio::detached);
         m_thread = std::thread([this] { m_context.run(); });
@@ -47,13 +50,15 @@ enum class End { Closed, Reset, Quiet };
 // A connection that has asked for the text.
 class Client {
 public:
-    explicit Client(const RunningServer& server) : m_socket(::socket(AF_INET, SOCK_STREAM, 0)) {
+    explicit Client(
+        const RunningServer& server,
+        std::string_view request = "GET / HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n\r\n")
+        : m_socket(::socket(AF_INET, SOCK_STREAM, 0)) {
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_port = htons(server.Port());
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         EXPECT_EQ(::connect(m_socket, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-        const std::string_view request = "GET / HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n";
         EXPECT_EQ(::send(m_socket, request.data(), request.size(), 0),
                   static_cast<ssize_t>(request.size()));
     }
@@ -155,6 +160,43 @@ TEST(Server, AnswersOthersMeanwhile) {
         EXPECT_EQ(end, End::Quiet) << static_cast<int>(fault);
         EXPECT_EQ(client.text.empty(), fault == Fault::Silent) << static_cast<int>(fault);
     }
+}
+
+// A page of the web may have given its own name our address.
+TEST(Server, AnswersOnlyWhoAsksForThisMachine) {
+    const RunningServer server(Fault::None);
+    const std::pair<const char*, bool> cases[] = {{"Host: 127.0.0.1:8733\r\n", true},
+                                                  {"Host: LOCALHOST\r\n", true},
+                                                  {"Host: [::1]:8733\r\n", true},
+                                                  {"", true},
+                                                  {"Host: x\r\n", false},
+                                                  {"Host: 127.0.0.1.x.org\r\n", false},
+                                                  {"Host: \r\n", false},
+                                                  {"Host: localhost.x.org:80\r\n", false},
+                                                  {"Host: [\r\n", false}};
+    for (const auto& [header, isServed] : cases) {
+        Client client(server, std::string("GET / HTTP/1.0\r\n") + header + "\r\n");
+        EXPECT_EQ(client.Read(), End::Closed);
+        EXPECT_EQ(client.text.substr(9, 3), isServed ? "200" : "421") << header;
+    }
+}
+
+TEST(Server, EndsIdleConnectionsAndMakesRoomForOthers) {
+    rlimit files{};
+    getrlimit(RLIMIT_NOFILE, &files);
+    files.rlim_cur = std::max<rlim_t>(files.rlim_cur, std::min<rlim_t>(files.rlim_max, 2000));
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &files), 0);
+    const RunningServer server(Fault::None, 0, std::chrono::seconds(3));
+    std::list<Client> idle;
+    for (int i = 0; i < 600; ++i) {
+        idle.emplace_back(server, "");
+    }
+    Client client(server);
+    EXPECT_EQ(client.Read(), End::Closed);
+    EXPECT_EQ(client.Rest(), Body());
+    EXPECT_NE(idle.front().Read(), End::Quiet) << "it made room";
+    EXPECT_EQ(idle.back().Read(), End::Quiet);
+    EXPECT_NE(idle.back().Read(4000), End::Quiet) << "after its time";
 }
 
 TEST(Server, AnswersTheFirstRequestsProperly) {

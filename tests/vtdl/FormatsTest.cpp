@@ -24,8 +24,9 @@ TEST(Tables, AlignNumbersByTheirPoints) {
 }
 
 TEST(Tables, AlignTextsThatLookLikeNumbersToTheLeft) {
-    EXPECT_EQ(TableOf(Block{"", {{"T", {Text("100"), Text("a\nb")}}, {"U", {Text("1")}}}}),
-              "T    U\n---  -\n100  1\na b\n");
+    EXPECT_EQ(
+        TableOf(Block{"", {{"T", {Text("100"), Text("a\nb\x7F\u009B")}}, {"U", {Text("1")}}}}),
+        "T      U\n-----  -\n100    1\na b\n");
 }
 
 TEST(Tables, NameTheirBlocksWhenThereAreSeveral) {
@@ -59,6 +60,17 @@ TEST(Csv, QuotesOnlyWhatNeedsIt) {
               "2008-01-02,7.25,100,Zürich\n"
               "2008-01-03,1234.5,,\"a, \"\"b\"\"\"\n");
     EXPECT_EQ(CsvOf({"S", {{"B", {{"A\nB", {Text(" x"), Text("")}}}}}}), "\"A\nB\"\n\" x\"\n\n");
+}
+
+TEST(Csv, TextsThatWouldBeRunGetAnApostrophe) {
+    for (const char* text : {"=1+1", "+cmd|x", "@sum", "-x", " =1", "\t=1", "+1-x"}) {
+        const Result result{"S", {{"B", {{"A", {Text(text)}}}}}};
+        EXPECT_NE(CsvOf(result).find(std::string("'") + text), std::string::npos) << text;
+        EXPECT_EQ(CsvOf(result, {',', '.', true}).find('\''), std::string::npos) << text;
+    }
+    for (const char* text : {"-1.5", "-", "+1.25%", "a=b", "", "(-)"})
+        EXPECT_EQ(CsvOf({"S", {{"B", {{"A", {Text(text)}}}}}}), std::string("A\n") + text + "\n");
+    EXPECT_EQ(CsvOf({"S", {{"B", {{"A", {-1.5}}}}}}), "A\n-1.5\n");
 }
 
 TEST(Csv, IsOneTableForSeveralBlocks) {

@@ -216,6 +216,8 @@ testDoctor() {
   vtdl doctor
   check "a healthy installation" [ "$status" = 0 ]
   check "the file that is registered" grep -Eq "^ok .*${VTDL_BITS:-32}-bit: .*VTDL33.dll, version [0-9.]+$" out
+  check "who sees what" grep -Eq '^note  this runs (elevated|without)' out
+  check "what scripts need" grep -q "^note  VBScript's RegExp class is there" out
   check "the settings file" grep -Eq '^ok .*settings.VTDL33.Settings.xml$' out
   check "the services" [ "$(grep -c '^ok .*answers$' out)" = 7 ]
   VTDL_DATA='Z:\no\such\folder' vtdl doctor

@@ -1,5 +1,7 @@
 #include "Http.h"
 
+#include <algorithm>
+
 namespace quoteserver {
 namespace {
 
@@ -24,7 +26,26 @@ std::string Escaped(std::string_view text) {
     return html;
 }
 
+std::string Lower(std::string_view text) {
+    std::string lower(text);
+    for (char& c : lower) {
+        if (c >= 'A' && c <= 'Z') {
+            c = static_cast<char>(c - 'A' + 'a');
+        }
+    }
+    return lower;
+}
+
 }  // namespace
+
+bool IsLoopbackName(std::string_view host) {
+    const bool isBracketed = host.starts_with('[');
+    const std::string name = Lower(host.substr(
+        0, isBracketed ? std::min(host.find(']'), host.size() - 1) + 1 : host.find(':')));
+    const bool isAddress =
+        name.starts_with("127.") && name.find_first_not_of("0123456789.") == std::string::npos;
+    return isAddress || name == "localhost" || name == "localhost." || name == "[::1]";
+}
 
 std::string_view Reason(unsigned status) {
     switch (status) {
@@ -36,6 +57,8 @@ std::string_view Reason(unsigned status) {
             return "Unauthorized";
         case 404:
             return "Not Found";
+        case 421:
+            return "Misdirected Request";
         case 413:
             return "Payload Too Large";
         case 431:

@@ -22,6 +22,10 @@ struct Reply {
     std::string challenge = {};  // the WWW-Authenticate header of a 401 reply
 };
 
+// Whether a Host header names this machine to itself. A web page can give a name of its own the
+// address 127.0.0.1, and would read replies as its own.
+bool IsLoopbackName(std::string_view host);
+
 // "Not Found" and the like.
 std::string_view Reason(unsigned status);
 

@@ -1,5 +1,6 @@
 #include "Server.h"
 
+#include <algorithm>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/redirect_error.hpp>
@@ -25,6 +26,9 @@ using boost::system::error_code;
 using net::ip::tcp;
 
 namespace {
+
+constexpr std::size_t mostConnections = 512;
+constexpr std::chrono::seconds sendingTime(120);  // of a reply, to a client that hardly reads
 
 // The request is at fault and can be answered; after other errors there is nobody to answer.
 bool IsHttpError(const error_code& error) {
@@ -120,6 +124,7 @@ net::awaitable<void> Server::run() {
         tcp::socket socket =
             co_await m_acceptor.async_accept(net::redirect_error(net::use_awaitable, error));
         if (!error) {
+            MakeRoom();
             net::co_spawn(m_acceptor.get_executor(), Serve(beast::tcp_stream(std::move(socket))),
                           net::detached);
             continue;
@@ -131,7 +136,24 @@ net::awaitable<void> Server::run() {
     }
 }
 
+// Clients that only wait keep nobody from an answer: the one that waits longest goes first.
+void Server::MakeRoom() {
+    if (m_connections < mostConnections || m_idle.empty()) {
+        return;
+    }
+    m_idle.front()->close();
+    m_idle.pop_front();
+}
+
 net::awaitable<void> Server::Serve(beast::tcp_stream stream) {
+    struct Count {
+        std::size_t& connections;
+        explicit Count(std::size_t& all) : connections(all) { ++connections; }
+        ~Count() { --connections; }
+    } const count(m_connections);
+    if (m_connections > mostConnections) {
+        co_return;
+    }
     try {
         co_await ServeRequests(stream);
         co_await CloseGently(stream);
@@ -145,18 +167,23 @@ net::awaitable<void> Server::ServeRequests(beast::tcp_stream& stream) {
     for (bool keepAlive = true; keepAlive;) {
         http::request_parser<http::string_body> parser;
         error_code error;
+        m_idle.push_back(&stream);
+        stream.expires_after(m_options.patience);
         co_await http::async_read(stream, buffer, parser,
                                   net::redirect_error(net::use_awaitable, error));
+        m_idle.remove(&stream);
         if (error == http::error::end_of_stream || (error && !IsHttpError(error))) {
             co_return;
         }
         const HttpRequest& request = parser.get();
         if (!error && IsTurnOfFault()) {
+            stream.expires_never();
             co_await SendBroken(stream, Break(answer(request), m_options.fault));
             co_return;
         }
         HttpReply reply = error ? Refusal(error)
                                 : Message(answer(request), request.version(), request.keep_alive());
+        stream.expires_after(sendingTime);
         const bool headOnly = request.method() == http::verb::head;
         co_await send(stream, reply, headOnly, error);
         keepAlive = !error && reply.keep_alive();
@@ -177,10 +204,17 @@ Reply Server::answer(const HttpRequest& request) const {
     const Request asked{std::string(request.method_string()),
                         ParseTarget({request.target().data(), request.target().size()}),
                         request.body(), std::string(request[http::field::authorization])};
-    Reply reply = m_routes.Answer(asked);
+    const auto host = request.find(http::field::host);
+    Reply reply =
+        host == request.end() || IsLoopbackName({host->value().data(), host->value().size()})
+            ? m_routes.Answer(asked)
+            : ErrorPage(421, "Only a loopback address is served.");
     if (m_options.verbose) {
-        std::cerr << request.method_string() << ' ' << request.target() << ' ' << reply.status
-                  << ' ' << reply.body.size() << '\n';
+        std::string target(request.target());
+        std::ranges::replace_if(
+            target, [](char c) { return c < ' ' || c > '~'; }, '?');
+        std::cerr << request.method_string() << ' ' << target << ' ' << reply.status << ' '
+                  << reply.body.size() << '\n';
     }
     return reply;
 }

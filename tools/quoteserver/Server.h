@@ -10,6 +10,8 @@
 #include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/http/message.hpp>
 #include <boost/beast/http/string_body.hpp>
+#include <chrono>
+#include <list>
 #include <string>
 
 #include "Faults.h"
@@ -23,6 +25,8 @@ struct ServerOptions {
     Fault fault = Fault::None;
     unsigned goodRequests = 0;    // so many requests are answered properly before the fault begins
     unsigned faultyRequests = 0;  // so many are spoiled then; 0 = all that follow
+    std::chrono::milliseconds patience =
+        std::chrono::seconds(15);  // with a client that says nothing
 };
 
 // The routes must outlive the server, and the server the run of its io_context.
@@ -42,6 +46,7 @@ private:
     using HttpReply = boost::beast::http::response<boost::beast::http::string_body>;
 
     boost::asio::awaitable<void> Serve(boost::beast::tcp_stream stream);
+    void MakeRoom();
     boost::asio::awaitable<void> ServeRequests(boost::beast::tcp_stream& stream);
     bool IsTurnOfFault();
     Reply answer(const HttpRequest& request) const;
@@ -51,7 +56,9 @@ private:
     boost::asio::ip::tcp::acceptor m_acceptor;
     const Routes& m_routes;
     ServerOptions m_options;
-    std::size_t m_requests = 0;  // how many came so far
+    std::size_t m_connections = 0;
+    std::list<boost::beast::tcp_stream*> m_idle;  // waiting for a request, the longest first
+    std::size_t m_requests = 0;                   // how many came so far
 };
 
 }  // namespace quoteserver

@@ -19,6 +19,7 @@ struct GetOptions {
     std::string format = "table";
     std::string separator = ",";  // of CSV: one of , ; | or "tab"
     std::string decimal = ".";    // of CSV: . or ,
+    bool isTextRaw = false;       // of CSV
     std::string outputFile;       // empty = standard output, unless there is a chart
     std::string chartFile;        // empty = no chart
     bool isProgressWanted = false;

@@ -9,6 +9,7 @@
 
 #include "Failure.h"
 #include "Screen.h"
+#include "Values.h"
 
 namespace vtdl::host {
 namespace {
@@ -34,7 +35,8 @@ Console::~Console() {
     if (m_codePage != 0) SetConsoleOutputCP(m_codePage);
 }
 
-void Print(const std::string& text) {
+void Print(const std::string& all) {
+    const std::string text = IsOutputTerminal() ? Printable(all, "\n\t") : all;
     if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0)
         throw Failure("standard output cannot be written");
 }

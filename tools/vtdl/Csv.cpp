@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cctype>
 
 #include "Formats.h"
 
@@ -15,8 +16,20 @@ std::string Quoted(const std::string& text, char separator) {
     return quoted + '"';
 }
 
+// A signed number is harmless, "-" alone or before a digit too.
+bool IsFormula(std::string_view text) {
+    text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
+    if (text.empty()) return false;
+    if (text.front() == '-')
+        return text.size() > 1 && std::isalpha(static_cast<unsigned char>(text[1]));
+    const bool isNumber = text.find_first_not_of("0123456789.,%", 1) == std::string_view::npos;
+    return text.front() == '=' || text.front() == '@' || (text.front() == '+' && !isNumber);
+}
+
 std::string FieldOf(const Value& value, const CsvForm& form) {
     std::string text = FormatValue(value);
+    const bool isText = std::holds_alternative<std::string>(value);
+    if (isText && !form.isTextRaw && IsFormula(text)) return "'" + text;
     if (std::holds_alternative<double>(value)) std::ranges::replace(text, '.', form.decimal);
     return text;
 }

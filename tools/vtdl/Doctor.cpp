@@ -78,8 +78,34 @@ bool CheckRegistration(Findings& findings, HKEY root, REGSAM view) {
     return true;
 }
 
+// An elevated process sees no class that is registered for its user alone.
+bool IsElevated() {
+    HANDLE token = nullptr;
+    TOKEN_ELEVATION elevation{};
+    DWORD size = sizeof elevation;
+    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token)) return false;
+    const BOOL isKnown =
+        GetTokenInformation(token, TokenElevation, &elevation, sizeof elevation, &size);
+    CloseHandle(token);
+    return isKnown && elevation.TokenIsElevated != 0;
+}
+
+// VBScript is leaving Windows, and its class with it.
+void TellRegularExpressions(Findings& findings) {
+    CLSID identifier;
+    const bool isThere = CLSIDFromProgID(L"VBScript.RegExp", &identifier) == S_OK;
+    findings.Note(isThere
+                      ? "VBScript's RegExp class is there"
+                      : "VBScript's RegExp class is not there; scripts that use VBScript do not "
+                        "run on this system");
+}
+
 void CheckRegistrations(Findings& findings) {
     findings.Heading("Registration");
+    findings.Note(IsElevated()
+                      ? "this runs elevated: Windows hides what is registered for you alone"
+                      : "this runs without elevation; elevated programs see only what is "
+                        "registered for all users");
     bool isRegistered = false;
     for (const HKEY root : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE})
         for (const REGSAM view : {KEY_WOW64_32KEY, KEY_WOW64_64KEY}) {
@@ -170,13 +196,15 @@ bool Answers(const std::wstring& host) {
         u_long isNonBlocking = 1;
         ioctlsocket(socket, static_cast<long>(FIONBIO), &isNonBlocking);
         connect(socket, one->ai_addr, static_cast<int>(one->ai_addrlen));
-        fd_set writable;
+        // Windows tells a refusal in the third set.
+        fd_set writable, refused;
         FD_ZERO(&writable);
         FD_SET(socket, &writable);
+        refused = writable;
         int error = 0;
         int size = sizeof error;
         isConnected =
-            select(0, nullptr, &writable, nullptr, &patience) == 1 &&
+            select(0, nullptr, &writable, &refused, &patience) > 0 && FD_ISSET(socket, &writable) &&
             getsockopt(socket, SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&error), &size) == 0 &&
             error == 0;
         closesocket(socket);
@@ -227,6 +255,8 @@ int Doctor() {
         findings.Bad(e.what(), "Register the library first.");
     }
     CheckHosts(findings, settings.get());
+    findings.Heading("System");
+    TellRegularExpressions(findings);
     TellLocale(findings);
     Print(findings.Text().substr(1));
     return findings.IsBad() ? 1 : 0;

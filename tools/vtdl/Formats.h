@@ -19,6 +19,7 @@ std::string TableOf(const Result& result);
 struct CsvForm {
     char separator = ',';
     char decimal = '.';
+    bool isTextRaw = false;  // else an apostrophe stands before texts that would be run as formulas
 };
 
 /// One header and the rows. Several blocks make one table: a first column BLOCK tells them apart,

@@ -57,7 +57,8 @@ void RequireRows(const Session& session, const Result& result,
     const bool isUnread = !error.empty() && IsUnreadItem(result);
     if (HasRows(result) && !isUnread) {
         if (!error.empty())
-            std::cerr << "vtdl: warning: " << session.SourceName() << ": " << error << '\n';
+            std::cerr << "vtdl: warning: " << session.SourceName() << ": " << Printable(error)
+                      << '\n';
         return;
     }
     if (!error.empty()) throw Failure(session.SourceName() + ": " + error);
@@ -70,7 +71,8 @@ void RequireRows(const Session& session, const Result& result,
 std::string Formatted(const Result& result, const GetOptions& options) {
     const bool isTab = options.separator == "tab";
     if (options.format == "csv")
-        return CsvOf(result, {isTab ? '\t' : options.separator.front(), options.decimal.front()});
+        return CsvOf(result, {isTab ? '\t' : options.separator.front(), options.decimal.front(),
+                              options.isTextRaw});
     return options.format == "json" ? JsonOf(result) : TableOf(result);
 }
 

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "Values.h"
+
 namespace vtdl::host {
 
 std::string ProgressLine(std::string_view source, long percent, std::string_view statusText) {
@@ -13,7 +15,7 @@ std::string ProgressLine(std::string_view source, long percent, std::string_view
     std::string line(source);
     line.append(" [").append(filled, '#').append(barWidth - filled, '.').append("] ");
     line.append(number).append("%");
-    if (!statusText.empty()) line.append(" ").append(statusText);
+    if (!statusText.empty()) line.append(" ").append(Printable(statusText));
     line.resize(std::min(line.size(), lineWidth));
     return line;
 }

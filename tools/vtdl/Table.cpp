@@ -40,13 +40,10 @@ void AlignPoints(std::vector<std::string>& numbers) {
 std::vector<std::string> LinesOf(const Column& column, std::size_t rows) {
     const bool isNumeric = IsNumeric(column);
     std::vector<std::string> lines;
-    for (std::size_t row = 0; row < rows; ++row) {
-        lines.push_back(FormatValue(column.at(row)));
-        const auto isControl = [](char c) { return static_cast<unsigned char>(c) < ' '; };
-        std::ranges::replace_if(lines.back(), isControl, ' ');
-    }
+    for (std::size_t row = 0; row < rows; ++row)
+        lines.push_back(Printable(FormatValue(column.at(row))));
     if (isNumeric) AlignPoints(lines);
-    lines.insert(lines.begin(), column.name);
+    lines.insert(lines.begin(), Printable(column.name));
 
     std::size_t width = 0;
     for (const std::string& line : lines) width = std::max(width, Width(line));
@@ -124,7 +121,7 @@ std::string TableOf(const Result& result) {
             text += TableOf(*chain);
             continue;
         }
-        if (result.blocks.size() > 1) text.append(block->name).append("\n\n");
+        if (result.blocks.size() > 1) text.append(Printable(block->name)).append("\n\n");
         text += TableOf(*block);
     }
     return text;

@@ -68,6 +68,19 @@ std::string FormatValue(const Value& value) {
     return std::visit(Formatter{}, value);
 }
 
+std::string Printable(std::string_view text, std::string_view kept) {
+    std::string printable;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : 0);
+        const bool isTwoBytes = byte == 0xC2 && next >= 0x80 && next < 0xA0;
+        const bool isControl = byte < ' ' || byte == 0x7F || isTwoBytes;
+        printable += isControl && kept.find(text[i]) == kept.npos ? ' ' : text[i];
+        if (isTwoBytes) ++i;
+    }
+    return printable;
+}
+
 std::optional<double> ParseNumber(std::string_view text) {
     double number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);

@@ -29,6 +29,10 @@ std::string FormatDate(Date date);
 
 std::string FormatValue(const Value& value);
 
+/// The text with a blank for every control character but those kept: what a service sends must not
+/// reach a terminal as commands, nor a log as further lines.
+std::string Printable(std::string_view text, std::string_view kept = {});
+
 /// Nothing unless the whole text is a plain decimal number.
 std::optional<double> ParseNumber(std::string_view text);
 

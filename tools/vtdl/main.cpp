@@ -11,6 +11,7 @@
 #include "Commands.h"
 #include "Console.h"
 #include "Failure.h"
+#include "Values.h"
 
 namespace {
 
@@ -96,6 +97,8 @@ void DescribeGet(CLI::App& app, GetOptions& options) {
     command->add_option("--decimal", options.decimal, "Decimal separator of the numbers in CSV")
         ->check(CLI::IsMember({".", ","}))
         ->capture_default_str();
+    command->add_flag("--raw-text", options.isTextRaw,
+                      "No apostrophe in CSV before texts that a spreadsheet would run as formulas");
     command->add_option("--output", options.outputFile,
                         "File to write, completely or not at all, instead of printing");
     command->add_option("--chart", options.chartFile,
@@ -162,10 +165,10 @@ int Run() {
     } catch (const CLI::ParseError& e) {
         return app.exit(e) == 0 ? 0 : 2;
     } catch (const Failure& e) {
-        std::cerr << "vtdl: " << e.what() << '\n';
+        std::cerr << "vtdl: " << Printable(e.what()) << '\n';
         return e.Status();
     } catch (const std::exception& e) {
-        std::cerr << "vtdl: " << e.what() << '\n';
+        std::cerr << "vtdl: " << Printable(e.what()) << '\n';
         return 1;
     }
 }
