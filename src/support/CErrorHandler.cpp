@@ -105,9 +105,7 @@ void CErrorHandler::CallStackPop() {
 
 void CErrorHandler::CallStackPush(std::wstring_view routineName, std::wstring_view arguments) {
     if (m_depth == m_routines.size()) Guarded([&] { m_routines.emplace_back(); });
-    Routine& routine = m_routines[m_depth];
-    routine.name = routineName;
-    routine.arguments = arguments;
+    m_routines[m_depth] = {routineName, arguments};
     if (m_tracingEnabled) Guarded([&] { Trace(L" --- Entered routine: ", routineName); });
     ++m_depth;  // last: a push that failed is not on the stack
 }
@@ -153,7 +151,7 @@ std::wstring CErrorHandler::CallStackText(int indent, bool withArguments) const 
     for (std::size_t i = m_depth; i-- > 0;) {
         if (!text.empty()) text += L"\r\n";
         text.append(static_cast<std::size_t>(indent), L' ') += m_routines[i].name;
-        if (withArguments) text += L"(" + m_routines[i].arguments + L")";
+        if (withArguments) text += L"(" + std::wstring(m_routines[i].arguments) + L")";
     }
     return text;
 }

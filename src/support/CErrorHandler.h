@@ -62,6 +62,7 @@ public:
     void CallStackClear() noexcept;
     /// Removes the newest entry; does nothing on an empty stack.
     void CallStackPop();
+    /// The texts live as long as the entry; those of the frame are constants.
     void CallStackPush(std::wstring_view routineName, std::wstring_view arguments);
 
     /// Writes a line of the caller's to the trace, when tracing is on.
@@ -79,8 +80,8 @@ public:
 
 private:
     struct Routine {
-        std::wstring name;
-        std::wstring arguments;
+        std::wstring_view name;
+        std::wstring_view arguments;
     };
 
     template <class Body>
@@ -102,7 +103,7 @@ private:
     std::wstring m_errorDescription;
     std::wstring m_supportMail;
     bool m_isWindowsNT = false;
-    // Entries above the depth are spent; they keep their memory for the next push.
+    // Entries above the depth are spent.
     std::vector<Routine> m_routines;
     std::size_t m_depth = 0;
     long m_pendingNumber = 0;

@@ -1,11 +1,8 @@
 #define _CRT_RAND_S  // rand_s
 #include "support/CXMLSettings.h"
 
-<<<<<<< HEAD
-#include <optional>
-=======
 #include <cstdlib>
->>>>>>> wa
+#include <optional>
 
 #include "automation/Error.h"
 #include "automation/SafeArray.h"
@@ -131,7 +128,7 @@ CXMLSettings::CXMLSettings() : m_document(settings::NewDocument()) {}
 
 // The file keeps what it had when this fails; a caller that is left has been told, nobody else yet.
 CXMLSettings::~CXMLSettings() {
-    if (!m_isDirty || !m_isRecognised) return;
+    if (!m_isDirty || !m_isRecognised || IsBlank(m_fileName)) return;
     const auto save = [&] { SaveIfDirty(); };
     if (m_isCallerTold)
         Raising(save);

@@ -647,10 +647,6 @@ int main(int argc, char** argv) {
     Load(dll.wstring());
     std::printf("random_calls: seed %llu\n", seed);
     std::fflush(stdout);
-    IClassFactory* factory = nullptr;
-    getClassObject(__uuidof(CManager), __uuidof(IClassFactory), reinterpret_cast<void**>(&factory));
-    factory->CreateInstance(nullptr, __uuidof(IUnknown), reinterpret_cast<void**>(&pool[0]));
-    factory->Release();
     for (std::size_t i = 0; i + 1 < ranges.size(); i += 2) {
         for (currentStep = ranges[i]; currentStep <= ranges[i + 1]; ++currentStep) {
             Random random(seed, currentStep);
