@@ -105,9 +105,10 @@ bool MoveOver(const std::wstring& from, const std::wstring& to) {
 
 CXMLSettings::CXMLSettings() : m_document(settings::NewDocument()) {}
 
-// The file keeps what it had when this fails; a caller that is left has been told, nobody else yet.
+// The file keeps what it had when this fails; unless a caller has been told, that is reported. A
+// store without a file has nothing to save.
 CXMLSettings::~CXMLSettings() {
-    if (!m_isDirty || !m_isRecognised) return;
+    if (!m_isDirty || !m_isRecognised || IsBlank(m_fileName)) return;
     const auto save = [&] { SaveIfDirty(); };
     if (m_isCallerTold)
         Raising(save);
