@@ -126,7 +126,8 @@ HRESULT CXMLSettings::Raising(Body&& body) noexcept {
 
 CXMLSettings::CXMLSettings() : m_document(settings::NewDocument()) {}
 
-// The file keeps what it had when this fails; a caller that is left has been told, nobody else yet.
+// The file keeps what it had when this fails; unless a caller has been told, that is reported. A
+// store without a file has nothing to save.
 CXMLSettings::~CXMLSettings() {
     if (!m_isDirty || !m_isRecognised || IsBlank(m_fileName)) return;
     const auto save = [&] { SaveIfDirty(); };

@@ -22,12 +22,10 @@ public:
         typeMemory = 2,
         typeData = 3,
         typeMembers = 6,
-        typeFlags = 12,
         typeNameAt = 13,
         typeSize = 20,
         typeInherited = 22,
-        typeWords = 25,
-        functionSlot = 3,
+        memberPlace = 3,   // slot or kind, and the size of the description in memory
         functionKind = 4,  // and calling convention, flags, the ring of a property's accessors
     };
 

@@ -233,8 +233,8 @@ void CopyWords(const wchar_t* compiledPath, const wchar_t* finishedPath) {
             const File::Member& member = to.members[index];
             const File::Member& source = from.members.at(index);
             if (member.name != source.name) throw std::runtime_error("members in another order");
-            if (!member.isFunction) continue;
-            for (const auto word : {File::functionSlot, File::functionKind})
+            const auto last = member.isFunction ? File::functionKind : File::memberPlace;
+            for (size_t word = File::memberPlace; word <= last; ++word)
                 finished.Write(member.at + 4 * word, compiled.Read(source.at + 4 * word));
         }
     }
