@@ -342,11 +342,7 @@ TEST_F(YahooTest, SelectsTheBestServerOfTheFamily) {
             if (texts.empty() || texts.back() != text) texts.push_back(text);
         }
         const std::string host = publicHost.server.Host();
-        std::vector<std::wstring> expected{std::wstring(host.begin(), host.end())};
-        for (int k = 3; k <= 13; ++k)
-            expected.push_back(L"quotes" + std::to_wstring(k) + L".family.example");
-        expected.push_back(L"");
-        EXPECT_EQ(texts, expected);
+        EXPECT_EQ(texts, (std::vector<std::wstring>{std::wstring(host.begin(), host.end()), L""}));
 
         // The second download asks the same server, without probes.
         job.Start();
