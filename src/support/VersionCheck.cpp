@@ -24,6 +24,7 @@ bool IsNewVersionAvailable(CXMLSettings& settings) {
     client.Port = host.port;
     client.Resource = "/files/VTDL.version";
     client.Method = "GET";
+    client.TimeoutSek = HttpSetting(settings, L"timeout");
     client.Execute();
     const bool isNewer = client.SuccessDone && IsNewerVersion(client.Response(), libraryVersion);
     isNewVersionKnown = isNewVersionKnown || isNewer;
