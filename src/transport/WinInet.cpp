@@ -286,8 +286,8 @@ void WinInet::RequestHandle::reset() noexcept {
     Close();
 }
 
-// Closing ends a call that waits, but not in Wine 8: there the call goes on to the next redirect,
-// where it then finds that it has no time.
+// Closing ends a call that waits, but not in Wine 8: there the call goes on. It keeps to time-outs
+// that change under it, so that redirects end with the first answer that takes a moment.
 void CALLBACK WinInet::RequestHandle::OnTime(void* handle, BOOLEAN) noexcept {
     auto& self = *static_cast<RequestHandle*>(handle);
     vtdl::SetTimeouts(self.get(), 1);
