@@ -48,24 +48,39 @@ STDMETHODIMP CSessionDDE::Start() noexcept {
         // From within its own wait for the server the session cannot be turned into another one.
         if (m_transactions > 0) return;
         m_timer.reset();
-        EndLink();  // of an earlier start
         std::wstring type;
-        long period = 0;
         frame.Step([&] { type = text::FoldCase(ToWide(Parameter(L"TYPE"))); });
+        const long period = type == L"TIMER" ? Period() : 0;
+        const bool isOneRequest = period < 1 && (type == L"REQUEST" || type == L"TIMER");
+        bool isSameConversation = false;
         frame.Step([&] {
-            if (type == L"TIMER") period = ToLong(Variant(ToWide(Parameter(L"PERIOD"))).get());
+            isSameConversation = m_conversation && isOneRequest &&
+                                 m_sessionType == vtdlDDESessionTypeOneRequest &&
+                                 m_partner == Partner();
         });
-        if (type == L"TIMER" && period >= 1) {
+        if (!isSameConversation) EndLink();  // of an earlier start
+        if (period >= 1) {
             m_sessionType = vtdlDDESessionTypeByTimer;
             frame.Step([&] { StartTimer(period); });
-        } else if (type == L"REQUEST" || type == L"TIMER") {
+        } else if (isOneRequest) {
             m_sessionType = vtdlDDESessionTypeOneRequest;
+            // From within its own DataReady too it reads and delivers.
+            if (IsBusy()) m_session->SetStatus(vtdlSessionStatusIdle);
             frame.Step([&] { Check(NextTick()); });
         } else {
             m_sessionType = vtdlDDESessionTypeHotAdvise;
             StartHotLink(frame);
         }
     });
+}
+
+// Whatever keeps the period from being read makes a single request, on purpose.
+long CSessionDDE::Period() noexcept {
+    try {
+        return ToLong(Variant(ToWide(Parameter(L"PERIOD"))).get());
+    } catch (...) {
+        return 0;
+    }
 }
 
 void CSessionDDE::StartTimer(long period) {
@@ -81,13 +96,12 @@ void CSessionDDE::StartHotLink(MethodFrame& frame) {
     CreateStringHandles(frame);
     Connect(frame);
     const bool isStarted = m_conversation && Transact(XTYP_ADVSTART);
-    if (isStarted) {
-        Trace(L": Hot advise transaction start success.");
-        mDDE::SetDDEHotAdvanceSession(*this);
-    } else {
-        Trace(L": Hot advise transaction start failure.");
-    }
-    m_session->SetStatus(isStarted ? vtdlSessionStatusIdle : vtdlSessionStatusDone);
+    Trace(isStarted ? L": Hot advise transaction start success."
+                    : L": Hot advise transaction start failure.");
+    // The host may have ended the session meanwhile, and with it the conversation.
+    const bool isHot = isStarted && m_conversation;
+    if (isHot) mDDE::SetDDEHotAdvanceSession(*this);
+    m_session->SetStatus(isHot ? vtdlSessionStatusIdle : vtdlSessionStatusDone);
 }
 
 STDMETHODIMP CSessionDDE::NextTick() noexcept {

@@ -83,6 +83,8 @@ private:
     void Disconnect();
     void StartHotLink(MethodFrame& frame);
     void StartTimer(long period);
+    long Period() noexcept;
+    std::string Partner();  ///< the service and the topic that the parameters name
     void EndLink();
     void StopAdvise(MethodFrame& frame);
     HDDEDATA Transact(UINT type);
@@ -105,6 +107,7 @@ private:
     long m_haResult = 0;
     std::shared_ptr<dde::Instance> m_instance;  ///< of the names and of the conversation
     HCONV m_conversation = nullptr;
+    std::string m_partner;  ///< of the conversation
     dde::StringHandle m_service;
     dde::StringHandle m_topic;
     dde::StringHandle m_item;

@@ -33,6 +33,7 @@ void CSessionDDE::FreeStringHandles() {
 void CSessionDDE::Connect(MethodFrame& frame) {
     frame.Step([&] {
         Check(Framed<"Connect">([&](MethodFrame& inner) {
+            m_partner = Partner();
             UINT error = ConnectOnce();
             // Wine keeps to one conversation of an instance with a topic, be its server gone: it
             // makes no second one, and says nothing of an error.
@@ -45,6 +46,10 @@ void CSessionDDE::Connect(MethodFrame& frame) {
             Trace(m_conversation ? L": DDE Connection Success." : L": DDE Connection Failure.");
         }));
     });
+}
+
+std::string CSessionDDE::Partner() {
+    return Parameter(L"SERVICE").append(1, '\0').append(Parameter(L"TOPIC"));
 }
 
 UINT CSessionDDE::ConnectOnce() {

@@ -33,9 +33,12 @@ ComPtr<_CSession> FindSession(HCONV conversation) {
 void SetDDEHotAdvanceSession(CSessionDDE& session) noexcept {
     Framed<"mDDE", "SetDDEHotAdvanceSession">([&] {
         _CSession* added = &session;
+        const long count = HotSessions()->Items().Count();
         Check(HotSessions()->Add(
             &added, Variant(CSessionDDE::ConversationKey(session.Conversation())).put()));
-        added->Release();  // the collection's own reference; taken again before the removal
+        // The collection's own reference, unless it took none; taken again before the removal.
+        if (HotSessions()->Items().Count() > count) added->Release();
+        ReleaseIfEmpty();
     });
 }
 

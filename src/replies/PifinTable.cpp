@@ -33,6 +33,11 @@ struct TableFormat {
 
 bool IsPifinTable(std::string_view reply) { return reply.starts_with("Date\tOpen"); }
 
+std::size_t PifinColumnCount(std::string_view reply) {
+    const std::string_view header = reply.substr(0, reply.find('\n'));
+    return static_cast<std::size_t>(std::count(header.begin(), header.end(), '\t')) + 1;
+}
+
 // All line ends at the end are cut, not two characters blindly: with a single line feed there, that
 // would cut a digit of the last value.
 void ParsePifinTable(std::string_view reply, Columns& columns, OddFieldReader& oddFields) {

@@ -6,6 +6,7 @@
 #include "support/UpdateLock.h"
 #include "support/VersionCheck.h"
 #include "text/CaseFold.h"
+#include "transport/WinInet.h"
 
 namespace vtdl {
 
@@ -206,8 +207,12 @@ void CSession::SetError(vtdlSessionErrorType type, long number, std::wstring_vie
     m_errorNumber = number;
 }
 
+// A request of the same thread that lets this message run could not go on before the tick's own one
+// has ended; the tick comes again in a period.
 STDMETHODIMP CSession::Fire(long) noexcept {
-    return Framed<"iTimer_Fire">([&] { Check(NextTick()); });
+    return Framed<"iTimer_Fire">([&] {
+        if (!WinInet::IsAnyRunning()) Check(NextTick());
+    });
 }
 
 // The platform's dispatcher cannot return a record, and takes no sink that lacks the interface.

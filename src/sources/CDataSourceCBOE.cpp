@@ -7,6 +7,7 @@
 #include "support/AddDataField.h"
 #include "support/CodePage.h"
 #include "support/DecimalSeparator.h"
+#include "support/VersionCheck.h"
 #include "text/Ascii.h"
 
 namespace vtdl {
@@ -20,20 +21,16 @@ constexpr long timeoutSeconds = 300;
 
 double ToNumber(std::string_view text) { return ParseNumber(text).value_or(0); }
 
-// Malformed numbers are 0, never an error; only an expiry year that is none is.
+// Malformed numbers are 0, never an error; only an expiry year that is none is, and costs its cell.
 class ChainReader final : public replies::OddFieldReader {
 public:
-    explicit ChainReader(MethodFrame& frame) : m_frame(frame) {}
-
     double Read(const replies::OddField& field) override {
         if (replies::cboeOptionColumns[field.column].type != replies::ColumnType::date)
             return ToNumber(field.text);
-        m_frame.Step([&] { Readable(std::nullopt, field.text); });
+        Framed<CDataSourceCBOE::className, "ExpireDateToDate">(
+            [&] { Readable(std::nullopt, field.text); });
         return 0;
     }
-
-private:
-    MethodFrame& m_frame;
 };
 
 bool IsTable(std::string_view contentType) {
@@ -79,10 +76,13 @@ std::string CDataSourceCBOE::FetchTable(MethodFrame& frame, _CSession* session) 
     });
     bool isComplete = false;
     frame.Step([&] { isComplete = Fetch(client); });
-    if (isComplete && IsTable(client->ContentType))
+    if (isComplete && IsTable(client->ContentType)) {
         reply = client->TakeResponse();
-    else if (const auto state = Query<ISessionState>(session); isComplete && state)
+    } else if (const auto state = Query<ISessionState>(session); isComplete && state) {
+        // A newer version may know the format; the session's error tells of one.
+        frame.Step([&] { mGlobals::IsNewVersionAvailable(*m_settings); });
         frame.Step([&] { state->SetError(vtdlSessionErrorParsing, -1, L"Invalid data format"); });
+    }
     frame.Step([&] { m_session.Done(isComplete ? 0 : downloadFailure); });
     return reply;
 }
@@ -100,7 +100,7 @@ std::string CDataSourceCBOE::BuildFormBody(bool isLookupForm, std::string_view t
 }
 
 void CDataSourceCBOE::Parse(MethodFrame& frame, std::string_view reply, CData& data) {
-    ChainReader oddFields(frame);
+    ChainReader oddFields;
     replies::CboeTable table = replies::ParseCboeTable(reply, oddFields);
     frame.Step([&] { SetBlock(data, L"TICKER", QuoteRecord(frame, table.quote).get(), false); });
     frame.Step([&] { SetBlock(data, L"CALLS", OptionRecord(table.calls).get(), false); });

@@ -13,10 +13,12 @@ using replies::PCQuoteValue;
 
 namespace {
 
-std::optional<double> ParseTime(BSTR text) {
+std::optional<double> ParseTime(const Bstr& text) {
     DATE date = 0;
-    return SUCCEEDED(VarDateFromStr(text, LOCALE_USER_DEFAULT, 0, &date)) ? std::optional(date)
-                                                                          : std::nullopt;
+    if (text.view().find(L'\0') != text.view().npos) return std::nullopt;
+    return SUCCEEDED(VarDateFromStr(text.get(), LOCALE_USER_DEFAULT, 0, &date))
+               ? std::optional(date)
+               : std::nullopt;
 }
 
 // What is not what its field says is handed over as text.
@@ -26,7 +28,7 @@ void AddValue(_CDataFields* fields, const replies::PCQuoteField& field, std::str
         if (const auto number = ParseNumber(text))
             return AddColumn(fields, {field.column, ColumnType::decimal}, Variant::Double(*number));
     } else if (field.value == PCQuoteValue::time) {
-        if (const auto time = ParseTime(value.get()))
+        if (const auto time = ParseTime(value))
             return AddColumn(fields, {field.column, ColumnType::date}, Variant::Date(*time));
     }
     AddColumn(fields, {field.column, ColumnType::string}, Variant(std::move(value)));
@@ -44,24 +46,25 @@ std::vector<ParameterDeclaration> CDataSourcePCQuote::SessionParameters() {
 
 STDMETHODIMP CDataSourcePCQuote::Download(_CSession** session) noexcept {
     return Downloading(session, [&](MethodFrame& frame, _CSession* current) {
-        std::string ticker;
+        Variant ticker;
         std::string reply;
         frame.Step([&] {
             ComPtr<_CParameters> parameters;
             Check(current->get_Parameters(parameters.put()));
-            ticker = ParameterBytes(parameters.get(), L"TICKER");
-            reply = DownloadURL(QuoteClient(ticker));
+            ticker = Variant(ToText(ParameterValue(parameters.get(), L"TICKER").get()));
+            reply = DownloadURL(QuoteClient(ParameterBytes(parameters.get(), L"TICKER")));
         });
         const auto values = replies::SplitQuote(reply);
         const bool isQuote = values.size() >= std::size(pcQuoteFields);
         const auto fields = Make<CDataFields>();
-        // Values beyond the last field have no name. A short reply gives the ticker asked for.
-        for (std::size_t k = 0; k < std::size(pcQuoteFields); ++k)
+        const std::size_t count = isQuote ? values.size() : std::size(pcQuoteFields);
+        // A short reply gives the ticker asked for, and nothing else.
+        for (std::size_t k = 0; k < count; ++k)
             frame.Step([&] {
-                if (isQuote || k == 0)
-                    AddValue(fields.get(), pcQuoteFields[k], isQuote ? values[k] : ticker);
-                else
-                    AddColumn(fields.get(), {pcQuoteFields[k].column, ColumnType::string}, {});
+                const replies::PCQuoteField& field = ColumnAt(pcQuoteFields, k);
+                if (isQuote) return AddValue(fields.get(), field, values[k]);
+                AddColumn(fields.get(), {field.column, ColumnType::string},
+                          k == 0 ? ticker : Variant());
             });
         HandOver(frame, current, L"TICKER", fields.get());
     });

@@ -37,8 +37,16 @@ STDMETHODIMP CDataSourcePifin::Download(_CSession** session) noexcept {
             return;
         }
 
+        // Columns are told by their places; fewer than there should be are other ones.
+        frame.Step([&] {
+            const std::size_t count = replies::PifinColumnCount(reply);
+            if (count < std::size(replies::pifinColumns))
+                throw MakeRuntimeError(RuntimeError::subscript,
+                                       L"header of " + std::to_wstring(count) + L" columns");
+        });
         replies::Columns columns(replies::pifinColumns);
-        FieldReader oddFields(frame, replies::pifinColumns, L"vtdl.CDataSourcePifin.ToNumber");
+        FieldReader oddFields(frame, replies::pifinColumns,
+                              {.number = text::RoutineName<className, "ToNumber">::value});
         replies::ParsePifinTable(reply, columns, oddFields);
         HandOver(frame, current, L"HISTORICAL", std::move(columns), RowOrder::same);
     });

@@ -27,7 +27,8 @@ STDMETHODIMP CDataSourceYahooDividends::Download(_CSession** session) noexcept {
 // exactly 200 rows makes the same request again and appends its rows, on purpose.
 bool CDataSourceYahooDividends::FetchPages(MethodFrame& frame, const HistoryRequest& request,
                                            replies::Columns& grid) {
-    FieldReader oddFields(frame, identity.columns);
+    FieldReader oddFields(frame, identity.columns,
+                          {.date = text::RoutineName<className, "FormatYahooDate">::value});
     const std::string path =
         yahoo::TablePath(request.ticker, request.start, request.end, "&g=v&ignore=.csv");
     for (;;) {

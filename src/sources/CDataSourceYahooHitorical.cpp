@@ -43,7 +43,8 @@ STDMETHODIMP CDataSourceYahooHitorical::Download(_CSession** session) noexcept {
 // False when a fetch failed: nothing is handed over then, not even earlier pages.
 bool CDataSourceYahooHitorical::FetchPages(MethodFrame& frame, const PriceRequest& request,
                                            replies::Columns& grid) {
-    FieldReader oddFields(frame, identity.columns);
+    FieldReader oddFields(frame, identity.columns,
+                          {.date = text::RoutineName<className, "FormatYahooDate">::value});
     double lastDay = request.end;
     for (;;) {
         std::string reply;

@@ -40,11 +40,9 @@ STDMETHODIMP CDataSourceYahooRealTime::Download(_CSession** session) noexcept {
         const auto values = replies::SplitQuote(quote);
         const auto fields = Make<CDataFields>();
         bool isInvalid = false;
-        // Values beyond the list have no name.
-        for (std::size_t k = 0; k < std::min(values.size(), std::size(replies::yahooQuoteColumns));
-             ++k) {
-            const replies::QuoteColumn& column = replies::yahooQuoteColumns[k];
+        for (std::size_t k = 0; k < values.size(); ++k) {
             frame.Step([&] {
+                const replies::QuoteColumn& column = ColumnAt(replies::yahooQuoteColumns, k);
                 if (k < replies::yahooQuoteValues)
                     AddValue(fields.get(), column, values[k], isInvalid);
                 else

@@ -9,11 +9,13 @@ namespace vtdl {
 
 double FieldReader::Read(const replies::OddField& field) {
     double value = 0;
-    if (m_routine.empty() || field.isMissing) {
+    const bool isDate = m_columns[field.column].type == replies::ColumnType::date;
+    const std::wstring_view routine = isDate ? m_routines.date : m_routines.number;
+    if (routine.empty() || field.isMissing) {
         m_frame.Step([&] { value = Convert(field); });
         return value;
     }
-    MethodFrame conversion(m_routine);
+    MethodFrame conversion(routine);
     conversion.Run([&](MethodFrame& frame) { frame.Step([&] { value = Convert(field); }); },
                    std::source_location::current());
     return value;

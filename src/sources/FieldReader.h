@@ -9,14 +9,20 @@
 
 namespace vtdl {
 
+/// The conversions of an adapter that have a name of their own on the call stack.
+struct FieldRoutines {
+    std::wstring_view date = {};
+    std::wstring_view number = {};
+};
+
 /// A field that cannot be read is a failed statement of the method in the frame, or of the
 /// conversion routine when one is named; ignored, it is 0. Aborted, it ends the method: a zero
 /// would pass for a price.
 class FieldReader final : public replies::OddFieldReader {
 public:
     FieldReader(MethodFrame& frame, std::span<const replies::ColumnSpec> columns,
-                std::wstring_view routine = {})
-        : m_frame(frame), m_columns(columns), m_routine(routine) {}
+                FieldRoutines routines)
+        : m_frame(frame), m_columns(columns), m_routines(routines) {}
 
     double Read(const replies::OddField& field) override;
 
@@ -25,12 +31,21 @@ private:
 
     MethodFrame& m_frame;
     std::span<const replies::ColumnSpec> m_columns;
-    std::wstring_view m_routine;
+    FieldRoutines m_routines;
 };
 
 /// Makes numbers that their integer column cannot hold failed statements of the method; ignored,
 /// they are 0.
 void CheckIntegers(MethodFrame& frame, replies::Columns& columns);
+
+/// The column of a value of a quote, by position. A value beyond the columns is run-time error 9.
+template <class Column, std::size_t Size>
+const Column& ColumnAt(const Column (&columns)[Size], std::size_t position) {
+    if (position >= Size)
+        throw automation::MakeRuntimeError(automation::RuntimeError::subscript,
+                                           L"value " + std::to_wstring(position + 1));
+    return columns[position];
+}
 
 /// The value that a text was read as, or run-time error 13 for a text that could not be read.
 double Readable(std::optional<double> value, std::string_view text);

@@ -77,7 +77,10 @@ protected:
         client->HostName = host.name;
         client->Port = host.port;
         client->Resource = std::move(resource);
-        client->TimeoutSek = ConfiguredTimeout(*this->m_settings);
+        client->TimeoutSek = HttpSetting(*this->m_settings, L"timeout");
+        client->TotalSek = HttpSetting(*this->m_settings, L"total");
+        client->MaxBodyMB = HttpSetting(*this->m_settings, L"maxbody");
+        client->Strict = HttpSetting(*this->m_settings, L"strict") == 1;
         return client;
     }
 

@@ -26,21 +26,18 @@ public:
                 yahoo::TablePath("DIA", Today() - 7, Today(), "&g=d&ignore=.csv");
 
             std::vector<long> scores(14);
-            std::optional<yahoo::ServerFamily> family;
             std::string reply;
             frame.Step([&] { reply = FetchTable(publicHost, probe); });
-            scores[0] = yahoo::ReplyValidityIndex(reply);
-            frame.Step([&] { family = yahoo::FindServerFamily(reply); });
+            scores[0] = ScoreOf(reply);
+            const auto family = replies::FindServerFamily(reply);
             if (!family) return;
 
-            for (long k = 3; k <= 13; ++k) {
-                m_chartHost = family->Server(k);
-                frame.Step([&] { reply = FetchTable(m_chartHost, probe); });
-                scores[static_cast<std::size_t>(k)] = yahoo::ReplyValidityIndex(reply);
+            for (std::size_t k = 3; k < scores.size(); ++k) {
+                frame.Step([&] { reply = FetchTable(yahoo::ServerOf(*family, k), probe); });
+                scores[k] = ScoreOf(reply);
             }
             const std::size_t best = yahoo::BestServer(scores);
-            m_chartHost =
-                scores[best] >= scores[0] ? family->Server(static_cast<long>(best)) : publicHost;
+            if (scores[best] >= scores[0]) m_chartHost = yahoo::ServerOf(*family, best);
         });
     }
 
@@ -69,6 +66,13 @@ private:
         bool& flag;
         ~Selecting() { flag = false; }
     };
+
+    static long ScoreOf(const std::string& reply) noexcept {
+        long score = -1;
+        YahooAdapter::template Framed<"YahooReplyValidityIndex">(
+            [&] { score = replies::YahooReplyValidityIndex(reply); });
+        return score;
+    }
 
     bool m_isSelectingServer = false;
 };

@@ -2,8 +2,6 @@
 
 #include <random>
 
-#include "support/CodePage.h"
-#include "support/RegExp.h"
 #include "support/SharedSettings.h"
 #include "text/CalendarDate.h"
 
@@ -30,27 +28,9 @@ std::string TablePath(std::string_view ticker, double start, double end, std::st
     return path.append(tail);
 }
 
-long ReplyValidityIndex(const std::string& reply) {
-    constexpr wchar_t row[] =
-        L"^\\d+-\\w+-\\d+,[\\d\\.]+,[\\d\\.]+,[\\d\\.]+,[\\d\\.]+,[\\d]+,[\\d\\.]+$";
-    long score = -1;
-    try {
-        std::wstring start = ToWide(reply.substr(0, 9));
-        CharLowerBuffW(start.data(), static_cast<DWORD>(start.size()));
-        if (start != L"date,open") return score;
-        score = 0;
-        score = static_cast<long>(MatchLines(row, ToWide(reply), true).size());
-    } catch (const std::exception&) {
-        return score;  // faults are ignored, on purpose
-    }
-    return score;
-}
-
-std::optional<ServerFamily> FindServerFamily(const std::string& reply) {
-    constexpr wchar_t comment[] = L"^<\\!--\\s+([a-z]+)(\\d+)\\.([\\w\\d\\.]+)\\s+.+-->$";
-    const std::vector<RegExpMatch> matches = MatchLines(comment, ToWide(reply), false);
-    if (matches.empty() || matches[0].groups.size() < 3) return std::nullopt;
-    return ServerFamily{matches[0].groups[0], matches[0].groups[2]};
+std::wstring ServerOf(const replies::ServerFamily& family, std::size_t number) {
+    const std::string host = family.letters + std::to_string(number) + "." + family.domain;
+    return std::wstring(host.begin(), host.end());
 }
 
 std::size_t BestServer(const std::vector<long>& scores) {

@@ -1,10 +1,10 @@
 #pragma once
 // What the two adapters of the chart service share: requests, dates, and the choice of its server.
 
-#include <optional>
 #include <string>
 #include <vector>
 
+#include "replies/YahooProbe.h"
 #include "support/CXMLSettings.h"
 #include "support/Hosts.h"
 
@@ -14,22 +14,8 @@ namespace vtdl::yahoo {
 /// inserted as it stands.
 std::string TablePath(std::string_view ticker, double start, double end, std::string_view tail);
 
-/// Score of a reply to the probe of a server: -1 for no table, else the number of its lines that
-/// are daily rows with a d-Mon-yy date. Faults while counting leave the score as it is.
-long ReplyValidityIndex(const std::string& reply);
-
-/// The numbered servers of the service, from the comment in which it names the one that answered.
-struct ServerFamily {
-    std::wstring letters;
-    std::wstring domain;
-
-    std::wstring Server(long number) const {
-        return letters + std::to_wstring(number) + L"." + domain;
-    }
-};
-
-/// Nothing when the reply names no server.
-std::optional<ServerFamily> FindServerFamily(const std::string& reply);
+/// The host text of a numbered server of the family.
+std::wstring ServerOf(const replies::ServerFamily& family, std::size_t number);
 
 /// The best of the scored servers 3 to 13, ties broken uniformly at random.
 std::size_t BestServer(const std::vector<long>& scores);

@@ -14,6 +14,8 @@ namespace {
 std::atomic<wchar_t> separator = 0;
 
 HRESULT Convert(std::wstring_view text, double& number) {
+    // The platform reads up to a zero character, as if the text ended there.
+    if (text.find(L'\0') != text.npos) return DISP_E_TYPEMISMATCH;
     std::wstring localised(text);
     std::replace(localised.begin(), localised.end(), L'.', DecimalSeparator());
     return VarR8FromStr(localised.data(), LOCALE_USER_DEFAULT, 0, &number);

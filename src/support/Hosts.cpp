@@ -32,13 +32,13 @@ HostAddress ParseHost(std::wstring_view host) {
     return address;
 }
 
-long ConfiguredTimeout(CXMLSettings& settings) {
-    long seconds = 0;
-    for (const wchar_t c : ReadSetting(settings, L"HTTP", L"timeout", L"")) {
-        if (c < L'0' || c > L'9' || seconds > 100000) return 0;
-        seconds = seconds * 10 + (c - L'0');
+long HttpSetting(CXMLSettings& settings, const wchar_t* key) {
+    long number = 0;
+    for (const wchar_t c : ReadSetting(settings, L"HTTP", key, L"")) {
+        if (c < L'0' || c > L'9' || number > 100000) return 0;
+        number = number * 10 + (c - L'0');
     }
-    return seconds;
+    return number;
 }
 
 }  // namespace vtdl

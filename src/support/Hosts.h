@@ -20,8 +20,7 @@ std::wstring ServiceHost(CXMLSettings& settings, const wchar_t* service);
 /// Takes a host text apart; without a port, or with a senseless one, it is the web's.
 HostAddress ParseHost(std::wstring_view host);
 
-/// Seconds that a request may wait for its service: the settings' entry "timeout" of the section
-/// "HTTP"; 0, which stands for the client's own limit, without one.
-long ConfiguredTimeout(CXMLSettings& settings);
+/// A number of the settings' section "HTTP"; 0, which stands for the client's own, without one.
+long HttpSetting(CXMLSettings& settings, const wchar_t* key);
 
 }  // namespace vtdl

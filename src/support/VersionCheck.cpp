@@ -25,6 +25,7 @@ bool IsNewVersionAvailable(CXMLSettings& settings) {
     client.Port = host.port;
     client.Resource = "/files/VTDL.version";
     client.Method = "GET";
+    client.TimeoutSek = HttpSetting(settings, L"timeout");
     client.Execute();
     const bool isNewer = client.SuccessDone && IsNewerVersion(client.Response(), libraryVersion);
     if (isNewer) isNewVersionKnown = true;

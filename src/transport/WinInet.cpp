@@ -7,15 +7,49 @@
 
 #include "automation/Error.h"
 #include "automation/MessagePump.h"
+#include "text/Ascii.h"
 
 namespace vtdl {
 namespace {
 
+constexpr int maxRedirects = 5;
+
 const char* orNull(const std::string& text) { return text.empty() ? nullptr : text.c_str(); }
+
+template <class... Texts>
+bool HasControlCharacter(const Texts&... texts) {
+    const auto isControl = [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 127; };
+    return (std::any_of(texts.begin(), texts.end(), isControl) || ...);
+}
+
+// The repeats are harmless, and required.
+void SetTimeouts(HINTERNET handle, DWORD milliseconds) noexcept {
+    for (const DWORD option : {INTERNET_OPTION_CONNECT_TIMEOUT, INTERNET_OPTION_RECEIVE_TIMEOUT,
+                               INTERNET_OPTION_SEND_TIMEOUT, INTERNET_OPTION_RECEIVE_TIMEOUT,
+                               INTERNET_OPTION_SEND_TIMEOUT, INTERNET_OPTION_DATA_RECEIVE_TIMEOUT,
+                               INTERNET_OPTION_DATA_SEND_TIMEOUT})
+        InternetSetOptionA(handle, option, &milliseconds, sizeof milliseconds);
+}
+
+// Requests nest on a thread when a host starts one in another's event. The platform lets so many
+// through to a server, and would keep the next one waiting for those below it on the same stack.
+void RaiseConnectionLimit() noexcept {
+    static const bool isRaised [[maybe_unused]] = [] {
+        DWORD connections = 128;
+        for (const DWORD option :
+             {INTERNET_OPTION_MAX_CONNS_PER_SERVER, INTERNET_OPTION_MAX_CONNS_PER_1_0_SERVER})
+            InternetSetOptionA(nullptr, option, &connections, sizeof connections);
+        return true;
+    }();
+}
 
 }  // namespace
 
 void WinInet::Execute() {
+    struct Running {
+        Running() noexcept { ++s_running; }
+        ~Running() { --s_running; }
+    } const running;
     try {
         Run();
     } catch (...) {
@@ -37,6 +71,8 @@ void WinInet::Run() {
 }
 
 bool WinInet::OpenSession() {
+    if (HasControlCharacter(AgentName)) return Fail(openFailed);
+    RaiseConnectionLimit();
     m_internet = InternetHandle(
         InternetOpenA(AgentName.c_str(), INTERNET_OPEN_TYPE_PRECONFIG, nullptr, nullptr, 0));
     return m_internet ? Pass(opened) : Fail(openFailed);
@@ -44,33 +80,45 @@ bool WinInet::OpenSession() {
 
 bool WinInet::Connect() {
     SetTimeouts(m_internet.get());
+    m_deadline = GetTickCount64() + TotalMilliseconds();
+    if (HasControlCharacter(HostName, UserName, Password)) return Fail(connectFailed);
     m_connection = InternetHandle(
         InternetConnectA(m_internet.get(), HostName.c_str(), static_cast<INTERNET_PORT>(Port),
                          orNull(UserName), orNull(Password), INTERNET_SERVICE_HTTP, 0, 0));
     return m_connection ? Pass(connected) : Fail(connectFailed);
 }
 
-// The repeats are harmless, and required.
 void WinInet::SetTimeouts(HINTERNET handle) {
     if (TimeoutSek < 1) TimeoutSek = 300;
     if (TimeoutSek > LONG_MAX / 1000)
         throw automation::MakeRuntimeError(automation::RuntimeError::overflow);
-    DWORD milliseconds = static_cast<DWORD>(TimeoutSek) * 1000;
-    for (const DWORD option : {INTERNET_OPTION_CONNECT_TIMEOUT, INTERNET_OPTION_RECEIVE_TIMEOUT,
-                               INTERNET_OPTION_SEND_TIMEOUT, INTERNET_OPTION_RECEIVE_TIMEOUT,
-                               INTERNET_OPTION_SEND_TIMEOUT, INTERNET_OPTION_DATA_RECEIVE_TIMEOUT,
-                               INTERNET_OPTION_DATA_SEND_TIMEOUT})
-        InternetSetOptionA(handle, option, &milliseconds, sizeof milliseconds);
+    vtdl::SetTimeouts(
+        handle, static_cast<DWORD>(std::min<ULONGLONG>(1000ULL * static_cast<ULONGLONG>(TimeoutSek),
+                                                       TotalMilliseconds())));
+}
+
+ULONGLONG WinInet::TotalMilliseconds() const noexcept {
+    return 1000ULL * static_cast<ULONGLONG>(TotalSek > 0 ? TotalSek : 2LL * TimeoutSek);
 }
 
 bool WinInet::OpenRequest() {
+    if (HasControlCharacter(Method, Resource, Referer, PostQuery)) return Fail(requestFailed);
     CanonicalizeResource();
-    m_request = InternetHandle(HttpOpenRequestA(m_connection.get(), orNull(Method),
-                                                Resource.c_str(), "HTTP/1.0", orNull(Referer),
-                                                nullptr, INTERNET_FLAG_RELOAD, 0));
-    if (!m_request) return Fail(requestFailed);
+    return OpenRequestHandle() ? Pass(requestOpened) : Fail(requestFailed);
+}
+
+bool WinInet::OpenRequestHandle() {
+    const DWORD strictFlags = INTERNET_FLAG_NO_COOKIES | INTERNET_FLAG_NO_AUTO_REDIRECT;
+    const ULONGLONG now = GetTickCount64();
+    const DWORD left = static_cast<DWORD>(
+        std::min<ULONGLONG>(m_deadline > now ? m_deadline - now : 1, INFINITE - 1));
+    m_request.Open(HttpOpenRequestA(m_connection.get(), orNull(Method), Resource.c_str(),
+                                    "HTTP/1.0", orNull(Referer), nullptr,
+                                    INTERNET_FLAG_RELOAD | (Strict ? strictFlags : 0), 0),
+                   left);
+    if (!m_request.get()) return false;
     SetTimeouts(m_request.get());  // Wine 8 does not hand the session's limits down to its requests
-    return Pass(requestOpened);
+    return true;
 }
 
 void WinInet::CanonicalizeResource() {
@@ -80,14 +128,55 @@ void WinInet::CanonicalizeResource() {
         Resource.assign(canonical, length);
 }
 
-// The form's header is fixed; ContentType is the reply's.
 bool WinInet::Send() {
+    if (!SendRequest() || (Strict && !FollowRedirects())) return Fail(sendFailed);
+    return Pass(sent);
+}
+
+// The form's header is fixed; ContentType is the reply's.
+bool WinInet::SendRequest() {
     constexpr char formHeader[] = "Content-Type: application/x-www-form-urlencoded";
     const BOOL done = PostQuery.empty() ? HttpSendRequestA(m_request.get(), nullptr, 0, nullptr, 0)
                                         : HttpSendRequestA(m_request.get(), formHeader,
                                                            sizeof formHeader - 1, PostQuery.data(),
                                                            static_cast<DWORD>(PostQuery.size()));
-    return done ? Pass(sent) : Fail(sendFailed);
+    // Wine 8 counts a server that hangs up without a status line as one that has answered.
+    return done && StatusCode() > 0;
+}
+
+bool WinInet::FollowRedirects() {
+    for (int count = 0;; ++count) {
+        const DWORD status = StatusCode();
+        std::string location;
+        if (status < 300 || status > 399 || !QueryText(HTTP_QUERY_LOCATION, location)) return true;
+        if (count == maxRedirects || !TakeRedirect(status, location)) return false;
+        if (!OpenRequestHandle() || !SendRequest()) return false;
+    }
+}
+
+// Leads to another path of the same server, or nowhere. What took a form may name a page to get.
+bool WinInet::TakeRedirect(DWORD status, const std::string& location) {
+    const auto port = static_cast<INTERNET_PORT>(Port);
+    const std::string host = "http://" + HostName;
+    const std::string server = host + ":" + std::to_string(port);
+    char url[4096];
+    DWORD length = sizeof url;
+    if (!InternetCombineUrlA((server + Resource).c_str(), location.c_str(), url, &length,
+                             ICU_BROWSER_MODE))
+        return false;
+    const std::string_view target(url, length);
+    const std::string_view address = target.substr(0, target.find('/', sizeof "http://" - 1));
+    const bool isSame =
+        text::EqualsIgnoringCase(address, server) ||
+        (port == INTERNET_DEFAULT_HTTP_PORT && text::EqualsIgnoringCase(address, host));
+    if (!isSame || HasControlCharacter(target)) return false;
+    Resource = target.substr(address.size(), target.find('#') - address.size());
+    if (Resource.empty()) Resource = "/";
+    if (status <= HTTP_STATUS_REDIRECT_METHOD && !PostQuery.empty()) {
+        Method = "GET";
+        PostQuery.clear();
+    }
+    return true;
 }
 
 bool WinInet::QueryReply() {
@@ -110,9 +199,11 @@ void WinInet::Receive() {
     for (;;) {
         char block[blockSize];
         const DWORD read = ReadBlock(block);
+        // In small steps: while the text moves, it is there twice.
         if (read > m_response.capacity() - m_response.size())
-            m_response.reserve(m_response.capacity() + m_response.capacity() / 4 + blockSize);
+            m_response.reserve(m_response.capacity() + m_response.capacity() / 16 + blockSize);
         m_response.append(block, read);
+        if (IsBeyondLimits()) Cancel();
         if (IsCancelled()) return;
         m_bytesReceived += static_cast<long>(read);
         const std::chrono::duration<float> elapsed = Clock::now() - start;
@@ -126,8 +217,18 @@ void WinInet::Receive() {
     }
 }
 
-// A read waits until it has all the bytes that it asks for. Asked for no more than is there, it lets
-// messages and a cancel through after every piece that a slow server sends.
+// The request's handle goes when its time is over, which may be a little early.
+bool WinInet::IsBeyondLimits() const {
+    return m_response.size() > MaxBody() || !m_request.get() || GetTickCount64() >= m_deadline;
+}
+
+std::size_t WinInet::MaxBody() const noexcept {
+    constexpr long unit = 1024 * 1024, most = LONG_MAX / unit, usual = 64;
+    return static_cast<std::size_t>((MaxBodyMB < 1 ? usual : std::min(MaxBodyMB, most)) * unit);
+}
+
+// A read waits until it has all the bytes that it asks for. Asked for no more than is there, it
+// lets messages and a cancel through after every piece that a slow server sends.
 DWORD WinInet::ReadBlock(char (&block)[blockSize]) const {
     DWORD available = 0;
     DWORD read = 0;
@@ -168,6 +269,40 @@ void WinInet::CloseHandles() noexcept {
     m_request.reset();
     m_connection.reset();
     m_internet.reset();
+}
+
+void WinInet::RequestHandle::Open(HINTERNET handle, DWORD milliseconds) {
+    reset();
+    m_handle = handle;
+    if (!handle) return;
+    if (!CreateTimerQueueTimer(&m_timer, nullptr, OnTime, this, milliseconds, 0,
+                               WT_EXECUTEONLYONCE | WT_EXECUTELONGFUNCTION))
+        m_timer = nullptr;
+}
+
+void WinInet::RequestHandle::reset() noexcept {
+    if (m_timer)
+        DeleteTimerQueueTimer(nullptr, std::exchange(m_timer, nullptr), INVALID_HANDLE_VALUE);
+    Close();
+}
+
+// Closing ends a call that waits, but not in Wine 8: there the call goes on. It keeps to time-outs
+// that change under it, so that redirects end with the first answer that takes a moment.
+void CALLBACK WinInet::RequestHandle::OnTime(void* handle, BOOLEAN) noexcept {
+    auto& self = *static_cast<RequestHandle*>(handle);
+    vtdl::SetTimeouts(self.get(), 1);
+    self.Close();
+}
+
+void WinInet::RequestHandle::Close() noexcept {
+    if (const HINTERNET handle = m_handle.exchange(nullptr)) InternetCloseHandle(handle);
+}
+
+DWORD WinInet::StatusCode() const {
+    DWORD code = 0;
+    DWORD length = sizeof code;
+    constexpr DWORD what = HTTP_QUERY_STATUS_CODE | HTTP_QUERY_FLAG_NUMBER;
+    return HttpQueryInfoA(m_request.get(), what, &code, &length, nullptr) ? code : 0;
 }
 
 bool WinInet::QueryText(DWORD what, std::string& text) const {

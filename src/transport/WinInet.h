@@ -4,6 +4,7 @@
 #include <windows.h>
 #include <wininet.h>
 
+#include <atomic>
 #include <string>
 
 #include "automation/UniqueHandle.h"
@@ -25,6 +26,10 @@ protected:
 /// Runs one request from start to end on the caller's thread, letting window messages run between
 /// its stages and after every block. Stages fail softly: the state tells which. A second Execute
 /// keeps counting where the first one stopped; use a new object for every request.
+///
+/// A text with a control character, which could end a line of the request, fails the stage that
+/// would send it. A request beyond its limits fails in state sendFailed or, once a reply has begun,
+/// cancelled.
 class WinInet {
 public:
     enum State : long {
@@ -46,6 +51,9 @@ public:
 
     long TimeoutSek =
         0;  ///< seconds for each connect, send and receive; below 1: 300 from Execute on
+    long TotalSek = 0;    ///< seconds for the whole request; below 1: twice TimeoutSek
+    long MaxBodyMB = 0;   ///< megabytes of a body; below 1: 64
+    bool Strict = false;  ///< no cookies, and only few redirects, all to the same server
     std::string AgentName;
     std::string HostName;
     short Port = 0;
@@ -72,6 +80,9 @@ public:
 
     long LastState() const noexcept { return m_state; }
 
+    /// Whether a request runs on this thread, to which whoever asks would have to return first.
+    static bool IsAnyRunning() noexcept { return s_running > 0; }
+
 private:
     struct InternetTraits {
         using Handle = HINTERNET;
@@ -80,13 +91,43 @@ private:
     };
     using InternetHandle = automation::UniqueHandle<InternetTraits>;
 
+    /// The request's handle, closed by a thread of the system's when its time is over: nothing
+    /// else ends a call that waits in it.
+    class RequestHandle {
+    public:
+        RequestHandle() = default;
+        RequestHandle(const RequestHandle&) = delete;
+        RequestHandle& operator=(const RequestHandle&) = delete;
+        ~RequestHandle() { reset(); }
+
+        void Open(HINTERNET handle, DWORD milliseconds);
+        void reset() noexcept;
+        /// Null without a handle, and when the time is over.
+        HINTERNET get() const noexcept { return m_handle; }
+
+    private:
+        void Close() noexcept;
+        static void CALLBACK OnTime(void* handle, BOOLEAN) noexcept;
+
+        std::atomic<HINTERNET> m_handle = nullptr;
+        HANDLE m_timer = nullptr;
+    };
+
     static constexpr DWORD blockSize = 4096;
 
     void Run();
     bool OpenSession();
     bool Connect();
     bool OpenRequest();
+    bool OpenRequestHandle();
     bool Send();
+    bool SendRequest();
+    bool FollowRedirects();
+    bool TakeRedirect(DWORD status, const std::string& location);
+    DWORD StatusCode() const;
+    bool IsBeyondLimits() const;
+    std::size_t MaxBody() const noexcept;
+    ULONGLONG TotalMilliseconds() const noexcept;
     bool QueryReply();
     void Receive();
     DWORD ReadBlock(char (&block)[blockSize]) const;
@@ -108,7 +149,10 @@ private:
     std::string m_response;
     InternetHandle m_internet;
     InternetHandle m_connection;
-    InternetHandle m_request;
+    RequestHandle m_request;
+    ULONGLONG m_deadline = 0;  ///< in system ticks
+
+    static inline thread_local int s_running = 0;
 };
 
 }  // namespace vtdl

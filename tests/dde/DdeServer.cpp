@@ -7,7 +7,7 @@
 //
 //     BYTES 31320D0A00   exactly these bytes
 //     SIZE 1000000       a text of that many letters, with a line end
-//     SLOW 300           the text "slow", after that many milliseconds
+//     SLOW 300           the text "slow", or the start of the link, after that many milliseconds
 //     REFUSE             nothing: the request is not processed
 //     DIE                the process ends instead of answering
 //     LEAVE              answers "gone" and starts the link; then the server closes down in order
@@ -96,7 +96,8 @@ HDDEDATA StartLink(HSZ item) {
     if (name == "REFUSE") return nullptr;
     if (name == "DIE") TerminateProcess(GetCurrentProcess(), 0);
     if (name == "LEAVE") PostThreadMessageW(mainThread, WM_QUIT, 0, 0);
-    int rate = 0, count = 0;
+    int rate = 0, count = 0, pause = 0;
+    if (std::sscanf(name.c_str(), "SLOW %d", &pause) == 1) Sleep(static_cast<DWORD>(pause));
     if (std::sscanf(name.c_str(), "RATE %d %d", &rate, &count) == 2) {
         DdeKeepStringHandle(instance, item);
         feeds[name] = {item, rate, count, 0, GetTickCount64()};

@@ -1,5 +1,7 @@
 // The faces of a DDE session, and objects that come and go in any order.
 
+#include <thread>
+
 #include "DdeTest.h"
 #include "session/CSessions.h"
 
@@ -108,40 +110,57 @@ TEST_F(DdeTest, LastReferencesGoInTheCallback) {
     EXPECT_TRUE(NoConversationIsOpen());
 }
 
-/// Runs once, from the message loop, after some milliseconds.
+/// Runs once, after some milliseconds, from wherever messages run then: it is a sent one, which
+/// Wine lets through in its transactions too, unlike a timer.
 class Later {
 public:
-    Later(DWORD milliseconds, std::function<void()> action) {
+    Later(DWORD milliseconds, std::function<void()> action)
+        : m_window(CreateWindowW(L"STATIC", L"", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr,
+                                 nullptr)) {
         s_action = std::move(action);
-        m_timer = SetTimer(nullptr, 0, milliseconds, Run);
+        SetWindowLongPtrW(m_window, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(Run));
+        m_sender = std::thread([milliseconds, window = m_window, client = GetCurrentThreadId()] {
+            Sleep(milliseconds);
+            SendNotifyMessageW(window, WM_APP, 0, 0);
+            PostThreadMessageW(client, WM_NULL, 0, 0);  // wakes the transaction
+        });
     }
     Later(const Later&) = delete;
     Later& operator=(const Later&) = delete;
-    ~Later() { KillTimer(nullptr, m_timer); }
+    ~Later() {
+        m_sender.join();
+        DestroyWindow(m_window);
+    }
     static bool HasRun() { return !s_action; }
 
 private:
-    static void CALLBACK Run(HWND, UINT, UINT_PTR timer, DWORD) noexcept {
-        KillTimer(nullptr, timer);
+    static LRESULT CALLBACK Run(HWND window, UINT message, WPARAM wide, LPARAM parameter) noexcept {
+        if (message != WM_APP) return DefWindowProcW(window, message, wide, parameter);
         if (const auto action = std::exchange(s_action, nullptr)) action();
+        return 0;
     }
 
     static inline std::function<void()> s_action;
-    UINT_PTR m_timer;
+    HWND m_window;
+    std::thread m_sender;
 };
 
 TEST_F(DdeTest, SessionsEndWhileTheServerThinks) {
-    for (const bool isReleased : {false, true}) {
-        Reading reading(L"TIMER", L"SLOW 300", 20);
-        reading.Start();
+    const std::wstring timer = L"TIMER", hot = L"HOTADVISE";
+    for (const auto& [type, isReleased] :
+         {std::pair{timer, false}, {timer, true}, {hot, false}, {hot, true}, {hot, false}}) {
+        SCOPED_TRACE(testing::PrintToString(type));
+        Reading reading(type.c_str(), L"SLOW 300", 20);
         long told = 0;
-        const Later later(150, [&] {
+        const Later later(150, [&, isReleased = isReleased] {
             told = reading.Count(L"DataReady");
             if (isReleased)
                 reading.session = nullptr;
             else
                 EXPECT_EQ(reading.session->Done(), S_OK);
         });
+        reading.Start();
+        EXPECT_EQ(Later::HasRun(), type == hot) << "while the link was starting";
         EXPECT_TRUE(RunLoop(enough, [] { return Later::HasRun(); }));
         RunLoop(500);
         if (!isReleased) {

@@ -85,22 +85,47 @@ TEST_F(DdeTest, NobodyToTalkTo) {
 }
 
 TEST_F(DdeTest, TypesInAnyCase) {
-    const std::tuple<const wchar_t*, long, vtdlDDESessionType> cases[] = {
-        {L"request", 50, vtdlDDESessionTypeOneRequest},
-        {L"Timer", 1, vtdlDDESessionTypeByTimer},
-        {L"timer", 0, vtdlDDESessionTypeOneRequest},
-        {L"TIMER", -5, vtdlDDESessionTypeOneRequest},
-        {L"HotAdvise", 50, vtdlDDESessionTypeHotAdvise},
-        {L"WEEKLY", 0, vtdlDDESessionTypeHotAdvise},
-        {L"", 0, vtdlDDESessionTypeHotAdvise}};
+    const std::tuple<const wchar_t*, const wchar_t*, vtdlDDESessionType> cases[] = {
+        {L"request", L"50", vtdlDDESessionTypeOneRequest},
+        {L"Timer", L"1", vtdlDDESessionTypeByTimer},
+        {L"timer", L"0", vtdlDDESessionTypeOneRequest},
+        {L"TIMER", L"-5", vtdlDDESessionTypeOneRequest},
+        {L"TIMER", L"often", vtdlDDESessionTypeOneRequest},
+        {L"HotAdvise", L"50", vtdlDDESessionTypeHotAdvise},
+        {L"WEEKLY", L"0", vtdlDDESessionTypeHotAdvise},
+        {L"", L"0", vtdlDDESessionTypeHotAdvise}};
     for (const auto& [type, period, expected] : cases) {
-        Reading reading(type, L"BYTES 00", period);
+        Reading reading(type, L"BYTES 00");
+        reading.Set(L"PERIOD", period);
         reading.Start();
         EXPECT_EQ(reading.Type(), expected) << type << " " << period;
         const bool isOnce = expected == vtdlDDESessionTypeOneRequest;
         EXPECT_EQ(reading.sink.events, isOnce ? Events{L"DataReady"} : Events{});
         reading.session->Done();
     }
+}
+
+// Started again, also from within its own DataReady, a request is made in the conversation there
+// is.
+TEST_F(DdeTest, RequestsShareAConversation) {
+    Reading reading(L"REQUEST", L"COUNT");
+    std::wstring texts;
+    std::set<long> conversations;
+    reading.sink.onEvent = [&](const std::wstring&, _CSession*) {
+        conversations.insert(reading.Conversation());
+        texts += reading.Data() + L" ";
+        RunLoop(50);  // as in DownloadReadsOnce
+        if (texts == L"1 ") reading.Start();
+    };
+    reading.Start();
+    reading.Start();
+    EXPECT_EQ(texts, L"1 2 3 ");
+    EXPECT_EQ(conversations.size(), 1u);
+    EXPECT_EQ(StatusOf(reading.session), vtdlSessionStatusIdle);
+    reading.Set(L"TOPIC", L"NOSUCH");
+    reading.Start();
+    EXPECT_EQ(reading.Conversation(), 0) << "another topic, another conversation";
+    EXPECT_TRUE(NoConversationIsOpen());
 }
 
 TEST_F(DdeTest, TimerReadsAgainInOneConversation) {

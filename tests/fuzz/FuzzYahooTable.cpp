@@ -1,8 +1,11 @@
-// Pages of the chart service: prices and dividends.
+// Pages of the chart service: prices, dividends, and the probes of its servers.
+
+#include <regex>
 
 #include "Tables.h"
 #include "replies/DelimitedRows.h"
 #include "replies/ServiceDate.h"
+#include "replies/YahooProbe.h"
 #include "replies/YahooTable.h"
 
 namespace {
@@ -34,6 +37,21 @@ void CheckDividends(std::string_view page) {
     ParseServiceDate(page.substr(0, 12));
 }
 
+// The family that a probe names is the one of the documented expression.
+void CheckProbe(std::string_view reply) {
+    static const std::regex expression(
+        R"(^<!--[ \f\n\r\t\v]+([a-z]+)(\d+)\.([A-Za-z0-9_.]+)[ \f\n\r\t\v]+[^\n]+-->$)",
+        std::regex::ECMAScript | std::regex::multiline);
+    const auto family = FindServerFamily(reply);
+    Require(YahooReplyValidityIndex(reply) >= -1, "a score is a count");
+    if (reply.size() > 500) return;  // its time grows with the square
+    std::match_results<std::string_view::const_iterator> match;
+    std::optional<ServerFamily> expected;
+    if (std::regex_search(reply.begin(), reply.end(), match, expression))
+        expected = {match[1], match[3]};
+    Require(family == expected, "the family is that of the expression");
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -41,5 +59,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     CheckPrices(page);
     CheckPrices("Date,Open\n" + std::string(page));
     CheckDividends(page);
+    CheckProbe(page);
+    CheckProbe("<!-- a1.b" + std::string(page));
     return 0;
 }

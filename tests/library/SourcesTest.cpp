@@ -3,6 +3,7 @@
 
 #include "sources/CboeForm.h"
 #include "support/Downloads.h"
+#include "support/HostLoop.h"
 
 namespace vtdl::tests {
 namespace {
@@ -75,12 +76,24 @@ TEST_F(SourcesTest, GoogleRepliesWithoutPrices) {
     }
     // A missing price, and a volume that its column cannot hold.
     for (const auto& [row, place] : {std::pair{"30-Dec-10,-,1,1,1,1\n", L"row 1, OPEN \"-\""},
+                                     {"30-dec-10,1,1,1,1,1\n", L"FormatGoogleDate"},
                                      {"3-Jan-04,1,2,3,4,4172940000\n", L"row 1, VOLUME"}}) {
         Serve("google.finance", HttpReply(std::string(googleHeader) + row));
         Job job(Google());
         job.Start();
         EXPECT_FALSE(BlockOf(job.session)) << row;
         EXPECT_NE(TakeErrors().find(place), std::wstring::npos) << row;
+    }
+}
+
+TEST_F(SourcesTest, LimitsFromTheSettings) {
+    LoopbackServer server(googleHeader + std::string(2 << 20, '\n'));
+    for (const auto& [key, value] : {std::pair{"maxbody", "1"}, {"total", "1"}}) {
+        WriteSettings({{"hosts", "google.finance", server.Host()}, {"http", key, value}});
+        if (key == std::string("total")) server.PaceReplies(4096);
+        Job job(Google());
+        job.Start();
+        EXPECT_EQ(job.LastEvent(), failureDone) << key;
     }
 }
 
@@ -127,13 +140,24 @@ TEST_F(SourcesTest, PifinRepliesWithoutPrices) {
         EXPECT_TRUE(data) << body;
         EXPECT_EQ(RecordOf(job.session, L"HISTORICAL"), L"") << body;
     }
-    Serve("pifin", HttpReply("Date\tOpen\r\n2004-01-09\t1\tN/A\t3\t4\t5\t6\r\n"));
-    Job job(New<::CDataSourcePifin, _CDataSource>());
-    job.Start();
-    EXPECT_FALSE(BlockOf(job.session)) << "zeros would pass for prices";
-    const std::wstring errors = TakeErrors();
-    EXPECT_NE(errors.find(L"row 1, HIGH \"N/A\""), std::wstring::npos);
-    EXPECT_NE(errors.find(L"vtdl.CDataSourcePifin.ToNumber"), std::wstring::npos);
+    const std::string header = "Date\tOpen\tHigh\tLow\tClose\tVolume\tOpenInt";
+    struct Case {
+        std::string body;
+        std::vector<const wchar_t*> reports;
+    };
+    for (const Case& expected :
+         {Case{header + "\r\n2004-01-09\t1\tN/A\t3\t4\t5\t6\r\n",
+               {L"row 1, HIGH \"N/A\"", L"vtdl.CDataSourcePifin.ToNumber"}},
+          {header.substr(0, header.rfind('\t')) + "\r\n2004-01-09\t1\t2\t3\t4\t5\t6\r\n",
+           {L"header of 6 columns", L"vtdl.CDataSourcePifin.CDataSource_Download"}}}) {
+        Serve("pifin", HttpReply(expected.body));
+        Job job(New<::CDataSourcePifin, _CDataSource>());
+        job.Start();
+        EXPECT_FALSE(BlockOf(job.session)) << "wrong numbers would pass for prices";
+        const std::wstring errors = TakeErrors();
+        for (const wchar_t* report : expected.reports)
+            EXPECT_NE(errors.find(report), std::wstring::npos) << expected.body;
+    }
 }
 
 // --- Quotes
@@ -158,11 +182,15 @@ TEST_F(SourcesTest, YahooRealTime) {
     EXPECT_EQ(quoteOf("A,0.00,1/1/1970\n"),
               L"TICKER 3 A; LAST TRADE 3 empty; TRADE DATE 1 1/1/1970; Done 5");
     EXPECT_EQ(quoteOf(""), L"TICKER 3 ; Done 0");
-    // A name with a comma: one value more, and the last one has a name but no value.
-    EXPECT_NE(quoteOf(std::string("A") + std::string(21, ',') + ",z,z\n")
-                  .find(L"PREVIOUS CLOSE 3 ; STOCK EXCHANGE 0 empty; Done 0"),
+    // A name with a comma: one value more, and the last one has a name but no value. Two commas,
+    // and it has no name either.
+    const std::string shifted = "A,1,1/9/2004" + std::string(19, ',');
+    EXPECT_NE(quoteOf(shifted + "z\n").find(L"PREVIOUS CLOSE 3 ; STOCK EXCHANGE 0 empty; Done 0"),
               std::wstring::npos);
-    TakeErrors();  // an empty trade date
+    EXPECT_EQ(quoteOf(shifted + "z,z\n"), L"Done 0");
+    EXPECT_NE(TakeErrors().find(L"value 23"), std::wstring::npos);
+    EXPECT_TRUE(
+        quoteOf(std::string("A,12\0x", 7)).starts_with(L"TICKER 3 A; LAST TRADE 3 empty; "));
     EXPECT_NE(quoteOf("A,1,x,4:pm").find(L"TRADE DATE 1 "), std::wstring::npos);
     const std::wstring errors = TakeErrors();
     EXPECT_NE(errors.find(L"vtdl.CDataSourceYahooRealTime.ToDate"), std::wstring::npos);
@@ -177,18 +205,18 @@ TEST_F(SourcesTest, YahooRealTime) {
 }
 
 TEST_F(SourcesTest, PCQuote) {
-    std::string line = "IBM,12.5,x,15:59:00";
+    std::string line = "IBM,12.5,x,15:59:00", extra;
     for (int i = 4; i < 26; ++i) line.append(",").append(std::to_string(i));
     LoopbackServer server([&](const std::string& request) {
         constexpr char credentials[] = "Authorization: Basic YW5uOnNlY3JldA==";  // ann:secret
         return request.find(credentials) != std::string::npos
-                   ? HttpReply(line + ",extra\r\n")
+                   ? HttpReply(line + extra + "\r\n")
                    : "HTTP/1.0 401 Unauthorized\r\nWWW-Authenticate: Basic realm=\"q\"\r\n"
                      "Content-Length: 7\r\n\r\nrefused";
     });
     WriteSettings({{"hosts", "pcquote", server.Host()}});
     const auto source = New<::CDataSourcePCQuote, _CDataSource>();
-    const auto quoteOf = [&](const wchar_t* password) {
+    const auto quoteOf = [&](const wchar_t* password, const wchar_t* ticker = L"IBM") {
         Ptr<_CParameters> account;
         source->get_Parameters(&account);
         for (const auto& [name, value] : {std::pair{L"USER", L"ann"}, {L"PASSWORD", password}}) {
@@ -198,11 +226,15 @@ TEST_F(SourcesTest, PCQuote) {
             parameter->put_Value(_variant_t(value));
         }
         Job job(source);
-        job.Set(L"TICKER", L"IBM");
+        job.Set(L"TICKER", ticker);
         job.Start();
         EXPECT_EQ(job.LastEvent(), L"Done 0");
         return RecordOf(job.session, L"TICKER");
     };
+    extra = ",extra";
+    EXPECT_EQ(quoteOf(L"secret"), L"");
+    EXPECT_NE(TakeErrors().find(L"value 27"), std::wstring::npos);
+    extra.clear();
     const std::wstring quote = quoteOf(L"secret");
     EXPECT_TRUE(quote.starts_with(
         L"TICKER 3 IBM; LAST 2 12.5; NET 3 x; TIME 1 3:59:00 PM; SIZE 3 4; VOLUME 2 5; "))
@@ -217,9 +249,30 @@ TEST_F(SourcesTest, PCQuote) {
         "SIZE,VOLUME,OPEN,HIGH,LOW,CLOSE,BID,ASK,BIDASKSIZE,EXCHANGE,NAME,YRHIGH,YRLOW,DIVFREQ,"
         "DIVIDEND,EARNINGS,SHARES,PERATIO,DIVDATE,VOLATILITY,YIELD,STATUS&TICKER=IBM"));
 
-    const std::wstring refused = quoteOf(L"wrong");
-    EXPECT_TRUE(refused.starts_with(L"TICKER 3 IBM; LAST 3 empty; NET 3 empty; "));
+    const std::wstring refused = quoteOf(L"wrong", L"\u0416BM");
+    EXPECT_TRUE(refused.starts_with(L"TICKER 3 \u0416BM; LAST 3 empty; NET 3 empty; "));
     EXPECT_EQ(std::count(refused.begin(), refused.end(), L';'), 26);
+}
+
+// Requests of one thread can only end in the reverse order of their starts, and this server answers
+// in the order in which they came.
+TEST_F(SourcesTest, PeriodicDownloadsDoNotNest) {
+    LoopbackServer server([](const std::string&) {
+        Sleep(200);
+        return HttpReply("");
+    });
+    WriteSettings({{"hosts", "pcquote", server.Host()}});
+    std::vector<std::unique_ptr<Job>> jobs;
+    for (int i = 0; i < 10; ++i) {
+        jobs.push_back(std::make_unique<Job>(New<::CDataSourcePCQuote, _CDataSource>()));
+        jobs.back()->Set(L"PERIOD", 15L);
+        jobs.back()->Start();
+    }
+    const ULONGLONG start = GetTickCount64();
+    RunLoop(1000);
+    EXPECT_LT(GetTickCount64() - start, 2000u);
+    for (const auto& job : jobs) job->session->Done();
+    EXPECT_GT(server.TakeRequests().size(), 3u);
 }
 
 TEST_F(SourcesTest, PCQuotePeriod) {
@@ -307,11 +360,26 @@ TEST_F(SourcesTest, CboeChain) {
 
 TEST_F(SourcesTest, CboeReplyOfAnotherType) {
     Serve("cboe", CboeReply("<html></html>", "text/html"));
+    WriteSettings({{"hosts", "cboe", Server().Host()}, {"hosts", "vestora", Server().Host()}});
     Job job(New<::CDataSourceCBOE, _CDataSource>());
     job.Start();
     EXPECT_EQ(ErrorOf(job.session), L"5 -1 Invalid data format");
+    EXPECT_EQ(Server().TakePaths().back(), "GET /files/VTDL.version");
     EXPECT_EQ(RecordOf(job.session, L"TICKER"), L"");
     EXPECT_EQ(job.Count(L"DataReady"), 1);
+}
+
+TEST_F(SourcesTest, CboeCellThatCannotBeRead) {
+    std::string table = cboeTable;
+    Serve("cboe",
+          CboeReply(table.replace(table.find("16 Nov 70"), 2, "xx"), "application/x-unknown"));
+    Job job(New<::CDataSourceCBOE, _CDataSource>());
+    job.Start();
+    EXPECT_EQ(NumbersOf(ColumnOf(job.session, L"EXPIRATION", L"CALLS"), VT_DATE),
+              (Numbers{0, Day(2016, 12, 16)}));
+    const std::wstring errors = TakeErrors();
+    EXPECT_NE(errors.find(L"vtdl.CDataSourceCBOE.ExpireDateToDate"), std::wstring::npos);
+    EXPECT_EQ(std::count(errors.begin(), errors.end(), L'\n'), 1);
 }
 
 // The settings may bring the form's state of the day. A damaged head of the table is reported.

@@ -1,5 +1,7 @@
 // The HTTP client: its states and progress in order, what it sends, cancelling, odd replies.
 
+#include <cstring>
+
 #include "automation/Error.h"
 #include "support/Downloads.h"
 #include "transport/WinInet.h"
@@ -143,18 +145,109 @@ TEST_F(WinInetTest, Timeouts) {
     EXPECT_FALSE(client.SuccessDone);
 }
 
-// A server that keeps silent is given up at the limit, whether it ever began to answer or not.
-TEST_F(WinInetTest, SilentServers) {
-    LoopbackServer server([](const std::string&) {
-        Sleep(2500);
-        return std::string();
-    });
-    client.TimeoutSek = 1;
-    const ULONGLONG start = GetTickCount64();
-    Execute(server);
-    EXPECT_LT(GetTickCount64() - start, 2000u);
-    EXPECT_EQ(recorder.states.back(), WinInet::sendFailed);
-    EXPECT_FALSE(client.SuccessDone);
+// However a server goes on, a request ends at its limits; a silent one also at the time-out.
+TEST_F(WinInetTest, Limits) {
+    const std::string head = "HTTP/1.0 200 OK\r\n";
+    const std::string megabytes(3 << 20, 'x');
+    struct Case {
+        const char* what;
+        std::string reply;  ///< empty: silence
+        std::size_t piece;
+        long timeout, total, state;
+    };
+    const Case cases[] = {
+        {"silence", "", 0, 1, 0, WinInet::sendFailed},
+        {"longer silence", "", 0, 30, 1, WinInet::sendFailed},
+        {"slow body", head + "\r\n" + megabytes, 1000, 30, 1, WinInet::cancelled},
+        {"large body", head + "\r\n" + megabytes, 0, 30, 30, WinInet::cancelled},
+    };
+    for (const Case& expected : cases) {
+        SCOPED_TRACE(expected.what);
+        LoopbackServer server([&](const std::string&) {
+            if (expected.reply.empty()) Sleep(2500);
+            return expected.reply;
+        });
+        server.PaceReplies(expected.piece);
+        Recorder one;
+        WinInet fetch(&one);
+        one.client = &fetch;
+        Aim(fetch, server.Port());
+        fetch.TimeoutSek = expected.timeout;
+        fetch.TotalSek = expected.total;
+        fetch.MaxBodyMB = 1;
+        const ULONGLONG start = GetTickCount64();
+        fetch.Execute();
+        EXPECT_LT(GetTickCount64() - start, 2300u);
+        EXPECT_EQ(one.states.back(), expected.state);
+        EXPECT_FALSE(fetch.SuccessDone);
+        for (const auto& [received, total] : one.progress) EXPECT_LE(received, 1 << 20);
+    }
+}
+
+// What could write a header of the caller's choice is not sent.
+TEST_F(WinInetTest, ControlCharacters) {
+    LoopbackServer server("x");
+    const std::pair<std::string WinInet::*, long> parts[] = {
+        {&WinInet::AgentName, WinInet::openFailed},   {&WinInet::HostName, WinInet::connectFailed},
+        {&WinInet::UserName, WinInet::connectFailed}, {&WinInet::Password, WinInet::connectFailed},
+        {&WinInet::Method, WinInet::requestFailed},   {&WinInet::Resource, WinInet::requestFailed},
+        {&WinInet::Referer, WinInet::requestFailed},  {&WinInet::PostQuery, WinInet::requestFailed},
+    };
+    for (const auto& [part, state] : parts)
+        for (const char character : {'\r', '\n', '\0', '\t', '\x7F'}) {
+            Recorder one;
+            WinInet fetch(&one);
+            one.client = &fetch;
+            Aim(fetch, server.Port());
+            fetch.*part += character;
+            fetch.*part += "X-Of-The-Caller: 1";
+            fetch.Execute();
+            EXPECT_EQ(one.states.back(), state);
+        }
+    EXPECT_TRUE(server.TakeRequests().empty());
+}
+
+// Strictly, only the server that was asked gets requests, and none of them tells of another.
+TEST_F(WinInetTest, StrictRedirects) {
+    LoopbackServer other("other");
+    struct Case {
+        const char* location;
+        std::size_t requests;
+        const char* body;
+    };
+    for (const Case& expected : {Case{"/b?c#d", 2, "done"},
+                                 {"c.csv", 2, "done"},
+                                 {"http://127.0.0.1:PORT/b", 2, "done"},
+                                 {"/again", 6, ""},
+                                 {"http://127.0.0.1:OTHER/b", 1, ""},
+                                 {"//127.0.0.1:OTHER/b", 1, ""},
+                                 {"https://127.0.0.1:PORT/b", 1, ""},
+                                 {"http://a@127.0.0.1:PORT/b", 1, ""}}) {
+        SCOPED_TRACE(expected.location);
+        std::string location = expected.location;
+        LoopbackServer server([&](const std::string& request) {
+            const bool isOver = !Has(request, "POST /") && !Has(request, "GET /again");
+            return isOver ? HttpReply("done")
+                          : "HTTP/1.0 302 Found\r\nSet-Cookie: a=b\r\nLocation: " + location +
+                                "\r\n\r\n";
+        });
+        for (const auto& [name, port] : {std::pair{"PORT", server.Port()}, {"OTHER", other.Port()}})
+            if (const std::size_t at = location.find(name); at != std::string::npos)
+                location.replace(at, std::strlen(name),
+                                 std::to_string(static_cast<unsigned short>(port)));
+        WinInet fetch;
+        Aim(fetch, server.Port());
+        fetch.Method = "POST";
+        fetch.PostQuery = "a=1";
+        fetch.Strict = true;
+        fetch.Execute();
+        EXPECT_EQ(fetch.Response(), expected.body);
+        EXPECT_EQ(fetch.SuccessDone, *expected.body != 0);
+        const auto requests = server.TakeRequests();
+        EXPECT_EQ(requests.size(), expected.requests);
+        for (const std::string& request : requests) EXPECT_FALSE(Has(request, "Cookie")) << request;
+    }
+    EXPECT_TRUE(other.TakeRequests().empty());
 }
 
 TEST_F(WinInetTest, CancelAtEachState) {
@@ -211,6 +304,20 @@ TEST_F(WinInetTest, Replies) {
         ASSERT_FALSE(one.progress.empty());
         for (const auto& [received, total] : one.progress) EXPECT_EQ(total, expected.total);
         EXPECT_EQ(one.progress.back().first, static_cast<long>(fetch.Response().size()));
+    }
+}
+
+TEST_F(WinInetTest, RepliesWithoutStatusLine) {
+    for (const char* reply : {"", "page", "HTTP/1.0\r\n\r\npage"}) {
+        SCOPED_TRACE(reply);
+        LoopbackServer server([&](const std::string&) { return std::string(reply); });
+        Recorder one;
+        WinInet fetch(&one);
+        one.client = &fetch;
+        Aim(fetch, server.Port());
+        fetch.Execute();
+        EXPECT_EQ(one.states, (States{1, 3, 6, 8}));
+        EXPECT_FALSE(fetch.SuccessDone);
     }
 }
 

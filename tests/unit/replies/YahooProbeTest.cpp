@@ -1,0 +1,69 @@
+// The score of a probe's reply and the family of servers it names, by the documented expressions.
+
+#include "replies/YahooProbe.h"
+
+#include <regex>
+
+#include "Replies.h"
+
+namespace vtdl::replies {
+namespace {
+
+TEST(YahooProbe, ScoreCountsDailyRows) {
+    const std::string row = "9-Jan-04,1.0,1.0,1.0,1.0,100,1.0";
+    const std::pair<std::string, long> cases[] = {
+        {"", -1},
+        {"Date,Ope", -1},
+        {" Date,Open\n" + row, -1},
+        {"dATE,oPEN", 0},
+        {"Date,Open\n" + row, 1},
+        {"Date,Open\r\n" + row + "\r\n\r\n" + row + "\n<!-- x -->\n", 2},
+        {"Date,Open\n" + row + "\r" + row + "\n " + row + "\n" + row + " \n" + row + ",\n", 2},
+        {"Date,Open\n1-_-2,.,.,.,.,1,.\n1-J-04,1,1,1,1,1.0,1\n2004-01-09,1,1,1,1,1,1\n", 2},
+        {"Date,Open\n-Jan-04,1,1,1,1,1,1\n9-J\xE9-04,1,1,1,1,1,1\n9-Jan-04,1,,1,1,1,1\n", 0},
+    };
+    for (const auto& [reply, score] : cases)
+        EXPECT_EQ(YahooReplyValidityIndex(reply), score) << reply;
+}
+
+TEST(YahooProbe, FamilyIsThatOfTheExpression) {
+    const std::regex expression(R"(^<!--[ \f\n\r\t\v]+([a-z]+)(\d+)\.([A-Za-z0-9_.]+))"
+                                R"([ \f\n\r\t\v]+[^\n]+-->$)",
+                                std::regex::ECMAScript | std::regex::multiline);
+    int found = 0;
+    for (const std::string reply :
+         {"<!-- quotes5.family.example uncompressed/chunked -->", "x\n<!-- a1.b c -->\r\nmore",
+          "<!--\n\ta1.b\n\n c-->", "<!-- a1.b  -->", "<!-- a1.b \t-->", "<!-- a1._ c --> -->",
+          "<!-- a1.b c\r-->", "<!-- a1.b c -->\r<!-- d2.e f -->", "<!-- a1.b c\r<!-- d2.e f -->",
+          "<!-- a1.b c\n<!-- d2.e f -->", "<!-- a1.b\n\nc\r-->\n", "<!-- a12.3.4 ---->",
+          // and none of them:
+          "<!-- a1.b -->", "<!-- a1.b\n-->", "<!-- a1.b \n-->", "<!-- a1.b c\n-->",
+          "<!-- A1.b c -->", "<!-- a.b c -->", "<!-- 1.b c -->", "<!-- a1. c -->", "<!-- a1b c -->",
+          "<!--a1.b c -->", " <!-- a1.b c -->", "<!-- a1.b c --> ", "<!-- a1.b-c d -->",
+          "<! -- a1.b c -->", "<!--", "<!-- a1.b", "<!-- a1.b c", "<!-- a1.b \xE9\n -->", ""}) {
+        std::smatch match;
+        std::optional<ServerFamily> expected;
+        if (std::regex_search(reply, match, expression)) expected = {match[1], match[3]};
+        EXPECT_EQ(FindServerFamily(reply), expected) << reply;
+        found += expected ? 1 : 0;
+    }
+    EXPECT_EQ(found, 12) << "the cases are as their list says";
+}
+
+// Whatever a server sends, it is looked at once.
+TEST(YahooProbe, TimeGrowsWithTheReply) {
+    using namespace std::chrono;
+    const auto repeated = [](std::string_view piece) {
+        std::string text = "<!-- a1.b";
+        while (text.size() < 400'000) text += piece;
+        return text;
+    };
+    const auto start = steady_clock::now();
+    for (const char* piece : {" ", "a", "1", ".", "-", "-->", "<!-- a1.b \r", "<!--\n",
+                              "<!-- a1.b\n", "<!-- a1.b x\r\n", "\r", "--> \r"})
+        EXPECT_EQ(FindServerFamily(repeated(piece)), std::nullopt) << piece;
+    EXPECT_LT(steady_clock::now() - start, 5s);
+}
+
+}  // namespace
+}  // namespace vtdl::replies
