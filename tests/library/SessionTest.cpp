@@ -55,7 +55,9 @@ TEST_F(SessionTest, ReportsAndStatusesInOrder) {
         statuses.push_back(StatusOf(caller));
         source.AddRef();
         const ULONG holders = source.Release();
-        if (event == L"Done 0") EXPECT_EQ(holders, 1u) << "the active source is let go before";
+        if (event == L"Done 0") {
+            EXPECT_EQ(holders, 1u) << "the active source is let go before";
+        }
     };
     source.download = [](_CSession* current) {
         const auto progress = ProgressOf(current);
