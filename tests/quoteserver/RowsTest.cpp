@@ -46,5 +46,18 @@ TEST(Rows, ComplaintsNameTheLine) {
     }
 }
 
+TEST(Rows, ColumnsMayStandInAnyOrder) {
+    std::string text =
+        "\xEF\xBB\xBF"
+        "VOLUME,close,Note,low,High,open,date\r\n7,1.5,x,0.5,2,1,2004-01-09\r\n\r\n";
+    BringIntoLayout(text, priceLayout);
+    EXPECT_EQ(text, priceHeader + "2004-01-09,1,2,0.5,1.5,7,1.5\n\n");
+    std::string lacking = "Date,Open,High,Low,Volume\n";
+    EXPECT_THROW(BringIntoLayout(lacking, priceLayout), DataError);
+    std::string shortRow = "Date,Dividends,Splits\n2004-01-09,1\n";
+    EXPECT_THROW(BringIntoLayout(shortRow, dividendLayout), DataError)
+        << "values of a short row would be taken for others";
+}
+
 }  // namespace
 }  // namespace quoteserver

@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "AccountService.h"
+#include "Check.h"
 #include "FuturesService.h"
 #include "HistoryService.h"
 #include "OptionService.h"
@@ -175,11 +176,45 @@ TEST_F(QuoteFile, IsReadAsEditorsLeaveIt) {
     const QuoteTable quotes = table(
         "\xEF\xBB\xBF"
         "n,s,l1\r\n\"A \"\"B\"\", C\",abc,\r\n\r\n,x,1");
-    EXPECT_EQ(quotes.value("ABC", "n"), "A \"B\", C");
-    EXPECT_EQ(quotes.value("ABC", "l1"), "");
-    EXPECT_EQ(quotes.value("X", "l1"), "1");
-    EXPECT_EQ(quotes.value("X", "l"), "N/A");
-    EXPECT_FALSE(QuoteTable(DataFolder{SAMPLE_DATA "/.."}).has("X"));  // no such file there
+    EXPECT_EQ(quotes.Of("ABC").value("n"), "A \"B\", C");
+    EXPECT_EQ(quotes.Of("ABC").value("l1"), "");
+    EXPECT_EQ(quotes.Of("X").value("l1"), "1");
+    EXPECT_EQ(quotes.Of("X").value("l"), "N/A");
+    EXPECT_FALSE(
+        QuoteTable(DataFolder{SAMPLE_DATA "/.."}).Of("X").IsKnown());  // no such file there
+}
+
+TEST_F(QuoteFile, DailyPricesStandForWhatItLacks) {
+    std::ofstream(m_folder / "y.csv")
+        << "Date,Open,High,Low,Close,Volume\n2004-01-08,1,2,0.5,1.60,7\n"
+           "2004-01-09,1.1,2.1,0.6,2.00,8\n";
+    const Quote quote = table("s,l1\nX,1\n").Of("Y");
+    for (const auto& [letters, value] : {std::pair{"s", "Y"},
+                                         {"l1", "2.00"},
+                                         {"c1", "+0.40"},
+                                         {"p2", "+25.00%"},
+                                         {"p", "1.60"},
+                                         {"d1", "1/9/2004"},
+                                         {"v", "8"},
+                                         {"n", "Y daily close of 2004-01-09"},
+                                         {"t1", "N/A"}})
+        EXPECT_EQ(quote.value(letters), value) << letters;
+}
+
+TEST_F(QuoteFile, ChecksNameEveryDamagedLine) {
+    std::ofstream(m_folder / "A.csv")
+        << "Date,Open,High,Low,Close,Volume,Adj Close\n2004-01-09,1,2,3\n"
+           "2004-01-08,1,2,3,x,5,6\n2004-01-07,1,2,3,4,5,6\n";
+    std::ofstream(m_folder / "B.dividends.csv") << "Date,Amount\n";
+    std::ofstream(m_folder / "a b.csv") << "";
+    std::ofstream(m_folder / "quotes.csv") << "s,l1\nA\n";
+    std::ostringstream out;
+    EXPECT_EQ(CheckFolder(m_folder, out), 5U);
+    EXPECT_EQ(out.str(),
+              "A.csv line 2: 4 values instead of 7\nA.csv line 3: \"x\" is not a number\n"
+              "B.dividends.csv line 1: no column is called Dividends\n"
+              "a b.csv is not named after a ticker, and never read\n"
+              "quotes.csv line 2: 1 values instead of 2\n");
 }
 
 TEST_F(QuoteFile, IsRefusedWithTheLineThatIsDamaged) {

@@ -67,21 +67,21 @@ std::string Clock24(std::string_view time) {
     return clock;
 }
 
-std::string Value(const QuoteTable& quotes, std::string_view ticker, std::string_view field) {
+std::string Value(const Quote& quote, std::string_view field) {
     if (field == "TIME") {
-        return Clock24(Known(quotes.value(ticker, "t1")));
+        return Clock24(Known(quote.value("t1")));
     }
     if (field == "BIDASKSIZE") {
-        const std::string bid(Known(quotes.value(ticker, "b6")));
-        const std::string ask(Known(quotes.value(ticker, "a5")));
+        const std::string bid(Known(quote.value("b6")));
+        const std::string ask(Known(quote.value("a5")));
         return bid.empty() && ask.empty() ? "" : bid + "x" + ask;
     }
     const auto source = std::ranges::find(fieldSources, field, &FieldSource::field);
     if (source == fieldSources.end()) {
         return {};
     }
-    const std::string_view value = Known(quotes.value(ticker, source->letters));
-    return std::string(value.empty() ? Known(quotes.value(ticker, source->alternative)) : value);
+    const std::string_view value = Known(quote.value(source->letters));
+    return std::string(value.empty() ? Known(quote.value(source->alternative)) : value);
 }
 
 }  // namespace
@@ -96,15 +96,14 @@ Reply AccountService::Answer(const Request& request) const {
         refusal.challenge = "Basic realm=\"quotes\"";
         return refusal;
     }
-    const QuoteTable quotes(m_folder);
-    const std::string_view ticker = request.target.query.value("TICKER");
-    if (!quotes.has(ticker)) {
+    const Quote quote = QuoteTable(m_folder).Of(request.target.query.value("TICKER"));
+    if (!quote.IsKnown()) {
         return {200, "text/plain", "Invalid symbol\n"};
     }
     std::string_view fields = request.target.query.value("FIELDS");
     std::string line;
     while (!fields.empty()) {
-        line += Value(quotes, ticker, TakeField(fields, ',')) + ",";
+        line += Value(quote, TakeField(fields, ',')) + ",";
     }
     if (line.empty()) {
         throw BadQuery("FIELDS= asks for nothing");

@@ -78,26 +78,26 @@ DataFolder::DataFolder(std::filesystem::path folder) : m_folder(std::move(folder
 
 std::optional<DataFile> DataFolder::Prices(std::string_view ticker) const {
     const std::string name = std::string(ticker).append(priceSuffix);
-    return IsNameOfOtherData(name) ? std::nullopt : read(name);
+    return IsNameOfOtherData(name) ? std::nullopt : Read(name);
 }
 
 std::optional<DataFile> DataFolder::Dividends(std::string_view ticker) const {
-    return read(std::string(ticker).append(dividendSuffix));
+    return Read(std::string(ticker).append(dividendSuffix));
 }
 
 std::optional<DataFile> DataFolder::Options(std::string_view ticker) const {
-    return read(std::string(ticker).append(optionSuffix));
+    return Read(std::string(ticker).append(optionSuffix));
 }
 
 std::optional<DataFile> DataFolder::Futures(std::string_view ticker) const {
-    return read(std::string(ticker).append(futuresSuffix));
+    return Read(std::string(ticker).append(futuresSuffix));
 }
 
-std::optional<DataFile> DataFolder::Quotes() const { return read(std::string(quotesName)); }
+std::optional<DataFile> DataFolder::Quotes() const { return Read(std::string(quotesName)); }
 
 // A ticker is compared with the names in the folder and never becomes a path itself. So nothing
 // outside is reached, no device of Windows (CON.csv) is opened, and case does not matter anywhere.
-std::optional<DataFile> DataFolder::read(const std::string& name) const {
+std::optional<DataFile> DataFolder::Read(const std::string& name) const {
     for (const auto& entry : std::filesystem::directory_iterator(m_folder)) {
         if (SameName(entry.path().filename(), name) && entry.is_regular_file()) {
             std::string realName = entry.path().filename().string();

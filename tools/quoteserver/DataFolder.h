@@ -32,10 +32,10 @@ public:
     std::optional<DataFile> Futures(std::string_view ticker) const;
     // The quotes of all tickers.
     std::optional<DataFile> Quotes() const;
+    // A file by its name, in any case.
+    std::optional<DataFile> Read(const std::string& name) const;
 
 private:
-    std::optional<DataFile> read(const std::string& name) const;
-
     std::filesystem::path m_folder;
 };
 

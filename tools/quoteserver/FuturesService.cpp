@@ -38,7 +38,7 @@ FuturesService::FuturesService(DataFolder folder) : m_folder(std::move(folder)) 
 Reply FuturesService::Answer(const Query& query) const {
     const DateRange range{Bound(query, "sd"), Bound(query, "ed")};
     const std::string ticker(query.value("tid"));
-    const std::optional<DataFile> file = m_folder.Futures(ticker);
+    std::optional<DataFile> file = m_folder.Futures(ticker);
     if (!file) {
         return ErrorPage(404, "There is no data for " + ticker);
     }

@@ -67,7 +67,7 @@ Reply HistoryService::Answer(const Query& query) const {
         throw BadQuery("histperiod=" + std::string(period) + " is neither DAILY nor WEEKLY");
     }
     const DateRange range{Bound(query, "startdate"), Bound(query, "enddate")};
-    const std::optional<DataFile> file = m_folder.Prices(ticker);
+    std::optional<DataFile> file = m_folder.Prices(ticker);
     if (!file) {
         return ErrorPage(404, "There is no data for " + std::string(ticker));
     }

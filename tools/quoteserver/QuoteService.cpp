@@ -54,10 +54,10 @@ void AppendText(std::string& out, std::string_view text) {
     out += '"';
 }
 
-void AppendValue(std::string& line, const QuoteTable& quotes, const std::string& ticker,
+void AppendValue(std::string& line, const Quote& quote, const std::string& ticker,
                  std::string_view field) {
-    const bool isEcho = field == "s" && !quotes.has(ticker);
-    const std::string_view value = isEcho ? ticker : quotes.value(ticker, field);
+    const bool isEcho = field == "s" && !quote.IsKnown();
+    const std::string_view value = isEcho ? ticker : quote.value(field);
     if (isEcho || (IsText(field) && value != "N/A")) {
         AppendText(line, value);
     } else {
@@ -78,8 +78,9 @@ Reply QuoteService::Answer(const Query& query) const {
     const QuoteTable quotes(m_folder);
     std::string body;
     for (const std::string& ticker : tickers) {
+        const Quote quote = quotes.Of(ticker);
         for (const std::string& field : fields) {
-            AppendValue(body, quotes, ticker, field);
+            AppendValue(body, quote, ticker, field);
             body += ',';
         }
         body.back() = '\n';

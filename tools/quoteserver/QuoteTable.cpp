@@ -1,6 +1,7 @@
 #include "QuoteTable.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <optional>
 
 #include "Rows.h"
@@ -9,6 +10,13 @@ namespace quoteserver {
 namespace {
 
 constexpr std::string_view unknown = "N/A";
+
+template <typename... Values>
+std::string Printed(const char* format, Values... values) {
+    char text[64];
+    std::snprintf(text, sizeof text, format, values...);
+    return text;
+}
 
 // A quoted cell may hold commas, and quotes as two of them; line ends it never holds.
 std::string TakeCell(std::string_view& line) {
@@ -43,8 +51,8 @@ std::vector<std::string> SplitCells(std::string_view line) {
 
 }  // namespace
 
-QuoteTable::QuoteTable(const DataFolder& folder) {
-    const std::optional<DataFile> file = folder.Quotes();
+QuoteTable::QuoteTable(DataFolder folder) : m_folder(std::move(folder)) {
+    const std::optional<DataFile> file = m_folder.Quotes();
     if (!file) {
         return;
     }
@@ -69,19 +77,65 @@ QuoteTable::QuoteTable(const DataFolder& folder) {
     }
 }
 
-std::string_view QuoteTable::value(std::string_view ticker, std::string_view letters) const {
-    const Cells* row = Find(ticker);
-    const auto column = std::ranges::find(m_header, letters);
-    if (row == nullptr || column == m_header.end()) {
-        return unknown;
-    }
-    return (*row)[static_cast<std::size_t>(column - m_header.begin())];
+std::string_view Quote::value(std::string_view letters) const {
+    const auto found = std::ranges::find(
+        m_values, letters, [](const auto& value) { return std::string_view(value.first); });
+    return found == m_values.end() ? unknown : found->second;
 }
 
-const QuoteTable::Cells* QuoteTable::Find(std::string_view ticker) const {
-    const auto found = std::ranges::find_if(
-        m_rows, [&](const Cells& row) { return SameTicker(row[m_tickerColumn], ticker); });
-    return found == m_rows.end() ? nullptr : &*found;
+Quote QuoteTable::Of(std::string_view ticker) const {
+    const auto row = std::ranges::find_if(
+        m_rows, [&](const Cells& cells) { return SameTicker(cells[m_tickerColumn], ticker); });
+    if (row == m_rows.end()) {
+        return OfDailyPrices(ticker);
+    }
+    std::vector<std::pair<std::string, std::string>> values;
+    for (std::size_t i = 0; i < m_header.size(); ++i) {
+        values.emplace_back(m_header[i], (*row)[i]);
+    }
+    return Quote(std::move(values));
+}
+
+Quote QuoteTable::OfDailyPrices(std::string_view ticker) const {
+    std::optional<DataFile> file = IsTicker(ticker) ? m_folder.Prices(ticker) : std::nullopt;
+    const std::vector<Row> rows = file ? ReadRows(*file, priceLayout) : std::vector<Row>();
+    if (rows.empty()) {
+        return {};
+    }
+    const auto valuesOf = [](const Row& row) {
+        std::vector<std::string> values;
+        for (std::string_view rest = row.values; !rest.empty();) {
+            values.emplace_back(TakeField(rest, ','));
+        }
+        return values;
+    };
+    const std::chrono::year_month_day date = rows[0].date;
+    const std::vector<std::string> day = valuesOf(rows[0]);
+    const std::string &open = day[0], &high = day[1], &low = day[2], &close = day[3];
+    const int year = static_cast<int>(date.year());
+    const unsigned month = static_cast<unsigned>(date.month());
+    const unsigned dayOfMonth = static_cast<unsigned>(date.day());
+    std::vector<std::pair<std::string, std::string>> values{
+        {"s", std::string(ticker)},
+        {"n",
+         std::string(ticker) + Printed(" daily close of %04d-%02u-%02u", year, month, dayOfMonth)},
+        {"d1", Printed("%u/%u/%d", month, dayOfMonth, year)},
+        {"l1", close},
+        {"o", open},
+        {"h", high},
+        {"g", low},
+        {"v", day[4]},
+        {"m", low + " - " + high},
+    };
+    if (rows.size() > 1) {
+        const std::string before = valuesOf(rows[1])[3];
+        const double last = std::stod(before), change = std::stod(close) - last;
+        values.insert(values.end(), {{"p", before}, {"c1", Printed("%+.2f", change)}});
+        if (last != 0) {
+            values.emplace_back("p2", Printed("%+.2f%%", 100 * change / last));
+        }
+    }
+    return Quote(std::move(values));
 }
 
 }  // namespace quoteserver

@@ -1,31 +1,49 @@
-// quotes.csv of the data folder: a line a ticker, a column a request letter ("l1" is the last
-// trade).
+// The quotes of a data folder: those of quotes.csv (a line a ticker, a column a request letter;
+// "l1" is the last trade), and for tickers that it lacks those made of their daily prices.
 #pragma once
 
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "DataFolder.h"
 
 namespace quoteserver {
 
-class QuoteTable {
+class Quote {
 public:
-    // A folder without the file has no quotes. Throws std::runtime_error, naming file and line, for
-    // a header without "s" and for a row that has another number of values than the header.
-    explicit QuoteTable(const DataFolder& folder);
+    // Of an unknown ticker, without values.
+    Quote() = default;
+    // Values by their letters.
+    explicit Quote(std::vector<std::pair<std::string, std::string>> values)
+        : m_values(std::move(values)) {}
 
-    bool has(std::string_view ticker) const { return Find(ticker) != nullptr; }
+    bool IsKnown() const { return !m_values.empty(); }
 
     // "N/A" for what is not known.
-    std::string_view value(std::string_view ticker, std::string_view letters) const;
+    std::string_view value(std::string_view letters) const;
+
+private:
+    std::vector<std::pair<std::string, std::string>> m_values;
+};
+
+class QuoteTable {
+public:
+    // Reads quotes.csv, if the folder has it. Throws std::runtime_error, naming file and line, for
+    // a header without "s" and for a row that has another number of values than the header.
+    explicit QuoteTable(DataFolder folder);
+
+    // A quote of daily prices has those of the last day, the change to the day before, and a name
+    // that says so, with the date. Throws std::runtime_error when their file is damaged.
+    Quote Of(std::string_view ticker) const;
 
 private:
     using Cells = std::vector<std::string>;
 
-    const Cells* Find(std::string_view ticker) const;
+    Quote OfDailyPrices(std::string_view ticker) const;
 
+    DataFolder m_folder;
     Cells m_header;
     std::size_t m_tickerColumn = 0;
     std::vector<Cells> m_rows;

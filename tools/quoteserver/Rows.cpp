@@ -42,7 +42,82 @@ Row ParseRow(std::string_view text, std::size_t line, const Layout& layout) {
     return {*date, values, line};
 }
 
+std::vector<std::string_view> Cells(std::string_view line) {
+    std::vector<std::string_view> cells;
+    for (bool isLast = false; !isLast;) {
+        isLast = line.find(',') == std::string_view::npos;
+        cells.push_back(TakeField(line, ','));
+    }
+    return cells;
+}
+
+// "Adj. Close" is "adj_close" and "AdjClose".
+std::string Spelling(std::string_view name) {
+    std::string letters;
+    for (const char c : name) {
+        if ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z')) {
+            letters += static_cast<char>(c | 0x20);
+        }
+    }
+    return letters;
+}
+
+// For each column of the layout its place in the file.
+std::vector<std::size_t> Places(std::string_view header, const Layout& layout) {
+    std::vector<std::string> names;
+    for (const std::string_view cell : Cells(header)) {
+        names.push_back(Spelling(cell));
+    }
+    std::vector<std::size_t> places;
+    for (const std::string_view column : Cells(layout.header)) {
+        auto found = std::ranges::find(names, Spelling(column));
+        if (found == names.end() && column == "Adj Close") {
+            found = std::ranges::find(names, "close");
+        }
+        if (found == names.end()) {
+            throw DataError(1, "no column is called " + std::string(column));
+        }
+        places.push_back(static_cast<std::size_t>(found - names.begin()));
+    }
+    return places;
+}
+
 }  // namespace
+
+void Throw(const DataError& error) { throw error; }
+
+void BringIntoLayout(std::string& file, const Layout& layout, const Complaints& complain) {
+    std::string_view text = WithoutByteOrderMark(file);
+    const std::string_view header = TakeLine(text);
+    if (header == layout.header) {
+        return;
+    }
+    const auto count = static_cast<std::size_t>(std::ranges::count(header, ',')) + 1;
+    std::string arranged = std::string(layout.header) + "\n";
+    std::vector<std::size_t> places;
+    try {
+        places = Places(header, layout);
+    } catch (const DataError& error) {
+        complain(error);
+        file = arranged;
+        return;
+    }
+    for (std::size_t number = 2; !text.empty(); ++number) {
+        const std::string_view line = TakeLine(text);
+        const std::vector<std::string_view> cells = Cells(line);
+        if (cells.size() == count) {
+            for (const std::size_t place : places) {
+                arranged.append(cells[place]) += ',';
+            }
+            arranged.pop_back();
+        } else if (!line.empty()) {
+            complain(DataError(number, std::to_string(cells.size()) + " values instead of " +
+                                           std::to_string(count)));
+        }
+        arranged += '\n';
+    }
+    file = std::move(arranged);
+}
 
 std::string_view TakeLine(std::string_view& text) {
     std::string_view line = TakeField(text, '\n');
@@ -63,28 +138,37 @@ std::string_view TakeField(std::string_view& text, char separator) {
     return field;
 }
 
-std::vector<Row> ParseRows(std::string_view text, const Layout& layout) {
+std::vector<Row> ParseRows(std::string_view text, const Layout& layout,
+                           const Complaints& complain) {
     text = WithoutByteOrderMark(text);
     if (TakeLine(text) != layout.header) {
-        throw DataError(1, "the header is not " + std::string(layout.header));
+        complain(DataError(1, "the header is not " + std::string(layout.header)));
+        return {};
     }
     std::vector<Row> rows;
     for (std::size_t number = 2; !text.empty(); ++number) {
         const std::string_view line = TakeLine(text);
-        if (!line.empty()) {
+        if (line.empty()) {
+            continue;
+        }
+        try {
             rows.push_back(ParseRow(line, number, layout));
+        } catch (const DataError& error) {
+            complain(error);
         }
     }
     std::ranges::stable_sort(rows, std::ranges::greater{}, &Row::date);
-    const auto twice = std::ranges::adjacent_find(rows, {}, &Row::date);
-    if (twice != rows.end()) {
-        throw DataError(std::next(twice)->line, "its date stands on an earlier line too");
+    for (std::size_t i = 1; i < rows.size(); ++i) {
+        if (rows[i].date == rows[i - 1].date) {
+            complain(DataError(rows[i].line, "its date stands on an earlier line too"));
+        }
     }
     return rows;
 }
 
-std::vector<Row> ReadRows(const DataFile& file, const Layout& layout) {
+std::vector<Row> ReadRows(DataFile& file, const Layout& layout) {
     try {
+        BringIntoLayout(file.text, layout);
         return ParseRows(file.text, layout);
     } catch (const DataError& e) {
         throw std::runtime_error(file.name + " " + e.what());

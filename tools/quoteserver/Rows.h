@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <span>
 #include <stdexcept>
@@ -38,13 +39,25 @@ public:
         : std::runtime_error("line " + std::to_string(line) + ": " + what) {}
 };
 
-// Newest first, whatever the order of the file. Throws DataError for a wrong header, a row that is
-// not a date and the layout's count of plain decimal numbers, and a date that comes twice.
-// The rows point into the text.
-std::vector<Row> ParseRows(std::string_view text, const Layout& layout);
+// What to do about a damaged line: throw the error, or note it and go on behind the line.
+using Complaints = std::function<void(const DataError&)>;
+[[noreturn]] void Throw(const DataError& error);
 
-// The same with the file's name in front of what is thrown.
-std::vector<Row> ReadRows(const DataFile& file, const Layout& layout);
+// Puts the columns of a text into the layout's order, line by line, whatever their order, and their
+// spelling in its header; further ones are left out. Without adjusted closes, closes stand for them.
+// Complains about missing columns and about rows that do not fit their header. A text that has the
+// layout's header stays as it is.
+void BringIntoLayout(std::string& text, const Layout& layout, const Complaints& complain = Throw);
+
+// Newest first, whatever the order of the file. Complains about a wrong header, a row that is not a
+// date and the layout's count of plain decimal numbers, and a date that comes twice. The rows point
+// into the text.
+std::vector<Row> ParseRows(std::string_view text, const Layout& layout,
+                           const Complaints& complain = Throw);
+
+// The same for a file, which is brought into the layout before; what is thrown begins with its
+// name.
+std::vector<Row> ReadRows(DataFile& file, const Layout& layout);
 
 struct DateRange {
     std::optional<Date> first = {};  // both bounds belong to the range; nothing = no bound

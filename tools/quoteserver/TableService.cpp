@@ -13,9 +13,9 @@ TableService::TableService(DataFolder folder, TableOptions options)
 
 Reply TableService::Answer(const Query& query) const {
     const TableQuery asked = ParseTableQuery(query);
-    const std::optional<DataFile> file = asked.kind == TableKind::Dividends
-                                             ? m_folder.Dividends(asked.ticker)
-                                             : m_folder.Prices(asked.ticker);
+    std::optional<DataFile> file = asked.kind == TableKind::Dividends
+                                       ? m_folder.Dividends(asked.ticker)
+                                       : m_folder.Prices(asked.ticker);
     if (!file) {
         return ErrorPage(404, "There is no data for " + asked.ticker);
     }
@@ -30,7 +30,7 @@ Reply TableService::Answer(const Query& query) const {
     return {200, "text/csv", std::move(body)};
 }
 
-std::string TableService::Table(const TableQuery& query, const DataFile& file) const {
+std::string TableService::Table(const TableQuery& query, DataFile& file) const {
     const Layout& layout = query.kind == TableKind::Dividends ? dividendLayout : priceLayout;
     const std::vector<Row> all = ReadRows(file, layout);
     const std::span<const Row> rows = InRange(all, query.range);

@@ -28,7 +28,7 @@ public:
     Reply Answer(const Query& query) const;
 
 private:
-    std::string Table(const TableQuery& query, const DataFile& file) const;
+    std::string Table(const TableQuery& query, DataFile& file) const;
     template <typename Rows>
     std::string Page(std::string_view header, const Rows& rows) const;
 

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "AccountService.h"
+#include "Check.h"
 #include "FuturesService.h"
 #include "HistoryService.h"
 #include "OptionService.h"
@@ -30,6 +31,7 @@ constexpr const char* examples = R"(
 Examples:
   quoteserver                                 the samples on port 8733
   quoteserver --data quotes --port 0          own files, on any free port (printed at the start)
+  quoteserver --check quotes                  which lines of my files are damaged?
   quoteserver --rows-per-page 0 --verbose     replies of any length, and a line a request
   quoteserver --fault stall --fault-after 1   one good reply, then such as break off
 
@@ -46,6 +48,7 @@ struct Settings {
     std::string commentServer = "chart7.finance.example.net";
     std::string publishedVersion = VTDL_VERSION;
     Account account{"demo", "demo"};
+    std::string check;
     std::string fault;
     unsigned faultAfter = 0;
     unsigned faultCount = 0;
@@ -99,6 +102,9 @@ void Describe(CLI::App& app, Settings& settings) {
     app.add_option("--user", settings.account.user, "Account of the quotes that need one")
         ->capture_default_str();
     app.add_option("--password", settings.account.password, "Its password")->capture_default_str();
+    app.add_option("--check", settings.check,
+                   "Read every file of this folder, print each damaged line, and end")
+        ->type_name("FOLDER");
     DescribeFaults(app, settings);
     app.add_flag("--verbose", settings.verbose, "Log each request to stderr");
 }
@@ -162,6 +168,13 @@ void run(const Settings& settings) {
     context.run();
 }
 
+int Check(const std::string& folder) {
+    const std::size_t faults = CheckFolder(folder, std::cout);
+    std::cout << "quoteserver: " << folder << ": "
+              << (faults == 0 ? "no damaged line" : std::to_string(faults) + " faults") << '\n';
+    return faults == 0 ? 0 : 1;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -174,6 +187,9 @@ int main(int argc, char** argv) {
         return app.exit(e) == 0 ? 0 : 2;
     }
     try {
+        if (!settings.check.empty()) {
+            return Check(settings.check);
+        }
         run(settings);
         return 0;
     } catch (const boost::system::system_error& e) {
