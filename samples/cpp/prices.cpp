@@ -79,6 +79,8 @@ void Print(_CDataFields* fields) {
     Column(fields, L"CLOSE", closes);
     const auto* days = static_cast<const double*>(dates.parray->pvData);
     const auto* values = static_cast<const double*>(closes.parray->pvData);
+    // A reply without rows arrives as a single one of the date 0, whose numbers are 0.
+    if (days[0] == 0) throw std::runtime_error("no rows");
     for (ULONG row = 0; row < dates.parray->rgsabound[0].cElements; ++row) {
         SYSTEMTIME day;
         VariantTimeToSystemTime(days[row], &day);

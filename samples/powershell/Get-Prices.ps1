@@ -26,6 +26,8 @@ if ($null -eq $session.Data) { throw "$Ticker`: no data; see 'Error Log.txt'" }
 $fields = $session.Data.Values.Item('HISTORICAL').Value
 $columns = [ordered]@{}
 foreach ($field in $fields) { $columns[$field.Name] = $field.Data }
+# A reply without rows arrives as a single one of the year 1899, whose numbers are 0.
+if ($columns['DATE'][0].Year -eq 1899) { throw "$Ticker`: no rows" }
 for ($row = 0; $row -lt $columns['DATE'].Count; $row++) {
     $values = [ordered]@{}
     foreach ($name in $columns.Keys) { $values[$name] = $columns[$name][$row] }

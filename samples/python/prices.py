@@ -22,6 +22,7 @@ def make_sink(vtdl):
 
         def Progress(self, caller, percent, text):
             print(f"\r{percent} %", end="", flush=True)
+            return percent, text
 
         def DataReady(self, caller):
             print("\rdata is ready")
@@ -36,10 +37,11 @@ def main(ticker="AAPL", start="2008-09-15", end="2008-10-14"):
     manager = comtypes.client.CreateObject("vtdl.CManager")
     from comtypes.gen import vtdl  # generated from the type library by CreateObject
 
-    session = manager.DataSources.Item("YAHOOHIST").CreateSession()
-    session.Parameters.Item("TICKER").Value = ticker
-    session.Parameters.Item("STARTDATE").Value = datetime.datetime.fromisoformat(start)
-    session.Parameters.Item("ENDDATE").Value = datetime.datetime.fromisoformat(end)
+    # Keys are by-reference arguments: Item returns the key and, last, the item.
+    session = manager.DataSources.Item("YAHOOHIST")[-1].CreateSession()
+    session.Parameters.Item("TICKER")[-1].Value = ticker
+    session.Parameters.Item("STARTDATE")[-1].Value = datetime.datetime.fromisoformat(start)
+    session.Parameters.Item("ENDDATE")[-1].Value = datetime.datetime.fromisoformat(end)
     session.Progressor = make_sink(vtdl)
     session.Start()
 
@@ -48,8 +50,12 @@ def main(ticker="AAPL", start="2008-09-15", end="2008-10-14"):
         sys.exit(f"{ticker}: {error.ErrorDescription} ({error.ErrorNumber})")
     if not session.Data:
         sys.exit(f"{ticker}: no data; see 'Error Log.txt'")
-    fields = session.Data.Values.Item("HISTORICAL").Value.QueryInterface(vtdl._CDataFields)
+    block = session.Data.Values.Item("HISTORICAL")[-1].Value
+    fields = block.QueryInterface(vtdl._CDataFields)
     columns = {field.Name: field.Data for field in fields}
+    # A reply without rows arrives as a single one of the year 1899, whose numbers are 0.
+    if columns["DATE"][0].year == 1899:
+        sys.exit(f"{ticker}: no rows")
     for day, close in zip(columns["DATE"], columns["CLOSE"]):
         print(f"{day:%Y-%m-%d}  {close:10.2f}")
 

@@ -27,6 +27,10 @@ Public Sub FillPrices()
     If session.Data Is Nothing Then Exit Sub  ' a run-time error inside, which was shown or logged
 
     Set fields = session.Data.Values("HISTORICAL").Value
+    If Year(fields("DATE").Data(0)) = 1899 Then   ' a reply without rows arrives as a single such one
+        MsgBox "no rows", vbExclamation, ticker
+        Exit Sub
+    End If
     WriteColumns fields, ActiveSheet.Range("A1")
 End Sub
 

@@ -4,8 +4,18 @@
 
 #include "automation/Error.h"
 #include "automation/UniqueHandle.h"
+#include "support/DataFolder.h"
 
 namespace vtdl {
+namespace {
+
+automation::FileHandle Open(const std::wstring& fileName) {
+    return automation::FileHandle(CreateFileW(fileName.c_str(), FILE_APPEND_DATA | FILE_READ_DATA,
+                                              FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                              OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+}  // namespace
 
 void AppendToLog(const std::wstring& fileName, std::wstring_view text) {
     const std::wstring record = std::wstring(text) + L"\r\n";
@@ -14,9 +24,10 @@ void AppendToLog(const std::wstring& fileName, std::wstring_view text) {
     const int size = WideCharToMultiByte(CP_UTF8, 0, record.data(), length, bytes.data(),
                                          static_cast<int>(bytes.size()), nullptr, nullptr);
 
-    const automation::FileHandle file(CreateFileW(
-        fileName.c_str(), FILE_APPEND_DATA | FILE_READ_DATA, FILE_SHARE_READ | FILE_SHARE_WRITE,
-        nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    // A program may have been started where its user cannot write.
+    automation::FileHandle file = Open(fileName);
+    const bool isPlain = fileName.find_first_of(L"\\/:") == std::wstring::npos;
+    if (!file && isPlain) file = Open(DataFolder() + L"\\" + fileName);
     if (!file) automation::ThrowLastError(L"CreateFile");
     // Wine 8 seeks to the end and then writes; the lock keeps another process out meanwhile. It
     // lies beyond every log's end, where it hinders no reader, and ends with the handle. What

@@ -7,7 +7,9 @@
 namespace vtdl {
 
 /// Appends the text and a line end to the file, as UTF-8, in one write, so that processes that
-/// share a log do not tear each other's records. Throws when the file cannot be opened or written.
+/// share a log do not tear each other's records. A name without a folder is that of a file in the
+/// current folder or, where that cannot be written to, in the data folder. Throws when the file
+/// cannot be opened or written.
 void AppendToLog(const std::wstring& fileName, std::wstring_view text);
 
 }  // namespace vtdl

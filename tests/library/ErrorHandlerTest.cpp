@@ -103,10 +103,16 @@ TEST_F(ErrorHandlerTest, TracesEveryRoutineEnteredAndLeft) {
 // A log that cannot be locked takes its reports; one that cannot be written to is no second error.
 TEST_F(ErrorHandlerTest, LogsThatCannotBeWrittenHinderNothing) {
     gErrorHandler().ErrorLogFile(L"NUL");
-    gErrorHandler().SetPendingError(automation::MakeRuntimeError(automation::RuntimeError::overflow),
-                                  1);
+    gErrorHandler().SetPendingError(
+        automation::MakeRuntimeError(automation::RuntimeError::overflow), 1);
     EXPECT_EQ(ErrorOf([] { gErrorHandler().HandleError(L"x"); }), L"none");
     gErrorHandler().ErrorLogFile(L"Error Log.txt");
+    // Where nobody can make a file, the log goes to the data folder, which is this test's.
+    const auto here = std::filesystem::current_path();
+    std::filesystem::current_path(L"Z:\\proc");
+    EXPECT_EQ(ErrorOf([] { gErrorHandler().HandleError(L"x"); }), L"none");
+    std::filesystem::current_path(here);
+    EXPECT_NE(TakeErrors().find(L"in x"), std::wstring::npos);
 
     gErrorHandler().TracingLogFile(L"no such folder\\trace.txt");
     gErrorHandler().TracingEnabled(true);
