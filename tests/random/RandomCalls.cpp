@@ -623,6 +623,7 @@ void Load(const std::wstring& path) {
 int main(int argc, char** argv) {
     SetUnhandledExceptionFilter(Crashed);
     isVerbose = std::getenv("RANDOM_CALLS_VERBOSE") != nullptr;
+    if (isVerbose) std::setvbuf(stdout, nullptr, _IONBF, 0);
     if (argc > 1) seed = std::strtoull(argv[1], nullptr, 10);
     std::vector<std::uint64_t> ranges{1, argc > 2 ? std::strtoull(argv[2], nullptr, 10) : 100'000};
     for (int i = 3; i < argc; ++i) {
