@@ -33,6 +33,8 @@ const wchar_t* RuntimeText(RuntimeError number) {
             return L"Subscript out of range";
         case RuntimeError::typeMismatch:
             return L"Type mismatch";
+        case RuntimeError::outOfStack:
+            return L"Out of stack space";
         case RuntimeError::objectNotSet:
             return L"Object variable or With block variable not set";
         case RuntimeError::duplicateKey:

@@ -36,6 +36,7 @@ enum class RuntimeError {
     overflow = 6,
     subscript = 9,
     typeMismatch = 13,
+    outOfStack = 28,
     objectNotSet = 91,
     duplicateKey = 457
 };

@@ -11,6 +11,10 @@ namespace {
 
 using automation::Error;
 
+// A session can be its own progressor, or two be each other's: without an end to that, the host's
+// stack would overflow. Downloads that nest in each other's callbacks need ten routines each.
+constexpr std::size_t deepestCall = 250;
+
 Error HandlerError(HRESULT code, const wchar_t* description) {
     return Error(code, L"Vestora Download Library.CErrorHandler", description);
 }
@@ -104,6 +108,8 @@ void CErrorHandler::CallStackPop() {
 }
 
 void CErrorHandler::CallStackPush(std::wstring_view routineName, std::wstring_view arguments) {
+    if (m_depth == deepestCall)
+        throw automation::MakeRuntimeError(automation::RuntimeError::outOfStack);
     if (m_depth == m_routines.size()) Guarded([&] { m_routines.emplace_back(); });
     m_routines[m_depth] = {routineName, arguments};
     if (m_tracingEnabled) Guarded([&] { Trace(L" --- Entered routine: ", routineName); });

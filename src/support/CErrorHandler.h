@@ -62,7 +62,8 @@ public:
     void CallStackClear() noexcept;
     /// Removes the newest entry; does nothing on an empty stack.
     void CallStackPop();
-    /// The texts live as long as the entry; those of the frame are constants.
+    /// The texts live as long as the entry; those of the frame are constants. Throws the run-time
+    /// error 28 on a stack that is too deep.
     void CallStackPush(std::wstring_view routineName, std::wstring_view arguments);
 
     /// Writes a line of the caller's to the trace, when tracing is on.

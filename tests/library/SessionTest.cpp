@@ -254,6 +254,15 @@ TEST_F(SessionTest, ProgressorThroughInvoke) {
     EXPECT_EQ(sink.events, (Events{L"DataReady", L"Done 0"}));
 }
 
+// Nothing else would end what it passes on to itself.
+TEST_F(SessionTest, ItsOwnProgressor) {
+    IUnknown* caller = session;
+    session->putref_Progressor(ProgressOf(session));
+    EXPECT_EQ(ProgressOf(session)->Start(&caller), S_OK);
+    EXPECT_NE(TakeErrors().find(L"Out of stack space"), std::wstring::npos);
+    session->putref_Progressor(nullptr);
+}
+
 TEST_F(SessionTest, ErrorThroughInvoke) {
     Report(session, errorOf(0x800C0004));
     // Not copied: Wine does not copy fields of enumeration types.
