@@ -12,6 +12,7 @@
 #include "Console.h"
 #include "Failure.h"
 #include "Values.h"
+#include "support/Environment.h"
 
 namespace {
 
@@ -144,6 +145,14 @@ std::vector<std::string> CommandLine() {
     return arguments;
 }
 
+// Who runs a command waits for its end, not for a question: the library's reports go to the log
+// unless the user wants otherwise, and a broken reply is a failure.
+void ConfigureLibrary() {
+    constexpr wchar_t actions[] = L"VTDL_ACTIONS";
+    if (EnvironmentText(actions).empty()) SetEnvironmentVariableW(actions, L"2");
+    SetEnvironmentVariableW(L"VTDL_STRICT", L"1");
+}
+
 int Run() {
     Arguments arguments;
     CLI::App app("Downloads market data with the Vestora Download Library.", "vtdl");
@@ -177,5 +186,6 @@ int Run() {
 
 int main() {
     const Console console;
+    ConfigureLibrary();
     return Run();
 }
