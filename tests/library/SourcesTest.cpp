@@ -75,9 +75,10 @@ TEST_F(SourcesTest, GoogleRepliesWithoutPrices) {
         EXPECT_FALSE(BlockOf(job.session)) << expected.body;
     }
     // A missing price, and a volume that its column cannot hold.
-    for (const auto& [row, place] : {std::pair{"30-Dec-10,-,1,1,1,1\n", L"row 1, OPEN \"-\""},
-                                     {"30-dec-10,1,1,1,1,1\n", L"FormatGoogleDate"},
-                                     {"3-Jan-04,1,2,3,4,4172940000\n", L"row 1, VOLUME"}}) {
+    for (const auto& [row, place] :
+         {std::pair{"30-Dec-10,-,1,1,1,1\n", L"row 1, OPEN \"-\""},
+          {"30-dec-10,1,1,1,1,1\n", L"FormatGoogleDate"},
+          {"3-Jan-04,1,2,3,4,4172940000\n", L"row 1, VOLUME (GOOGLEHIST "}}) {
         Serve("google.finance", HttpReply(std::string(googleHeader) + row));
         Job job(Google());
         job.Start();
