@@ -33,4 +33,11 @@ struct Result {
 /// whose numbers are 0, or as a quote of empty texts; that is no row either.
 bool HasRows(const Result& result);
 
+/// A result whose only table is cut to so many rows at the end where the newer dates are. Whatever
+/// else stays as it is: quotes, several blocks, rows without dates.
+Result Newest(Result result, std::size_t rows);
+
+/// Adds the blocks of a ticker's own result, under its name.
+void Append(Result& all, const Result& one, const std::string& ticker);
+
 }  // namespace vtdl::host
