@@ -76,6 +76,7 @@ TEST(Csv, TextsThatWouldBeRunGetAnApostrophe) {
 TEST(Csv, IsOneTableForSeveralBlocks) {
     Result tickers{"S", {}};
     Append(tickers, {"S", {{"HISTORICAL", {{"LAST", {1.0}}}}}}, "A");
+    EXPECT_EQ(CsvOf(tickers), "BLOCK,LAST\nA,1\n") << "the others have failed";
     Append(tickers, {"S", {{"CALLS", {{"LAST", {2.0}}}}, {"PUTS", {{"LAST", {3.0}}}}}}, "B");
     EXPECT_EQ(CsvOf(tickers), "BLOCK,LAST\nA,1\nB CALLS,2\nB PUTS,3\n");
     const Block quote{"TICKER", {{"LAST", {5.0}}}};

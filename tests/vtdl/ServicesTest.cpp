@@ -15,7 +15,7 @@ TEST(Services, SettingsThatDoNotCountAreTold) {
         {{"hosts", "yahoo.chrat", "x"}, "is no service; did you mean yahoo.chart?"},
         {{"hosts", "cboe", "http://x"}, "= http://x is no host or host:port"},
         {{"hosts", "cboe", "x:99999"}, "= x:99999 is no host or host:port"},
-        {{"http", "timeout", "soon"}, "= soon is not seconds, 1 to 100000; it does not count"},
+        {{"http", "timeout", "soon"}, "= soon is not a number of seconds, 1 to 100000; it does not count"},
         {{"http", "total", "60"}, ""},
         {{"http", "strict", "yes"}, "= yes is not 0 or 1; it does not count"},
         {{"http", "timeuot", "5"}, "is no setting; did you mean timeout?"},

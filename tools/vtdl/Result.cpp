@@ -64,6 +64,7 @@ Result Newest(Result result, std::size_t rows) {
 }
 
 void Append(Result& all, const Result& one, const std::string& ticker) {
+    all.isPerTicker = true;
     for (Block block : one.blocks) {
         block.name = one.blocks.size() == 1 ? ticker : ticker + " " + block.name;
         all.blocks.push_back(std::move(block));

@@ -27,6 +27,7 @@ struct Block {
 struct Result {
     std::string source;
     std::vector<Block> blocks;
+    bool isPerTicker = false;  ///< its blocks are named after tickers
 };
 
 /// False for a result without rows. A reply without rows arrives as a single row dated 1899-12-30

@@ -13,7 +13,7 @@ struct Number {
     double least, most;
     const char* form;
 };
-constexpr Number seconds{1, 100000, "seconds, 1 to 100000"};
+constexpr Number seconds{1, 100000, "a number of seconds, 1 to 100000"};
 
 struct KnownKey {
     const char* section;
@@ -25,7 +25,7 @@ struct KnownKey {
 const KnownKey knownKeys[] = {
     {"HTTP", "timeout", seconds},
     {"HTTP", "total", seconds},
-    {"HTTP", "maxbody", Number{1, 100000, "megabytes, 1 to 100000"}},
+    {"HTTP", "maxbody", Number{1, 100000, "a number of megabytes, 1 to 100000"}},
     {"HTTP", "strict", Number{0, 1, "0 or 1"}},
     {"CBOE/FORM", "download"},
     {"CBOE/FORM", "lookup"},
