@@ -12,7 +12,6 @@
 #include "Names.h"
 #include "OutputFile.h"
 #include "ProgressSink.h"
-#include "Services.h"
 #include "Trouble.h"
 
 namespace vtdl::host {
@@ -63,10 +62,9 @@ void RequireRows(const Session& session, const Result& result,
                       << '\n';
         return;
     }
-    const bool isNothingThere = fault.number == dataNotAvailable && HasFormat(session.SourceName());
-    throw Failure(session.SourceName() + ": " +
-                  (fault.number == 0 || isNothingThere ? NoRows(session, assignments)
-                                                       : Explained(session, fault)));
+    throw Failure(
+        session.SourceName() + ": " +
+        (IsNothing(session, fault) ? NoRows(session, assignments) : Explained(session, fault)));
 }
 
 std::string Formatted(const Result& result, const GetOptions& options) {
@@ -172,7 +170,7 @@ void GetEach(_CDataSource* source, const std::string& name,
             throw;
         } catch (const Failure& e) {
             if (IsInterrupted()) throw;
-            std::cerr << "vtdl: " << Printable(e.what()) << std::endl;
+            std::cerr << "vtdl: " << Printable(request.ticker + ": " + e.what()) << std::endl;
             ++failed;
         }
     }

@@ -12,6 +12,7 @@
 namespace vtdl::host {
 namespace {
 
+constexpr long dataNotAvailable = static_cast<long>(0x800C0007);
 constexpr long downloadFailure = static_cast<long>(0x800C0008);
 
 // A damaged file is the doctor's to tell; here the defaults hold, as for the library.
@@ -43,7 +44,7 @@ std::string HostTrouble(_CXMLSettings* settings, std::string_view service) {
     const std::wstring host = HostOf(settings, service);
     const std::string name = ToUtf8(host) + " (" + std::string(service) + ")";
     if (!Answering({host})[0]) return "cannot reach " + name + "; vtdl doctor looks into it";
-    return name + " is there, but sent no whole reply";
+    return name + " is there, but sent nothing usable";
 }
 
 bool IsAssigned(const std::vector<std::string>& assignments, std::string_view name) {
@@ -53,6 +54,11 @@ bool IsAssigned(const std::vector<std::string>& assignments, std::string_view na
 }
 
 }  // namespace
+
+bool IsNothing(const Session& session, const Fault& fault) {
+    return fault.number == 0 ||
+           (fault.number == dataNotAvailable && HasFormat(session.SourceName()));
+}
 
 std::string Explained(const Session& session, const Fault& fault) {
     const std::string_view service = ServiceOf(session.SourceName());

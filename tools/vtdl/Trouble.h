@@ -9,7 +9,8 @@
 
 namespace vtdl::host {
 
-inline constexpr long dataNotAvailable = static_cast<long>(0x800C0007);
+/// Nothing went wrong, but nothing came either.
+bool IsNothing(const Session& session, const Fault& fault);
 
 /// The session's error with what it means here: whose host cannot be reached, what a DDE error's
 /// name says, that a source has no format. Asks the host whether it is there.

@@ -80,7 +80,8 @@ public:
 
     std::string Reason() const {
         const Fault fault = SessionFault(m_session);
-        return fault.number == 0 ? "the service sent nothing" : Explained(m_session, fault);
+        return IsNothing(m_session, fault) ? "the service sent nothing"
+                                           : Explained(m_session, fault);
     }
 
 private:
