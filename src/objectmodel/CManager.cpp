@@ -37,7 +37,7 @@ const GUID* const registeredSources[] = {
 CManager::CManager() : m_settings(SharedSettings()), m_dataSources(Make<CDataSources>()) {
     // In frames of their own: whatever is wrong with the settings, the data sources are there.
     Framed<"LoadSettings">([&] { LoadSharedSettings(*m_settings); });
-    Framed<"ApplySettings">([&] { ApplyErrorHandlerSettings(*m_settings); });
+    Framed<"ApplySettings">([&] { ApplyErrorHandlerSettings(m_settings.get()); });
     Framed<"Class_Initialize">([&](MethodFrame& frame) {
         for (const GUID* classId : registeredSources) {
             frame.Step([&] {

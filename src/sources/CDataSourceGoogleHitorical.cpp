@@ -48,7 +48,7 @@ STDMETHODIMP CDataSourceGoogleHitorical::Download(_CSession** session) noexcept 
         if (!replies::IsGoogleTable(reply)) return;
 
         replies::Columns columns(replies::googleColumns);
-        FieldReader oddFields(frame, replies::googleColumns,
+        FieldReader oddFields(frame, current, replies::googleColumns,
                               {.date = text::RoutineName<className, "FormatGoogleDate">::value});
         replies::ParseGoogleTable(reply, columns, oddFields);
         HandOver(frame, current, L"HISTORICAL", std::move(columns), RowOrder::same);

@@ -45,7 +45,7 @@ STDMETHODIMP CDataSourcePifin::Download(_CSession** session) noexcept {
                                        L"header of " + std::to_wstring(count) + L" columns");
         });
         replies::Columns columns(replies::pifinColumns);
-        FieldReader oddFields(frame, replies::pifinColumns,
+        FieldReader oddFields(frame, current, replies::pifinColumns,
                               {.number = text::RoutineName<className, "ToNumber">::value});
         replies::ParsePifinTable(reply, columns, oddFields);
         HandOver(frame, current, L"HISTORICAL", std::move(columns), RowOrder::same);

@@ -14,7 +14,7 @@ STDMETHODIMP CDataSourceYahooDividends::Download(_CSession** session) noexcept {
         if (!request) return;
 
         replies::Columns grid(replies::yahooDividendColumns);
-        const bool hasData = FetchPages(frame, *request, grid);
+        const bool hasData = FetchPages(frame, current, *request, grid);
         if (hasData && grid.Rows() == 0) grid.AddRows(1);  // the initial row, as for prices
         if (hasData)
             HandOver(frame, current, L"HISTORICAL", std::move(grid), RowOrder::reversed);
@@ -25,9 +25,9 @@ STDMETHODIMP CDataSourceYahooDividends::Download(_CSession** session) noexcept {
 
 // False when a reply says that there is no data; the columns are then handed over empty. A page of
 // exactly 200 rows makes the same request again and appends its rows, on purpose.
-bool CDataSourceYahooDividends::FetchPages(MethodFrame& frame, const HistoryRequest& request,
-                                           replies::Columns& grid) {
-    FieldReader oddFields(frame, identity.columns,
+bool CDataSourceYahooDividends::FetchPages(MethodFrame& frame, _CSession* session,
+                                           const HistoryRequest& request, replies::Columns& grid) {
+    FieldReader oddFields(frame, session, identity.columns,
                           {.date = text::RoutineName<className, "FormatYahooDate">::value});
     const std::string path =
         yahoo::TablePath(request.ticker, request.start, request.end, "&g=v&ignore=.csv");

@@ -25,7 +25,8 @@ public:
     STDMETHODIMP Download(_CSession** session) noexcept override;
 
 private:
-    bool FetchPages(MethodFrame& frame, const HistoryRequest& request, replies::Columns& grid);
+    bool FetchPages(MethodFrame& frame, _CSession* session, const HistoryRequest& request,
+                    replies::Columns& grid);
 };
 
 }  // namespace vtdl

@@ -33,7 +33,7 @@ STDMETHODIMP CDataSourceYahooHitorical::Download(_CSession** session) noexcept {
         if (!request) return;
 
         replies::Columns grid(replies::yahooPriceColumns);
-        if (!FetchPages(frame, *request, grid)) return;
+        if (!FetchPages(frame, current, *request, grid)) return;
         // Without any row the grid's initial row remains: a zero date and zeros, on purpose.
         if (grid.Rows() == 0) grid.AddRows(1);
         HandOver(frame, current, L"HISTORICAL", std::move(grid), RowOrder::reversed);
@@ -41,9 +41,9 @@ STDMETHODIMP CDataSourceYahooHitorical::Download(_CSession** session) noexcept {
 }
 
 // False when a fetch failed: nothing is handed over then, not even earlier pages.
-bool CDataSourceYahooHitorical::FetchPages(MethodFrame& frame, const PriceRequest& request,
-                                           replies::Columns& grid) {
-    FieldReader oddFields(frame, identity.columns,
+bool CDataSourceYahooHitorical::FetchPages(MethodFrame& frame, _CSession* session,
+                                           const PriceRequest& request, replies::Columns& grid) {
+    FieldReader oddFields(frame, session, identity.columns,
                           {.date = text::RoutineName<className, "FormatYahooDate">::value});
     double lastDay = request.end;
     for (;;) {

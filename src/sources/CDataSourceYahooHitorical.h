@@ -33,7 +33,8 @@ private:
         bool isAdjusted;
     };
 
-    bool FetchPages(MethodFrame& frame, const PriceRequest& request, replies::Columns& grid);
+    bool FetchPages(MethodFrame& frame, _CSession* session, const PriceRequest& request,
+                    replies::Columns& grid);
 };
 
 }  // namespace vtdl

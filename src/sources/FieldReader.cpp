@@ -2,10 +2,28 @@
 
 #include <climits>
 
+#include "sources/SessionParameters.h"
 #include "support/CodePage.h"
 #include "support/DecimalSeparator.h"
 
 namespace vtdl {
+namespace {
+
+// " (YAHOOHIST AAPL)": a log has reports of many downloads.
+std::wstring DownloadOf(_CSession* session) {
+    using namespace automation;
+    ComPtr<_CDataSource> source;
+    ComPtr<_CParameters> parameters;
+    Bstr name;
+    Check(session->get_DataSource(source.put()));
+    Check(session->get_Parameters(parameters.put()));
+    if (source) Check(source->get_Name(name.put()));
+    const Bstr ticker = ToText(ParameterValue(parameters.get(), L"TICKER").get());
+    return L" (" + std::wstring(name.view()).append(L" ").append(ticker.view().substr(0, 80)) +
+           L")";
+}
+
+}  // namespace
 
 double FieldReader::Read(const replies::OddField& field) {
     double value = 0;
@@ -21,7 +39,7 @@ double FieldReader::Read(const replies::OddField& field) {
     return value;
 }
 
-void CheckIntegers(MethodFrame& frame, replies::Columns& columns) {
+void CheckIntegers(MethodFrame& frame, _CSession* session, replies::Columns& columns) {
     using namespace automation;
     for (std::size_t column = 0; column < columns.Specs().size(); ++column) {
         const replies::ColumnSpec& spec = columns.Specs()[column];
@@ -31,7 +49,8 @@ void CheckIntegers(MethodFrame& frame, replies::Columns& columns) {
             if (number >= LONG_MIN && number <= LONG_MAX) continue;
             frame.Step([&] {
                 throw MakeRuntimeError(RuntimeError::overflow, L"row " + std::to_wstring(row + 1) +
-                                                                   L", " + std::wstring(spec.name));
+                                                                   L", " + std::wstring(spec.name) +
+                                                                   DownloadOf(session));
             });
             number = 0;
         }
@@ -50,8 +69,9 @@ double FieldReader::Convert(const replies::OddField& field) const {
     const replies::ColumnSpec& column = m_columns[field.column];
     const std::wstring text = ToWide(field.text);
     std::wstring place = L"row " + std::to_wstring(field.row) + L", " + std::wstring(column.name);
-    if (field.isMissing) throw MakeRuntimeError(RuntimeError::subscript, place + L" is missing");
-    place += L" \"" + text.substr(0, 80) + L"\"";
+    place += field.isMissing ? L" is missing" : L" \"" + text.substr(0, 80) + L"\"";
+    place += DownloadOf(m_session);
+    if (field.isMissing) throw MakeRuntimeError(RuntimeError::subscript, place);
     // No other form of a date is known than those that the parser reads.
     if (column.type == replies::ColumnType::date)
         throw MakeRuntimeError(RuntimeError::typeMismatch, place);

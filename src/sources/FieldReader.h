@@ -20,9 +20,9 @@ struct FieldRoutines {
 /// would pass for a price.
 class FieldReader final : public replies::OddFieldReader {
 public:
-    FieldReader(MethodFrame& frame, std::span<const replies::ColumnSpec> columns,
-                FieldRoutines routines)
-        : m_frame(frame), m_columns(columns), m_routines(routines) {}
+    FieldReader(MethodFrame& frame, _CSession* session,
+                std::span<const replies::ColumnSpec> columns, FieldRoutines routines)
+        : m_frame(frame), m_session(session), m_columns(columns), m_routines(routines) {}
 
     double Read(const replies::OddField& field) override;
 
@@ -30,13 +30,14 @@ private:
     double Convert(const replies::OddField& field) const;
 
     MethodFrame& m_frame;
+    _CSession* m_session;  ///< named by what is reported
     std::span<const replies::ColumnSpec> m_columns;
     FieldRoutines m_routines;
 };
 
 /// Makes numbers that their integer column cannot hold failed statements of the method; ignored,
 /// they are 0.
-void CheckIntegers(MethodFrame& frame, replies::Columns& columns);
+void CheckIntegers(MethodFrame& frame, _CSession* session, replies::Columns& columns);
 
 /// The column of a value of a quote, by position. A value beyond the columns is run-time error 9.
 template <class Column, std::size_t Size>

@@ -147,7 +147,7 @@ protected:
     /// The same for rows, and tells the session.
     void HandOver(MethodFrame& frame, _CSession* session, std::wstring_view block,
                   replies::Columns columns, RowOrder order) {
-        CheckIntegers(frame, columns);
+        CheckIntegers(frame, session, columns);
         HandOver(frame, session, block, FieldsOf(std::move(columns), order).get());
     }
 

@@ -1,11 +1,10 @@
 #pragma once
 // Where the settings file is; programs that only look for it share this too.
 
-#include <windows.h>
-
 #include <string>
 
 #include "automation/RegistryKey.h"
+#include "support/Environment.h"
 
 namespace vtdl {
 
@@ -19,9 +18,7 @@ inline bool IsDataFolderGiven() {
 
 /// The environment variable VTDL_DATA, else the user's or the machine's registry value, else "C:".
 inline std::wstring DataFolder() {
-    std::wstring folder(GetEnvironmentVariableW(dataFolderVariable, nullptr, 0), L'\0');
-    folder.resize(GetEnvironmentVariableW(dataFolderVariable, folder.data(),
-                                          static_cast<DWORD>(folder.size())));
+    std::wstring folder = EnvironmentText(dataFolderVariable);
     for (const HKEY root : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE})
         if (folder.empty())
             folder = automation::ReadText(root, L"Software\\Vestora\\VTDL", L"DataFolder");

@@ -6,29 +6,35 @@
 #include "automation/Variant.h"
 #include "support/DataFolder.h"
 #include "support/MethodFrame.h"
+#include "support/Notices.h"
 #include "support/SharedSettings.h"
 
 namespace vtdl {
 namespace {
 
+constexpr wchar_t actionsVariable[] = L"VTDL_ACTIONS";
+
 automation::PerApartment<bool> isApplied;
 
 }  // namespace
 
-void ApplyErrorHandlerSettings(CXMLSettings& settings) {
+void ApplyErrorHandlerSettings(CXMLSettings* settings) {
     using automation::Variant;
     *isApplied = true;
     std::wstring refused;
-    const auto apply = [&](const wchar_t* key, auto&& set) {
-        const std::wstring text = ReadSetting(settings, L"ERRORHANDLER", key, L"");
+    const auto applyText = [&](const std::wstring& name, const std::wstring& text, auto&& set) {
         if (text.empty()) return;
         try {
             set(text);
         } catch (...) {
             if (!refused.empty()) refused += L"; ";
-            refused.append(L"ERRORHANDLER/").append(key).append(L" = ").append(text).append(L": ");
-            refused += automation::CurrentError().Description();
+            refused += name + L" = " + text + L": " + automation::CurrentError().Description();
         }
+    };
+    const auto apply = [&](const wchar_t* key, auto&& set) {
+        if (!settings) return;
+        applyText(std::wstring(L"ERRORHANDLER/") + key,
+                  ReadSetting(*settings, L"ERRORHANDLER", key, L""), set);
     };
     const auto number = [](const std::wstring& text) {
         return static_cast<int>(automation::ToLong(Variant(std::wstring_view(text)).get()));
@@ -36,7 +42,16 @@ void ApplyErrorHandlerSettings(CXMLSettings& settings) {
     const auto truth = [](const std::wstring& text) {
         return automation::ToBool(Variant(std::wstring_view(text)).get());
     };
-    apply(L"actions", [&](auto& text) { gErrorHandler().ErrorHandlerActions(number(text)); });
+    const auto setActions = [&](auto& text) {
+        gErrorHandler().ErrorHandlerActions(HasVisibleWindowStation() ? CErrorHandler::dialog
+                                                                      : CErrorHandler::errorLog);
+        gErrorHandler().ErrorHandlerActions(number(text));
+    };
+    const std::wstring actions = EnvironmentText(actionsVariable);
+    if (actions.empty())
+        apply(L"actions", setActions);
+    else
+        applyText(actionsVariable, actions, setActions);
     apply(L"errorlog", [&](auto& text) { gErrorHandler().ErrorLogFile(text); });
     apply(L"callstack", [&](auto& text) { gErrorHandler().CallStackEnabled(truth(text)); });
     apply(L"tracingflags", [&](auto& text) { gErrorHandler().TracingFlags(number(text)); });
@@ -52,13 +67,14 @@ void ApplyErrorHandlerSettingsOnce() noexcept {
     try {
         if (std::exchange(*isApplied, true)) return;
         const std::wstring file = DataFolder() + L"\\" + settingsFileName;
-        if (GetFileAttributesW(file.c_str()) == INVALID_FILE_ATTRIBUTES) return;
-        settings = SharedSettings();
-        LoadSharedSettingsOnce(*settings);
+        if (GetFileAttributesW(file.c_str()) != INVALID_FILE_ATTRIBUTES) {
+            settings = SharedSettings();
+            LoadSharedSettingsOnce(*settings);
+        }
     } catch (...) {
-        return;
+        settings.reset();  // what the environment says counts all the same
     }
-    Framed<"CErrorHandler", "ApplySettings">([&] { ApplyErrorHandlerSettings(*settings); });
+    Framed<"CErrorHandler", "ApplySettings">([&] { ApplyErrorHandlerSettings(settings.get()); });
 }
 
 }  // namespace vtdl

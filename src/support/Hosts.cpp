@@ -1,5 +1,6 @@
 #include "support/Hosts.h"
 
+#include "support/Environment.h"
 #include "support/SharedSettings.h"
 
 namespace vtdl {
@@ -33,8 +34,12 @@ HostAddress ParseHost(std::wstring_view host) {
 }
 
 long HttpSetting(CXMLSettings& settings, const wchar_t* key) {
+    const std::wstring_view name = key;
+    std::wstring text;
+    if (name == L"timeout" || name == L"total") text = EnvironmentText(L"VTDL_TIMEOUT");
+    if (text.empty()) text = ReadSetting(settings, L"HTTP", key, L"");
     long number = 0;
-    for (const wchar_t c : ReadSetting(settings, L"HTTP", key, L"")) {
+    for (const wchar_t c : text) {
         if (c < L'0' || c > L'9' || number > 100000) return 0;
         number = number * 10 + (c - L'0');
     }

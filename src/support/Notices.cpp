@@ -7,7 +7,6 @@
 #include "support/frmErrorMessage.h"
 
 namespace vtdl {
-namespace {
 
 bool HasVisibleWindowStation() {
     USEROBJECTFLAGS flags{};
@@ -15,6 +14,8 @@ bool HasVisibleWindowStation() {
                                      nullptr) &&
            (flags.dwFlags & WSF_VISIBLE);
 }
+
+namespace {
 
 automation::PerApartment<bool> isQuestionOpen;
 

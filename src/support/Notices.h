@@ -8,6 +8,9 @@
 
 namespace vtdl {
 
+/// False where nobody sees a window: in a service, or on a window station of its own.
+bool HasVisibleWindowStation();
+
 // Both questions pump messages while they are open. They answer nothing when no window can be
 // shown: in a process without a visible window station, without a display, or while another
 // question is open, so that errors which arrive meanwhile do not stack windows.

@@ -30,8 +30,13 @@ void LoadSharedSettings(CXMLSettings& settings) {
     // A folder for all users is named relative to each user's own, which nobody has made yet.
     if (!IsDataFolderGiven()) SHCreateDirectoryExW(nullptr, DataFolder().c_str(), nullptr);
     settings.KeepPrivate();
-    Check(settings.put_FileName(Bstr(DataFolder() + L"\\" + settingsFileName).get()));
-    Check(settings.LoadFile());
+    const std::wstring file = DataFolder() + L"\\" + settingsFileName;
+    Check(settings.put_FileName(Bstr(file).get()));
+    try {
+        Check(settings.LoadFile());
+    } catch (const Error& error) {
+        throw Error(error.Code(), error.Source(), error.Description() + L": " + file);
+    }
 }
 
 void LoadSharedSettingsOnce(CXMLSettings& settings) {

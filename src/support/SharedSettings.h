@@ -12,7 +12,7 @@ namespace vtdl {
 std::shared_ptr<CXMLSettings> SharedSettings();
 
 /// Names the store's file and loads it, after saving what an earlier user changed. Throws when the
-/// file is damaged or cannot be read or written; the file is then left as it is.
+/// file is damaged or cannot be read or written, which the error names; it is then left as it is.
 void LoadSharedSettings(CXMLSettings& settings);
 
 /// The same for whoever uses the store without a manager; does nothing on a store that was loaded,

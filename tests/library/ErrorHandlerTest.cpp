@@ -128,21 +128,6 @@ TEST_F(ErrorHandlerTest, LogsThatCannotBeWrittenHinderNothing) {
               L"vtdl.CManager.LoadSettings\n");
 }
 
-TEST_F(ErrorHandlerTest, EachSettingStandsForItself) {
-    WriteSettings({{"errorhandler", "actions", "99"},
-                   {"errorhandler", "callstack", "perhaps"},
-                   {"errorhandler", "supportmail", "help@example.com"}});
-    const auto manager = New<::CManager, _CManager>();
-    EXPECT_EQ(gErrorHandler().SupportMail(), L"help@example.com");
-    EXPECT_TRUE(gErrorHandler().CallStackEnabled());
-    EXPECT_EQ(TakeErrors(),
-              L"5, (Invalid procedure call or argument: ERRORHANDLER/actions = 99: Invalid error "
-              L"handler actions; "
-              L"ERRORHANDLER/callstack = perhaps: Type mismatch) in "
-              L"vtdl.CManager.ApplySettings\n");
-    gErrorHandler().SupportMail(L"");
-}
-
 // Saving fails a number of times: the host's settings decide.
 class FailingSettings : public HostObject<_CXMLSettings> {
 public:

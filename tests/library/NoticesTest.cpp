@@ -5,6 +5,7 @@
 
 #include "automation/TypeInformation.h"
 #include "support/CErrorHandler.h"
+#include "support/ErrorHandlerSettings.h"
 #include "support/HostObjects.h"
 #include "support/LibraryTest.h"
 #include "support/LogFile.h"
@@ -73,6 +74,70 @@ TEST_F(UnattendedTest, NothingAsksAndTheReportIsInTheLog) {
         EXPECT_EQ(errors.find(L"in vtdl.CSession.NextTick"), errors.rfind(L"in vtdl."))
             << "once for actions " << actions;
         EXPECT_NE(errors, L"");
+    }
+}
+
+// Moves the process to a window station that nobody sees, for a while.
+class HiddenWindowStation {
+public:
+    explicit HiddenWindowStation(bool isWanted) {
+        if (isWanted) SetProcessWindowStation(m_hidden);
+    }
+    ~HiddenWindowStation() {
+        SetProcessWindowStation(m_usual);
+        CloseWindowStation(m_hidden);
+    }
+
+private:
+    HWINSTA m_usual = GetProcessWindowStation();
+    HWINSTA m_hidden = CreateWindowStationW(L"hidden", 0, GENERIC_ALL, nullptr);
+};
+
+TEST_F(UnattendedTest, EachSettingStandsForItselfAndTheVariableAboveTheActions) {
+    struct Case {
+        const wchar_t* variable;
+        const char* setting;
+        bool isHidden;
+        int actions;
+        const wchar_t* refused;
+    };
+    const Case cases[] = {
+        {L"", "3", false, 3, L""},
+        {L"", "99", false, 8, L"ERRORHANDLER/actions = 99: Invalid error handler actions; "},
+        {L"", "two", true, 2, L"ERRORHANDLER/actions = two: Type mismatch; "},
+        {L"2", "8", false, 2, L""},
+        {L"2", "two", false, 2, L""},
+        {L"0", "2", false, 8, L"VTDL_ACTIONS = 0: Invalid error handler actions; "},
+        {L"two", "8", true, 2, L"VTDL_ACTIONS = two: Type mismatch; "},
+    };
+    for (const Case& test : cases) {
+        const HiddenWindowStation station(test.isHidden);
+        SetEnvironmentVariableW(L"VTDL_ACTIONS", test.variable);
+        WriteSettings({{"errorhandler", "actions", test.setting},
+                       {"errorhandler", "callstack", "perhaps"},
+                       {"errorhandler", "supportmail", "help@example.com"}});
+        New<::CManager, _CManager>();
+        EXPECT_EQ(gErrorHandler().ErrorHandlerActions(), test.actions) << test.setting;
+        EXPECT_EQ(gErrorHandler().SupportMail(), L"help@example.com");
+        gErrorHandler().SupportMail(L"");
+        EXPECT_EQ(TakeErrors(), L"5, (Invalid procedure call or argument: " +
+                                    std::wstring(test.refused) +
+                                    L"ERRORHANDLER/callstack = perhaps: Type mismatch) in "
+                                    L"vtdl.CManager.ApplySettings\n");
+    }
+    SetEnvironmentVariableW(L"VTDL_ACTIONS", nullptr);
+}
+
+// Also before any setting is read, and when none can be: the first object of an apartment.
+TEST_F(UnattendedTest, TheVariableCountsWithoutSettings) {
+    for (const char* content : {"", "damaged"}) {
+        if (*content) WriteAll("VTDL33.Settings.xml", content);
+        SetEnvironmentVariableW(L"VTDL_ACTIONS", L"6");
+        std::thread([] {
+            ApplyErrorHandlerSettingsOnce();
+            EXPECT_EQ(gErrorHandler().ErrorHandlerActions(), 6);
+        }).join();
+        SetEnvironmentVariableW(L"VTDL_ACTIONS", nullptr);
     }
 }
 

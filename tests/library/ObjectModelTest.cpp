@@ -261,8 +261,11 @@ TEST_F(ManagerTest, LeavesADamagedSettingsFileAsItIsAndHasItsSources) {
     WriteAll("VTDL33.Settings.xml", "<sections name='XML settings file'><section");
     EXPECT_EQ(TextOf(Get(GetObject(New(L"CManager"), L"DataSources"), L"Count")), L"15");
     EXPECT_EQ(ReadAll("VTDL33.Settings.xml"), "<sections name='XML settings file'><section");
-    EXPECT_TRUE(TakeErrors().starts_with(
-        L"-2147203820, (XML parser error) in vtdl.CManager.LoadSettings\n"));
+    const std::wstring file = (std::filesystem::current_path() / L"VTDL33.Settings.xml").wstring();
+    const std::wstring errors = TakeErrors();
+    EXPECT_TRUE(errors.starts_with(L"-2147203820, (XML parser error: " + file +
+                                   L") in vtdl.CManager.LoadSettings\n"))
+        << errors;
 }
 
 TEST_F(ManagerTest, ComparesPublishedVersions) {

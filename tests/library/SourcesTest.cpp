@@ -75,9 +75,10 @@ TEST_F(SourcesTest, GoogleRepliesWithoutPrices) {
         EXPECT_FALSE(BlockOf(job.session)) << expected.body;
     }
     // A missing price, and a volume that its column cannot hold.
-    for (const auto& [row, place] : {std::pair{"30-Dec-10,-,1,1,1,1\n", L"row 1, OPEN \"-\""},
-                                     {"30-dec-10,1,1,1,1,1\n", L"FormatGoogleDate"},
-                                     {"3-Jan-04,1,2,3,4,4172940000\n", L"row 1, VOLUME"}}) {
+    for (const auto& [row, place] :
+         {std::pair{"30-Dec-10,-,1,1,1,1\n", L"row 1, OPEN \"-\""},
+          {"30-dec-10,1,1,1,1,1\n", L"FormatGoogleDate"},
+          {"3-Jan-04,1,2,3,4,4172940000\n", L"row 1, VOLUME (GOOGLEHIST "}}) {
         Serve("google.finance", HttpReply(std::string(googleHeader) + row));
         Job job(Google());
         job.Start();
@@ -88,13 +89,21 @@ TEST_F(SourcesTest, GoogleRepliesWithoutPrices) {
 
 TEST_F(SourcesTest, LimitsFromTheSettings) {
     LoopbackServer server(googleHeader + std::string(2 << 20, '\n'));
-    for (const auto& [key, value] : {std::pair{"maxbody", "1"}, {"total", "1"}}) {
+    struct Case {
+        const char* key;
+        const char* value;
+        const wchar_t* variable;
+    };
+    for (const auto& [key, value, variable] :
+         {Case{"maxbody", "1", nullptr}, {"total", "1", nullptr}, {"total", "60", L"1"}}) {
         WriteSettings({{"hosts", "google.finance", server.Host()}, {"http", key, value}});
         if (key == std::string("total")) server.PaceReplies(4096);
+        SetEnvironmentVariableW(L"VTDL_TIMEOUT", variable);
         Job job(Google());
         job.Start();
         EXPECT_EQ(job.LastEvent(), failureDone) << key;
     }
+    SetEnvironmentVariableW(L"VTDL_TIMEOUT", nullptr);
 }
 
 // However a reply is cut on its way, it is the same reply.

@@ -480,10 +480,12 @@ TEST_F(YahooTest, OddFieldsAreLoggedWithTheirPlace) {
     for (const Case& odd : cases) {
         reply = Replaced(good, odd.field, odd.odd);
         Job job(prices);
+        job.Set(L"TICKER", L"MSFT");
         job.Start();
         const std::wstring errors = TakeErrors();
         const bool isDate = std::wcsstr(odd.place, L"DATE");
-        EXPECT_NE(errors.find(std::wstring(odd.place) + L") in vtdl.CDataSourceYahooHitorical." +
+        EXPECT_NE(errors.find(std::wstring(odd.place) +
+                              L" (YAHOOHIST MSFT)) in vtdl.CDataSourceYahooHitorical." +
                               (isDate ? L"FormatYahooDate" : L"CDataSource_Download")),
                   std::wstring::npos)
             << testing::PrintToString(errors);

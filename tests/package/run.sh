@@ -192,6 +192,8 @@ testPortable() {
   for bits in x86 x64; do
     check "the sample host works, $bits" grep -q '^[1-9][0-9]* data sources' \
       <(run "$folder\\$bits\\host.exe" | tr -d '\r')
+    check "the doctor knows this form, $bits" grep -q '^note  portable: .*VTDL33.dll is used' \
+      <(run "$folder\\$bits\\vtdl.exe" doctor | tr -d '\r')
   done
   rm -rf "$WINEPREFIX/drive_c/portable"
   remember portable

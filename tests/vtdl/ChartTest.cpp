@@ -102,6 +102,25 @@ TEST(Charts, DrawPricesToScale) {
     EXPECT_NEAR(line[2].y - line[1].y, line[0].y - line[2].y, 0.05);
 }
 
+// Days apart, and how many pieces the line has.
+TEST(Charts, LeaveAGapOfYears) {
+    const struct {
+        std::vector<double> days;
+        std::ptrdiff_t pieces;
+    } cases[] = {
+        {{0, 1, 2, 360, 361}, 1}, {{0, 1, 2, 800, 801}, 2}, {{0, 1, 800, 1600, 1601}, 3},
+        {{0, 400, 800, 1200}, 1}, {{0, 365, 730, 2500}, 2},
+    };
+    for (const auto& test : cases) {
+        std::vector<ChartPoint> points;
+        for (const double day : test.days) points.push_back({39449 + day, 5 + day, 0});
+        const std::string svg = ChartOf("T", points);
+        const std::size_t at = svg.find("<path class=\"close\"");
+        const std::string line = svg.substr(at, svg.find('>', at) - at);
+        EXPECT_EQ(std::ranges::count(line, 'M'), test.pieces) << line;
+    }
+}
+
 TEST(Charts, StayInThePicture) {
     const std::vector<std::vector<ChartPoint>> oddities = {
         {{39449, 5, 3}},

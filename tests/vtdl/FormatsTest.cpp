@@ -74,6 +74,11 @@ TEST(Csv, TextsThatWouldBeRunGetAnApostrophe) {
 }
 
 TEST(Csv, IsOneTableForSeveralBlocks) {
+    Result tickers{"S", {}};
+    Append(tickers, {"S", {{"HISTORICAL", {{"LAST", {1.0}}}}}}, "A");
+    EXPECT_EQ(CsvOf(tickers), "BLOCK,LAST\nA,1\n") << "the others have failed";
+    Append(tickers, {"S", {{"CALLS", {{"LAST", {2.0}}}}, {"PUTS", {{"LAST", {3.0}}}}}}, "B");
+    EXPECT_EQ(CsvOf(tickers), "BLOCK,LAST\nA,1\nB CALLS,2\nB PUTS,3\n");
     const Block quote{"TICKER", {{"LAST", {5.0}}}};
     const Block calls{"CALLS", {{"BID", {1.0, 2.0}}, {"LAST", {3.0}}}};
     EXPECT_EQ(CsvOf({"S", {quote, calls}}),
@@ -116,6 +121,19 @@ TEST(Results, WithoutRowsAreTold) {
     };
     EXPECT_FALSE(hasQuote({{"TICKER", {Text("")}}, {"LAST", {}}}));
     EXPECT_TRUE(hasQuote({{"TICKER", {Text("")}}, {"LAST", {0.0}}}));
+}
+
+TEST(Results, AreCutToTheirNewestRows) {
+    const auto cut = [](std::vector<Value> dates, std::size_t rows) {
+        const Block block{"B", {{"N", {1.0, 2.0, 3.0}}, {"DATE", std::move(dates)}}};
+        return CsvOf(Newest({"S", {block}}, rows));
+    };
+    const std::string head = "N,DATE\n", one = "1,2008-01-02\n", two = "2,2008-01-03\n",
+                      three = "3,2008-01-04\n";
+    EXPECT_EQ(cut({Date{39449}, Date{39450}, Date{39451}}, 2), head + two + three);
+    EXPECT_EQ(cut({Date{39449}, Date{39450}, Date{39451}}, 3), head + one + two + three);
+    EXPECT_EQ(cut({Date{39451}, Date{39450}, Date{39449}}, 1), head + "1,2008-01-04\n");
+    EXPECT_EQ(cut({}, 1), head + "1,\n2,\n3,\n");
 }
 
 TEST(ProgressLines, FitALine) {

@@ -44,6 +44,12 @@ TEST_F(OutputFile, IsNewOrReplacesTheOldOne) {
     EXPECT_EQ(Files(), 1);
 }
 
+TEST_F(OutputFile, IsNamedAfterItsTicker) {
+    EXPECT_EQ(FileNameFor("a.csv", "X"), "a.csv");
+    EXPECT_EQ(FileNameFor("d/{ticker}-{ticker}.csv", "^A/B:{ticker}"),
+              "d/^A_B_{ticker}-^A_B_{ticker}.csv");
+}
+
 TEST_F(OutputFile, LeavesNothingWhenItFails) {
     fs::create_directory(m_folder / "taken");
     std::ofstream(m_folder / "taken" / "inside") << "x";

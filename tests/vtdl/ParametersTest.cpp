@@ -34,6 +34,26 @@ TEST(Assignments, TakeTheTypeOfTheParameter) {
     EXPECT_EQ(Parse("PERIOD=1000").value, Value{1000.0});
 }
 
+TEST(Tickers, AreARequestEach) {
+    using Texts = std::vector<std::string>;
+    const struct {
+        Texts assignments, tickers, first;
+    } cases[] = {
+        {{"A=1"}, {""}, {"A=1"}},
+        {{"TICKER=AAPL"}, {"AAPL"}, {"TICKER=AAPL"}},
+        {{"A=1,2", "ticker=A,,B,"}, {"A", "B"}, {"A=1,2", "TICKER=A"}},
+        {{"TICKER=,"}, {""}, {"TICKER=,"}},
+        {{"TICKER"}, {""}, {"TICKER"}},
+    };
+    for (const auto& test : cases) {
+        Texts tickers;
+        for (const TickerRequest& request : PerTicker(test.assignments))
+            tickers.push_back(request.ticker);
+        EXPECT_EQ(tickers, test.tickers);
+        EXPECT_EQ(PerTicker(test.assignments)[0].assignments, test.first);
+    }
+}
+
 TEST(Assignments, TakeNamesAndChoicesInAnyCase) {
     EXPECT_EQ(Parse("periodicity=weekly").value, Value{std::string("WEEKLY")});
     EXPECT_EQ(Parse("adjust_values=TRUE").parameter, 3u);

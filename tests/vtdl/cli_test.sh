@@ -103,6 +103,7 @@ testLists() {
   check "a source with its kinds" \
     grep -Eq '^YAHOOHIST +Yahoo! Finance. Historical data +stocks, historical$' out
   check "there are sixteen" [ "$(tail -n +3 out | wc -l)" = 16 ]
+  check "eight have no format" [ "$(grep -c 'no download: format not known$' out)" = 8 ]
   vtdl parameters yahoohist
   check "parameters succeeds" succeeds
   check "choices" grep -Eq '^PERIODICITY +list +DAILY +DAILY +DAILY, WEEKLY, MONTHLY$' out
@@ -203,12 +204,55 @@ END
 }
 
 testNothing() {
-  vtdl get YAHOOHIST TICKER=NOSUCH
-  check "an unknown ticker" fails 1 "YAHOOHIST: the service sent no rows for TICKER=NOSUCH"
+  vtdl get YAHOOHIST TICKER=NOSUCH STARTDATE=2008-01-01 ENDDATE=2008-02-01
+  check "an unknown ticker" fails 1 \
+    "YAHOOHIST: the service sent no rows for TICKER=NOSUCH from 2008-01-01 to 2008-02-01"
+  vtdl get YAHOOHIST TICKER=AAPL
+  check "a default range without data" has err 'which is the default; STARTDATE= and ENDDATE='
   vtdl get YAHOODIVIDENDS TICKER=ZÜRICH
   check "text of any script" fails 1 "YAHOODIVIDENDS: the service sent no rows for TICKER=ZÜRICH"
   vtdl get INOEXCHANGES
-  check "a source without a download" fails 1 "INOEXCHANGES: Data not available (0x800C0007)"
+  check "a source without a download" fails 1 "INOEXCHANGES: Data not available (0x800C0007): the format"
+}
+
+testTickers() {
+  local ask=(get YAHOOHIST STARTDATE=2003-07-01 ENDDATE=2003-07-03 --timeout 20)
+  vtdl "${ask[@]}" TICKER=AAPL,INTC --format csv
+  check "a block a ticker" \
+    [ "$(cut -d, -f1 out | uniq -c | tr -s ' \n' ' ')" = ' 1 BLOCK 3 AAPL 3 INTC ' ]
+  vtdl "${ask[@]}" TICKER=AAPL,INTC --output '{ticker}.txt' --chart '{ticker}.svg'
+  check "a file a ticker" [ "$status$(cat AAPL.txt INTC.txt | grep -c 2003-07)" = 06 ]
+  check "a chart a ticker" has INTC.svg "<title>INTC</title>"
+  vtdl "${ask[@]}" TICKER=AAPL,NOSUCH --format csv
+  check "one that fails" [ "$status$(grep -c ^AAPL,2003-07 out)" = 13 ]
+  check "is named" has err "vtdl: NOSUCH: YAHOOHIST: "
+  check "and counted" has err "vtdl: 1 of 2 tickers failed"
+  vtdl "${ask[@]}" TICKER=AAPL,NOSUCH --output all.csv
+  check "no file without it" [ "$status$(ls all.csv 2>&1 | grep -c 'No such')" = 11 ]
+  vtdl "${ask[@]}" TICKER=AAPL,INTC --chart all.svg
+  check "a chart of one ticker" fails 2 "--chart: a chart shows one ticker"
+}
+
+# Nothing asks, whatever the settings are; a report is in the log because vtdl wants it there.
+testSettings() {
+  local file=$scratch/settings/VTDL33.Settings.xml
+  cp "$file" good.xml
+  sed -i 's/>demo</>nobody</g; s/name="pifin"/name="pifn"/; s/<key name="actions">2/<key name="actions">4/' "$file"
+  sed -i 's|</sections>|<section name="http"><key name="timeout">soon</key></section>&|' "$file"
+  sed -i 's|<section name="errorhandler">|&<key name="callstack">perhaps</key>|' "$file"
+  vtdl get YAHOOHIST TICKER=NOSUCH
+  check "the report of a bad value" has err "; see Error Log.txt"
+  vtdl doctor
+  check "values are looked into" [ "$status$(grep -c '^BAD   [a-z]*/' out)" = 13 ]
+  check "a misspelt service" has out "hosts/pifn is no service; did you mean pifin?"
+  vtdl get PCQUOTE TICKER=GOOG --source-parameter USER=demo PASSWORD=demo --format csv
+  check "an account of the command line" has out "GOOG,759.66"
+  check "is not kept" lacks "$file" demo
+  echo damaged >"$file"
+  vtdl get CBOE TICKER=AAPL
+  check "a damaged file is named" has "Error Log.txt" "(XML parser error: $VTDL_DATA"
+  cp good.xml "$file"
+  rm -f "Error Log.txt"
 }
 
 # The server's services answer, and the locale is told; without a server, what to do.
@@ -219,7 +263,7 @@ testDoctor() {
   check "who sees what" grep -Eq '^note  this runs (elevated|without)' out
   check "what scripts need" grep -q "^note  VBScript's RegExp class is there" out
   check "the settings file" grep -Eq '^ok .*settings.VTDL33.Settings.xml$' out
-  check "the services" [ "$(grep -c '^ok .*answers$' out)" = 7 ]
+  check "the services' one host" [ "$(grep -c 'yahoo.chart, .*, vestora) answers$' out)" = 1 ]
   VTDL_DATA='Z:\no\such\folder' vtdl doctor
   check "no settings, no services" [ "$status" = 1 ]
   check "what to do about them" grep -q 'VTDL_DATA' out
@@ -328,13 +372,14 @@ testInterrupt() {
 # There is no display here, and so no server of items.
 testUnreadItem() {
   vtdl get DDE SERVICE=NOBODY TOPIC=T ITEM=I TYPE=REQUEST
-  check "an item that cannot be read" fails 1 "DDE: DMLERR_NO_CONV_ESTABLISHED (16394)"
+  check "an item that cannot be read" fails 1 "DDE: DMLERR_NO_CONV_ESTABLISHED (16394): no program serves"
 }
 
 testNoServer() {
   stopQuoteServer
   vtdl get YAHOOHIST TICKER=AAPL
-  check "no server" fails 1 "YAHOOHIST: Download failure (0x800C0008)"
+  check "no server" fails 1 \
+    "YAHOOHIST: Download failure (0x800C0008): cannot reach 127.0.0.1:$serverPort (yahoo.chart); vtdl doctor"
 }
 
 # The source asks its service twice for the first update, and then once.
@@ -344,7 +389,7 @@ testWatchFaults() {
   vtdl watch YAHOOHIST TICKER=AAPL STARTDATE=2008-10-13 ENDDATE=2008-10-14 --interval 100 --count 3
   check "one good update is a success" [ "$status" = 0 ]
   check "and shown" updates = 1
-  check "the others are told" [ "$(grep -c 'YAHOOHIST: the service sent nothing' err)" = 2 ]
+  check "the others are told" [ "$(grep -c ': YAHOOHIST: ' err)" = 2 ]
 }
 
 trap cleanUp EXIT
@@ -364,6 +409,8 @@ testSpreadsheetForm
 testSamples
 testJson
 testNothing
+testTickers
+testSettings
 testOutputFile
 testChart
 testWatch

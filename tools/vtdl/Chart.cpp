@@ -18,7 +18,8 @@ constexpr double volumeShare = 0.24, gap = 24;
 constexpr const char* style =
     "text{font:13px Arial,Helvetica,DejaVu "
     "Sans,sans-serif;fill:#444}.title{font-size:20px;fill:#111}"
-    ".grid{stroke:#e2e2e2}.axis{stroke:#888}.close{fill:none;stroke:#1f5fa8;stroke-width:1.5}"
+    ".grid{stroke:#e2e2e2}.axis{stroke:#888}.close{fill:none;stroke:#1f5fa8;stroke-width:1.5;"
+    "stroke-linecap:round}"
     ".volume{fill:none;stroke:#9bb3cc}";
 
 // Picture coordinates, in hundredths.
@@ -103,6 +104,19 @@ std::string ValueAxis(const Scale& scale, double step, Label label) {
     return svg;
 }
 
+// Where the line stops: what lies apart by more than a year, and by far more than points usually
+// do, has no known prices between.
+double GapOf(const std::vector<ChartPoint>& points) {
+    constexpr double year = 366;
+    std::vector<double> distances;
+    for (std::size_t i = 1; i < points.size(); ++i)
+        distances.push_back(points[i].day - points[i - 1].day);
+    if (distances.empty()) return year;
+    const auto middle = distances.begin() + static_cast<std::ptrdiff_t>((distances.size() - 1) / 2);
+    std::ranges::nth_element(distances, middle);
+    return std::max(year, *middle * 3);
+}
+
 std::string Prices(const std::vector<ChartPoint>& points, const Scale& days, double lower) {
     const auto [least, most] = std::ranges::minmax(points, {}, &ChartPoint::close);
     const double range = most.close - least.close;
@@ -117,11 +131,16 @@ std::string Prices(const std::vector<ChartPoint>& points, const Scale& days, dou
     std::string svg =
         ValueAxis(prices, step, [&](double value) { return Number(value, decimals); });
     svg += "<path class=\"close\" d=\"";
-    for (std::size_t i = 0; i < points.size(); ++i)
-        svg += Joined({i == 0 ? "M" : "L", Number(days(points[i].day)), " ",
+    const double longest = GapOf(points);
+    const auto begins = [&](std::size_t i) {
+        return i == 0 || i == points.size() || points[i].day - points[i - 1].day > longest;
+    };
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        svg += Joined({begins(i) ? "M" : "L", Number(days(points[i].day)), " ",
                        Number(prices(points[i].close))});
-    // A single point is a dot.
-    if (points.size() == 1) svg += "h0\" stroke-linecap=\"round\" style=\"stroke-width:6";
+        if (begins(i) && begins(i + 1)) svg += "h0";  // a single point is a dot
+    }
+    if (points.size() == 1) svg += "\" style=\"stroke-width:6";
     return svg + "\"/>\n";
 }
 

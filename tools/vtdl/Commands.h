@@ -16,6 +16,8 @@ void ListParameters(const std::string& source);
 struct GetOptions {
     std::string source;
     std::vector<std::string> assignments;
+    std::vector<std::string> sourceAssignments;  // of the source itself
+    unsigned timeout = 0;                        // seconds a request may take; 0 = the settings'
     std::string format = "table";
     std::string separator = ",";  // of CSV: one of , ; | or "tab"
     std::string decimal = ".";    // of CSV: . or ,
@@ -31,6 +33,7 @@ void Get(const GetOptions& options);
 struct WatchOptions {
     std::string source;
     std::vector<std::string> assignments;
+    std::vector<std::string> sourceAssignments;
     unsigned long interval = 0;  // milliseconds; 0 = the source's, or a second
     unsigned count = 0;          // 0 = until Ctrl-C
 };

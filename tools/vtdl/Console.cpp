@@ -45,6 +45,12 @@ bool IsErrorTerminal() { return IsTerminal(STD_ERROR_HANDLE); }
 
 bool IsOutputTerminal() { return IsTerminal(STD_OUTPUT_HANDLE); }
 
+std::size_t Screen::Rows() {
+    CONSOLE_SCREEN_BUFFER_INFO info{};
+    if (!GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &info)) return 0;
+    return static_cast<std::size_t>(info.srWindow.Bottom - info.srWindow.Top);
+}
+
 // Counted from the cursor, which stays below what was drawn, for the window may have scrolled.
 void Screen::Draw(const std::string& text) {
     const HANDLE console = GetStdHandle(STD_OUTPUT_HANDLE);

@@ -22,6 +22,9 @@ class Screen {
 public:
     void Draw(const std::string& text);
 
+    /// How many lines it can draw; 0 when standard output is no terminal.
+    static std::size_t Rows();
+
 private:
     std::size_t m_drawn = 0;  // lines
 };

@@ -70,7 +70,7 @@ void AppendRows(std::string& text, const Block& block, const std::vector<std::st
 }  // namespace
 
 std::string CsvOf(const Result& result, const CsvForm& form) {
-    const bool areNamed = result.blocks.size() > 1;
+    const bool areNamed = result.isPerTicker || result.blocks.size() > 1;
     const std::vector<std::string> header = HeaderOf(result);
     std::vector<std::string> titles = header;
     if (areNamed) titles.insert(titles.begin(), "BLOCK");

@@ -24,15 +24,6 @@ Block BlockOf(_CParameter* value) {
 
 }  // namespace
 
-void Assign(const Session& session, const std::vector<std::string>& texts) {
-    const std::vector<Parameter> descriptions = session.Descriptions();
-    for (const std::string& text : texts) {
-        const Assignment assignment = ParseAssignment(text, session.SourceName(), descriptions);
-        const Variant value(assignment.value);
-        Check(session.Parameters()[assignment.parameter]->put_Value(value.get()), text);
-    }
-}
-
 Result ResultOf(const Session& session) {
     Result result{session.SourceName(), {}};
     ComPtr<_CData> data;
@@ -45,12 +36,13 @@ Result ResultOf(const Session& session) {
     return result;
 }
 
-std::string SessionError(const Session& session) {
+Fault SessionFault(const Session& session) {
     vtdlSessionError error{};
     Check(session.get()->get_Error(&error), session.SourceName());
     const Bstr description = Bstr::attach(error.ErrorDescription);
     if (error.ErrorNumber == 0) return {};
-    return ToUtf8(description.view()) + " (" + NumberText(error.ErrorNumber) + ")";
+    return {error.ErrorNumber,
+            ToUtf8(description.view()) + " (" + NumberText(error.ErrorNumber) + ")"};
 }
 
 }  // namespace vtdl::host

@@ -1,7 +1,4 @@
-// The socket header has to come before the system's main one.
-#include <winsock2.h>
-#include <ws2tcpip.h>
-
+#include <algorithm>
 #include <filesystem>
 #include <iostream>
 
@@ -9,7 +6,9 @@
 #include "Console.h"
 #include "Failure.h"
 #include "Library.h"
-#include "support/DataFolder.h"
+#include "Reach.h"
+#include "Settings.h"
+#include "automation/RegistryKey.h"
 
 namespace vtdl::host {
 namespace {
@@ -100,6 +99,15 @@ void TellRegularExpressions(Findings& findings) {
                         "run on this system");
 }
 
+// The file that a library of this process was loaded from.
+std::wstring LoadedFile() {
+    std::wstring file(MAX_PATH, L'\0');
+    const HMODULE module = GetModuleHandleW(L"VTDL33.dll");
+    file.resize(module ? GetModuleFileNameW(module, file.data(), MAX_PATH) : 0);
+    return file;
+}
+
+// The portable form needs no entry: a manifest beside the program names the library.
 void CheckRegistrations(Findings& findings) {
     findings.Heading("Registration");
     findings.Note(IsElevated()
@@ -115,21 +123,22 @@ void CheckRegistrations(Findings& findings) {
             if (view == KEY_WOW64_32KEY || hasSecondView)
                 isRegistered |= CheckRegistration(findings, root, view);
         }
-    if (!isRegistered)
-        findings.Bad("the library is not registered",
-                     "Run the installer, or: regsvr32 /n /i:user VTDL33.dll (for yourself), "
-                     "regsvr32 VTDL33.dll (for all users, as administrator).");
-}
-
-void CheckLoading(Findings& findings) {
     const std::string bits = std::to_string(8 * sizeof(void*)) + "-bit programs";
     try {
         const Library library;
         findings.Good("it loads in " + bits + " and has " +
                       std::to_string(library.Sources().size()) + " data sources");
+        if (!isRegistered)
+            findings.Note("portable: " + ToUtf8(LoadedFile()) +
+                          " is used without being registered; other programs do not see it");
     } catch (const std::exception& e) {
-        findings.Bad("it does not load in " + bits + ": " + e.what(),
-                     "Register the library of the same bitness as the host.");
+        if (isRegistered)
+            findings.Bad("it does not load in " + bits + ": " + e.what(),
+                         "Register the library of the same bitness as the host.");
+        else
+            findings.Bad("the library is not registered",
+                         "Run the installer, or: regsvr32 /n /i:user VTDL33.dll (for yourself), "
+                         "regsvr32 VTDL33.dll (for all users, as administrator).");
     }
 }
 
@@ -147,7 +156,7 @@ bool IsWritable(const std::filesystem::path& file) {
 
 ComPtr<_CXMLSettings> CheckSettings(Findings& findings) {
     findings.Heading("Settings");
-    const std::wstring file = DataFolder() + L"\\" + settingsFileName;
+    const std::wstring file = SettingsFile();
     const std::string name = ToUtf8(file);
     if (!IsWritable(file))
         findings.Bad(name + " cannot be written",
@@ -158,77 +167,51 @@ ComPtr<_CXMLSettings> CheckSettings(Findings& findings) {
 
     ComPtr<_CXMLSettings> settings;
     if (!std::filesystem::exists(file)) return settings;
-    Check(CoCreateInstance(__uuidof(CXMLSettings), nullptr, CLSCTX_INPROC_SERVER,
-                           __uuidof(_CXMLSettings), reinterpret_cast<void**>(settings.put())),
-          "making a settings store");
-    Check(settings->put_FileName(Bstr(file).get()), "naming the settings file");
     try {
-        Check(settings->LoadFile(), "loading it");
+        settings = LoadSettings();
         findings.Good("it can be read");
     } catch (const std::exception& e) {
-        findings.Bad(e.what(), "Mend the file or move it away; the defaults hold without it.");
-        settings.reset();
+        findings.Bad(name + ": " + e.what(),
+                     "Mend the file or move it away; the defaults hold without it.");
+        return settings;
     }
+    for (const std::string& fault : SettingsFaults(AllSettings(settings.get())))
+        findings.Bad(fault, "Mend it in the settings file, or take it out.");
     return settings;
 }
 
-std::wstring Setting(_CXMLSettings* settings, const wchar_t* section, const wchar_t* key,
-                     const wchar_t* fallback) {
-    if (!settings) return fallback;
-    Bstr sectionName(section), keyName(key), defaultValue(fallback), value;
-    Check(settings->GetSetting(sectionName.put(), keyName.put(), defaultValue.put(), value.put()),
-          "reading a setting");
-    return std::wstring(value.view());
-}
-
-bool Answers(const std::wstring& host) {
-    TIMEVAL patience{2, 0};
-    const std::size_t colon = host.rfind(L':');
-    const std::wstring port = colon == std::wstring::npos ? L"80" : host.substr(colon + 1);
-    ADDRINFOW hints{};
-    hints.ai_socktype = SOCK_STREAM;
-    ADDRINFOW* found = nullptr;
-    if (GetAddrInfoW(host.substr(0, colon).c_str(), port.c_str(), &hints, &found) != 0)
-        return false;
-    bool isConnected = false;
-    for (const ADDRINFOW* one = found; one && !isConnected; one = one->ai_next) {
-        const SOCKET socket = ::socket(one->ai_family, SOCK_STREAM, IPPROTO_TCP);
-        u_long isNonBlocking = 1;
-        ioctlsocket(socket, static_cast<long>(FIONBIO), &isNonBlocking);
-        connect(socket, one->ai_addr, static_cast<int>(one->ai_addrlen));
-        // Windows tells a refusal in the third set.
-        fd_set writable, refused;
-        FD_ZERO(&writable);
-        FD_SET(socket, &writable);
-        refused = writable;
-        int error = 0;
-        int size = sizeof error;
-        isConnected =
-            select(0, nullptr, &writable, &refused, &patience) > 0 && FD_ISSET(socket, &writable) &&
-            getsockopt(socket, SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&error), &size) == 0 &&
-            error == 0;
-        closesocket(socket);
-    }
-    FreeAddrInfoW(found);
-    return isConnected;
+// vtdl itself is always strict.
+void TellStrictness(Findings& findings, _CXMLSettings* settings) {
+    const bool isStrict = ReadSetting(settings, L"HTTP", L"strict", L"0") == L"1";
+    findings.Note(std::string("strict replies: ") + (isStrict ? "on" : "off") +
+                  " for other programs (settings HTTP/strict = " + (isStrict ? "1" : "0") +
+                  "; VTDL_STRICT=1 turns them on for one), always on for vtdl");
 }
 
 void CheckHosts(Findings& findings, _CXMLSettings* settings) {
     findings.Heading("Services");
-    WSADATA data;
-    if (WSAStartup(MAKEWORD(2, 2), &data) != 0) return findings.Bad("no sockets", "Restart.");
-    for (const wchar_t* service : {L"yahoo.chart", L"yahoo.quotes", L"google.finance", L"pcquote",
-                                   L"pifin", L"cboe", L"vestora"}) {
-        const std::wstring host = Setting(settings, L"HOSTS", service, L"127.0.0.1:8733");
-        const std::string text = ToUtf8(service) + " at " + ToUtf8(host);
-        if (Answers(host))
+    std::vector<std::wstring> hosts;
+    std::vector<std::string> users;  // the services of each host
+    for (const std::string_view service : services) {
+        if (service == "ino" || service == "ivolatility") continue;  // nothing asks them
+        const std::wstring host = HostOf(settings, service);
+        const auto at = static_cast<std::size_t>(std::ranges::find(hosts, host) - hosts.begin());
+        if (at == hosts.size()) {
+            hosts.push_back(host);
+            users.emplace_back();
+        }
+        users[at].append(users[at].empty() ? "" : ", ").append(service);
+    }
+    const std::vector<bool> areThere = Answering(hosts);
+    for (std::size_t i = 0; i < hosts.size(); ++i) {
+        const std::string text = ToUtf8(hosts[i]) + " (" + users[i] + ")";
+        if (areThere[i])
             findings.Good(text + " answers");
         else
             findings.Bad(text + " does not answer",
                          "Start the quote server, or name the service's host in the section HOSTS "
                          "of the settings file.");
     }
-    WSACleanup();
 }
 
 void TellLocale(Findings& findings) {
@@ -247,13 +230,13 @@ int Doctor() {
     const Apartment apartment;
     Findings findings;
     CheckRegistrations(findings);
-    CheckLoading(findings);
     ComPtr<_CXMLSettings> settings;
     try {
         settings = CheckSettings(findings);
     } catch (const Failure& e) {
         findings.Bad(e.what(), "Register the library first.");
     }
+    TellStrictness(findings, settings.get());
     CheckHosts(findings, settings.get());
     findings.Heading("System");
     TellRegularExpressions(findings);

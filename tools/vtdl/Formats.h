@@ -22,8 +22,8 @@ struct CsvForm {
     bool isTextRaw = false;  // else an apostrophe stands before texts that would be run as formulas
 };
 
-/// One header and the rows. Several blocks make one table: a first column BLOCK tells them apart,
-/// and the header has the columns of all of them.
+/// One header and the rows. Several blocks, and those of tickers, make one table: a first
+/// column BLOCK tells them apart, and the header has the columns of all of them.
 std::string CsvOf(const Result& result, const CsvForm& form = {});
 
 /// {"source": NAME, "blocks": {NAME: [{COLUMN: VALUE, ...}, ...], ...}}

@@ -12,6 +12,7 @@
 #include "Names.h"
 #include "OutputFile.h"
 #include "ProgressSink.h"
+#include "Trouble.h"
 
 namespace vtdl::host {
 namespace {
@@ -53,19 +54,17 @@ bool IsUnreadItem(const Result& result) {
 // server that it tried and left for another. They are told all the same.
 void RequireRows(const Session& session, const Result& result,
                  const std::vector<std::string>& assignments) {
-    const std::string error = SessionError(session);
-    const bool isUnread = !error.empty() && IsUnreadItem(result);
+    const Fault fault = SessionFault(session);
+    const bool isUnread = fault.number != 0 && IsUnreadItem(result);
     if (HasRows(result) && !isUnread) {
-        if (!error.empty())
-            std::cerr << "vtdl: warning: " << session.SourceName() << ": " << Printable(error)
+        if (fault.number != 0)
+            std::cerr << "vtdl: warning: " << session.SourceName() << ": " << Printable(fault.text)
                       << '\n';
         return;
     }
-    if (!error.empty()) throw Failure(session.SourceName() + ": " + error);
-    std::string asked;
-    for (const std::string& assignment : assignments) asked += " " + assignment;
-    throw Failure(session.SourceName() + ": the service sent no rows for" +
-                  (asked.empty() ? " these parameters" : asked));
+    throw Failure(
+        session.SourceName() + ": " +
+        (IsNothing(session, fault) ? NoRows(session, assignments) : Explained(session, fault)));
 }
 
 std::string Formatted(const Result& result, const GetOptions& options) {
@@ -94,13 +93,8 @@ void RequireChartColumns(_CDataSource* source, const std::string& name) {
 
 // The ticker, or the source where none is given.
 std::string ChartTitle(const Session& session) {
-    for (const auto& parameter : session.Parameters()) {
-        if (!SameName(TextOf(parameter.get(), &_CParameter::get_Name), "TICKER")) continue;
-        Variant ticker;
-        Check(parameter->get_Value(ticker.put()), "TICKER");
-        return FormatValue(ToValue(ticker.get()));
-    }
-    return session.SourceName();
+    const std::string ticker = session.ValueOf("TICKER");
+    return ticker.empty() ? session.SourceName() : ticker;
 }
 
 void WriteChart(const Session& session, const Result& result, const std::string& file) {
@@ -109,25 +103,102 @@ void WriteChart(const Session& session, const Result& result, const std::string&
     WriteFile(file, ChartOf(ChartTitle(session), points));
 }
 
+bool HasTickerMark(const std::string& fileName) {
+    return fileName.find(tickerMark) != std::string::npos;
+}
+
+// Downloads for one ticker, in a session of its own; its chart is drawn, too.
+Result Downloaded(_CDataSource* source, const std::string& name, const TickerRequest& request,
+                  const GetOptions& options) {
+    const Session session(source, name);
+    Assign(session.Parameters(), name, request.assignments);
+    if (!options.chartFile.empty()) RequireChartColumns(source, name);
+    Download(session,
+             options.isProgressWanted || (IsErrorTerminal() && !options.isProgressUnwanted));
+    Result result = ResultOf(session);
+    RequireRows(session, result, request.assignments);
+    if (!options.chartFile.empty())
+        WriteChart(session, result, FileNameFor(options.chartFile, request.ticker));
+    return result;
+}
+
+// What several tickers brought, in one text.
+class Together {
+public:
+    Together(const std::string& source, const GetOptions& options)
+        : m_all{source, {}}, m_options(options) {}
+
+    void Add(const Result& result, const std::string& ticker) {
+        Append(m_all, result, ticker);
+        if (!m_tables.empty()) m_tables += '\n';
+        m_tables += Printable(ticker) + "\n\n" + TableOf(result);
+    }
+
+    bool IsEmpty() const { return m_tables.empty(); }
+    std::string Text() const {
+        return m_options.format == "table" ? m_tables : Formatted(m_all, m_options);
+    }
+
+private:
+    Result m_all;
+    std::string m_tables;
+    const GetOptions& m_options;
+};
+
+void Write(const std::string& text, const GetOptions& options, const std::string& ticker) {
+    if (!options.outputFile.empty())
+        WriteFile(FileNameFor(options.outputFile, ticker), text);
+    else if (options.chartFile.empty())
+        Print(text);
+}
+
+// A ticker that fails is told and does not keep the others from being printed, or written to files
+// of their own; a common file that would lack it is not written.
+void GetEach(_CDataSource* source, const std::string& name,
+             const std::vector<TickerRequest>& requests, const GetOptions& options) {
+    Together together(name, options);
+    const bool isFileEach = HasTickerMark(options.outputFile);
+    std::size_t failed = 0;
+    for (const TickerRequest& request : requests) {
+        try {
+            const Result result = Downloaded(source, name, request, options);
+            if (isFileEach)
+                Write(Formatted(result, options), options, request.ticker);
+            else
+                together.Add(result, request.ticker);
+        } catch (const UsageError&) {
+            throw;
+        } catch (const Failure& e) {
+            if (IsInterrupted()) throw;
+            std::cerr << "vtdl: " << Printable(request.ticker + ": " + e.what()) << std::endl;
+            ++failed;
+        }
+    }
+    const bool isFileLacking = failed != 0 && !options.outputFile.empty() && !isFileEach;
+    if (!together.IsEmpty() && !isFileLacking) Write(together.Text(), options, {});
+    if (failed != 0)
+        throw Failure(std::to_string(failed) + " of " + std::to_string(requests.size()) +
+                      " tickers failed" +
+                      (isFileLacking ? "; " + options.outputFile + " is not written" : ""));
+}
+
 }  // namespace
 
 void Get(const GetOptions& options) {
     if (options.separator == options.decimal)
         throw UsageError("--separator and --decimal must differ");
+    const std::vector<TickerRequest> requests = PerTicker(options.assignments);
+    if (requests.size() > 1 && !options.chartFile.empty() && !HasTickerMark(options.chartFile))
+        throw UsageError("--chart: a chart shows one ticker; put {ticker} into the file's name");
+    if (options.timeout != 0)
+        SetEnvironmentVariableW(L"VTDL_TIMEOUT", std::to_wstring(options.timeout).c_str());
     const Library library;
     const ComPtr<_CDataSource> source = library.Source(options.source);
-    const Session session(source.get(), TextOf(source.get(), &_CDataSource::get_Name));
-    Assign(session, options.assignments);
-    if (!options.chartFile.empty()) RequireChartColumns(source.get(), session.SourceName());
-    Download(session,
-             options.isProgressWanted || (IsErrorTerminal() && !options.isProgressUnwanted));
-    const Result result = ResultOf(session);
-    RequireRows(session, result, options.assignments);
-    if (!options.chartFile.empty()) WriteChart(session, result, options.chartFile);
-    if (!options.outputFile.empty())
-        WriteFile(options.outputFile, Formatted(result, options));
-    else if (options.chartFile.empty())
-        Print(Formatted(result, options));
+    const std::string name = TextOf(source.get(), &_CDataSource::get_Name);
+    const SourceParameters sourceParameters(source.get(), name, options.sourceAssignments);
+    if (requests.size() > 1) return GetEach(source.get(), name, requests, options);
+    const Result result = Downloaded(source.get(), name, requests[0], options);
+    Write(Formatted(result, options), options, requests[0].ticker);
 }
 
 }  // namespace vtdl::host

@@ -74,10 +74,47 @@ Session::Session(_CDataSource* source, std::string sourceName)
     m_parameters = ItemsOf<_CParameter>(parameters.get());
 }
 
-std::vector<Parameter> Session::Descriptions() const {
+std::string Session::ValueOf(std::string_view name) const {
+    for (const auto& parameter : m_parameters) {
+        if (!SameName(TextOf(parameter.get(), &_CParameter::get_Name), name)) continue;
+        Variant value;
+        Check(parameter->get_Value(value.put()), m_sourceName);
+        return FormatValue(ToValue(value.get()));
+    }
+    return {};
+}
+
+SourceParameters::SourceParameters(_CDataSource* source, const std::string& name,
+                                   const std::vector<std::string>& texts) {
+    ComPtr<_CParameters> parameters;
+    Check(source->get_Parameters(parameters.put()), name);
+    m_parameters = ItemsOf<_CParameter>(parameters.get());
+    for (const auto& parameter : m_parameters) {
+        Variant value;
+        Check(parameter->get_Value(value.put()), name);
+        m_before.push_back(ToValue(value.get()));
+    }
+    Assign(m_parameters, name + " itself", texts);
+}
+
+SourceParameters::~SourceParameters() {
+    for (std::size_t i = 0; i < m_parameters.size(); ++i)
+        m_parameters[i]->put_Value(Variant(m_before[i]).get());
+}
+
+std::vector<Parameter> Describe(const Parameters& parameters) {
     std::vector<Parameter> descriptions;
-    for (const auto& parameter : m_parameters) descriptions.push_back(Describe(parameter.get()));
+    for (const auto& parameter : parameters) descriptions.push_back(Describe(parameter.get()));
     return descriptions;
+}
+
+void Assign(const Parameters& parameters, const std::string& owner,
+            const std::vector<std::string>& texts) {
+    const std::vector<Parameter> descriptions = Describe(parameters);
+    for (const std::string& text : texts) {
+        const Assignment assignment = ParseAssignment(text, owner, descriptions);
+        Check(parameters[assignment.parameter]->put_Value(Variant(assignment.value).get()), text);
+    }
 }
 
 Parameter Describe(_CParameter* parameter) {

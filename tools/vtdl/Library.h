@@ -33,23 +33,47 @@ private:
     ComPtr<_CManager> m_manager;
 };
 
+using Parameters = std::vector<ComPtr<_CParameter>>;
+
+Parameter Describe(_CParameter* parameter);
+
+/// Their names, types and choices, in the same order.
+std::vector<Parameter> Describe(const Parameters& parameters);
+
+/// Sets parameters from texts of the form NAME=VALUE; throws UsageError. The owner is for its text.
+void Assign(const Parameters& parameters, const std::string& owner,
+            const std::vector<std::string>& texts);
+
+/// A source's own parameters, set for a while: the library saves those that the source has in the
+/// end, and a password of one call is nothing to keep.
+class SourceParameters {
+public:
+    SourceParameters(_CDataSource* source, const std::string& name,
+                     const std::vector<std::string>& texts);
+    SourceParameters(const SourceParameters&) = delete;
+    SourceParameters& operator=(const SourceParameters&) = delete;
+    ~SourceParameters();
+
+private:
+    Parameters m_parameters;
+    std::vector<Value> m_before;
+};
+
 /// A source's new session and its parameters.
 class Session {
 public:
     Session(_CDataSource* source, std::string sourceName);
 
     const std::string& SourceName() const { return m_sourceName; }
-    const std::vector<ComPtr<_CParameter>>& Parameters() const { return m_parameters; }
-    /// The parameters' names, types and choices, in the same order.
-    std::vector<Parameter> Descriptions() const;
+    const host::Parameters& Parameters() const { return m_parameters; }
+    /// The value of a parameter as text; empty when it has none of that name.
+    std::string ValueOf(std::string_view parameter) const;
     _CSession* get() const { return m_session.get(); }
 
 private:
     std::string m_sourceName;
     ComPtr<_CSession> m_session;
-    std::vector<ComPtr<_CParameter>> m_parameters;
+    host::Parameters m_parameters;
 };
-
-Parameter Describe(_CParameter* parameter);
 
 }  // namespace vtdl::host

@@ -3,6 +3,7 @@
 #include "Formats.h"
 #include "Library.h"
 #include "Names.h"
+#include "Services.h"
 
 namespace vtdl::host {
 namespace {
@@ -72,7 +73,7 @@ Block SessionParameters(const Session& session) {
     return block;
 }
 
-Block SourceParameters(_CDataSource* source) {
+Block OwnParameters(_CDataSource* source) {
     ComPtr<_CParameters> parameters;
     Check(source->get_Parameters(parameters.put()), "reading the source's parameters");
     Block block{"", {{"NAME", {}}, {"VALUE", {}}}};
@@ -103,13 +104,14 @@ std::string Section(const std::string& title, const Block& block) {
 
 void ListSources() {
     const Library library;
-    Block block{"", {{"NAME", {}}, {"DESCRIPTION", {}}, {"KINDS", {}}}};
+    Block block{"", {{"NAME", {}}, {"DESCRIPTION", {}}, {"KINDS", {}}, {"NOTE", {}}}};
     for (const auto& source : library.Sources()) {
         vtdlPriceDataType kinds{};
         Check(source->get_PriceDataType(&kinds), "reading the kinds of prices");
-        AddRow(block, {TextOf(source.get(), &_CDataSource::get_Name),
-                       TextOf(source.get(), &_CDataSource::get_Description),
-                       KindsText(static_cast<unsigned>(kinds))});
+        const std::string name = TextOf(source.get(), &_CDataSource::get_Name);
+        AddRow(block, {name, TextOf(source.get(), &_CDataSource::get_Description),
+                       KindsText(static_cast<unsigned>(kinds)),
+                       HasFormat(name) ? "" : "no download: format not known"});
     }
     Print(TableOf(block));
 }
@@ -121,7 +123,7 @@ void ListParameters(const std::string& sourceName) {
     const Session session(source.get(), name);
     Print(name + ": " + TextOf(source.get(), &_CDataSource::get_Description) + "\n" +
           Section("Parameters of a download (NAME=VALUE)", SessionParameters(session)) +
-          Section("Parameters of the source itself", SourceParameters(source.get())) +
+          Section("Parameters of the source itself", OwnParameters(source.get())) +
           Section("Columns it announces", Columns(source.get())));
 }
 

@@ -1,5 +1,6 @@
 #include "OutputFile.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
@@ -8,6 +9,20 @@
 namespace vtdl::host {
 
 namespace fs = std::filesystem;
+
+std::string FileNameFor(std::string name, std::string ticker) {
+    std::ranges::replace_if(
+        ticker,
+        [](unsigned char c) {
+            return c < ' ' || std::string_view("\\/:*?\"<>|").find(static_cast<char>(c)) !=
+                                  std::string_view::npos;
+        },
+        '_');
+    for (std::size_t at = 0; (at = name.find(tickerMark, at)) != std::string::npos;
+         at += ticker.size())
+        name.replace(at, tickerMark.size(), ticker);
+    return name;
+}
 
 void WriteFile(const std::string& name, std::string_view content) {
     const fs::path file{std::u8string(name.begin(), name.end())};

@@ -6,6 +6,11 @@
 
 namespace vtdl::host {
 
+inline constexpr std::string_view tickerMark = "{ticker}";
+
+/// The name with the ticker for its mark; what file names cannot have becomes an underscore.
+std::string FileNameFor(std::string name, std::string ticker);
+
 /// Writes beside the file, then puts the new file in its place in one step; an existing file is
 /// replaced, and stays as it was when anything fails. Throws Failure.
 void WriteFile(const std::string& name, std::string_view content);

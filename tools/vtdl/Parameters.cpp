@@ -1,6 +1,7 @@
 #include "Parameters.h"
 
 #include <algorithm>
+#include <sstream>
 
 #include "Failure.h"
 #include "Names.h"
@@ -46,6 +47,23 @@ const char* TypeName(ParameterType type) {
     static constexpr const char* names[] = {"number", "text",       "list",
                                             "date",   "True/False", "block"};
     return names[static_cast<std::size_t>(type)];
+}
+
+std::vector<TickerRequest> PerTicker(const std::vector<std::string>& assignments) {
+    const auto found = std::ranges::find_if(assignments, [](const std::string& assignment) {
+        const std::size_t equals = assignment.find('=');
+        return equals != std::string::npos && SameName(assignment.substr(0, equals), "TICKER");
+    });
+    if (found == assignments.end()) return {{"", assignments}};
+    std::vector<TickerRequest> requests;
+    std::istringstream tickers(found->substr(found->find('=') + 1) + ",");
+    for (std::string ticker; std::getline(tickers, ticker, ',');) {
+        if (ticker.empty()) continue;
+        requests.push_back({ticker, assignments});
+        requests.back().assignments[static_cast<std::size_t>(found - assignments.begin())] =
+            "TICKER=" + ticker;
+    }
+    return requests.empty() ? std::vector<TickerRequest>{{"", assignments}} : requests;
 }
 
 Assignment ParseAssignment(std::string_view text, const std::string& source,

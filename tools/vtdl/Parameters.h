@@ -26,6 +26,15 @@ struct Assignment {
     Value value;
 };
 
+/// What is asked for one of several tickers.
+struct TickerRequest {
+    std::string ticker;  ///< empty when none is named
+    std::vector<std::string> assignments;
+};
+
+/// One request a ticker of TICKER=A,B; the other assignments hold for each.
+std::vector<TickerRequest> PerTicker(const std::vector<std::string>& assignments);
+
 /// Reads NAME=VALUE for one of the source's parameters; throws UsageError, whose text lists the
 /// known names, suggests the nearest, or says what form the value should have.
 Assignment ParseAssignment(std::string_view text, const std::string& source,

@@ -41,4 +41,34 @@ bool HasRows(const Result& result) {
     });
 }
 
+Result Newest(Result result, std::size_t rows) {
+    if (result.blocks.size() != 1 || result.blocks[0].isQuote) return result;
+    Block& block = result.blocks[0];
+    const std::size_t all = block.Rows();
+    const auto dates = std::ranges::find_if(block.columns, [&](const Column& column) {
+        return all > rows && std::holds_alternative<Date>(column.at(0)) &&
+               std::holds_alternative<Date>(column.at(all - 1));
+    });
+    if (dates == block.columns.end()) return result;
+    const bool isNewestLast =
+        std::get<Date>(dates->at(0)).days <= std::get<Date>(dates->at(all - 1)).days;
+    for (Column& column : block.columns) {
+        column.values.resize(all);
+        const auto cut = static_cast<std::ptrdiff_t>(isNewestLast ? all - rows : rows);
+        if (isNewestLast)
+            column.values.erase(column.values.begin(), column.values.begin() + cut);
+        else
+            column.values.erase(column.values.begin() + cut, column.values.end());
+    }
+    return result;
+}
+
+void Append(Result& all, const Result& one, const std::string& ticker) {
+    all.isPerTicker = true;
+    for (Block block : one.blocks) {
+        block.name = one.blocks.size() == 1 ? ticker : ticker + " " + block.name;
+        all.blocks.push_back(std::move(block));
+    }
+}
+
 }  // namespace vtdl::host

@@ -9,6 +9,7 @@
 #include "Interrupt.h"
 #include "Names.h"
 #include "ProgressSink.h"
+#include "Trouble.h"
 
 namespace vtdl::host {
 namespace {
@@ -45,6 +46,13 @@ DWORD SetInterval(const Session& session, DWORD asked) {
     return static_cast<DWORD>(number.get().lVal);
 }
 
+// The newest rows of a long table: the time, the header and a failure need their lines, too.
+Result FittingRows(const Result& result) {
+    constexpr std::size_t others = 5;
+    const std::size_t rows = Screen::Rows();
+    return rows > others ? Newest(result, rows - others) : result;
+}
+
 // Shows updates in place on a terminal, else one below the other.
 class Display {
 public:
@@ -57,7 +65,7 @@ public:
         // The session keeps its last error, so only an update that brought nothing has failed.
         const bool isNew = data.get() != m_last.get() && HasRows(result);
         m_last = std::move(data);
-        if (isNew) m_table = TableOf(result);
+        if (isNew) m_table = TableOf(IsOutputTerminal() ? FittingRows(result) : result);
         const std::string now = Now();
         const std::string failure = isNew ? "" : m_session.SourceName() + ": " + Reason() + "\n";
         if (IsOutputTerminal())
@@ -71,8 +79,9 @@ public:
     bool HasShown() const { return !m_table.empty(); }
 
     std::string Reason() const {
-        const std::string error = SessionError(m_session);
-        return error.empty() ? "the service sent nothing" : error;
+        const Fault fault = SessionFault(m_session);
+        return IsNothing(m_session, fault) ? "the service sent nothing"
+                                           : Explained(m_session, fault);
     }
 
 private:
@@ -144,11 +153,19 @@ private:
 void Watch(const WatchOptions& options) {
     const Library library;
     const ComPtr<_CDataSource> source = library.Source(options.source);
-    const Session session(source.get(), TextOf(source.get(), &_CDataSource::get_Name));
-    Assign(session, options.assignments);
-    const DWORD interval = SetInterval(session, options.interval);
+    const std::string name = TextOf(source.get(), &_CDataSource::get_Name);
+    const SourceParameters sourceParameters(source.get(), name, options.sourceAssignments);
+    const Session session(source.get(), name);
+    Assign(session.Parameters(), name, options.assignments);
+    // A session that repeats itself does so with a source of its own, which has what is saved.
+    const bool isPeriodWanted = options.sourceAssignments.empty();
+    if (!isPeriodWanted && ParseNumber(session.ValueOf("PERIOD")).value_or(0) > 0)
+        throw UsageError("--source-parameter and PERIOD exclude each other; use --interval");
+    const DWORD interval = isPeriodWanted         ? SetInterval(session, options.interval)
+                           : options.interval > 0 ? options.interval
+                                                  : usualInterval;
     // A session that repeats itself takes a period to end.
-    const InterruptGuard guard(PeriodOf(session) ? interval : 0);
+    const InterruptGuard guard(isPeriodWanted && PeriodOf(session) ? interval : 0);
     Watcher(session, interval, options.count).Run();
 }
 

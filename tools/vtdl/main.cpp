@@ -12,6 +12,7 @@
 #include "Console.h"
 #include "Failure.h"
 #include "Values.h"
+#include "support/Environment.h"
 
 namespace {
 
@@ -49,6 +50,8 @@ Examples:
   vtdl get YAHOODIVIDENDS TICKER=SPY STARTDATE=2008-01-01 ENDDATE=2010-12-31 --format json
   vtdl get YAHOOHIST "TICKER=^VIX" STARTDATE=2008-01-01 --format csv --output vix.csv
   vtdl get CBOE TICKER=AAPL --format csv --separator ; --decimal , --output chain.csv
+  vtdl get YAHOOHIST TICKER=AAPL,INTC STARTDATE=2003-07-01 --format csv --output {ticker}.csv
+  vtdl get PCQUOTE TICKER=GOOG --source-parameter USER=demo PASSWORD=demo
   vtdl get YAHOOHIST TICKER=AAPL STARTDATE=2007-01-01 ENDDATE=2008-10-14 --chart aapl.svg)";
 
 constexpr const char* watchExamples =
@@ -82,12 +85,24 @@ void DescribeParameters(CLI::App& app, Arguments& arguments) {
     command->callback([&arguments] { ListParameters(arguments.source); });
 }
 
+void AddSourceParameters(CLI::App& command, std::vector<std::string>& assignments) {
+    command.add_option("--source-parameter", assignments,
+                       "NAME=VALUE of the source itself, such as an account's USER and PASSWORD, "
+                       "for this call alone; stands last");
+}
+
 void DescribeGet(CLI::App& app, GetOptions& options) {
     CLI::App* command = app.add_subcommand("get", "Download, and print the rows");
     command->footer(getExamples);
     command->add_option("SOURCE", options.source, "Name of the source")->required();
     command->add_option("NAME=VALUE", options.assignments,
-                        "Parameters; `vtdl parameters SOURCE` lists them");
+                        "Parameters; `vtdl parameters SOURCE` lists them; several tickers are "
+                        "TICKER=A,B");
+    AddSourceParameters(*command, options.sourceAssignments);
+    command
+        ->add_option("--timeout", options.timeout,
+                     "Seconds that a request may take, above the settings' timeout and total")
+        ->check(CLI::Range(1, 100000));
     command->add_option("--format", options.format, "table, csv or json")
         ->check(CLI::IsMember({"table", "csv", "json"}))
         ->capture_default_str();
@@ -100,7 +115,8 @@ void DescribeGet(CLI::App& app, GetOptions& options) {
     command->add_flag("--raw-text", options.isTextRaw,
                       "No apostrophe in CSV before texts that a spreadsheet would run as formulas");
     command->add_option("--output", options.outputFile,
-                        "File to write, completely or not at all, instead of printing");
+                        "File to write, completely or not at all, instead of printing; with "
+                        "{ticker} in its name one a ticker");
     command->add_option("--chart", options.chartFile,
                         "SVG file of closing prices and volumes, written likewise");
     CLI::Option* progress = command->add_flag("--progress", options.isProgressWanted,
@@ -117,6 +133,7 @@ void DescribeWatch(CLI::App& app, WatchOptions& options) {
     command->add_option("SOURCE", options.source, "Name of the source")->required();
     command->add_option("NAME=VALUE", options.assignments,
                         "Parameters; `vtdl parameters SOURCE` lists them");
+    AddSourceParameters(*command, options.sourceAssignments);
     command
         ->add_option("--interval", options.interval,
                      "Milliseconds between updates, otherwise the source's PERIOD or 1000")
@@ -142,6 +159,14 @@ std::vector<std::string> CommandLine() {
     for (int i = count - 1; i >= 1; --i) arguments.push_back(ToUtf8(words[i]));
     LocalFree(words);
     return arguments;
+}
+
+// Who runs a command waits for its end, not for a question: the library's reports go to the log
+// unless the user wants otherwise, and a broken reply is a failure.
+void ConfigureLibrary() {
+    constexpr wchar_t actions[] = L"VTDL_ACTIONS";
+    if (vtdl::EnvironmentText(actions).empty()) SetEnvironmentVariableW(actions, L"2");
+    SetEnvironmentVariableW(L"VTDL_STRICT", L"1");
 }
 
 int Run() {
@@ -177,5 +202,6 @@ int Run() {
 
 int main() {
     const Console console;
+    ConfigureLibrary();
     return Run();
 }

@@ -1,0 +1,149 @@
+#include "Services.h"
+
+#include <algorithm>
+#include <optional>
+
+#include "Names.h"
+#include "Values.h"
+
+namespace vtdl::host {
+namespace {
+
+struct Number {
+    double least, most;
+    const char* form;
+};
+constexpr Number seconds{1, 100000, "a number of seconds, 1 to 100000"};
+
+struct KnownKey {
+    const char* section;
+    const char* key;
+    std::optional<Number> number = {};
+    bool isTruth = false;
+};
+
+const KnownKey knownKeys[] = {
+    {"HTTP", "timeout", seconds},
+    {"HTTP", "total", seconds},
+    {"HTTP", "maxbody", Number{1, 100000, "a number of megabytes, 1 to 100000"}},
+    {"HTTP", "strict", Number{0, 1, "0 or 1"}},
+    {"CBOE/FORM", "download"},
+    {"CBOE/FORM", "lookup"},
+    {"ERRORHANDLER", "actions", Number{1, 15, "a sum of 1, 2, 4 and 8"}},
+    {"ERRORHANDLER", "errorlog"},
+    {"ERRORHANDLER", "callstack", {}, true},
+    {"ERRORHANDLER", "tracing", {}, true},
+    {"ERRORHANDLER", "tracingflags", Number{1, 3, "1, 2 or 3"}},
+    {"ERRORHANDLER", "tracinglog"},
+    {"ERRORHANDLER", "supportmail"},
+};
+
+const std::string sections[] = {"HOSTS", "HTTP", "CBOE/FORM", "ERRORHANDLER"};
+
+bool IsWholeNumber(std::string_view text, const Number& range) {
+    const auto number = ParseNumber(text);
+    return number && *number == static_cast<double>(static_cast<long>(*number)) &&
+           *number >= range.least && *number <= range.most;
+}
+
+bool IsHost(std::string_view text) {
+    const std::size_t colon = text.rfind(':');
+    const std::string_view name = text.substr(0, colon);
+    return !name.empty() && name.find_first_of(" /") == name.npos &&
+           (colon == text.npos || IsWholeNumber(text.substr(colon + 1), {1, 65535, ""}));
+}
+
+// "ichart3.example.org", one of several servers of the chart service.
+bool IsNumberedServer(std::string_view name) {
+    const std::size_t digit = name.find_first_of("0123456789");
+    const std::size_t dot = name.find('.');
+    return digit > 0 && dot != name.npos && digit < dot;
+}
+
+std::string HostFault(const Setting& setting) {
+    const bool isService = std::ranges::any_of(
+        services, [&](std::string_view service) { return SameName(service, setting.key); });
+    if (!isService && !IsNumberedServer(setting.key)) {
+        const std::vector<std::string> known(services.begin(), services.end());
+        return "is no service" + Suggestion(setting.key, known);
+    }
+    return IsHost(setting.value) ? "" : "= " + setting.value + " is no host or host:port";
+}
+
+std::string KeyFault(const Setting& setting) {
+    std::vector<std::string> keys;
+    for (const KnownKey& known : knownKeys) {
+        if (!SameName(known.section, setting.section)) continue;
+        keys.emplace_back(known.key);
+        if (!SameName(known.key, setting.key)) continue;
+        const bool isTruth = SameName(setting.value, "True") || SameName(setting.value, "False") ||
+                             ParseNumber(setting.value);
+        if (setting.value.empty() || (known.number ? IsWholeNumber(setting.value, *known.number)
+                                                   : !known.isTruth || isTruth))
+            return {};
+        return "= " + setting.value + " is not " +
+               (known.number ? known.number->form : "True or False") + "; it does not count";
+    }
+    return "is no setting" + Suggestion(setting.key, keys);
+}
+
+std::string FaultOf(const Setting& setting) {
+    if (SameName(setting.section, "HOSTS")) return HostFault(setting);
+    if (std::ranges::any_of(
+            sections, [&](const std::string& known) { return SameName(known, setting.section); }))
+        return KeyFault(setting);
+    const std::string suggestion = Suggestion(setting.section, sections);
+    return suggestion.empty() ? "" : "is in no section of the library" + suggestion;
+}
+
+}  // namespace
+
+std::string_view ServiceOf(std::string_view source) {
+    static constexpr std::pair<std::string_view, std::string_view> used[] = {
+        {"YAHOOHIST", "yahoo.chart"},
+        {"YAHOODIVIDENDS", "yahoo.chart"},
+        {"YAHOOREALTIME", "yahoo.quotes"},
+        {"GOOGLEHIST", "google.finance"},
+        {"PCQUOTE", "pcquote"},
+        {"PIFIN", "pifin"},
+        {"CBOE", "cboe"},
+    };
+    for (const auto& [name, service] : used)
+        if (SameName(name, source)) return service;
+    return {};
+}
+
+bool HasFormat(std::string_view source) {
+    return SameName(source, "DDE") || !ServiceOf(source).empty();
+}
+
+std::string_view DdeSentence(long number) {
+    switch (number) {
+        case 16384:
+            return "the server did not confirm the link in time";
+        case 16385:
+            return "the server is busy; try again";
+        case 16386:
+            return "the server did not answer in time";
+        case 16393:
+            return "the server has no such item, or refuses it";
+        case 16394:
+            return "no program serves this service and topic on this desktop, or only one of "
+                   "another level (elevated or not)";
+        case 16396:
+        case 16398:
+            return "the server has ended";
+        default:
+            return {};
+    }
+}
+
+std::vector<std::string> SettingsFaults(const std::vector<Setting>& settings) {
+    std::vector<std::string> faults;
+    for (const Setting& setting : settings)
+        if (const std::string fault = FaultOf(setting); !fault.empty())
+            faults.push_back(setting.section + "/" + setting.key + " " + fault);
+    return faults;
+}
+
+}  // namespace vtdl::host

@@ -1,0 +1,35 @@
+// What is known about the sources' services, for messages that lead on.
+#pragma once
+
+#include <array>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vtdl::host {
+
+/// The services that the settings section HOSTS may name.
+inline constexpr std::array<std::string_view, 9> services = {
+    "yahoo.chart", "yahoo.quotes", "google.finance", "pcquote", "pifin",
+    "cboe",        "ino",          "ivolatility",    "vestora"};
+
+/// The service that a source downloads from; empty for DDE and for sources without a format.
+std::string_view ServiceOf(std::string_view source);
+
+/// False for a source whose service's format is not known: its downloads bring nothing.
+bool HasFormat(std::string_view source);
+
+/// What a DDE error means to who asked; empty for numbers that are none, or that say all.
+std::string_view DdeSentence(long number);
+
+struct Setting {
+    std::string section;
+    std::string key;
+    std::string value;
+};
+
+/// What the library does not take as its user means it, each as one sentence. Sections that are
+/// like none of the library's are a host's own.
+std::vector<std::string> SettingsFaults(const std::vector<Setting>& settings);
+
+}  // namespace vtdl::host
