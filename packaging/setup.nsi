@@ -34,6 +34,7 @@ VIAddVersionKey "LegalCopyright" ""
 !define MUI_ABORTWARNING
 !insertmacro MUI_PAGE_WELCOME
 !insertmacro MUI_PAGE_DIRECTORY
+Page custom StrictPage StrictPageLeave
 !insertmacro MUI_PAGE_INSTFILES
 !insertmacro MUI_PAGE_FINISH
 !insertmacro MUI_UNPAGE_CONFIRM
@@ -42,6 +43,8 @@ VIAddVersionKey "LegalCopyright" ""
 
 Var allUsers     ; 1 or 0
 Var purge        ; 1 or 0
+Var strict       ; 1 or 0
+Var settings     ; the settings file
 Var directory    ; named by /D, before defaults
 Var folder       ; scratch of the macros below
 Var registration ; the arguments of regsvr32 for the scope
@@ -129,6 +132,14 @@ Var registration ; the arguments of regsvr32 for the scope
 
 Function .onInit
   StrCpy $directory $INSTDIR
+  StrCpy $strict 1
+  ${GetParameters} $R0
+  ClearErrors
+  ${GetOptions} $R0 "/STRICT=" $R1
+  ${IfNot} ${Errors}
+  ${AndIf} $R1 == "0"
+    StrCpy $strict 0
+  ${EndIf}
   !insertmacro ReadOptions
   !insertmacro UseScope "$EXEPATH"
   !insertmacro UseSystemView
@@ -146,6 +157,44 @@ Function .onInit
       ${EndIf}
     ${EndIf}
   ${EndIf}
+FunctionEnd
+
+; The settings file of whoever installs; as the library does, the user's folder before the machine's.
+Function FindSettings
+  ReadRegStr $R4 HKCU "${SETTINGS}" "DataFolder"
+  ${If} $R4 == ""
+    ReadRegStr $R4 SHCTX "${SETTINGS}" "DataFolder"
+  ${EndIf}
+  ${If} $R4 == ""
+    StrCpy $R4 "%LOCALAPPDATA%\Vestora\VTDL"
+  ${EndIf}
+  ExpandEnvStrings $R4 $R4
+  StrCpy $settings "$R4\VTDL33.Settings.xml"
+FunctionEnd
+
+; Asked where nobody has settings yet.
+Function StrictPage
+  Call FindSettings
+  ${If} ${FileExists} $settings
+    Abort
+  ${EndIf}
+  !insertmacro MUI_HEADER_TEXT "Strict replies" "What counts as a successful download."
+  nsDialogs::Create 1018
+  Pop $R1
+  ${NSD_CreateCheckBox} 0 0 100% 12u "&Accept only replies that are whole (recommended)"
+  Pop $R1
+  ${If} $strict = 1
+    ${NSD_Check} $R1
+  ${EndIf}
+  ${NSD_CreateLabel} 0 18u 100% 60u "A reply that breaks off, an error page, or a table without rows then \
+    makes a download fail. Without this such replies pass for data, as programs that were written for \
+    earlier versions may expect.$\r$\n$\r$\nThe setting is the key strict of the section HTTP in the settings file."
+  Pop $R2
+  nsDialogs::Show
+FunctionEnd
+
+Function StrictPageLeave
+  ${NSD_GetState} $R1 $strict
 FunctionEnd
 
 ; A version that is there is taken away first, so that no file of it stays. It keeps the settings.
@@ -214,6 +263,7 @@ Section
       !insertmacro FailAfterwards "The 64-bit library could not be registered."
     ${EndIf}
   ${EndIf}
+  Call WriteSettings
   Call WriteRegistry
   Call WriteShortcuts
 SectionEnd
@@ -234,6 +284,19 @@ Function WriteDataFolder
       SetRegView 64
     ${EndIf}
   ${EndIf}
+FunctionEnd
+
+; What was chosen, either way, so that a later setup does not choose again.
+Function WriteSettings
+  Call FindSettings
+  ${If} ${FileExists} $settings
+    Return
+  ${EndIf}
+  CreateDirectory $R4
+  FileOpen $R3 $settings w
+  FileWrite $R3 '<?xml version="1.0"?>$\r$\n<sections name="XML settings file">$\r$\n'
+  FileWrite $R3 '<section name="http"><key name="strict">$strict</key></section>$\r$\n</sections>$\r$\n'
+  FileClose $R3
 FunctionEnd
 
 Function WriteRegistry

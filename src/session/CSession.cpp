@@ -3,6 +3,8 @@
 #include "automation/MessagePump.h"
 #include "session/LateBoundSink.h"
 #include "session/SessionErrors.h"
+#include "support/Hosts.h"
+#include "support/SharedSettings.h"
 #include "support/UpdateLock.h"
 #include "support/VersionCheck.h"
 #include "text/CaseFold.h"
@@ -107,6 +109,7 @@ STDMETHODIMP CSession::Start() noexcept {
     if (!m_dataSource) return WithoutDataSource<"Start">();
     const ComPtr<_CSession> alive(this);
     return Framed<"Start">([&](MethodFrame& frame) {
+        DropEarlierData();
         const long period = this->Period();
         if (period >= 1) return RunPeriodically(frame, period);
         frame.Step([&] { m_activeSource = m_dataSource; });
@@ -283,6 +286,15 @@ long CSession::Period() noexcept {
         return ToLong(value.get());
     } catch (...) {
         return 0;
+    }
+}
+
+// Strictly, what a download before brought cannot pass for the next one's.
+void CSession::DropEarlierData() noexcept {
+    try {
+        if (AreRepliesStrict(*SharedSettings())) m_data.reset();
+    } catch (...) {
+        return;  // the download will fail alike
     }
 }
 

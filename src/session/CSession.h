@@ -69,6 +69,7 @@ private:
     template <text::FixedString Member>
     HRESULT WithoutDataSource() noexcept;
     long Period() noexcept;
+    void DropEarlierData() noexcept;
     void RunPeriodically(MethodFrame& frame, long period);
     IUnknown* AsCaller() noexcept { return static_cast<_CSession*>(this); }
 

@@ -56,8 +56,8 @@ STDMETHODIMP CDataSourceCBOE::Download(_CSession** session) noexcept {
     return Downloading(session, [&](MethodFrame& frame, _CSession* current) {
         const std::string reply = FetchTable(frame, current);
         const auto data = Make<CData>();
-        if (!reply.empty()) Parse(frame, reply, *data.get());
-        frame.Step([&] { Check(current->putref_Data(data.get())); });
+        const bool hasValues = !reply.empty() && Parse(frame, reply, *data.get());
+        frame.Step([&] { Deliver(current, *data.get(), hasValues); });
         frame.Step([&] { m_session.DataReady(); });
     });
 }
@@ -82,6 +82,8 @@ std::string CDataSourceCBOE::FetchTable(MethodFrame& frame, _CSession* session) 
         // A newer version may know the format; the session's error tells of one.
         frame.Step([&] { mGlobals::IsNewVersionAvailable(*m_settings); });
         frame.Step([&] { state->SetError(vtdlSessionErrorParsing, -1, L"Invalid data format"); });
+        m_session.Note(-1);
+        m_verdict.fault = "invalid data format";
     }
     frame.Step([&] { m_session.Done(isComplete ? 0 : downloadFailure); });
     return reply;
@@ -99,12 +101,18 @@ std::string CDataSourceCBOE::BuildFormBody(bool isLookupForm, std::string_view t
     return body;
 }
 
-void CDataSourceCBOE::Parse(MethodFrame& frame, std::string_view reply, CData& data) {
+// What is sent as something else is a matter of its own.
+std::string CDataSourceCBOE::FormFault(const WinInet& client) const {
+    return IsTable(client.ContentType) ? WebAdapter::FormFault(client) : std::string();
+}
+
+bool CDataSourceCBOE::Parse(MethodFrame& frame, std::string_view reply, CData& data) {
     ChainReader oddFields;
     replies::CboeTable table = replies::ParseCboeTable(reply, oddFields);
     frame.Step([&] { SetBlock(data, L"TICKER", QuoteRecord(frame, table.quote).get(), false); });
     frame.Step([&] { SetBlock(data, L"CALLS", OptionRecord(table.calls).get(), false); });
     frame.Step([&] { SetBlock(data, L"PUTS", OptionRecord(table.puts).get(), false); });
+    return table.calls.Rows() > 0 || HasValues(table.quote.first);
 }
 
 // The second line alternates labels and values; the labels are not looked at.

@@ -33,7 +33,8 @@ public:
 private:
     std::string BuildFormBody(bool isLookupForm, std::string_view ticker);
     std::string FetchTable(MethodFrame& frame, _CSession* session);
-    void Parse(MethodFrame& frame, std::string_view reply, CData& data);
+    std::string FormFault(const WinInet& client) const override;
+    bool Parse(MethodFrame& frame, std::string_view reply, CData& data);
     static double ConvertCBOEDate(std::string_view text) noexcept;
     static automation::ComPtr<CDataFields> QuoteRecord(MethodFrame& frame,
                                                        const replies::CboeQuote& quote);

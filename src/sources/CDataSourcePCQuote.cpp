@@ -66,7 +66,7 @@ STDMETHODIMP CDataSourcePCQuote::Download(_CSession** session) noexcept {
                 AddColumn(fields.get(), {field.column, ColumnType::string},
                           k == 0 ? ticker : Variant());
             });
-        HandOver(frame, current, L"TICKER", fields.get());
+        HandOver(frame, current, L"TICKER", fields.get(), isQuote && HasValues(values));
     });
 }
 

@@ -33,7 +33,7 @@ STDMETHODIMP CDataSourcePifin::Download(_CSession** session) noexcept {
         std::string reply;
         frame.Step([&] { reply = DownloadURL(NewClient(L"pifin", path)); });
         if (!replies::IsPifinTable(reply)) {
-            frame.Step([&] { Check(current->putref_Data(Make<CData>().get())); });
+            frame.Step([&] { Deliver(current, *Make<CData>().get(), false); });
             return;
         }
 

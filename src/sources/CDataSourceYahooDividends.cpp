@@ -19,7 +19,8 @@ STDMETHODIMP CDataSourceYahooDividends::Download(_CSession** session) noexcept {
         if (hasData)
             HandOver(frame, current, L"HISTORICAL", std::move(grid), RowOrder::reversed);
         else
-            HandOver(frame, current, L"HISTORICAL", AnnouncedColumns(identity.columns).get());
+            HandOver(frame, current, L"HISTORICAL", AnnouncedColumns(identity.columns).get(),
+                     false);
     });
 }
 

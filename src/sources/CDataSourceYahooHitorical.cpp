@@ -52,6 +52,7 @@ bool CDataSourceYahooHitorical::FetchPages(MethodFrame& frame, _CSession* sessio
         if (reply.empty()) return false;
         const std::size_t rows =
             replies::ParseYahooPage(reply, "Date,Open", request.isAdjusted, grid, oddFields);
+        if (rows == 0 && grid.Rows() > 0 && !reply.starts_with("Date,Open")) RefuseLaterPage();
         if (rows != replies::yahooFullPage) return true;
         // The next page ends on the day before the oldest row. A server that does not go back in
         // time must not keep the download from ending.

@@ -49,12 +49,22 @@ STDMETHODIMP CDataSourceYahooRealTime::Download(_CSession** session) noexcept {
                     AddColumn(fields.get(), {column.name, ColumnType{}}, Variant());
             });
         }
-        StoreResult(frame, current, L"TICKER", fields.get());
+        StoreResult(frame, current, L"TICKER", fields.get(), HasValues(values));
         frame.Step([&] {
-            if (isInvalid) m_session.Done(invalidQuote);
+            if (!isInvalid) return;
+            m_verdict.fault = "dated 1970-01-01";
+            m_session.Done(invalidQuote);
         });
         frame.Step([&] { m_session.DataReady(); });
     });
+}
+
+// A text is an answer, and says that there is no quote; a part of a quote may end in the middle of
+// a number.
+std::string CDataSourceYahooRealTime::FormFault(const WinInet& client) const {
+    const std::size_t count = replies::SplitQuote(client.Response()).size();
+    return count > 1 && count < replies::yahooQuoteValues ? std::to_string(count) + " values"
+                                                          : WebAdapter::FormFault(client);
 }
 
 void CDataSourceYahooRealTime::AddValue(_CDataFields* fields, const replies::QuoteColumn& column,

@@ -29,6 +29,7 @@ public:
     STDMETHODIMP Download(_CSession** session) noexcept override;
 
 private:
+    std::string FormFault(const WinInet& client) const override;
     static double ToDate(std::string_view text) noexcept;
     static double ToTime(std::string_view text) noexcept;
     static void AddValue(_CDataFields* fields, const replies::QuoteColumn& column,

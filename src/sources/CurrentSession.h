@@ -40,15 +40,24 @@ public:
             automation::Check(callback->DataReady(caller.InOut()));
     }
 
-    void Done(long errorNumber) const {
+    void Done(long errorNumber) {
         automation::ComPtr<IUnknown> caller(m_adapter);
+        Note(errorNumber);
         if (const auto callback = m_callback)
             automation::Check(callback->Done(caller.InOut(), errorNumber));
+    }
+
+    /// The first error of this download; 0 without one. Note() is for one that is reported another
+    /// way than through Done.
+    long Error() const noexcept { return m_error; }
+    void Note(long errorNumber) noexcept {
+        if (m_error == 0) m_error = errorNumber;
     }
 
 private:
     IUnknown* m_adapter = nullptr;
     automation::ComPtr<_IProgressCallBack> m_callback;
+    long m_error = 0;
 };
 
 }  // namespace vtdl

@@ -19,8 +19,7 @@ public:
         return this->Downloading(session, [&](MethodFrame& frame, _CSession* current) {
             frame.Step([&] { this->m_session.Start(); });
             frame.Step([&] { this->m_session.Done(dataNotAvailable); });
-            frame.Step(
-                [&] { automation::Check(current->putref_Data(automation::Make<CData>().get())); });
+            frame.Step([&] { this->Deliver(current, *automation::Make<CData>().get(), false); });
             frame.Step([&] { this->m_session.DataReady(); });
         });
     }

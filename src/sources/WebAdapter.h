@@ -11,6 +11,7 @@
 #include "sources/CurrentSession.h"
 #include "sources/FieldReader.h"
 #include "sources/SourceAdapter.h"
+#include "sources/StrictReply.h"
 #include "support/Hosts.h"
 #include "transport/WinInet.h"
 
@@ -38,12 +39,11 @@ protected:
         if (!session || !*session) return automation::NullReference();
         const automation::ComPtr<_CSession> current(*session);
         const automation::ComPtr<_CDataSource> alive(this);
-        return this->template Framed<"CDataSource_Download">(
-            [&](MethodFrame& frame) {
-                const DownloadScope scope(*this, current.get());
-                body(frame, current.get());
-            },
-            at);
+        const DownloadScope scope(*this, current.get());
+        const HRESULT result = this->template Framed<"CDataSource_Download">(
+            [&](MethodFrame& frame) { body(frame, current.get()); }, at);
+        Conclude(current.get());
+        return result;
     }
 
 private:
@@ -56,19 +56,37 @@ private:
               m_outerSession(
                   std::exchange(adapter.m_session,
                                 CurrentSession(static_cast<_CDataSource*>(&adapter), session))),
-              m_outerIsAborted(std::exchange(adapter.m_isAborted, false)) {}
+              m_outerIsAborted(std::exchange(adapter.m_isAborted, false)),
+              m_outerVerdict(std::exchange(adapter.m_verdict, {})) {}
         DownloadScope(const DownloadScope&) = delete;
         DownloadScope& operator=(const DownloadScope&) = delete;
         ~DownloadScope() {
             m_adapter.m_session = m_outerSession;
             m_adapter.m_isAborted = m_outerIsAborted;
+            m_adapter.m_verdict = std::move(m_outerVerdict);
         }
 
     private:
         WebAdapter& m_adapter;
         CurrentSession m_outerSession;
         bool m_outerIsAborted;
+        StrictVerdict m_outerVerdict;
     };
+
+    /// The end of a strict download: one that failed, or brought nothing, leaves no data, its error
+    /// in the session, and a line in the log.
+    void Conclude(_CSession* session) noexcept {
+        this->template Framed<"CDataSource_Download">([&](MethodFrame& frame) {
+            if (!AreRepliesStrict(*this->m_settings)) return;
+            frame.Step([&] {
+                if (m_session.Error() == 0 && !m_verdict.hasValues)
+                    m_session.Done(dataNotAvailable);
+            });
+            if (m_session.Error() == 0) return;
+            frame.Step([&] { automation::Check(session->putref_Data(nullptr)); });
+            LogFailedDownload(D::identity.name, session, m_session.Error(), m_verdict);
+        });
+    }
 
 protected:
     /// A client for one request to a service.
@@ -80,7 +98,7 @@ protected:
         client->TimeoutSek = HttpSetting(*this->m_settings, L"timeout");
         client->TotalSek = HttpSetting(*this->m_settings, L"total");
         client->MaxBodyMB = HttpSetting(*this->m_settings, L"maxbody");
-        client->Strict = HttpSetting(*this->m_settings, L"strict") == 1;
+        client->Strict = AreRepliesStrict(*this->m_settings);
         return client;
     }
 
@@ -89,8 +107,10 @@ protected:
     }
 
     /// Runs a request; the body is then in the client. False when it failed or the download was
-    /// aborted.
+    /// aborted, and for a strict reply that does not count.
     bool Fetch(const std::shared_ptr<WinInet>& client) {
+        m_verdict.place = PlaceOf(*client);
+        m_verdict.fault = "aborted";
         if (m_isAborted) return false;
         struct Current {
             std::shared_ptr<WinInet>& slot;
@@ -98,7 +118,9 @@ protected:
             ~Current() { slot = outer; }
         } const current{m_ADL, std::exchange(m_ADL, client)};
         client->Execute();
-        return client->SuccessDone;
+        m_verdict.fault = client->Fault();
+        if (client->SuccessDone && client->Strict) m_verdict.fault = ReplyFault(*client);
+        return m_verdict.fault.empty();
     }
 
     /// Fetches one reply and reports the outcome to the session. Empty when there is none, or one
@@ -113,13 +135,23 @@ protected:
                 error = PageError(reply);
             });
             if (error != 0) reply.clear();
-            frame.Step([&] { m_session.Done(error); });
+            const bool isForgiven = client->Strict && IsTrial();
+            frame.Step([&] { m_session.Done(isForgiven ? 0 : error); });
         }));
         return reply;
     }
 
     /// The number of the error that a reply is the page of; 0 for any other reply.
     virtual long PageError(const std::string&) const { return 0; }
+
+    /// Why a whole reply is not of the service's form, in words; empty when it is. Only strict
+    /// replies are asked.
+    virtual std::string FormFault(const WinInet& client) const {
+        return IsPage(client.Response()) ? "a page instead of a table" : "";
+    }
+
+    /// Whether the reply being fetched is only a trial, whose failure is not the download's.
+    virtual bool IsTrial() const { return false; }
 
     /// A session's request, read from its parameters; nothing when reading it failed and was
     /// ignored.
@@ -134,13 +166,19 @@ protected:
         return request;
     }
 
-    /// Gives the session its result: one block, which the host cannot change.
-    static void StoreResult(MethodFrame& frame, _CSession* session, std::wstring_view block,
-                            _CDataFields* fields) {
+    /// Gives the session its result, and notes whether it has any values.
+    void Deliver(_CSession* session, CData& data, bool hasValues) {
+        automation::Check(session->putref_Data(&data));
+        m_verdict.hasValues = hasValues;
+    }
+
+    /// The same for a single block, which the host cannot change.
+    void StoreResult(MethodFrame& frame, _CSession* session, std::wstring_view block,
+                     _CDataFields* fields, bool hasValues) {
         frame.Step([&] {
             const auto data = automation::Make<CData>();
             SetBlock(*data.get(), block, fields, false);
-            automation::Check(session->putref_Data(data.get()));
+            Deliver(session, *data.get(), hasValues);
         });
     }
 
@@ -148,12 +186,13 @@ protected:
     void HandOver(MethodFrame& frame, _CSession* session, std::wstring_view block,
                   replies::Columns columns, RowOrder order) {
         CheckIntegers(frame, session, columns);
-        HandOver(frame, session, block, FieldsOf(std::move(columns), order).get());
+        const bool hasRows = HasRows(columns);
+        HandOver(frame, session, block, FieldsOf(std::move(columns), order).get(), hasRows);
     }
 
     void HandOver(MethodFrame& frame, _CSession* session, std::wstring_view block,
-                  _CDataFields* fields) {
-        StoreResult(frame, session, block, fields);
+                  _CDataFields* fields, bool hasValues) {
+        StoreResult(frame, session, block, fields, hasValues);
         frame.Step([&] { m_session.DataReady(); });
     }
 
@@ -181,8 +220,18 @@ protected:
     std::wstring m_statusText;
     bool m_reportsStatusText = true;
     bool m_isAborted = false;
+    StrictVerdict m_verdict;
 
 private:
+    // A service's own error page has a number of its own, whatever its status.
+    std::string ReplyFault(const WinInet& client) const {
+        constexpr long firstErrorStatus = 400;
+        std::string fault = client.Status() >= firstErrorStatus
+                                ? "status " + std::to_string(client.Status())
+                                : FormFault(client);
+        return fault.empty() || PageError(client.Response()) != 0 ? std::string() : fault;
+    }
+
     // Rounded half to even; 100 when the total is unknown.
     static long PercentOf(long bytesReceived, long contentLength) {
         return contentLength < 1 ? 100 : std::lrint(bytesReceived * 100.0 / contentLength);

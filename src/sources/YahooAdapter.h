@@ -59,6 +59,15 @@ protected:
         return m_isSelectingServer ? m_chartHost : this->m_statusText;
     }
 
+    bool IsTrial() const override { return m_isSelectingServer; }
+
+    /// Rows are missing when a page behind the first one is no table; only strict downloads mind.
+    void RefuseLaterPage() {
+        if (!AreRepliesStrict(*this->m_settings)) return;
+        this->m_verdict.fault = "a later page is no table";
+        this->m_session.Done(downloadFailure);
+    }
+
     std::wstring m_chartHost;  ///< empty until a server is chosen; kept for the adapter's life
 
 private:

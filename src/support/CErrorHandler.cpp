@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include <algorithm>
+
 #include "automation/PerApartment.h"
 #include "support/LogFile.h"
 #include "support/Notices.h"
@@ -41,6 +43,12 @@ std::wstring DateAndTime() {
     GetDateFormatW(LOCALE_USER_DEFAULT, DATE_SHORTDATE, nullptr, nullptr, date, ARRAYSIZE(date));
     GetTimeFormatW(LOCALE_USER_DEFAULT, 0, nullptr, nullptr, time, ARRAYSIZE(time));
     return std::wstring(date) + L" - " + time;
+}
+
+std::wstring ProcessName() {
+    wchar_t program[MAX_PATH];
+    const std::wstring_view path(program, GetModuleFileNameW(nullptr, program, MAX_PATH));
+    return std::wstring(path.substr(path.rfind(L'\\') + 1));
 }
 
 struct Configured : CErrorHandler {
@@ -118,6 +126,15 @@ void CErrorHandler::CallStackPush(std::wstring_view routineName, std::wstring_vi
 
 void CErrorHandler::TraceLine(std::wstring_view text) {
     if (m_tracingEnabled) Guarded([&] { Trace(L" --- ", text); });
+}
+
+void CErrorHandler::LogLine(std::wstring text) const {
+    const auto isControl = [](wchar_t c) {
+        return c < L' ' || (c >= 0x7F && c < 0xA0) || c == 0x2028 || c == 0x2029;
+    };
+    std::replace_if(text.begin(), text.end(), isControl, L' ');
+    AppendToLog(m_errorLogFile, DateAndTime() + L" --- " + ProcessName() + L" " +
+                                    std::to_wstring(GetCurrentProcessId()) + L": " + text);
 }
 
 void CErrorHandler::Clear(bool deleteErrorLog, bool deleteTracingLog) noexcept {

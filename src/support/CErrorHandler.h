@@ -69,6 +69,10 @@ public:
     /// Writes a line of the caller's to the trace, when tracing is on.
     void TraceLine(std::wstring_view text);
 
+    /// Writes a line of the caller's to the error log, whatever the actions, behind the time and
+    /// the process. Control characters in it become blanks.
+    void LogLine(std::wstring text) const;
+
     /// Deletes the logs; a log that is missing or locked is left.
     void Clear(bool deleteErrorLog, bool deleteTracingLog) noexcept;
 

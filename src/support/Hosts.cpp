@@ -46,4 +46,10 @@ long HttpSetting(CXMLSettings& settings, const wchar_t* key) {
     return number;
 }
 
+bool AreRepliesStrict(CXMLSettings& settings) {
+    const std::wstring value = EnvironmentText(L"VTDL_STRICT");
+    if (value == L"0" || value == L"1") return value == L"1";
+    return HttpSetting(settings, L"strict") == 1;
+}
+
 }  // namespace vtdl

@@ -24,4 +24,8 @@ HostAddress ParseHost(std::wstring_view host);
 /// "timeout" and "total" stands the environment variable VTDL_TIMEOUT.
 long HttpSetting(CXMLSettings& settings, const wchar_t* key);
 
+/// Whether a reply counts only when it is whole and what was asked for: the environment variable
+/// "VTDL_STRICT" (1 or 0), else the key "strict" of the section "HTTP".
+bool AreRepliesStrict(CXMLSettings& settings);
+
 }  // namespace vtdl

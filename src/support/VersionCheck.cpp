@@ -26,6 +26,7 @@ bool IsNewVersionAvailable(CXMLSettings& settings) {
     client.Resource = "/files/VTDL.version";
     client.Method = "GET";
     client.TimeoutSek = HttpSetting(settings, L"timeout");
+    client.Strict = AreRepliesStrict(settings);
     client.Execute();
     const bool isNewer = client.SuccessDone && IsNewerVersion(client.Response(), libraryVersion);
     if (isNewer) isNewVersionKnown = true;

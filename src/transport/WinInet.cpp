@@ -64,6 +64,11 @@ const std::string& WinInet::Response() const noexcept {
     return SuccessDone ? m_response : none;
 }
 
+std::string WinInet::Fault() const {
+    if (SuccessDone || !m_fault.empty()) return SuccessDone ? std::string() : m_fault;
+    return m_state == cancelled ? "aborted" : "the request cannot be made";
+}
+
 std::string WinInet::TakeResponse() { return SuccessDone ? std::move(m_response) : std::string(); }
 
 void WinInet::Run() {
@@ -140,8 +145,12 @@ bool WinInet::SendRequest() {
                                         : HttpSendRequestA(m_request.get(), formHeader,
                                                            sizeof formHeader - 1, PostQuery.data(),
                                                            static_cast<DWORD>(PostQuery.size()));
+    if (!done) m_fault = "no answer (error " + std::to_string(GetLastError()) + ")";
     // Wine 8 counts a server that hangs up without a status line as one that has answered.
-    return done && StatusCode() > 0;
+    else if (StatusCode() == 0)
+        m_fault = "no status line";
+    m_status = done ? static_cast<long>(StatusCode()) : 0;
+    return m_status > 0;
 }
 
 bool WinInet::FollowRedirects() {
@@ -149,7 +158,10 @@ bool WinInet::FollowRedirects() {
         const DWORD status = StatusCode();
         std::string location;
         if (status < 300 || status > 399 || !QueryText(HTTP_QUERY_LOCATION, location)) return true;
-        if (count == maxRedirects || !TakeRedirect(status, location)) return false;
+        if (count == maxRedirects || !TakeRedirect(status, location)) {
+            m_fault = "a redirect that is not followed";
+            return false;
+        }
         if (!OpenRequestHandle() || !SendRequest()) return false;
     }
 }
@@ -185,11 +197,15 @@ bool WinInet::QueryReply() {
     std::string length;
     if (QueryText(HTTP_QUERY_CONTENT_LENGTH, length)) m_contentLength = std::atol(length.c_str());
     if (IsCancelled()) return false;
+    std::string coding;
+    m_isChunked = QueryText(HTTP_QUERY_TRANSFER_ENCODING, coding) &&
+                  !text::EqualsIgnoringCase(text::Trimmed(coding), "identity");
     QueryText(HTTP_QUERY_REQUEST_METHOD, Method);
     return !IsCancelled();
 }
 
-// A failed read ends the body as a success, on purpose: it delivers no bytes, like the end.
+// A failed read ends the body as a success, on purpose, unless strictly: it delivers no bytes, like
+// the end.
 void WinInet::Receive() {
     using Clock = std::chrono::steady_clock;
     ChangeStatus(receiving);
@@ -203,7 +219,12 @@ void WinInet::Receive() {
         if (read > m_response.capacity() - m_response.size())
             m_response.reserve(m_response.capacity() + m_response.capacity() / 16 + blockSize);
         m_response.append(block, read);
-        if (IsBeyondLimits()) Cancel();
+        if (IsBeyondLimits()) {
+            m_fault = "beyond the limit of time or size";
+            Cancel();
+        } else if (read == 0 && Strict && !IsWhole()) {
+            Cancel();
+        }
         if (IsCancelled()) return;
         m_bytesReceived += static_cast<long>(read);
         const std::chrono::duration<float> elapsed = Clock::now() - start;
@@ -215,6 +236,20 @@ void WinInet::Receive() {
         ChangeStatus(complete);
         return;
     }
+}
+
+// The chunks of a body are joined by the system's client. It does not tell when one is broken or
+// the last one is missing (Wine 8 never does), and nobody may answer an HTTP/1.0 request with them,
+// so that they count as broken.
+bool WinInet::IsWhole() {
+    if (m_readError != 0)
+        m_fault = "the body breaks off (error " + std::to_string(m_readError) + ")";
+    else if (m_isChunked)
+        m_fault = "the body is in chunks, whose end cannot be told";
+    else if (m_contentLength > m_bytesReceived)
+        m_fault =
+            std::to_string(m_bytesReceived) + " of " + std::to_string(m_contentLength) + " bytes";
+    return m_fault.empty();
 }
 
 // The request's handle goes when its time is over, which may be a little early.
@@ -229,12 +264,15 @@ std::size_t WinInet::MaxBody() const noexcept {
 
 // A read waits until it has all the bytes that it asks for. Asked for no more than is there, it
 // lets messages and a cancel through after every piece that a slow server sends.
-DWORD WinInet::ReadBlock(char (&block)[blockSize]) const {
+DWORD WinInet::ReadBlock(char (&block)[blockSize]) {
     DWORD available = 0;
     DWORD read = 0;
-    if (!InternetQueryDataAvailable(m_request.get(), &available, 0, 0) || available == 0) return 0;
-    const DWORD asked = std::min<DWORD>(available, blockSize);
-    return InternetReadFile(m_request.get(), block, asked, &read) ? read : 0;
+    m_readError = 0;
+    if (!InternetQueryDataAvailable(m_request.get(), &available, 0, 0) ||
+        (available > 0 &&
+         !InternetReadFile(m_request.get(), block, std::min<DWORD>(available, blockSize), &read)))
+        m_readError = std::max<DWORD>(GetLastError(), 1);
+    return m_readError == 0 ? read : 0;
 }
 
 // A header may promise anything; what is reserved on its word stays small enough to be harmless.

@@ -51,9 +51,11 @@ public:
 
     long TimeoutSek =
         0;  ///< seconds for each connect, send and receive; below 1: 300 from Execute on
-    long TotalSek = 0;    ///< seconds for the whole request; below 1: twice TimeoutSek
-    long MaxBodyMB = 0;   ///< megabytes of a body; below 1: 64
-    bool Strict = false;  ///< no cookies, and only few redirects, all to the same server
+    long TotalSek = 0;   ///< seconds for the whole request; below 1: twice TimeoutSek
+    long MaxBodyMB = 0;  ///< megabytes of a body; below 1: 64
+    /// No cookies, and only few redirects, all to the same server; and the body has to be whole:
+    /// one that is shorter than its header promises, or whose end cannot be told, has failed.
+    bool Strict = false;
     std::string AgentName;
     std::string HostName;
     short Port = 0;
@@ -79,6 +81,12 @@ public:
     void Response(std::string text) { m_response = std::move(text); }
 
     long LastState() const noexcept { return m_state; }
+
+    /// The status code of the reply, 0 before there is one.
+    long Status() const noexcept { return m_status; }
+
+    /// Why there is no response, in words; empty when there is one.
+    std::string Fault() const;
 
     /// Whether a request runs on this thread, to which whoever asks would have to return first.
     static bool IsAnyRunning() noexcept { return s_running > 0; }
@@ -122,6 +130,7 @@ private:
     bool OpenRequestHandle();
     bool Send();
     bool SendRequest();
+    bool IsWhole();
     bool FollowRedirects();
     bool TakeRedirect(DWORD status, const std::string& location);
     DWORD StatusCode() const;
@@ -130,7 +139,7 @@ private:
     ULONGLONG TotalMilliseconds() const noexcept;
     bool QueryReply();
     void Receive();
-    DWORD ReadBlock(char (&block)[blockSize]) const;
+    DWORD ReadBlock(char (&block)[blockSize]);
     void SetTimeouts(HINTERNET handle);
     void CanonicalizeResource();
     bool Fail(State state);
@@ -145,7 +154,11 @@ private:
     long m_state = 0;
     long m_contentLength = 0;
     long m_bytesReceived = 0;
+    long m_status = 0;
     bool m_isCancelled = false;
+    bool m_isChunked = false;
+    DWORD m_readError = 0;
+    std::string m_fault;
     std::string m_response;
     InternetHandle m_internet;
     InternetHandle m_connection;

@@ -259,6 +259,24 @@ TEST_F(YahooTest, FailedFetchLeavesNoPrices) {
     EXPECT_EQ(job.LastEvent(), L"Done 0") << "an empty reply is no failed fetch";
 }
 
+// Strictly, a later page that is none takes the earlier ones with it.
+TEST_F(YahooTest, StrictPages) {
+    const double end = Day(2004, 3, 1);
+    for (const std::string& later :
+         {HttpReply("busy"), HttpReply("<html>"), HttpReply(priceHeader, "500 x")}) {
+        int count = 0;
+        ChartServer chart([&](const std::string&) {
+            return count++ == 0 ? HttpReply(PricePage(end - 199, end)) : later;
+        });
+        Use(chart, {{"http", "strict", "1"}});
+        Job job(Prices());
+        job.SetRange(end - 1000, end);
+        job.Start();
+        EXPECT_EQ(ErrorOf(job.session), failure) << later;
+        EXPECT_FALSE(BlockOf(job.session)) << later;
+    }
+}
+
 TEST_F(YahooTest, Dividends) {
     std::string reply;
     ChartServer chart([&](const std::string&) { return HttpReply(reply); });
@@ -361,12 +379,17 @@ TEST_F(YahooTest, NumberedServersThatDoNotAnswerLeaveThePublicHost) {
     std::vector<std::array<std::string, 3>> hosts;
     for (int k = 3; k <= 13; ++k)
         hosts.push_back({"hosts", "silent" + std::to_string(k) + ".example", closed.Host()});
-    Use(chart, hosts);
-    Job job(Prices());
-    job.Start();
-    EXPECT_EQ(chart.server.TakePaths().size(), 2u);
-    EXPECT_EQ(Column(job.session, L"DATE"), Numbers{Day(2004, 1, 9)});
-    EXPECT_EQ(ErrorOf(job.session), failure) << "the probes' failures were reported";
+    for (const char* strict : {"0", "1"}) {
+        hosts.push_back({"http", "strict", strict});
+        Use(chart, hosts);
+        Job job(Prices());
+        job.Start();
+        EXPECT_EQ(chart.server.TakePaths().size(), 2u);
+        EXPECT_EQ(Column(job.session, L"DATE"), Numbers{Day(2004, 1, 9)});
+        EXPECT_EQ(ErrorOf(job.session), *strict == '1' ? noError : failure)
+            << "by default the probes' failures are reported";
+        hosts.pop_back();
+    }
 }
 
 /// A session that counts what is reported of each fetch; parameters and data are a real one's.

@@ -99,6 +99,9 @@ downloads() {
   done
 }
 
+settings() { printf '%s\n' "$WINEPREFIX"/drive_c/users/*/AppData/Local/Vestora/VTDL/VTDL33.Settings.xml; }
+strictIs() { grep -qF "<key name=\"strict\">$1</key>" "$(settings)"; }
+
 testUserInstallation() {
   local folder
   check "the setup installs for oneself" run "$packages/$setup" /S
@@ -111,22 +114,25 @@ testUserInstallation() {
   check "none are the machine's" lacks managerKey 64
   check "the programs list has it" userHas "$uninstallKey" 64
   check "the data folder is named" userHas 'Software\Vestora\VTDL' 64
+  check "replies are strict" strictIs 1
   check "the samples are there" [ -f "$(unixPath "$folder")/samples/data/AAPL.csv" ]
   remember installed
   check "the comparison sees the classes" lacks same registry installed 2>/dev/null
   check "the comparison sees the files" lacks same disk installed 2>/dev/null
-  check "it is removed" uninstall "$folder"
+  check "it is removed, and what it set" uninstall "$folder" /PURGE
   remember user
   check "the registry is as before" same registry user
   check "the disk is as before" same disk user
 }
 
 testMachineInstallation() {
-  check "an older version installs for all users" run "$packages/old/VTDL-4.0.9-setup.exe" /S /ALLUSERS
+  check "an older version installs for all users" run "$packages/old/VTDL-4.0.9-setup.exe" /S /ALLUSERS /STRICT=0
+  check "replies are not strict" strictIs 0
   check "it says so" [ "$(machineVersion)" = 4.0.9 ]
   check "it works" downloads "$machineFolder"
   echo stale >"$(unixPath "$machineFolder")/x86/stale.txt"
   check "the new version installs over it" run "$packages/$setup" /S /ALLUSERS
+  check "the settings file is left alone" strictIs 0
   check "it says so too" [ "$(machineVersion)" = "$(cut -d- -f2 <<<"$setup")" ]
   check "it works too" downloads "$machineFolder"
   check "a file of somebody else stays" [ -f "$(unixPath "$machineFolder")/x86/stale.txt" ]
@@ -167,6 +173,7 @@ testInUse() {
 
 testRemoval() {
   local data=$1 bits
+  rm -rf "$data"
   for bits in x86 x64; do
     (unset VTDL_DATA && run "$machineFolder\\$bits\\vtdl.exe" sources >/dev/null)
     check "settings go where the installation says, $bits" [ -f "$data/VTDL33.Settings.xml" ]
