@@ -7,12 +7,15 @@
 
 #include "automation/Error.h"
 #include "automation/MessagePump.h"
+#include "automation/PerApartment.h"
 #include "text/Ascii.h"
 
 namespace vtdl {
 namespace {
 
 constexpr int maxRedirects = 5;
+
+automation::PerApartment<int> runningRequests;
 
 const char* orNull(const std::string& text) { return text.empty() ? nullptr : text.c_str(); }
 
@@ -47,8 +50,8 @@ void RaiseConnectionLimit() noexcept {
 
 void WinInet::Execute() {
     struct Running {
-        Running() noexcept { ++s_running; }
-        ~Running() { --s_running; }
+        int& count = ++*runningRequests;
+        ~Running() { --count; }
     } const running;
     try {
         Run();
@@ -57,6 +60,11 @@ void WinInet::Execute() {
         throw automation::Error(static_cast<HRESULT>(0x80040064), L"vtdl.WinInet.Execute",
                                 L"WinInet component failure");
     }
+}
+
+bool WinInet::IsAnyRunning() noexcept {
+    const int* const count = runningRequests.find();
+    return count && *count > 0;
 }
 
 const std::string& WinInet::Response() const noexcept {

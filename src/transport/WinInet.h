@@ -89,7 +89,7 @@ public:
     std::string Fault() const;
 
     /// Whether a request runs on this thread, to which whoever asks would have to return first.
-    static bool IsAnyRunning() noexcept { return s_running > 0; }
+    static bool IsAnyRunning() noexcept;
 
 private:
     struct InternetTraits {
@@ -164,8 +164,6 @@ private:
     InternetHandle m_connection;
     RequestHandle m_request;
     ULONGLONG m_deadline = 0;  ///< in system ticks
-
-    static inline thread_local int s_running = 0;
 };
 
 }  // namespace vtdl

@@ -135,31 +135,7 @@ TEST_F(LateCallTest, SettingsRaiseTheirSixErrorsAlone) {
 
 // A session of a host's own may have nothing to give.
 TEST_F(LateCallTest, DownloadsForASessionWithoutParametersAreReported) {
-    struct Bare : HostObject<_CSession> {
-        STDMETHODIMP get_Error(vtdlSessionError*) override { return E_NOTIMPL; }
-        STDMETHODIMP get_Status(vtdlSessionStatus*) override { return E_NOTIMPL; }
-        STDMETHODIMP get_UserData(VARIANT*) override { return E_NOTIMPL; }
-        STDMETHODIMP putref_UserData(VARIANT) override { return E_NOTIMPL; }
-        STDMETHODIMP put_UserData(VARIANT) override { return E_NOTIMPL; }
-        STDMETHODIMP get_Tag(VARIANT*) override { return E_NOTIMPL; }
-        STDMETHODIMP put_Tag(VARIANT) override { return E_NOTIMPL; }
-        STDMETHODIMP putref_Tag(VARIANT) override { return E_NOTIMPL; }
-        STDMETHODIMP putref_Progressor(_IProgressCallBack*) override { return E_NOTIMPL; }
-        STDMETHODIMP get_Progressor(_IProgressCallBack**) override { return E_NOTIMPL; }
-        STDMETHODIMP get_ID(long*) override { return E_NOTIMPL; }
-        STDMETHODIMP get_DataSource(_CDataSource**) override { return E_NOTIMPL; }
-        STDMETHODIMP putref_DataSource(_CDataSource*) override { return E_NOTIMPL; }
-        STDMETHODIMP get_Parameters(_CParameters** result) override {
-            *result = nullptr;
-            return S_OK;
-        }
-        STDMETHODIMP Start() override { return E_NOTIMPL; }
-        STDMETHODIMP get_Data(_CData**) override { return E_NOTIMPL; }
-        STDMETHODIMP putref_Data(_CData*) override { return E_NOTIMPL; }
-        STDMETHODIMP NextTick() override { return E_NOTIMPL; }
-        STDMETHODIMP Abort() override { return E_NOTIMPL; }
-        STDMETHODIMP Done() override { return E_NOTIMPL; }
-    } bare;
+    HostSession bare;
     _CSession* session = &bare;
     for (const wchar_t* name : {L"CDataSourceYahooHitorical", L"CDataSourceGoogleHitorical",
                                 L"CDataSourceCBOE", L"CDataSourcePifin"}) {

@@ -393,7 +393,7 @@ TEST_F(YahooTest, NumberedServersThatDoNotAnswerLeaveThePublicHost) {
 }
 
 /// A session that counts what is reported of each fetch; parameters and data are a real one's.
-class CountingSession : public HostObject<_CSession> {
+class CountingSession : public HostSession {
 public:
     std::vector<long> fetches;
 
@@ -403,28 +403,10 @@ public:
         return id == __uuidof(_IProgressCallBack) ? m_reports.QueryInterface(id, object)
                                                   : HostObject::QueryInterface(id, object);
     }
-    STDMETHODIMP get_Error(vtdlSessionError*) override { return E_NOTIMPL; }
-    STDMETHODIMP get_Status(vtdlSessionStatus*) override { return E_NOTIMPL; }
-    STDMETHODIMP get_UserData(VARIANT*) override { return E_NOTIMPL; }
-    STDMETHODIMP putref_UserData(VARIANT) override { return E_NOTIMPL; }
-    STDMETHODIMP put_UserData(VARIANT) override { return E_NOTIMPL; }
-    STDMETHODIMP get_Tag(VARIANT*) override { return E_NOTIMPL; }
-    STDMETHODIMP put_Tag(VARIANT) override { return E_NOTIMPL; }
-    STDMETHODIMP putref_Tag(VARIANT) override { return E_NOTIMPL; }
-    STDMETHODIMP putref_Progressor(_IProgressCallBack*) override { return E_NOTIMPL; }
-    STDMETHODIMP get_Progressor(_IProgressCallBack**) override { return E_NOTIMPL; }
-    STDMETHODIMP get_ID(long*) override { return E_NOTIMPL; }
-    STDMETHODIMP get_DataSource(_CDataSource**) override { return E_NOTIMPL; }
-    STDMETHODIMP putref_DataSource(_CDataSource*) override { return E_NOTIMPL; }
     STDMETHODIMP get_Parameters(_CParameters** parameters) override {
         return m_session->get_Parameters(parameters);
     }
-    STDMETHODIMP Start() override { return E_NOTIMPL; }
-    STDMETHODIMP get_Data(_CData**) override { return E_NOTIMPL; }
     STDMETHODIMP putref_Data(_CData* data) override { return m_session->putref_Data(data); }
-    STDMETHODIMP NextTick() override { return E_NOTIMPL; }
-    STDMETHODIMP Abort() override { return E_NOTIMPL; }
-    STDMETHODIMP Done() override { return E_NOTIMPL; }
 
 private:
     struct Reports : HostObject<_IProgressCallBack> {

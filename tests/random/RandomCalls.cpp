@@ -26,7 +26,7 @@ namespace {
 class Random {
 public:
     Random(std::uint64_t seed, std::uint64_t step) : m_state(seed * 0x9E3779B97F4A7C15u ^ step) {}
-    unsigned Below(unsigned bound) {
+    unsigned Below(std::size_t bound) {
         std::uint64_t z = m_state += 0x9E3779B97F4A7C15u;
         z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9u;
         z = (z ^ (z >> 27)) * 0x94D049BB133111EBu;
@@ -501,7 +501,7 @@ private:
 
 /// One of the faces that the object has, and its description.
 ITypeInfo* AnyFace(Random& random, IUnknown* object, void*& face) {
-    const std::size_t first = random.Below(static_cast<unsigned>(interfaces.size()));
+    const std::size_t first = random.Below(interfaces.size());
     for (std::size_t i = 0; i < interfaces.size(); ++i) {
         ITypeInfo* const type = interfaces[(first + i) % interfaces.size()];
         TYPEATTR* attributes = nullptr;

@@ -130,4 +130,32 @@ public:
     }
 };
 
+/// A session that has nothing and does nothing.
+class HostSession : public HostObject<_CSession> {
+public:
+    STDMETHODIMP get_Error(vtdlSessionError*) override { return E_NOTIMPL; }
+    STDMETHODIMP get_Status(vtdlSessionStatus*) override { return E_NOTIMPL; }
+    STDMETHODIMP get_UserData(VARIANT*) override { return E_NOTIMPL; }
+    STDMETHODIMP putref_UserData(VARIANT) override { return E_NOTIMPL; }
+    STDMETHODIMP put_UserData(VARIANT) override { return E_NOTIMPL; }
+    STDMETHODIMP get_Tag(VARIANT*) override { return E_NOTIMPL; }
+    STDMETHODIMP put_Tag(VARIANT) override { return E_NOTIMPL; }
+    STDMETHODIMP putref_Tag(VARIANT) override { return E_NOTIMPL; }
+    STDMETHODIMP putref_Progressor(_IProgressCallBack*) override { return E_NOTIMPL; }
+    STDMETHODIMP get_Progressor(_IProgressCallBack**) override { return E_NOTIMPL; }
+    STDMETHODIMP get_ID(long*) override { return E_NOTIMPL; }
+    STDMETHODIMP get_DataSource(_CDataSource**) override { return E_NOTIMPL; }
+    STDMETHODIMP putref_DataSource(_CDataSource*) override { return E_NOTIMPL; }
+    STDMETHODIMP get_Parameters(_CParameters** result) override {
+        *result = nullptr;
+        return S_OK;
+    }
+    STDMETHODIMP Start() override { return E_NOTIMPL; }
+    STDMETHODIMP get_Data(_CData**) override { return E_NOTIMPL; }
+    STDMETHODIMP putref_Data(_CData*) override { return E_NOTIMPL; }
+    STDMETHODIMP NextTick() override { return E_NOTIMPL; }
+    STDMETHODIMP Abort() override { return E_NOTIMPL; }
+    STDMETHODIMP Done() override { return E_NOTIMPL; }
+};
+
 }  // namespace vtdl::tests
