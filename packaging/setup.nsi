@@ -333,12 +333,13 @@ FunctionEnd
 Section "Uninstall"
   !insertmacro StopIfInUse "$INSTDIR\x86\VTDL33.dll"
   !insertmacro StopIfInUse "$INSTDIR\x64\VTDL33.dll"
+  ; Before the registration is taken back, which may have provided it.
+  ReadRegStr $folder SHCTX "${SETTINGS}" "DataFolder"
   !insertmacro Register32 "/u" "$INSTDIR\x86\VTDL33.dll"
   ${If} ${RunningX64}
     !insertmacro Register64 "/u" "$INSTDIR\x64\VTDL33.dll"
   ${EndIf}
   ${If} $purge = 1
-    ReadRegStr $folder SHCTX "${SETTINGS}" "DataFolder"
     ExpandEnvStrings $folder $folder
     ${If} $folder != ""
       Delete "$folder\VTDL33.Settings.xml"

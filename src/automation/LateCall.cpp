@@ -40,7 +40,12 @@ LateCall::LateCall(ITypeInfo* type, DISPID member, WORD flags, const DISPPARAMS&
     FindFunction();
     // An assignment's only argument has a name of its own and is taken as it is.
     if (!m_function || (m_function->invkind & assigning)) return;
-    if (parameters.cNamedArgs > 0) PlaceNamed(parameters);
+    try {
+        if (parameters.cNamedArgs > 0) PlaceNamed(parameters);
+    } catch (...) {
+        m_type->ReleaseFuncDesc(m_function);  // what is not made has no destructor
+        throw;
+    }
     m_parameters = {m_arguments.data(), nullptr, static_cast<UINT>(m_arguments.size()), 0};
 }
 

@@ -10,11 +10,18 @@ using namespace automation;
 
 namespace {
 
-PerApartment<ComPtr<CSessions>> hotSessions;
+/// Those that are left when their thread ends have no conversation any more, and their references
+/// are not the collection's.
+struct Registry {
+    ComPtr<CSessions> sessions;
+    ~Registry() { sessions.detach(); }
+};
+
+PerApartment<Registry> registry;
 
 /// The sessions with a hot link by their conversation, in hexadecimal; created on first use.
 ComPtr<CSessions>& HotSessions() {
-    ComPtr<CSessions>& sessions = *hotSessions;
+    ComPtr<CSessions>& sessions = registry->sessions;
     if (!sessions) sessions = Make<CSessions>();
     return sessions;
 }

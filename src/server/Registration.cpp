@@ -208,6 +208,8 @@ constexpr wchar_t settingsKey[] = L"Software\\Vestora\\VTDL";
 constexpr wchar_t registeredFolder[] = L"RegisteredDataFolder";
 
 void ProvideDataFolder(HKEY root) {
+    // Settings that were made there would be lost from sight.
+    if (GetFileAttributesW(L"C:\\VTDL33.Settings.xml") != INVALID_FILE_ATTRIBUTES) return;
     for (const HKEY chosen : {root, HKEY_LOCAL_MACHINE})
         if (!ReadText(chosen, settingsKey, L"DataFolder").empty()) return;
     const RegistryKey key = CreateKey(root, settingsKey);

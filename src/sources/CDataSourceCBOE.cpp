@@ -79,8 +79,9 @@ std::string CDataSourceCBOE::FetchTable(MethodFrame& frame, _CSession* session) 
     if (isComplete && IsTable(client->ContentType)) {
         reply = client->TakeResponse();
     } else if (const auto state = Query<ISessionState>(session); isComplete && state) {
-        // A newer version may know the format; the session's error tells of one.
-        frame.Step([&] { mGlobals::IsNewVersionAvailable(*m_settings); });
+        // A newer version may know the format; the session's error tells of one. In a frame of its
+        // own: that check must not cost the error that it goes with.
+        Framed<"CheckForNewVersion">([&] { mGlobals::IsNewVersionAvailable(*m_settings); });
         frame.Step([&] { state->SetError(vtdlSessionErrorParsing, -1, L"Invalid data format"); });
         m_session.Note(-1);
         m_verdict.fault = "invalid data format";

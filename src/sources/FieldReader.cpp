@@ -68,14 +68,21 @@ double FieldReader::Convert(const replies::OddField& field) const {
     using namespace automation;
     const replies::ColumnSpec& column = m_columns[field.column];
     const std::wstring text = ToWide(field.text);
-    std::wstring place = L"row " + std::to_wstring(field.row) + L", " + std::wstring(column.name);
-    place += field.isMissing ? L" is missing" : L" \"" + text.substr(0, 80) + L"\"";
-    place += DownloadOf(m_session);
-    if (field.isMissing) throw MakeRuntimeError(RuntimeError::subscript, place);
+    const auto place = [&] {
+        std::wstring words =
+            L"row " + std::to_wstring(field.row) + L", " + std::wstring(column.name);
+        words += field.isMissing ? L" is missing" : L" \"" + text.substr(0, 80) + L"\"";
+        return words + DownloadOf(m_session);
+    };
+    if (field.isMissing) throw MakeRuntimeError(RuntimeError::subscript, place());
     // No other form of a date is known than those that the parser reads.
     if (column.type == replies::ColumnType::date)
-        throw MakeRuntimeError(RuntimeError::typeMismatch, place);
-    return ConvertNumber(text, place);
+        throw MakeRuntimeError(RuntimeError::typeMismatch, place());
+    try {
+        return ConvertNumber(text, {});
+    } catch (const Error&) {
+        return ConvertNumber(text, place());  // again, for only what fails needs its place
+    }
 }
 
 }  // namespace vtdl

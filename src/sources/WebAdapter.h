@@ -76,8 +76,8 @@ private:
     /// The end of a strict download: one that failed, or brought nothing, leaves no data, its error
     /// in the session, and a line in the log.
     void Conclude(_CSession* session) noexcept {
+        if (!IsStrict()) return;
         this->template Framed<"CDataSource_Download">([&](MethodFrame& frame) {
-            if (!AreRepliesStrict(*this->m_settings)) return;
             frame.Step([&] {
                 if (m_session.Error() == 0 && !m_verdict.hasValues)
                     m_session.Done(dataNotAvailable);
@@ -86,6 +86,14 @@ private:
             frame.Step([&] { automation::Check(session->putref_Data(nullptr)); });
             LogFailedDownload(D::identity.name, session, m_session.Error(), m_verdict);
         });
+    }
+
+    bool IsStrict() const noexcept {
+        try {
+            return AreRepliesStrict(*this->m_settings);
+        } catch (...) {
+            return false;  // as without settings
+        }
     }
 
 protected:
@@ -112,6 +120,7 @@ protected:
         m_verdict.place = PlaceOf(*client);
         m_verdict.fault = "aborted";
         if (m_isAborted) return false;
+        m_verdict.fault = "the request cannot be made";
         struct Current {
             std::shared_ptr<WinInet>& slot;
             std::shared_ptr<WinInet> outer;

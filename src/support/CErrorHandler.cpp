@@ -14,8 +14,15 @@ namespace {
 using automation::Error;
 
 // A session can be its own progressor, or two be each other's: without an end to that, the host's
-// stack would overflow. Downloads that nest in each other's callbacks need ten routines each.
-constexpr std::size_t deepestCall = 250;
+// stack would overflow. What is left of it is looked at now and then on a deep call stack.
+bool IsStackSpent(std::size_t depth) {
+    constexpr std::size_t deep = 128, interval = 32;
+    constexpr std::ptrdiff_t reserve = 128 * 1024;
+    if (depth < deep || depth % interval != 0) return false;
+    MEMORY_BASIC_INFORMATION stack{};
+    return VirtualQuery(&stack, &stack, sizeof stack) &&
+           reinterpret_cast<char*>(&stack) - static_cast<char*>(stack.AllocationBase) < reserve;
+}
 
 Error HandlerError(HRESULT code, const wchar_t* description) {
     return Error(code, L"Vestora Download Library.CErrorHandler", description);
@@ -116,7 +123,7 @@ void CErrorHandler::CallStackPop() {
 }
 
 void CErrorHandler::CallStackPush(std::wstring_view routineName, std::wstring_view arguments) {
-    if (m_depth == deepestCall)
+    if (IsStackSpent(m_depth))
         throw automation::MakeRuntimeError(automation::RuntimeError::outOfStack);
     if (m_depth == m_routines.size()) Guarded([&] { m_routines.emplace_back(); });
     m_routines[m_depth] = {routineName, arguments};
@@ -138,8 +145,8 @@ void CErrorHandler::LogLine(std::wstring text) const {
 }
 
 void CErrorHandler::Clear(bool deleteErrorLog, bool deleteTracingLog) noexcept {
-    if (deleteErrorLog) DeleteFileW(m_errorLogFile.c_str());
-    if (deleteTracingLog) DeleteFileW(m_tracingLogFile.c_str());
+    if (deleteErrorLog) DeleteLog(m_errorLogFile);
+    if (deleteTracingLog) DeleteLog(m_tracingLogFile);
 }
 
 void CErrorHandler::SetPendingError(const Error& error, long line) {

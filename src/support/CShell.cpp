@@ -54,8 +54,7 @@ void CheckShell(HINSTANCE result, bool isReduced) {
 const wchar_t* OrNull(const std::wstring& text) { return text.empty() ? nullptr : text.c_str(); }
 
 void CheckLength(const std::wstring& name) {
-    if (name.size() >= MAX_PATH)
-        Throw(CShell::componentFailure, L"CShell component failure");
+    if (name.size() >= MAX_PATH) Throw(CShell::componentFailure, L"CShell component failure");
 }
 
 bool FileExists(const std::wstring& file) {

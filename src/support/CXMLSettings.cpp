@@ -20,7 +20,11 @@ using settings::LowerCase;
 constexpr wchar_t ownSource[] = L"VTDL33.CXMLSettings";
 // SaveSetting's source stands for the two enumerations as well, on purpose.
 constexpr wchar_t savingSource[] = L"CXMLSettings.SaveSetting";
-constexpr HRESULT invalidQuery = E_FAIL;  // the document's own answer to one
+
+// A name that cannot be asked for; the number is the document's own answer to such a query.
+struct InvalidName : Error {
+    InvalidName() : Error(E_FAIL, ownSource, L"A name must not contain an apostrophe") {}
+};
 
 Error SettingsError(EErrXMLSettings number, const wchar_t* source = ownSource) {
     const wchar_t* text = L"CXMLSettings component failure";
@@ -111,10 +115,12 @@ template <class Body>
 void CXMLSettings::Guarded(Body&& body) {
     try {
         body();
+    } catch (const InvalidName&) {
+        throw;
     } catch (const Error& error) {
         const bool isOwn = error.Code() >= eErrXMLSettings_NotInitialized &&
                            error.Code() <= eErrXMLSettings_ComponentFailure;
-        if (isOwn || error.Code() == invalidQuery) throw;
+        if (isOwn) throw;
         throw SettingsError(eErrXMLSettings_ComponentFailure);
     }
 }
@@ -353,8 +359,7 @@ void CXMLSettings::StoreValue(std::wstring section, std::wstring key, const std:
 CXMLSettings::Node CXMLSettings::FindSection(std::wstring_view section,
                                              std::wstring_view key) const {
     // It would end the name inside the query, and could make it find something else.
-    if (section.find(L'\'') != section.npos || key.find(L'\'') != key.npos)
-        throw Error(invalidQuery, ownSource, L"A name must not contain an apostrophe");
+    if (section.find(L'\'') != section.npos || key.find(L'\'') != key.npos) throw InvalidName();
     std::wstring query = L"sections/section[@name='";
     query.append(section).append(L"']");
     if (!key.empty()) query.append(L"/key[@name='").append(key).append(L"']");

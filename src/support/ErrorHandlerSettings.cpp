@@ -15,10 +15,10 @@ namespace {
 constexpr wchar_t actionsVariable[] = L"VTDL_ACTIONS";
 
 automation::PerApartment<bool> isApplied;
+automation::PerApartment<std::wstring> alreadyReported;
 
-}  // namespace
-
-void ApplyErrorHandlerSettings(CXMLSettings* settings) {
+/// Applies what can be applied; returns what was refused, and why.
+std::wstring Apply(CXMLSettings* settings) {
     using automation::Variant;
     *isApplied = true;
     std::wstring refused;
@@ -58,8 +58,20 @@ void ApplyErrorHandlerSettings(CXMLSettings* settings) {
     apply(L"tracinglog", [&](auto& text) { gErrorHandler().TracingLogFile(text); });
     apply(L"supportmail", [&](auto& text) { gErrorHandler().SupportMail(text); });
     apply(L"tracing", [&](auto& text) { gErrorHandler().TracingEnabled(truth(text)); });
-    if (refused.empty()) return;
-    throw automation::MakeRuntimeError(automation::RuntimeError::invalidCall, refused);
+    return refused;
+}
+
+void RaiseRefused(const std::wstring& refused) {
+    if (!refused.empty())
+        throw automation::MakeRuntimeError(automation::RuntimeError::invalidCall, refused);
+}
+
+}  // namespace
+
+// The first object's settings are mostly a manager's, which applies them again.
+void ApplyErrorHandlerSettings(CXMLSettings* settings) {
+    const std::wstring refused = Apply(settings);
+    if (refused != std::exchange(*alreadyReported, {})) RaiseRefused(refused);
 }
 
 void ApplyErrorHandlerSettingsOnce() noexcept {
@@ -74,7 +86,10 @@ void ApplyErrorHandlerSettingsOnce() noexcept {
     } catch (...) {
         settings.reset();  // what the environment says counts all the same
     }
-    Framed<"CErrorHandler", "ApplySettings">([&] { ApplyErrorHandlerSettings(settings.get()); });
+    Framed<"CErrorHandler", "ApplySettings">([&] {
+        *alreadyReported = Apply(settings.get());
+        RaiseRefused(*alreadyReported);
+    });
 }
 
 }  // namespace vtdl

@@ -20,8 +20,8 @@ std::wstring ServiceHost(CXMLSettings& settings, const wchar_t* service);
 /// Takes a host text apart; without a port, or with a senseless one, it is the web's.
 HostAddress ParseHost(std::wstring_view host);
 
-/// A number of the settings' section "HTTP"; 0, which stands for the client's own, without one. Above
-/// "timeout" and "total" stands the environment variable VTDL_TIMEOUT.
+/// A number of the settings' section "HTTP"; 0, which stands for the client's own, without one.
+/// Above "timeout" and "total" stands the environment variable VTDL_TIMEOUT.
 long HttpSetting(CXMLSettings& settings, const wchar_t* key);
 
 /// Whether a reply counts only when it is whole and what was asked for: the environment variable

@@ -15,7 +15,22 @@ automation::FileHandle Open(const std::wstring& fileName) {
                                               OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
+bool IsPlain(const std::wstring& fileName) {
+    return fileName.find_first_of(L"\\/:") == std::wstring::npos;
+}
+
+std::wstring InDataFolder(const std::wstring& fileName) { return DataFolder() + L"\\" + fileName; }
+
 }  // namespace
+
+void DeleteLog(const std::wstring& fileName) noexcept {
+    try {
+        DeleteFileW(fileName.c_str());
+        if (IsPlain(fileName)) DeleteFileW(InDataFolder(fileName).c_str());
+    } catch (...) {
+        return;  // it stays
+    }
+}
 
 void AppendToLog(const std::wstring& fileName, std::wstring_view text) {
     const std::wstring record = std::wstring(text) + L"\r\n";
@@ -26,8 +41,7 @@ void AppendToLog(const std::wstring& fileName, std::wstring_view text) {
 
     // A program may have been started where its user cannot write.
     automation::FileHandle file = Open(fileName);
-    const bool isPlain = fileName.find_first_of(L"\\/:") == std::wstring::npos;
-    if (!file && isPlain) file = Open(DataFolder() + L"\\" + fileName);
+    if (!file && IsPlain(fileName)) file = Open(InDataFolder(fileName));
     if (!file) automation::ThrowLastError(L"CreateFile");
     // Wine 8 seeks to the end and then writes; the lock keeps another process out meanwhile. It
     // lies beyond every log's end, where it hinders no reader, and ends with the handle. What

@@ -12,4 +12,7 @@ namespace vtdl {
 /// cannot be opened or written.
 void AppendToLog(const std::wstring& fileName, std::wstring_view text);
 
+/// Deletes the file, in whichever of the two places it is, if it can be deleted.
+void DeleteLog(const std::wstring& fileName) noexcept;
+
 }  // namespace vtdl

@@ -26,9 +26,12 @@ bool IsNewVersionAvailable(CXMLSettings& settings) {
     client.Resource = "/files/VTDL.version";
     client.Method = "GET";
     client.TimeoutSek = HttpSetting(settings, L"timeout");
+    client.TotalSek = HttpSetting(settings, L"total");
+    client.MaxBodyMB = HttpSetting(settings, L"maxbody");
     client.Strict = AreRepliesStrict(settings);
     client.Execute();
-    const bool isNewer = client.SuccessDone && IsNewerVersion(client.Response(), libraryVersion);
+    const bool isReply = client.SuccessDone && !(client.Strict && client.Status() >= 400);
+    const bool isNewer = isReply && IsNewerVersion(client.Response(), libraryVersion);
     if (isNewer) isNewVersionKnown = true;
     return isNewer;
 }

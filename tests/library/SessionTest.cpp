@@ -263,6 +263,15 @@ TEST_F(SessionTest, ItsOwnProgressor) {
     session->putref_Progressor(nullptr);
 }
 
+// A list of tickers, each started by the end of the one before.
+TEST_F(SessionTest, ChainsOfSessions) {
+    sink.onEvent = [&](const std::wstring& event, _CSession* caller) {
+        if (event == L"Done 0" && source.downloads < 300) caller->Start();
+    };
+    session->Start();
+    EXPECT_EQ(source.downloads, 300);
+}
+
 TEST_F(SessionTest, ErrorThroughInvoke) {
     Report(session, errorOf(0x800C0004));
     // Not copied: Wine does not copy fields of enumeration types.

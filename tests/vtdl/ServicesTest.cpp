@@ -28,6 +28,8 @@ TEST(Services, SettingsThatDoNotCountAreTold) {
         {{"htpp", "timeout", "5"}, "is in no section of the library; did you mean HTTP?"},
         {{"yahoohist/parameters", "name", "x"}, ""},
         {{"my program", "colour", "red"}, ""},
+        {{"HOSTS", "", ""}, "is not in lower case, and is never read"},
+        {{"http", "Strict", ""}, "is not in lower case, and is never read"},
     };
     for (const auto& test : cases) {
         const auto faults = SettingsFaults({test.setting});

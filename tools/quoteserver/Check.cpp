@@ -42,7 +42,9 @@ std::size_t CheckFolder(const std::filesystem::path& folder, std::ostream& out) 
     const DataFolder data(folder);
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-        names.push_back(entry.path().filename().string());
+        if (entry.is_regular_file()) {
+            names.push_back(entry.path().filename().string());
+        }
     }
     std::ranges::sort(names);
     for (const std::string& name : names) {

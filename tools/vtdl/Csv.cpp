@@ -16,14 +16,13 @@ std::string Quoted(const std::string& text, char separator) {
     return quoted + '"';
 }
 
-// A signed number is harmless, "-" alone or before a digit too.
+// A signed number is harmless, and a sign alone too.
 bool IsFormula(std::string_view text) {
     text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
     if (text.empty()) return false;
-    if (text.front() == '-')
-        return text.size() > 1 && std::isalpha(static_cast<unsigned char>(text[1]));
     const bool isNumber = text.find_first_not_of("0123456789.,%", 1) == std::string_view::npos;
-    return text.front() == '=' || text.front() == '@' || (text.front() == '+' && !isNumber);
+    const bool isSigned = text.front() == '+' || text.front() == '-';
+    return text.front() == '=' || text.front() == '@' || (isSigned && !isNumber);
 }
 
 std::string FieldOf(const Value& value, const CsvForm& form) {

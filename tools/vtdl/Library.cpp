@@ -111,10 +111,12 @@ std::vector<Parameter> Describe(const Parameters& parameters) {
 void Assign(const Parameters& parameters, const std::string& owner,
             const std::vector<std::string>& texts) {
     const std::vector<Parameter> descriptions = Describe(parameters);
-    for (const std::string& text : texts) {
-        const Assignment assignment = ParseAssignment(text, owner, descriptions);
-        Check(parameters[assignment.parameter]->put_Value(Variant(assignment.value).get()), text);
-    }
+    // All of them are read before the first one counts.
+    std::vector<Assignment> assignments;
+    for (const std::string& text : texts)
+        assignments.push_back(ParseAssignment(text, owner, descriptions));
+    for (const Assignment& assignment : assignments)
+        Check(parameters[assignment.parameter]->put_Value(Variant(assignment.value).get()), owner);
 }
 
 Parameter Describe(_CParameter* parameter) {

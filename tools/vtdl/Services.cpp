@@ -140,9 +140,14 @@ std::string_view DdeSentence(long number) {
 
 std::vector<std::string> SettingsFaults(const std::vector<Setting>& settings) {
     std::vector<std::string> faults;
-    for (const Setting& setting : settings)
-        if (const std::string fault = FaultOf(setting); !fault.empty())
-            faults.push_back(setting.section + "/" + setting.key + " " + fault);
+    const auto isUpper = [](char c) { return c >= 'A' && c <= 'Z'; };
+    for (const Setting& setting : settings) {
+        const std::string name = setting.section + "/" + setting.key;
+        if (std::ranges::any_of(name, isUpper))
+            faults.push_back(name + " is not in lower case, and is never read");
+        else if (const std::string fault = FaultOf(setting); !setting.key.empty() && !fault.empty())
+            faults.push_back(name + " " + fault);
+    }
     return faults;
 }
 

@@ -60,9 +60,11 @@ std::vector<Setting> AllSettings(_CXMLSettings* settings) {
         SAFEARRAY* keys = nullptr;
         Bstr name(section);
         Check(settings->EnumerateAllKeys(name.put(), &keys, &count), "listing a section");
-        for (const std::wstring& key : NamesIn(keys))
+        const std::vector<std::wstring> names = NamesIn(keys);
+        for (const std::wstring& key : names)
             all.push_back(
                 {ToUtf8(section), ToUtf8(key), ToUtf8(ReadSetting(settings, section, key, L""))});
+        if (names.empty()) all.push_back({ToUtf8(section), "", ""});
     }
     return all;
 }

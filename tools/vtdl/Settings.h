@@ -23,6 +23,7 @@ std::wstring ReadSetting(_CXMLSettings* settings, std::wstring_view section, std
 /// "host" or "host:port" of one of the services.
 std::wstring HostOf(_CXMLSettings* settings, std::string_view service);
 
+/// A section in which the store finds nothing comes with an empty key.
 std::vector<Setting> AllSettings(_CXMLSettings* settings);
 
 }  // namespace vtdl::host

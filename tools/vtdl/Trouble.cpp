@@ -1,6 +1,8 @@
 #include "Trouble.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 
 #include "Failure.h"
 #include "Names.h"
@@ -30,21 +32,42 @@ bool WasWrittenSince(const std::wstring& file, const FILETIME& time) {
            CompareFileTime(&data.ftLastWriteTime, &time) >= 0;
 }
 
-// "; see Error Log.txt" when this process has had something to report.
-std::string LogHint(_CXMLSettings* settings) {
+// The error log, when it was written since this process started.
+std::wstring WrittenLog(_CXMLSettings* settings) {
     FILETIME start, ignored;
     if (!GetProcessTimes(GetCurrentProcess(), &start, &ignored, &ignored, &ignored)) return {};
     const std::wstring name = ReadSetting(settings, L"ERRORHANDLER", L"errorlog", L"Error Log.txt");
     for (const std::wstring& file : {name, DataFolder() + L"\\" + name})
-        if (WasWrittenSince(file, start)) return "; see " + ToUtf8(file);
+        if (WasWrittenSince(file, start)) return file;
     return {};
+}
+
+std::string LogHint(_CXMLSettings* settings) {
+    const std::wstring file = WrittenLog(settings);
+    return file.empty() ? "" : "; see " + ToUtf8(file);
+}
+
+// Why this process's last download failed ("status 404"), from the line that it left in the log:
+// the session's error has no place for it.
+std::string LoggedReason(_CXMLSettings* settings) {
+    std::ifstream log(std::filesystem::path(WrittenLog(settings)), std::ios::binary);
+    const std::string own = std::string(" ").append(std::to_string(GetCurrentProcessId())) + ": ";
+    std::string reason;
+    for (std::string line; std::getline(log, line);) {
+        const std::size_t end = line.rfind("): ");
+        if (line.find(own) == line.npos || end == line.npos) continue;
+        reason = line.substr(end + 3, line.find_last_not_of('\r') - end - 2);
+    }
+    return reason;
 }
 
 std::string HostTrouble(_CXMLSettings* settings, std::string_view service) {
     const std::wstring host = HostOf(settings, service);
     const std::string name = ToUtf8(host) + " (" + std::string(service) + ")";
     if (!Answering({host})[0]) return "cannot reach " + name + "; vtdl doctor looks into it";
-    return name + " is there, but sent nothing usable";
+    const std::string reason = LoggedReason(settings);
+    return name + " is there, but sent nothing usable" +
+           (reason.empty() ? "" : " (" + reason + ")");
 }
 
 bool IsAssigned(const std::vector<std::string>& assignments, std::string_view name) {
@@ -56,8 +79,10 @@ bool IsAssigned(const std::vector<std::string>& assignments, std::string_view na
 }  // namespace
 
 bool IsNothing(const Session& session, const Fault& fault) {
-    return fault.number == 0 ||
-           (fault.number == dataNotAvailable && HasFormat(session.SourceName()));
+    if (fault.number == dataNotAvailable) return HasFormat(session.SourceName());
+    // How services say that they have nothing of the kind.
+    if (fault.number == downloadFailure) return LoggedReason(SettingsIfAny().get()) == "status 404";
+    return fault.number == 0;
 }
 
 std::string Explained(const Session& session, const Fault& fault) {

@@ -26,7 +26,8 @@ constexpr const char* examples = R"(Examples:
   vtdl watch YAHOOREALTIME TICKER=GOOG --interval 5000
 
 Exit status: 0, 1 if the download failed or brought no rows, 2 for wrong arguments.
-Errors inside the library go to "Error Log.txt" in the current folder.)";
+Errors inside the library go to "Error Log.txt" in the current folder, or in the data folder where the
+current one cannot be written to.)";
 
 constexpr const char* sourcesExamples = R"(Example:
   vtdl sources)";
