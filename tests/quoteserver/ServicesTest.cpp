@@ -1,226 +1,228 @@
+// What each of the services answers, from the sample files.
+#include "Services.h"
+
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <fstream>
 #include <sstream>
 
-#include "AccountService.h"
-#include "Check.h"
-#include "FuturesService.h"
-#include "HistoryService.h"
-#include "OptionService.h"
-#include "QuoteService.h"
-#include "QuoteTable.h"
-
 namespace quoteserver {
 namespace {
+
+using namespace std::chrono;
 
 const DataFolder& Samples() {
     static const DataFolder folder{SAMPLE_DATA};
     return folder;
 }
 
-template <typename Service>
-std::string Ask(const std::string& query) {
-    return Service(Samples()).Answer(Query{query}).body;
+std::string Sample(const std::string& name) {
+    std::ostringstream text;
+    text << std::ifstream(SAMPLE_DATA "/" + name, std::ios::binary).rdbuf();
+    return text.str();
 }
 
-constexpr const char* allFields = "f=sl1d1t1c1p2ohgvb3b2rt8wj1mepnx&e=.csv&s=";
+using Service = Reply (*)(const Query&);
 
-TEST(QuoteService, WritesTheFieldsInTheOrderOfTheRequest) {
-    EXPECT_EQ(Ask<QuoteService>(allFields + std::string("tsla")),
-              "\"TSLA\",226.16,\"8/8/2016\",\"4:00pm\",-3.87,\"-1.68%\",228.00,229.60,226.09,"
-              "2259465,N/A,N/A,N/A,240.08,\"141.05 - 271.57\",31.66B,\"226.09 - 229.60\",-8.45,"
-              "230.03,\"Tesla Motors, Inc.\",\"NMS\"\n");
-    EXPECT_EQ(Ask<QuoteService>("f=vl1sz9s&s=INTC"), "29457900,35.44,\"INTC\",N/A,\"INTC\"\n");
+// The page of a refusal names the status in its third line, where clients look.
+std::string Ask(Service service, const std::string& query) {
+    Routes routes;
+    routes.Add("GET", "/", [=](const Request& request) { return service(request.target.query); });
+    const Reply reply = routes.Answer({"GET", ParseTarget("/?" + query)});
+    if (reply.status == 200) {
+        return reply.body;
+    }
+    EXPECT_EQ(reply.contentType, "text/html");
+    std::istringstream page(reply.body);
+    std::string line;
+    for (int i = 0; i < 3; ++i) {
+        std::getline(page, line);
+    }
+    EXPECT_EQ(line.substr(0, 3), std::to_string(reply.status));
+    return line.substr(0, 3);
 }
 
-TEST(QuoteService, HasALineForEachTicker) {
-    EXPECT_EQ(Ask<QuoteService>("f=sl1n&s=GOOG+a1b2%22,EURUSD=X"),
-              "\"GOOG\",759.66,\"Alphabet Inc.\"\n\"a1b2\"\"\",N/A,N/A\n\"EURUSD=X\",1.1235,N/A\n");
-    for (const char* query : {"f=&s=GOOG", "f=l1", "f=l1&s=+,"}) {
-        EXPECT_THROW(Ask<QuoteService>(query), BadQuery) << query;
+template <std::size_t rowsPerPage, DateForm dates = DateForm::Iso>
+Reply Table(const Query& query) {
+    return AnswerTable(Samples(), {rowsPerPage, dates}, query);
+}
+Reply Quotes(const Query& query) { return AnswerQuotes(Samples(), query); }
+Reply History(const Query& query) { return AnswerHistory(Samples(), query); }
+Reply Futures(const Query& query) { return AnswerFutures(Samples(), query); }
+Reply Options(const Query& query) { return AnswerOptions(Samples(), query); }
+
+TEST(Query, IsReadAsClientsWriteIt) {
+    const Target target =
+        ParseTarget("/table.csv?&s=%5eVIX&&flag&x=a%20b+c%3D&s=second&%=%4&z=%zz#f");
+    EXPECT_EQ(target.path, "/table.csv");
+    for (const auto& [key, value] : {std::pair{"s", "^VIX"},
+                                     {"x", "a b c="},
+                                     {"flag", ""},
+                                     {"missing", ""},
+                                     {"%", "%4"},
+                                     {"z", "%zz"}}) {
+        EXPECT_EQ(target.query.value(key), value) << key;
     }
 }
 
-TEST(HistoryService, WritesTheRangeNewestFirstWithTwoDecimals) {
-    EXPECT_EQ(Ask<HistoryService>("q=NASDAQ:tsla&histperiod=DAILY&startdate=Sep+8%2C+2016"
-                                  "&enddate=Sep+9%2C+2016&output=csv"),
-              "\xEF\xBB\xBF"
-              "Date,Open,High,Low,Close,Volume\n"
-              "9-Sep-16,199.09,199.92,193.70,194.47,3742900\n"
-              "8-Sep-16,199.55,199.89,196.36,197.36,3370000\n");
-    EXPECT_EQ(Ask<HistoryService>("q=goog&histperiod=WEEKLY&startdate=Dec+28,+2011"
-                                  "&enddate=Dec+29,+2011"),
-              "\xEF\xBB\xBF"
-              "Date,Open,High,Low,Close,Volume\n"
-              "28-Dec-11,642.75,645.00,635.20,642.40,1851300\n");
-    // The index has no volumes; 200 rows are no limit here.
-    const std::string index = Ask<HistoryService>("q=^VIX");
-    EXPECT_TRUE(index.ends_with(",0\n"));
-    EXPECT_EQ(std::ranges::count(index, '\n'), 3176);
-}
-
-TEST(HistoryService, TellsNoRowsNoTickerAndNoDateApart) {
-    EXPECT_EQ(Ask<HistoryService>("q=GOOG&startdate=Jan+1,+2015"),
-              "\xEF\xBB\xBF"
-              "Date,Open,High,Low,Close,Volume\n");
-    for (const char* ticker : {"nope", "quotes", "CL.futures", "AAPL.Options", ""}) {
-        EXPECT_NE(Ask<HistoryService>("q=" + std::string(ticker)).find("404 Not Found"),
-                  std::string::npos)
-            << ticker;
+TEST(Services, AnswerToTheLetter) {
+    const std::string prices = std::string(priceLayout.header) + "\n";
+    const std::string history =
+        "\xEF\xBB\xBF"
+        "Date,Open,High,Low,Close,Volume\n";
+    const std::string futures = "Date\tOpen\tHigh\tLow\tClose\tVolume\tOpenInt\r\n";
+    const struct {
+        Service service;
+        const char* query;
+        std::string reply;
+    } cases[] = {
+        // Without a limit the table is the file itself; bounds belong to the range.
+        {Table<0>, "s=aapl", Sample("AAPL.csv")},
+        {Table<0>, "s=^VIX&a=&b=&c=", Sample("^VIX.csv")},
+        {Table<200>, "s=spy&g=v", Sample("SPY.dividends.csv")},
+        {Table<200>, "&f=2011&d=11&e=29&c=2011&b=28&a=11&s=GOOG&ignore=.csv",
+         prices + "2011-12-29,641.49,643.00,635.20,642.40,1575400,642.40\n"
+                  "2011-12-28,642.75,645.00,638.10,639.70,2127200,639.70\n"},
+        {Table<200>, "s=GOOG&a=11&b=28&c=2011&d=11&e=29&f=2011&g=w",
+         prices + "2011-12-28,642.75,645.00,635.20,642.40,1851300,642.40\n"},
+        {Table<200, DateForm::DayMonYy>, "s=AAPL&a=0&b=1&c=2004&d=0&e=2&f=2004",
+         prices + "2-Jan-04,21.55,21.75,21.18,21.28,5165800,10.64\n"},
+        {Table<200>, "s=NOPE", "404"},
+        {Table<200>, "s=GOOG&g=v", "404"},
+        {Table<200>, "s=GOOG&a=0&b=1&c=2012", "404"},
+        {Table<200>, "s=GOOG&a=5&b=1&c=2011&d=4&e=1&f=2011", "404"},
+        // Two decimals, newest first, in one piece; an index has no volumes.
+        {History,
+         "q=NASDAQ:tsla&histperiod=DAILY&startdate=Sep+8%2C+2016&enddate=Sep+9%2C+2016&output=csv",
+         history + "9-Sep-16,199.09,199.92,193.70,194.47,3742900\n"
+                   "8-Sep-16,199.55,199.89,196.36,197.36,3370000\n"},
+        {History, "q=goog&histperiod=WEEKLY&startdate=Dec+28,+2011&enddate=Dec+29,+2011",
+         history + "28-Dec-11,642.75,645.00,635.20,642.40,1851300\n"},
+        {History, "q=^VIX&enddate=Feb+1,+2000",
+         "\xEF\xBB\xBF"
+         "Date,Open,High,Low,Close,Volume\n"
+         "1-Feb-00,23.45,23.45,23.45,23.45,0\n"},
+        {History, "q=GOOG&startdate=Jan+1,+2015", history},
+        {History, "q=nope", "404"},
+        {History, "q=GOOG&histperiod=MONTHLY", "400"},
+        // Oldest first, rows filled up.
+        {Futures, "t=ts&tid=cl&sd=1998-08-31&ed=1998-09-01",
+         futures + "1998-08-31\t13.47\t13.53\t13.18\t13.34\t0\t0\r\n"
+                   "1998-09-01\t13.25\t13.78\t13.2\t13.73\t58086\t483365\r\n"},
+        {Futures, "tid=CL&sd=2020-01-01", futures},
+        {Futures, "tid=GOOG", "404"},
+        {Futures, "tid=CL&sd=9-Jan-04", "400"},
+        // In the order of the request; an unknown ticker has a line too.
+        {Quotes, "f=sl1d1t1c1p2ohgvb3b2rt8wj1mepnx&e=.csv&s=tsla",
+         "\"TSLA\",226.16,\"8/8/2016\",\"4:00pm\",-3.87,\"-1.68%\",228.00,229.60,226.09,2259465,"
+         "N/A,N/A,N/A,240.08,\"141.05 - 271.57\",31.66B,\"226.09 - 229.60\",-8.45,230.03,"
+         "\"Tesla Motors, Inc.\",\"NMS\"\n"},
+        {Quotes, "f=vl1sz9s&s=INTC", "29457900,35.44,\"INTC\",N/A,\"INTC\"\n"},
+        {Quotes, "f=sl1n&s=GOOG+a1b2%22,EURUSD=X",
+         "\"GOOG\",759.66,\"Alphabet Inc.\"\n\"a1b2\"\"\",N/A,N/A\n\"EURUSD=X\",1.1235,N/A\n"},
+        {Quotes, "f=&s=GOOG", "400"},
+        {Quotes, "f=l1&s=+,", "400"},
+        // The end of the real form, after a field whose name ends almost so.
+        {Options,
+         "__VIEWSTATE=%2FwEPDwU&ctl00%24ucHeader%24QuoteBox%24txtHeaderQuote=GOOG"
+         "&ctl00%24ContentMain%24QuoteTableDownloadCtl1%24txtTicker=aapl"
+         "&ctl00%24cmdSubmit=DownloadGET /DelayedQuote/QuoteData.dat HTTP/1.1",
+         Sample("AAPL.options.csv")},
+    };
+    for (const auto& [service, query, reply] : cases) {
+        EXPECT_EQ(Ask(service, query), reply) << query;
     }
-    for (const char* date : {"2015-01-01", "Feb 30, 2004", "Jan 9 2004", "Jan , 2004",
-                             "jan 9, 2004", "Jan 009, 2004", "Jan 9, 20040", "J"}) {
-        EXPECT_THROW(Ask<HistoryService>("q=GOOG&enddate=" + std::string(date)), BadQuery) << date;
-    }
-    EXPECT_THROW(Ask<HistoryService>("q=GOOG&histperiod=MONTHLY"), BadQuery);
-}
-
-TEST(FuturesService, WritesTheRangeOldestFirstAndFillsRowsUp) {
-    EXPECT_EQ(Ask<FuturesService>("t=ts&tid=cl&sd=1998-08-31&ed=1998-09-01"),
-              "Date\tOpen\tHigh\tLow\tClose\tVolume\tOpenInt\r\n"
-              "1998-08-31\t13.47\t13.53\t13.18\t13.34\t0\t0\r\n"
-              "1998-09-01\t13.25\t13.78\t13.2\t13.73\t58086\t483365\r\n");
-    EXPECT_TRUE(Ask<FuturesService>("tid=CL").ends_with(
-        "\r\n2017-11-16\t55.3\t55.62\t54.93\t55.14\t1051426\t0\r\n"));
-    EXPECT_EQ(Ask<FuturesService>("tid=CL&sd=2020-01-01"),
-              "Date\tOpen\tHigh\tLow\tClose\tVolume\tOpenInt\r\n");
-    EXPECT_NE(Ask<FuturesService>("tid=GOOG").find("404 Not Found"), std::string::npos);
-    EXPECT_THROW(Ask<FuturesService>("tid=CL&sd=9-Jan-04"), BadQuery);
-}
-
-Reply AskForm(const std::string& body) {
-    return OptionService(Samples()).Answer({"POST", ParseTarget("/"), body});
-}
-
-TEST(OptionService, SendsTheFileOfTheFormsTicker) {
-    std::ostringstream file;
-    file << std::ifstream(SAMPLE_DATA "/AAPL.options.csv", std::ios::binary).rdbuf();
-    ASSERT_GT(file.str().size(), 30000U);
-    // The end of the real form, after a field whose name ends almost so.
-    const Reply reply = AskForm(
-        "__VIEWSTATE=%2FwEPDwU&ctl00%24ucHeader%24QuoteBox%24txtHeaderQuote=GOOG"
-        "&ctl00%24ContentMain%24QuoteTableDownloadCtl1%24txtTicker=aapl"
-        "&ctl00%24cmdSubmit=DownloadGET /DelayedQuote/QuoteData.dat HTTP/1.1");
-    EXPECT_EQ(reply.contentType, "application/x-unknown");
-    EXPECT_EQ(reply.body, file.str());
-
     for (const char* form : {"", "txtTicker=", "txtTicker=GOOG", "txtHeaderQuote=AAPL"}) {
-        const Reply page = AskForm(form);
-        EXPECT_EQ(page.status, 200U) << form;
-        EXPECT_EQ(page.contentType, "text/html") << form;
+        EXPECT_EQ(Options(Query(form)).contentType, "text/html") << form;
     }
 }
 
-Reply AskAccount(const std::string& query, const std::string& credentials = "Basic ZGVtbzpkZW1v") {
-    return AccountService(Samples(), {"demo", "demo"})
-        .Answer({"GET", ParseTarget("/?" + query), "", credentials});
+TEST(Services, RefuseWhatMakesNoSense) {
+    std::istringstream queries(
+        "|s=|s=A/"
+        "B|s=A%5CB|s=..|s=A..B|s=A%00|s=A%0AB|s=C:A|s=A*|s=A&g=x|s=A&g=dd|s=A&g=%3Cb%3E|s=A&a=1|"
+        "s=A&a=0&b=1&c=20x8|s=A&a=12&b=1&c=2008|s=A&a=-1&b=1&c=2008|s=A&a=1&b=30&c=2008|"
+        "s=A&a=1&b=29&c=2007|s=A&d=0&e=257&f=2008|s=A&d=0&e=1&f=99999999999|s=A&d=0&e=1&f=67544");
+    for (std::string query; std::getline(queries, query, '|');) {
+        EXPECT_EQ(Ask(Table<200>, query), "400") << query;
+    }
+    std::istringstream dates(
+        "2015-01-01|Feb 30, 2004|Jan 9 2004|Jan , 2004|jan 9, 2004|Jan 009, 2004|Jan 9, 20040|J");
+    for (std::string date; std::getline(dates, date, '|');) {
+        EXPECT_EQ(Ask(History, "q=GOOG&enddate=" + date), "400") << date;
+    }
+    EXPECT_EQ(ErrorPage(400, "<b>").body.find("<b>"), std::string::npos);
 }
 
-TEST(AccountService, AnswersTheOwnerOfTheAccountOnly) {
-    for (const char* credentials : {"", "Basic ", "Basic ZGVtbzpkZW1p", "ZGVtbzpkZW1v"}) {
-        const Reply reply = AskAccount("FIELDS=TICK&TICKER=GOOG", credentials);
-        EXPECT_EQ(reply.status, 401U) << credentials;
-        EXPECT_TRUE(reply.challenge.starts_with("Basic realm=")) << credentials;
-    }
-    // Lengths that need one and two characters of padding.
-    for (const auto& [password, text] : {std::pair{"sesame", "Basic QWxhZGRpbjpzZXNhbWU="},
-                                         {"sesam", "Basic QWxhZGRpbjpzZXNhbQ=="}}) {
-        const AccountService service(Samples(), {"Aladdin", password});
-        EXPECT_EQ(service.Answer({"GET", ParseTarget("/?FIELDS=TICK&TICKER=GOOG"), "", text}).body,
-                  "GOOG\n");
+// The way a client reads more than a page: again and again, to the day before the oldest row.
+std::string ReadByPages(Service table, const std::string& query) {
+    std::string all, end;
+    for (;;) {
+        const std::string page = Ask(table, query + end);
+        if (page == "404") {
+            return all;
+        }
+        all += all.empty() ? page : page.substr(page.find('\n') + 1);
+        const std::size_t lastRow = page.rfind('\n', page.size() - 2) + 1;
+        const year_month_day before{*ParseIsoDate(page.substr(lastRow, 10)) - days{1}};
+        end = "&d=" + std::to_string(static_cast<unsigned>(before.month()) - 1) +
+              "&e=" + std::to_string(static_cast<unsigned>(before.day())) +
+              "&f=" + std::to_string(static_cast<int>(before.year()));
     }
 }
 
-TEST(AccountService, WritesOneLineOfPlainValues) {
-    EXPECT_EQ(
-        AskAccount("HIDEPACKAGE=1&FORMAT=DECIMAL&PACKAGE=CUSTOM&FIELDS=TICK,LAST,NET,TIME,SIZE,"
-                   "VOLUME,OPEN,HIGH,LOW,CLOSE,BID,ASK,BIDASKSIZE,EXCHANGE,NAME,YRHIGH,YRLOW,"
-                   "DIVFREQ,DIVIDEND,EARNINGS,SHARES,PERATIO,DIVDATE,VOLATILITY,YIELD,STATUS"
-                   "&TICKER=intc")
-            .body,
-        "INTC,35.44,-1.00,16:00:00,2689519,29457900,36.10,36.39,35.44,36.44,35.00,35.44,"
-        "200x200,NMS,Intel Corporation,36.65,27.68,,1.04,2.06,4731000000,17.19,9/1/2016,,2.85,"
-        "\n");
-    EXPECT_EQ(AskAccount("FIELDS=TIME,NAME&TICKER=^FCHI").body, "11:40:00,\n");
-    EXPECT_EQ(AskAccount("FIELDS=NAME&TICKER=TSLA").body, "Tesla Motors, Inc.\n");
-    EXPECT_EQ(AskAccount("FIELDS=TICK,LAST&TICKER=nope").body.find(','), std::string::npos);
+TEST(Services, PagesNeitherOverlapNorSkip) {
+    EXPECT_EQ(ReadByPages(Table<200>, "s=AAPL"), Sample("AAPL.csv"));
+    EXPECT_EQ(ReadByPages(Table<1>, "s=ORCL"), Sample("ORCL.csv"));
+    for (const char* query : {"s=GOOG&g=w", "s=GOOG&g=m", "s=SPY&g=v"}) {
+        EXPECT_EQ(ReadByPages(Table<7>, query), Ask(Table<0>, query)) << query;
+    }
 }
 
-class QuoteFile : public testing::Test {
-protected:
-    void SetUp() override { std::filesystem::create_directory(m_folder); }
-    void TearDown() override { std::filesystem::remove_all(m_folder); }
+TEST(Services, TablesEndWithACommentWhereAsked) {
+    EXPECT_TRUE(AnswerTable(Samples(), {.commentServer = "chart7"}, Query("s=GOOG"))
+                    .body.starts_with(Ask(Table<200>, "s=GOOG") + "<!-- chart7 unco"));
+    EXPECT_EQ(CommentLine("a", sys_days{2013y / October / 7} + 13h + 5min + 9s),
+              "<!-- a uncompressed/chunked Mon Oct  7 13:05:09 UTC 2013 -->\n");
+}
 
-    QuoteTable table(const std::string& text) const {
-        std::ofstream(m_folder / "quotes.csv", std::ios::binary) << text;
-        return QuoteTable(DataFolder{m_folder});
-    }
-
-    std::string error(const std::string& text) const {
-        try {
-            table(text);
-            return "none";
-        } catch (const std::runtime_error& e) {
-            return e.what();
+TEST(Account, GetsPlainValuesAndNobodyElseDoes) {
+    const struct {
+        const char* password;
+        const char* credentials;
+        const char* query;
+        const char* reply;
+    } cases[] = {
+        {"demo", "Basic ZGVtbzpkZW1v",
+         "FIELDS=TICK,LAST,NET,TIME,SIZE,VOLUME,OPEN,HIGH,LOW,CLOSE,BID,ASK,BIDASKSIZE,EXCHANGE,"
+         "NAME,"
+         "YRHIGH,YRLOW,DIVFREQ,DIVIDEND,EARNINGS,SHARES,PERATIO,DIVDATE,VOLATILITY,YIELD,STATUS"
+         "&TICKER=intc",
+         "INTC,35.44,-1.00,16:00:00,2689519,29457900,36.10,36.39,35.44,36.44,35.00,35.44,"
+         "200x200,NMS,Intel Corporation,36.65,27.68,,1.04,2.06,4731000000,17.19,9/1/2016,,2.85,\n"},
+        {"demo", "Basic ZGVtbzpkZW1v", "FIELDS=TIME,NAME&TICKER=^FCHI", "11:40:00,\n"},
+        {"demo", "Basic ZGVtbzpkZW1v", "FIELDS=TICK,LAST&TICKER=nope", "Invalid symbol\n"},
+        // Lengths that need one and two characters of padding.
+        {"e", "Basic ZGVtbzpl", "FIELDS=TICK&TICKER=GOOG", "GOOG\n"},
+        {"em", "Basic ZGVtbzplbQ==", "FIELDS=TICK&TICKER=GOOG", "GOOG\n"},
+        {"dem", "Basic ZGVtbzpkZW0=", "FIELDS=TICK&TICKER=GOOG", "GOOG\n"},
+        {"demo", "", "FIELDS=TICK&TICKER=GOOG", nullptr},
+        {"demo", "Basic ", "FIELDS=TICK&TICKER=GOOG", nullptr},
+        {"demo", "Basic ZGVtbzpkZW1p", "FIELDS=TICK&TICKER=GOOG", nullptr},
+        {"demo", "ZGVtbzpkZW1v", "FIELDS=TICK&TICKER=GOOG", nullptr},
+    };
+    for (const auto& [password, credentials, query, body] : cases) {
+        const Reply reply =
+            AnswerAccount(Samples(), {"demo", password},
+                          {"GET", ParseTarget("/?" + std::string(query)), "", credentials});
+        if (body != nullptr) {
+            EXPECT_EQ(reply.body, body) << query;
+        } else {
+            EXPECT_EQ(reply.status, 401U) << credentials;
+            EXPECT_TRUE(reply.challenge.starts_with("Basic realm=")) << credentials;
         }
     }
-
-    std::filesystem::path m_folder =
-        std::filesystem::temp_directory_path() / ("quotes-test-" + std::to_string(::getpid()));
-};
-
-TEST_F(QuoteFile, IsReadAsEditorsLeaveIt) {
-    const QuoteTable quotes = table(
-        "\xEF\xBB\xBF"
-        "n,s,l1\r\n\"A \"\"B\"\", C\",abc,\r\n\r\n,x,1");
-    EXPECT_EQ(quotes.Of("ABC").value("n"), "A \"B\", C");
-    EXPECT_EQ(quotes.Of("ABC").value("l1"), "");
-    EXPECT_EQ(quotes.Of("X").value("l1"), "1");
-    EXPECT_EQ(quotes.Of("X").value("l"), "N/A");
-    EXPECT_FALSE(
-        QuoteTable(DataFolder{SAMPLE_DATA "/.."}).Of("X").IsKnown());  // no such file there
-}
-
-TEST_F(QuoteFile, DailyPricesStandForWhatItLacks) {
-    std::ofstream(m_folder / "y.csv")
-        << "Date,Open,High,Low,Close,Volume\n2004-01-08,1,2,0.5,1.60,7\n"
-           "2004-01-09,1.1,2.1,0.6,2.00,8\n";
-    const Quote quote = table("s,l1\nX,1\n").Of("Y");
-    for (const auto& [letters, value] : {std::pair{"s", "Y"},
-                                         {"l1", "2.00"},
-                                         {"c1", "+0.40"},
-                                         {"p2", "+25.00%"},
-                                         {"p", "1.60"},
-                                         {"d1", "1/9/2004"},
-                                         {"v", "8"},
-                                         {"n", "Y daily close of 2004-01-09"},
-                                         {"t1", "N/A"}})
-        EXPECT_EQ(quote.value(letters), value) << letters;
-}
-
-TEST_F(QuoteFile, ChecksNameEveryDamagedLine) {
-    std::ofstream(m_folder / "A.csv")
-        << "Date,Open,High,Low,Close,Volume,Adj Close\n2004-01-09,1,2,3\n"
-           "2004-01-08,1,2,3,x,5,6\n2004-01-07,1,2,3,4,5,6\n";
-    std::ofstream(m_folder / "B.dividends.csv") << "Date,Amount\n";
-    std::ofstream(m_folder / "a b.csv") << "";
-    std::ofstream(m_folder / "quotes.csv") << "s,l1\nA\n";
-    std::ostringstream out;
-    EXPECT_EQ(CheckFolder(m_folder, out), 5U);
-    EXPECT_EQ(out.str(),
-              "A.csv line 2: 4 values instead of 7\nA.csv line 3: \"x\" is not a number\n"
-              "B.dividends.csv line 1: no column is called Dividends\n"
-              "a b.csv is not named after a ticker, and never read\n"
-              "quotes.csv line 2: 1 values instead of 2\n");
-}
-
-TEST_F(QuoteFile, IsRefusedWithTheLineThatIsDamaged) {
-    EXPECT_EQ(error("n,l1\n"), "quotes.csv line 1: no column is called s");
-    EXPECT_EQ(error("s,l1\nA,1\n\nB\n"), "quotes.csv line 4: 1 values instead of 2");
-    EXPECT_EQ(error("s,l1\nA,1,2\n"), "quotes.csv line 2: 3 values instead of 2");
 }
 
 }  // namespace

@@ -1,5 +1,3 @@
-#include "Check.h"
-
 #include <algorithm>
 #include <array>
 #include <ostream>
@@ -7,7 +5,7 @@
 #include <vector>
 
 #include "QuoteTable.h"
-#include "Rows.h"
+#include "Services.h"
 
 namespace quoteserver {
 namespace {

@@ -22,7 +22,7 @@ bool IsAlphanumeric(char c) {
 
 // Only ASCII letters fold: tickers have no others.
 template <typename Char>
-Char folded(Char c) {
+Char Folded(Char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<Char>(c - 'A' + 'a') : c;
 }
 
@@ -31,7 +31,7 @@ Char folded(Char c) {
 bool SameName(const std::filesystem::path& file, std::string_view name) {
     using Unit = std::filesystem::path::value_type;
     return std::ranges::equal(file.native(), name, [](Unit left, char right) {
-        return folded(left) == static_cast<Unit>(folded(right));
+        return Folded(left) == static_cast<Unit>(Folded(right));
     });
 }
 
@@ -67,7 +67,7 @@ bool IsTicker(std::string_view text) {
 }
 
 bool SameTicker(std::string_view left, std::string_view right) {
-    return std::ranges::equal(left, right, {}, folded<char>, folded<char>);
+    return std::ranges::equal(left, right, {}, Folded<char>, Folded<char>);
 }
 
 DataFolder::DataFolder(std::filesystem::path folder) : m_folder(std::move(folder)) {

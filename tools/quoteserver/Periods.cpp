@@ -23,7 +23,7 @@ Prices Split(std::string_view values) {
 }
 
 // The rows were checked to be numbers when they were read.
-double number(std::string_view text) {
+double Number(std::string_view text) {
     double value = 0;
     std::from_chars(text.data(), text.data() + text.size(), value);
     return value;
@@ -55,13 +55,13 @@ PeriodRow SummariseOne(std::span<const Row> rows) {
     double volume = 0;
     for (const Row& row : rows) {
         const Prices day = Split(row.values);
-        if (number(day.high) > number(all.high)) {
+        if (Number(day.high) > Number(all.high)) {
             all.high = day.high;
         }
-        if (number(day.low) < number(all.low)) {
+        if (Number(day.low) < Number(all.low)) {
             all.low = day.low;
         }
-        volume += number(day.volume);
+        volume += Number(day.volume);
     }
     PeriodRow summary{rows.back().date, {}};
     for (const std::string_view price : {all.open, all.high, all.low, newest.close}) {

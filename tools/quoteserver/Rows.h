@@ -1,7 +1,8 @@
-// The rows of a data file. A row keeps the characters of the file, for replies repeat them
-// unchanged.
+// Calendar dates as data files and replies write them, and the rows of a file. A row keeps the
+// characters of the file, for replies repeat them unchanged.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <optional>
@@ -12,9 +13,29 @@
 #include <vector>
 
 #include "DataFolder.h"
-#include "Dates.h"
 
 namespace quoteserver {
+
+using Date = std::chrono::sys_days;
+
+enum class DateForm {
+    Iso,      // 2004-01-09
+    DayMonYy  // 9-Jan-04, the form of the service's first years
+};
+
+// Nothing unless there is such a day.
+std::optional<Date> ExistingDate(int year, int month, int day);
+
+// Nothing unless the whole text is a date that exists, in the form 2004-01-09.
+std::optional<Date> ParseIsoDate(std::string_view text);
+
+// The same for "Jan 9, 2004", which one service is asked with.
+std::optional<Date> ParseEnglishDate(std::string_view text);
+
+void AppendDate(std::string& out, Date date, DateForm form);
+
+// "Tue May 17 05:35:35 UTC 2011"; the day of the month is padded with a blank.
+std::string ClockText(std::chrono::sys_seconds time);
 
 struct Row {
     Date date;
@@ -44,9 +65,9 @@ using Complaints = std::function<void(const DataError&)>;
 [[noreturn]] void Throw(const DataError& error);
 
 // Puts the columns of a text into the layout's order, line by line, whatever their order, and their
-// spelling in its header; further ones are left out. Without adjusted closes, closes stand for them.
-// Complains about missing columns and about rows that do not fit their header. A text that has the
-// layout's header stays as it is.
+// spelling in its header; further ones are left out. Without adjusted closes, closes stand for
+// them. Complains about missing columns and about rows that do not fit their header. A text that
+// has the layout's header stays as it is.
 void BringIntoLayout(std::string& text, const Layout& layout, const Complaints& complain = Throw);
 
 // Newest first, whatever the order of the file. Complains about a wrong header, a row that is not a

@@ -36,7 +36,7 @@ bool IsHttpError(const error_code& error) {
 }
 
 // The head alone answers HEAD, with the length the body would have.
-net::awaitable<void> send(beast::tcp_stream& stream, http::response<http::string_body>& reply,
+net::awaitable<void> Send(beast::tcp_stream& stream, http::response<http::string_body>& reply,
                           bool headOnly, error_code& error) {
     http::response_serializer<http::string_body> serializer{reply};
     if (headOnly) {
@@ -118,7 +118,7 @@ Server::Server(net::io_context& context, const tcp::endpoint& where, const Route
     m_acceptor.listen();
 }
 
-net::awaitable<void> Server::run() {
+net::awaitable<void> Server::Run() {
     for (;;) {
         error_code error;
         tcp::socket socket =
@@ -178,14 +178,14 @@ net::awaitable<void> Server::ServeRequests(beast::tcp_stream& stream) {
         const HttpRequest& request = parser.get();
         if (!error && IsTurnOfFault()) {
             stream.expires_never();
-            co_await SendBroken(stream, Break(answer(request), m_options.fault));
+            co_await SendBroken(stream, Break(Answer(request), m_options.fault));
             co_return;
         }
         HttpReply reply = error ? Refusal(error)
-                                : Message(answer(request), request.version(), request.keep_alive());
+                                : Message(Answer(request), request.version(), request.keep_alive());
         stream.expires_after(sendingTime);
         const bool headOnly = request.method() == http::verb::head;
-        co_await send(stream, reply, headOnly, error);
+        co_await Send(stream, reply, headOnly, error);
         keepAlive = !error && reply.keep_alive();
     }
 }
@@ -200,7 +200,7 @@ bool Server::IsTurnOfFault() {
             request < std::size_t{m_options.goodRequests} + m_options.faultyRequests);
 }
 
-Reply Server::answer(const HttpRequest& request) const {
+Reply Server::Answer(const HttpRequest& request) const {
     const Request asked{std::string(request.method_string()),
                         ParseTarget({request.target().data(), request.target().size()}),
                         request.body(), std::string(request[http::field::authorization])};

@@ -15,7 +15,6 @@
 #include <string>
 
 #include "Faults.h"
-#include "Routes.h"
 
 namespace quoteserver {
 
@@ -39,7 +38,7 @@ public:
     // With the port that was found when port 0 was asked for.
     boost::asio::ip::tcp::endpoint Endpoint() const { return m_acceptor.local_endpoint(); }
 
-    boost::asio::awaitable<void> run();
+    boost::asio::awaitable<void> Run();
 
 private:
     using HttpRequest = boost::beast::http::request<boost::beast::http::string_body>;
@@ -49,7 +48,7 @@ private:
     void MakeRoom();
     boost::asio::awaitable<void> ServeRequests(boost::beast::tcp_stream& stream);
     bool IsTurnOfFault();
-    Reply answer(const HttpRequest& request) const;
+    Reply Answer(const HttpRequest& request) const;
     HttpReply Refusal(const boost::system::error_code& error) const;
     HttpReply Message(Reply reply, unsigned version, bool keepAlive) const;
 

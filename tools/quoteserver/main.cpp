@@ -13,14 +13,8 @@
 #include <string>
 #include <vector>
 
-#include "AccountService.h"
-#include "Check.h"
-#include "FuturesService.h"
-#include "HistoryService.h"
-#include "OptionService.h"
-#include "QuoteService.h"
 #include "Server.h"
-#include "TableService.h"
+#include "Services.h"
 
 namespace {
 
@@ -120,34 +114,34 @@ net::ip::tcp::endpoint Loopback(const Settings& settings) {
 }
 
 Routes MakeRoutes(const Settings& settings) {
-    const TableService tables(
-        DataFolder(settings.data),
-        {settings.rowsPerPage, settings.dates == "iso" ? DateForm::Iso : DateForm::DayMonYy,
-         settings.comment ? settings.commentServer : ""});
     const DataFolder folder(settings.data);
+    const TableOptions tables{settings.rowsPerPage,
+                              settings.dates == "iso" ? DateForm::Iso : DateForm::DayMonYy,
+                              settings.comment ? settings.commentServer : ""};
     Routes routes;
-    const auto addQuery = [&](const char* path, auto service) {
-        routes.Add("GET", path, [service](const Request& request) {
-            return service.Answer(request.target.query);
+    routes.Add("GET", "/table.csv", [=](const Request& request) {
+        return AnswerTable(folder, tables, request.target.query);
+    });
+    for (const auto& [path, answer] : {std::pair{"/d/quotes.csv", &AnswerQuotes},
+                                       {"/finance/historical", &AnswerHistory},
+                                       {"/cgi-bin/pifin/q.php", &AnswerFutures}}) {
+        routes.Add("GET", path, [folder, answer = answer](const Request& request) {
+            return answer(folder, request.target.query);
         });
-    };
-    const auto addRequest = [&](const char* method, const char* path, auto service) {
-        routes.Add(method, path,
-                   [service](const Request& request) { return service.Answer(request); });
-    };
-    addQuery("/table.csv", tables);
-    addQuery("/d/quotes.csv", QuoteService(folder));
-    addQuery("/finance/historical", HistoryService(folder));
-    addQuery("/cgi-bin/pifin/q.php", FuturesService(folder));
-    addRequest("POST", "/DelayedQuote/QuoteTableDownload.aspx", OptionService(folder));
-    addRequest("GET", "/cgi-bin/vestora.exe", AccountService(folder, settings.account));
+    }
+    routes.Add("POST", "/DelayedQuote/QuoteTableDownload.aspx",
+               [=](const Request& request) { return AnswerOptions(folder, Query(request.body)); });
+    routes.Add("GET", "/cgi-bin/vestora.exe",
+               [folder, account = settings.account](const Request& request) {
+                   return AnswerAccount(folder, account, request);
+               });
     routes.Add("GET", "/files/VTDL.version", [version = settings.publishedVersion](const Request&) {
         return Reply{200, "text/plain", version};
     });
     return routes;
 }
 
-void run(const Settings& settings) {
+void Run(const Settings& settings) {
     const Routes routes = MakeRoutes(settings);
     const net::ip::tcp::endpoint where = Loopback(settings);
     net::io_context context(1);
@@ -158,7 +152,7 @@ void run(const Settings& settings) {
     net::signal_set signals(context, SIGINT, SIGTERM);
     signals.async_wait([&](const auto&, int) { context.stop(); });
     // The accept loop only ends by an exception, which then ends the program.
-    net::co_spawn(context, server.run(), [](const std::exception_ptr& failure) {
+    net::co_spawn(context, server.Run(), [](const std::exception_ptr& failure) {
         if (failure) {
             std::rethrow_exception(failure);
         }
@@ -190,7 +184,7 @@ int main(int argc, char** argv) {
         if (!settings.check.empty()) {
             return Check(settings.check);
         }
-        run(settings);
+        Run(settings);
         return 0;
     } catch (const boost::system::system_error& e) {
         // Said here because not every Windows has a text for its socket errors.

@@ -1,17 +1,70 @@
-#include "AccountService.h"
-
+// What stands now: quotes of many tickers, the quote of an account's ticker, option tables.
 #include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdio>
-#include <string_view>
-#include <utility>
+#include <optional>
+#include <vector>
 
 #include "QuoteTable.h"
-#include "Rows.h"
+#include "Services.h"
 
 namespace quoteserver {
 namespace {
+
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+
+// "sl1d1" are s, l1 and d1.
+std::vector<std::string> Fields(std::string_view format) {
+    std::vector<std::string> fields;
+    for (const char c : format) {
+        if (IsDigit(c) && !fields.empty() && fields.back().size() == 1) {
+            fields.back() += c;
+        } else {
+            fields.emplace_back(1, c);
+        }
+    }
+    return fields;
+}
+
+std::vector<std::string> Tickers(std::string_view text) {
+    std::vector<std::string> tickers(1);
+    for (const char c : text) {
+        if (c == ' ' || c == ',') {
+            tickers.emplace_back();
+        } else {
+            tickers.back() += c;
+        }
+    }
+    std::erase(tickers, "");
+    return tickers;
+}
+
+// Symbol, names, dates, times, percentages and ranges; links and notes come with no data here.
+bool IsText(std::string_view field) {
+    static constexpr std::array<std::string_view, 13> texts = {
+        "s", "n", "x", "c4", "d1", "d2", "t1", "p2", "w", "m", "q", "r1", "k2"};
+    return std::ranges::find(texts, field) != texts.end();
+}
+
+void AppendText(std::string& out, std::string_view text) {
+    out += '"';
+    for (const char c : text) {
+        out.append(c == '"' ? 2 : 1, c);
+    }
+    out += '"';
+}
+
+void AppendValue(std::string& line, const Quote& quote, const std::string& ticker,
+                 std::string_view field) {
+    const bool isEcho = field == "s" && !quote.IsKnown();
+    const std::string_view value = isEcho ? ticker : quote.value(field);
+    if (isEcho || (IsText(field) && value != "N/A")) {
+        AppendText(line, value);
+    } else {
+        line += value;
+    }
+}
 
 std::string Base64(std::string_view bytes) {
     static constexpr std::string_view alphabet =
@@ -86,17 +139,32 @@ std::string Value(const Quote& quote, std::string_view field) {
 
 }  // namespace
 
-AccountService::AccountService(DataFolder folder, const Account& account)
-    : m_folder(std::move(folder)),
-      m_credentials("Basic " + Base64(account.user + ":" + account.password)) {}
+Reply AnswerQuotes(const DataFolder& folder, const Query& query) {
+    const std::vector<std::string> fields = Fields(query.value("f"));
+    const std::vector<std::string> tickers = Tickers(query.value("s"));
+    if (fields.empty() || tickers.empty()) {
+        throw BadQuery(fields.empty() ? "f= asks for nothing" : "s= names no ticker");
+    }
+    const QuoteTable quotes(folder);
+    std::string body;
+    for (const std::string& ticker : tickers) {
+        const Quote quote = quotes.Of(ticker);
+        for (const std::string& field : fields) {
+            AppendValue(body, quote, ticker, field);
+            body += ',';
+        }
+        body.back() = '\n';
+    }
+    return {200, "text/csv", std::move(body)};
+}
 
-Reply AccountService::Answer(const Request& request) const {
-    if (request.authorization != m_credentials) {
+Reply AnswerAccount(const DataFolder& folder, const Account& account, const Request& request) {
+    if (request.authorization != "Basic " + Base64(account.user + ":" + account.password)) {
         Reply refusal = ErrorPage(401, "Sign in with the user name and password of an account");
         refusal.challenge = "Basic realm=\"quotes\"";
         return refusal;
     }
-    const Quote quote = QuoteTable(m_folder).Of(request.target.query.value("TICKER"));
+    const Quote quote = QuoteTable(folder).Of(request.target.query.value("TICKER"));
     if (!quote.IsKnown()) {
         return {200, "text/plain", "Invalid symbol\n"};
     }
@@ -110,6 +178,17 @@ Reply AccountService::Answer(const Request& request) const {
     }
     line.back() = '\n';
     return {200, "text/plain", std::move(line)};
+}
+
+Reply AnswerOptions(const DataFolder& folder, const Query& form) {
+    const std::string_view ticker = form.valueOfKeyEnding("txtTicker");
+    if (std::optional<DataFile> file = folder.Options(ticker)) {
+        return {200, "application/x-unknown", std::move(file->text)};
+    }
+    return {200, "text/html",
+            "<!DOCTYPE html>\n<html><head><title>Quote Table Download</title></head>\n"
+            "<body><p>The symbol you entered could not be found. Please enter another one.</p>"
+            "</body></html>\n"};
 }
 
 }  // namespace quoteserver
