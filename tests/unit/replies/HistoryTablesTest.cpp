@@ -110,36 +110,5 @@ TEST(PifinTable, DatesByPosition) {
         EXPECT_EQ(dateOf(text), 99) << text;
 }
 
-// Cut anywhere, a reply gives the rows that lie before the cut; what is odd lies in its last row.
-void ExpectTruncatable(Parser parser, std::span<const ColumnSpec> specs, const std::string& reply) {
-    const std::vector<Row> whole = Parse(parser, specs, reply).rows;
-    const std::vector<OddText> oddInWhole = Parse(parser, specs, reply).oddTexts;
-    const std::size_t rowsStart = reply.find('\n') + 1;
-    std::size_t complete = 0;
-    for (std::size_t cut = 0; cut <= reply.size(); ++cut) {
-        if (cut > rowsStart && reply[cut - 1] == '\n') ++complete;
-        const Parsed parsed = Parse(parser, specs, reply.substr(0, cut));
-        ASSERT_GE(parsed.rows.size(), complete) << cut;
-        ASSERT_LE(parsed.rows.size(), complete + 1) << cut;
-        for (std::size_t row = 0; row < complete; ++row)
-            ASSERT_EQ(parsed.rows[row], whole[row]) << cut;
-        for (const OddText& odd : parsed.oddTexts)
-            ASSERT_TRUE(odd.row == complete + 1 ||
-                        std::find(oddInWhole.begin(), oddInWhole.end(), odd) != oddInWhole.end())
-                << cut;
-    }
-}
-
-TEST(GoogleTable, TruncatedAnywhere) {
-    const std::string reply = RecordedReply("google-hist/orcl_2010_dash_open.csv");
-    ExpectTruncatable(ParseGoogleTable, googleColumns, reply.substr(0, 4000));
-}
-
-TEST(PifinTable, TruncatedAnywhere) {
-    const std::string reply = RecordedFutures();
-    ExpectTruncatable(ParsePifinTable, pifinColumns,
-                      reply.substr(reply.size() - 1, 0) + reply.substr(0, 3000));
-}
-
 }  // namespace
 }  // namespace vtdl::replies

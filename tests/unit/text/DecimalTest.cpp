@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -71,34 +72,6 @@ TEST(Decimal, EveryLengthWithThePointAnywhere) {
     }
 }
 
-TEST(Decimal, BordersOfExactIntegers) {
-    for (const char* text : {"4294967295",
-                             "4294967296",
-                             "999999999",
-                             "999999999.9",
-                             "2147483648",
-                             "999999999999999",
-                             "999999999999999.9",
-                             "9007199254740992",
-                             "9007199254740993",
-                             "9007199254740995",
-                             "0.000000000000001",
-                             ".999999999999999",
-                             "18446744073709551615",
-                             "18446744073709551616",
-                             "9223372036854775808",
-                             "0.1",
-                             "-0",
-                             "-0.0",
-                             "000",
-                             "000000000000000000000001",
-                             "1.7976931348623157e308",
-                             "2.2250738585072014e-308",
-                             "4.9e-324",
-                             "2.5e-324"})
-        ExpectSameAsStrtod(text);
-}
-
 TEST(Decimal, AgreesWithStrtodOnPlausibleNumbers) {
     for (int i = 0; i < 100'000; ++i) {
         std::string text = RandomText("0123456789", RandomBetween(1, 10));
@@ -124,35 +97,23 @@ TEST(Decimal, AgreesWithStrtodOnHostileTexts) {
         ExpectSameAsStrtod(RandomText("0123456789012345.eE+-,", RandomBetween(0, 30)));
 }
 
-TEST(Decimal, StopsWhereTheNumberStops) {
-    for (const auto& [text, value, length] :
-         std::initializer_list<std::tuple<const char*, double, int>>{{"12,5", 12, 2},
-                                                                     {"1.5.2", 1.5, 3},
-                                                                     {"7.", 7, 2},
-                                                                     {"7.,", 7, 2},
-                                                                     {"1e", 1, 1},
-                                                                     {"1e+,", 1, 1},
-                                                                     {"2E3x", 2000, 3},
-                                                                     {"0x10", 0, 1},
-                                                                     {"5 ", 5, 1},
-                                                                     {"1'000", 1, 1},
-                                                                     {"1.e2", 100, 4},
-                                                                     {".5e1,", 5, 4}}) {
-        EXPECT_EQ(read(text).value, value) << text;
-        EXPECT_EQ(read(text).length, length) << text;
-    }
+// Borders of exact integers, and where a number stops.
+TEST(Decimal, AgreesWithStrtodOnTexts) {
+    std::istringstream texts(
+        "4294967295 4294967296 999999999 999999999.9 2147483648 999999999999999 999999999999999.9 "
+        "9007199254740992 9007199254740993 9007199254740995 0.000000000000001 .999999999999999 "
+        "18446744073709551615 18446744073709551616 9223372036854775808 0.1 -0 -0.0 000 "
+        "000000000000000000000001 1.7976931348623157e308 2.2250738585072014e-308 4.9e-324 2.5e-324 "
+        "12,5 1.5.2 7. 7., 1e 1e+, 2E3x 1'000 1.e2 .5e1, - + . -. .e5 e5 +-1 --1 , N/A 1e309 "
+        "-1e400 "
+        "1e-400 123456789012345678901234567890e300");
+    for (std::string text; texts >> text;) ExpectSameAsStrtod(text);
 }
 
-TEST(Decimal, RefusesWhatIsNoPlainDecimal) {
-    for (const char* text :
-         {"",    "-",     "+",      ".",      "-.",
-          ".e5", "e5",    "+-1",    "--1",    " 1",
-          ",",   "inf",   "-inf",   "nan",    "infinity",
-          "N/A", "1e309", "-1e400", "1e-400", "123456789012345678901234567890e300"}) {
-        const Read result = read(text);
-        EXPECT_EQ(result.length, 0) << text;
-        EXPECT_EQ(result.value, 0) << text;
-    }
+TEST(Decimal, RefusesWhatStrtodTakes) {
+    for (const char* text : {"", " 1", "inf", "-inf", "nan", "infinity"})
+        EXPECT_EQ(read(text).length, 0) << text;
+    EXPECT_EQ(read("0x10").length, 1);
 }
 
 }  // namespace

@@ -1,0 +1,188 @@
+// Dates, letters, and the little languages of the web.
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <cstdio>
+#include <set>
+#include <tuple>
+
+#include "text/CalendarDate.h"
+#include "text/CaseFold.h"
+#include "text/ChunkedBody.h"
+#include "text/HtmlComments.h"
+#include "text/HttpHead.h"
+#include "text/UrlEncode.h"
+
+namespace vtdl::text {
+namespace {
+
+int DaysIn(int year, int month) {
+    constexpr int days[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+    const bool isLeap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+    return days[month - 1] + (month == 2 && isLeap ? 1 : 0);
+}
+
+// Counts all days up from the first; on the way, the Fridays of each month.
+TEST(CalendarDate, EveryDayFromTheYear100To9999) {
+    int serial = -657434;
+    for (int year = 100; year <= 9999; ++year) {
+        for (int month = 1; month <= 12; ++month) {
+            int fridays = 0;
+            for (int day = 1; day <= DaysIn(year, month); ++day, ++serial) {
+                const CalendarDate date{year, month, day};
+                ASSERT_EQ(ToAutomationDate(date), serial) << year << '-' << month << '-' << day;
+                ASSERT_EQ(ToCalendarDate(serial), date) << serial;
+                const bool isFriday = (serial % 7 + 7) % 7 == 6;  // serial 0 was a Saturday
+                if (isFriday && ++fridays == 3) {
+                    ASSERT_EQ(ThirdFriday({year, month, 1}), date) << year << '-' << month;
+                }
+            }
+            ASSERT_FALSE(ToAutomationDate({year, month, DaysIn(year, month) + 1}));
+        }
+    }
+    EXPECT_EQ(serial, 2958466);
+}
+
+TEST(CalendarDate, NoSuchDay) {
+    for (const CalendarDate date :
+         {CalendarDate{99, 12, 31}, CalendarDate{10000, 1, 1}, CalendarDate{2004, 0, 1},
+          CalendarDate{2004, 13, 1}, CalendarDate{2004, 1, 0}, CalendarDate{2004, 1, 256 + 1},
+          CalendarDate{2004, 256 + 1, 1}, CalendarDate{2004, -1, 1},
+          CalendarDate{65536 + 2004, 1, 1}, CalendarDate{1900, 2, 29}})
+        EXPECT_FALSE(ToAutomationDate(date)) << date.year << '-' << date.month << '-' << date.day;
+}
+
+TEST(CalendarDate, TheTimeOfDayCountsAwayFromZero) {
+    EXPECT_EQ(ToCalendarDate(1.75), (CalendarDate{1899, 12, 31}));
+    EXPECT_EQ(ToCalendarDate(0.99), (CalendarDate{1899, 12, 30}));
+    EXPECT_EQ(ToCalendarDate(-0.99), (CalendarDate{1899, 12, 30}));
+    EXPECT_EQ(ToCalendarDate(-1.25), (CalendarDate{1899, 12, 29}));
+    EXPECT_EQ(ToCalendarDate(-2.75), (CalendarDate{1899, 12, 28}));
+}
+
+TEST(CaseFold, SmallLettersBecomeTheirCapitals) {
+    struct Alphabet {
+        const wchar_t *small, *capital;
+    };
+    for (const auto& [small, capital] : {
+             Alphabet{L"abcdefghijklmnopqrstuvwxyz", L"ABCDEFGHIJKLMNOPQRSTUVWXYZ"},
+             Alphabet{L"àáâãäåæçèéêëìíîïðñòóôõöøùúûüýþ", L"ÀÁÂÃÄÅÆÇÈÉÊËÌÍÎÏÐÑÒÓÔÕÖØÙÚÛÜÝÞ"},
+             Alphabet{L"āăąćčďđēęěğģįĳķĺļľłńņňŋōőœŕřśşšţťŧūůűųŵŷźżž",
+                      L"ĀĂĄĆČĎĐĒĘĚĞĢĮĲĶĹĻĽŁŃŅŇŊŌŐŒŔŘŚŞŠŢŤŦŪŮŰŲŴŶŹŻŽ"},
+             Alphabet{L"αβγδεζηθικλμνξοπρστυφχψωϊϋ", L"ΑΒΓΔΕΖΗΘΙΚΛΜΝΞΟΠΡΣΤΥΦΧΨΩΪΫ"},
+             Alphabet{L"абвгдежзийклмнопрстуфхцчшщъыьэюя", L"АБВГДЕЖЗИЙКЛМНОПРСТУФХЦЧШЩЪЫЬЭЮЯ"},
+             Alphabet{L"ѐёђѓєѕіїјљњћќѝўџѡѣґғқңҭүҿ", L"ЀЁЂЃЄЅІЇЈЉЊЋЌЍЎЏѠѢҐҒҚҢҬҮҾ"},
+         }) {
+        EXPECT_EQ(FoldCase(small), capital);
+        EXPECT_EQ(FoldCase(capital), capital);
+    }
+}
+
+// A name must never be taken for another one: folding joins two characters at most, and what it
+// gives stays as it is.
+TEST(CaseFold, JoinsOnlyPairs) {
+    std::multiset<wchar_t> results;
+    for (int code = 0; code <= 0xFFFF; ++code) {
+        const auto c = static_cast<wchar_t>(code);
+        const wchar_t folded = FoldCase(c);
+        EXPECT_EQ(FoldCase(folded), folded) << code;
+        results.insert(folded);
+        EXPECT_LE(results.count(folded), 2U) << code;
+    }
+}
+
+TEST(CaseFold, LeavesEverythingElse) {
+    EXPECT_EQ(FoldCase(L"09@[`{÷×ßŉĸς漢字"), L"09@[`{÷×ßŉĸς漢字");
+}
+
+TEST(HtmlComments, AreRemoved) {
+    EXPECT_EQ(RemoveHtmlComments(""), "");
+    EXPECT_EQ(RemoveHtmlComments("no <b>comment</b> -->"), "no <b>comment</b> -->");
+    EXPECT_EQ(RemoveHtmlComments("a<!-- c -->b"), "ab");
+    EXPECT_EQ(RemoveHtmlComments("<!---->a<!--\n--><!--c--->b<!--d-->"), "ab");
+    EXPECT_EQ(RemoveHtmlComments("a<!--> <!-- -->b"), "ab");
+}
+
+TEST(HtmlComments, AfterAnUnterminatedOneTheScanStartsAgainAtTheThirdCharacter) {
+    EXPECT_EQ(RemoveHtmlComments("abcd<!-- e"), "abcdcd<!-- e");
+    EXPECT_EQ(RemoveHtmlComments("a<!-- e"), "a!-- e");
+    EXPECT_EQ(RemoveHtmlComments("<!--"), "--");
+    EXPECT_EQ(RemoveHtmlComments("abcd<!--1-->ef<!--2"), "abcdefcdef<!--2");
+}
+
+TEST(UrlEncode, SpaceIsPlusOrHexadecimal) {
+    EXPECT_EQ(UrlEncode("A B", true), "A+B");
+    EXPECT_EQ(UrlEncode("A B", false), "A%20B");
+    EXPECT_EQ(UrlEncode("", true), "");
+}
+
+TEST(UrlEncode, EveryOtherByte) {
+    for (int code = 0; code < 256; ++code) {
+        if (code == ' ') continue;
+        const char c = static_cast<char>(code);
+        const bool isPlain = code < 128 && std::isalnum(code) != 0;
+        const bool hasOneDigit = code >= 10 && code <= 15;
+        char hex[8];
+        std::snprintf(hex, sizeof hex, hasOneDigit ? "%%%X" : "%%%02X",
+                      static_cast<unsigned>(code));
+        EXPECT_EQ(UrlEncode({&c, 1}, true), isPlain ? std::string(1, c) : hex) << code;
+    }
+}
+
+TEST(HttpHead, SplitsUrls) {
+    const struct {
+        const wchar_t *url, *host;
+        long port;
+        const wchar_t* path;
+    } cases[] = {{L"http://quotes.example.com/a/b?c=d", L"quotes.example.com", 80, L"/a/b?c=d"},
+                 {L"quotes.example.com:8080/", L"quotes.example.com", 8080, L"/"},
+                 {L"host", L"host", 80, L""},
+                 {L"http://host:81", L"host", 81, L""},
+                 {L"http:///path", L"", 80, L"/path"},
+                 {L"", L"", 80, L""},
+                 {L"h:0/", L"h", 0, L"/"},
+                 {L"h:-5/", L"h", -5, L"/"},
+                 {L"h:99999999999/", L"h", 2147483647, L"/"},  // no other port instead
+                 {L"h:80x/", L"h", 80, L"/"},
+                 {L"h:8\u0661/", L"h", 80, L"/"}};
+    for (const auto& [url, host, port, path] : cases) {
+        const HttpUrl parts = SplitUrl(url);
+        EXPECT_EQ(std::tuple(parts.host, parts.port, parts.path),
+                  std::tuple(std::wstring(host), port, std::wstring(path)))
+            << host;
+    }
+}
+
+TEST(HttpHead, ReadsFields) {
+    const auto read = [](const wchar_t* lines) {
+        const HttpHead head = ParseHead(L"HTTP/1.1 200 OK\r\n" + std::wstring(lines));
+        return std::pair(head.isChunked, head.contentLength);
+    };
+    EXPECT_EQ(read(L""), std::pair(false, 0L));
+    EXPECT_EQ(read(L"Content-Length: 12"), std::pair(false, 12L));
+    EXPECT_EQ(read(L"transfer-ENCODING :\tChunked \r\nCONTENT-length:7\r\n"), std::pair(true, 7L));
+    EXPECT_EQ(read(L"Transfer-Encoding: gzip, chunked"), std::pair(false, 0L));
+    EXPECT_EQ(read(L"X-Content-Length: 5\r\nContent-Length\r\n: 5\r\n\r\n"), std::pair(false, 0L));
+    EXPECT_EQ(read(L"Content-Length: 5\nContent-Length: 6"), std::pair(false, 0L))
+        << "a lone line feed ends no line, and the value is no number";
+    for (const wchar_t* bad :
+         {L"", L"x", L"12x", L"1 2", L"0x12", L"2147483648", L"1.5", L"\u0665"}) {
+        EXPECT_EQ(read((L"Content-Length: 3\r\nContent-Length: " + std::wstring(bad)).c_str()),
+                  std::pair(false, 3L))
+            << bad;
+    }
+}
+
+TEST(ChunkedBody, SizesHave16BitsAndGarbageEndsTheBody) {
+    const std::wstring largest(0x7FFF, L'x');
+    EXPECT_EQ(DecodeChunked(L"7fff\r\n" + largest + L"\r\n1; x=y\r\ny\r\n0\r\n\r\n"),
+              largest + L"y");
+    for (const wchar_t* line : {L"8000", L"10001", L"fffffffffffffffff", L"", L"x", L"-1", L"+1",
+                                L"0x1", L"&H1", L" 1", L"1g", L"\n"})
+        EXPECT_EQ(DecodeChunked(L"2\r\nab\r\n" + std::wstring(line) + L"\r\n" + largest + largest),
+                  L"ab")
+            << line;
+}
+
+}  // namespace
+}  // namespace vtdl::text
