@@ -7,7 +7,7 @@ if(WIN32)
   target_compile_definitions(vtdl_compiler INTERFACE
     UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0601)
   target_compile_options(vtdl_compiler INTERFACE -msse2 -mfpmath=sse)
-  # Programs move in memory, run no data and notice a smashed stack; tests/images reads this back. No
+  # Programs move in memory, run no data and notice a smashed stack; tests/images.sh reads this back. No
   # time of linking inside, so that the same sources give the same bytes.
   target_compile_options(vtdl_compiler INTERFACE -fstack-protector-strong)
   target_link_options(vtdl_compiler INTERFACE -static -fstack-protector-strong

@@ -110,7 +110,7 @@ std::string Clock24(std::string_view time) {
     int hour = 0;
     int minute = 0;
     char half = 0;
-    const std::string text(time);
+    std::string text(time);
     if (std::sscanf(text.c_str(), "%2d:%2d%c", &hour, &minute, &half) != 3) {
         return text;
     }

@@ -58,7 +58,7 @@ const std::string option = "10 Nov 125.00 (XYZ KA-E),1,+2,3,4,5,6,";
 const std::string put = "10 Nov 125.00 (XYZ WA-E),7,-8,9,10,11,12,";
 
 TEST(CboeTable, RecordedReplies) {
-    for (const auto& [name, rows] : {std::pair{"old_aapl_20161104_full.dat", 10350U},
+    for (const auto& [name, rows] : {std::pair{"old_aapl_20161104_every10th.dat", 1035U},
                                      {"snippet_spx_index_20171228.dat", 5U},
                                      {"snippet_ibm_20131229.dat", 6U}}) {
         SCOPED_TRACE(name);
