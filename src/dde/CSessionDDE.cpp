@@ -4,8 +4,8 @@
 
 #include "dde/mDDE.h"
 #include "objectmodel/CData.h"
-#include "support/CodePage.h"
-#include "support/UpdateLock.h"
+#include "automation/CodePage.h"
+#include "objectmodel/mGlobals.h"
 #include "text/CaseFold.h"
 
 namespace vtdl {

@@ -112,7 +112,7 @@ private:
     dde::StringHandle m_topic;
     dde::StringHandle m_item;
     std::unique_ptr<cTimer> m_timer;
-    std::shared_ptr<automation::HiddenWindow> m_window;
+    std::shared_ptr<HiddenWindow> m_window;
     /// What arrived while the host was being told of earlier data.
     std::deque<Reading> m_waiting;
     int m_transactions = 0;

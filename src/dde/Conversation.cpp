@@ -3,7 +3,7 @@
 
 #include "dde/CSessionDDE.h"
 #include "dde/mDDE.h"
-#include "support/CodePage.h"
+#include "automation/CodePage.h"
 
 namespace vtdl {
 

@@ -4,7 +4,7 @@
 #include <vtdl.h>
 
 #include "automation/Variant.h"
-#include "support/MethodFrame.h"
+#include "errors/MethodFrame.h"
 
 namespace vtdl {
 

@@ -3,7 +3,7 @@
 
 #include <vtdl.h>
 
-#include "support/MethodFrame.h"
+#include "errors/MethodFrame.h"
 
 namespace vtdl {
 

@@ -1,11 +1,9 @@
 #include "objectmodel/CManager.h"
 
 #include "automation/ClassTable.h"
-#include "support/DecimalSeparator.h"
-#include "support/ErrorHandlerSettings.h"
-#include "support/SharedSettings.h"
-#include "support/UpdateLock.h"
-#include "support/VersionCheck.h"
+#include "automation/DecimalSeparator.h"
+#include "settings/SharedSettings.h"
+#include "objectmodel/mGlobals.h"
 
 namespace vtdl {
 

@@ -6,7 +6,7 @@
 #include <memory>
 
 #include "objectmodel/CDataSources.h"
-#include "support/CXMLSettings.h"
+#include "settings/CXMLSettings.h"
 
 namespace vtdl {
 

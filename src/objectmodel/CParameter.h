@@ -6,7 +6,7 @@
 #include <string>
 
 #include "automation/Variant.h"
-#include "support/MethodFrame.h"
+#include "errors/MethodFrame.h"
 
 namespace vtdl {
 

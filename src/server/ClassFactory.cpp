@@ -3,7 +3,7 @@
 #include <new>
 
 #include "automation/Object.h"
-#include "support/ErrorHandlerSettings.h"
+#include "settings/SharedSettings.h"
 
 namespace vtdl::server {
 namespace {

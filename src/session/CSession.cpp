@@ -3,10 +3,8 @@
 #include "automation/MessagePump.h"
 #include "session/LateBoundSink.h"
 #include "session/SessionErrors.h"
-#include "support/Hosts.h"
-#include "support/SharedSettings.h"
-#include "support/UpdateLock.h"
-#include "support/VersionCheck.h"
+#include "settings/SharedSettings.h"
+#include "objectmodel/mGlobals.h"
 #include "text/CaseFold.h"
 #include "transport/WinInet.h"
 

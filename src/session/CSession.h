@@ -6,12 +6,11 @@
 
 #include <memory>
 
-#include "automation/HiddenWindow.h"
+#include "timers/cTimer.h"
 #include "automation/Variant.h"
 #include "objectmodel/CParameters.h"
 #include "session/SessionState.h"
-#include "session/cTimer.h"
-#include "support/MethodFrame.h"
+#include "errors/MethodFrame.h"
 
 namespace vtdl {
 
@@ -86,7 +85,7 @@ private:
     automation::Variant m_userData;
     automation::Variant m_tag;
     long m_period = 0;
-    std::shared_ptr<automation::HiddenWindow> m_window;
+    std::shared_ptr<HiddenWindow> m_window;
     std::unique_ptr<cTimer> m_timer;
 };
 

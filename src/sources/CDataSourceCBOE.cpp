@@ -4,10 +4,9 @@
 #include "sources/CboeForm.h"
 #include "sources/FieldReader.h"
 #include "sources/HistoryRequest.h"
-#include "support/AddDataField.h"
-#include "support/CodePage.h"
-#include "support/DecimalSeparator.h"
-#include "support/VersionCheck.h"
+#include "objectmodel/mGlobals.h"
+#include "automation/CodePage.h"
+#include "automation/DecimalSeparator.h"
 #include "text/Ascii.h"
 
 namespace vtdl {

@@ -1,7 +1,7 @@
 #include "sources/CDataSourceGoogleHitorical.h"
 
 #include "sources/FieldReader.h"
-#include "support/TextHelpers.h"
+#include "objectmodel/mGlobals.h"
 #include "text/Ascii.h"
 #include "text/CalendarDate.h"
 

@@ -2,7 +2,7 @@
 
 #include "replies/Quote.h"
 #include "sources/HistoryRequest.h"
-#include "support/DecimalSeparator.h"
+#include "automation/DecimalSeparator.h"
 
 namespace vtdl {
 

@@ -2,7 +2,7 @@
 
 #include "sources/FieldReader.h"
 #include "sources/HistoryRequest.h"
-#include "support/DecimalSeparator.h"
+#include "automation/DecimalSeparator.h"
 #include "text/Ascii.h"
 
 namespace vtdl {

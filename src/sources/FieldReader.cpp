@@ -3,8 +3,8 @@
 #include <climits>
 
 #include "sources/SessionParameters.h"
-#include "support/CodePage.h"
-#include "support/DecimalSeparator.h"
+#include "automation/CodePage.h"
+#include "automation/DecimalSeparator.h"
 
 namespace vtdl {
 namespace {

@@ -5,7 +5,7 @@
 #include <span>
 
 #include "replies/Columns.h"
-#include "support/MethodFrame.h"
+#include "errors/MethodFrame.h"
 
 namespace vtdl {
 

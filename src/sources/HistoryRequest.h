@@ -5,7 +5,7 @@
 
 #include "automation/Variant.h"
 #include "objectmodel/CParameters.h"
-#include "support/CodePage.h"
+#include "automation/CodePage.h"
 
 namespace vtdl {
 

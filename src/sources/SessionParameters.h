@@ -3,9 +3,16 @@
 
 #include "automation/SafeArray.h"
 #include "objectmodel/CParameters.h"
-#include "support/Today.h"
+#include "text/CalendarDate.h"
 
 namespace vtdl {
+
+/// Today's date in the user's time zone, as an automation date.
+inline double Today() {
+    SYSTEMTIME now;
+    GetLocalTime(&now);
+    return text::ToAutomationDate({now.wYear, now.wMonth, now.wDay}).value_or(0);
+}
 
 inline ParameterDeclaration TextParameter(std::wstring_view name, std::wstring_view value = {}) {
     return {.name = name, .type = vtdlParameterTypeString, .value = automation::Variant(value)};

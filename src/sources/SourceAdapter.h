@@ -5,7 +5,7 @@
 #include "objectmodel/CDataFields.h"
 #include "objectmodel/CParameters.h"
 #include "sources/SourceIdentity.h"
-#include "support/SharedSettings.h"
+#include "settings/SharedSettings.h"
 
 namespace vtdl {
 

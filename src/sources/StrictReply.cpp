@@ -5,7 +5,7 @@
 
 #include "session/SessionErrors.h"
 #include "sources/HistoryRequest.h"
-#include "support/CErrorHandler.h"
+#include "errors/CErrorHandler.h"
 
 namespace vtdl {
 namespace {

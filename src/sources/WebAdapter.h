@@ -12,7 +12,7 @@
 #include "sources/FieldReader.h"
 #include "sources/SourceAdapter.h"
 #include "sources/StrictReply.h"
-#include "support/Hosts.h"
+#include "settings/SharedSettings.h"
 #include "transport/WinInet.h"
 
 namespace vtdl {

@@ -2,7 +2,7 @@
 
 #include <random>
 
-#include "support/SharedSettings.h"
+#include "settings/SharedSettings.h"
 #include "text/CalendarDate.h"
 
 namespace vtdl::yahoo {

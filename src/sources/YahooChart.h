@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "replies/YahooProbe.h"
-#include "support/CXMLSettings.h"
-#include "support/Hosts.h"
+#include "settings/CXMLSettings.h"
+#include "settings/SharedSettings.h"
 
 namespace vtdl::yahoo {
 

@@ -4,8 +4,8 @@
 #include <climits>
 
 #include "automation/MessagePump.h"
-#include "support/CodePage.h"
-#include "support/MethodFrame.h"
+#include "automation/CodePage.h"
+#include "errors/MethodFrame.h"
 #include "text/ChunkedBody.h"
 
 namespace vtdl {

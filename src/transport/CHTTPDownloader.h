@@ -9,9 +9,8 @@
 #include <string>
 #include <string_view>
 
-#include "automation/HiddenWindow.h"
+#include "timers/cTimer.h"
 #include "automation/Object.h"
-#include "session/cTimer.h"
 #include "text/FixedString.h"
 #include "text/HttpHead.h"
 
@@ -117,7 +116,7 @@ private:
     bool m_isRunning = false;
     bool m_isConnected = false;
     bool m_isOver = true;  ///< nothing more is waited for
-    std::shared_ptr<automation::HiddenWindow> m_window;
+    std::shared_ptr<HiddenWindow> m_window;
     std::unique_ptr<cTimer> m_timer;
     TcpClient m_client{*this};
 };

@@ -2,8 +2,8 @@
 
 #include <sstream>
 
-#include "support/CErrorHandler.h"
-#include "support/CodePage.h"
+#include "errors/CErrorHandler.h"
+#include "automation/CodePage.h"
 
 namespace vtdl::tests {
 namespace {

@@ -1,6 +1,6 @@
 // The four collections by one suite.
 
-#include "support/CErrorHandler.h"
+#include "errors/CErrorHandler.h"
 #include "support/LibraryTest.h"
 
 namespace vtdl::tests {

@@ -2,11 +2,11 @@
 
 #include "automation/TypeInformation.h"
 #include "session/CSession.h"
-#include "support/CErrorHandler.h"
+#include "errors/CErrorHandler.h"
 #include "support/HostObjects.h"
 #include "support/LibraryTest.h"
 #include "support/LoopbackServer.h"
-#include "support/frmErrorMessage.h"
+#include "errors/frmErrorMessage.h"
 
 namespace vtdl::tests {
 namespace {

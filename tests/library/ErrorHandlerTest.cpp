@@ -2,7 +2,7 @@
 
 #include <thread>
 
-#include "support/CErrorHandler.h"
+#include "errors/CErrorHandler.h"
 #include "support/HostObjects.h"
 #include "support/LibraryTest.h"
 

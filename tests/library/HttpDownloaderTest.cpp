@@ -3,7 +3,7 @@
 #include "support/LoopbackServer.h"
 // The socket header has to come before the system's main one.
 #include "automation/MessagePump.h"
-#include "support/CErrorHandler.h"
+#include "errors/CErrorHandler.h"
 #include "support/LibraryTest.h"
 #include "transport/CHTTPDownloader.h"
 

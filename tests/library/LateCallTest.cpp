@@ -3,12 +3,12 @@
 
 #include <thread>
 
-#include "automation/HiddenWindow.h"
-#include "support/CErrorHandler.h"
+#include "timers/cTimer.h"
+#include "errors/CErrorHandler.h"
 #include "support/Downloads.h"
 #include "support/HostLoop.h"
-#include "support/SharedSettings.h"
-#include "support/UpdateLock.h"
+#include "settings/SharedSettings.h"
+#include "objectmodel/mGlobals.h"
 
 namespace vtdl::tests {
 namespace {
@@ -166,7 +166,7 @@ TEST_F(LateCallTest, EveryRoutineShowsInTheTrace) {
 }
 
 TEST_F(LateCallTest, ApartmentsShareNoState) {
-    const auto window = automation::HiddenWindow::get();
+    const auto window = HiddenWindow::get();
     const auto settings = SharedSettings();
     gErrorHandler().CallStackPush(L"first", L"");
     UpdateLock::Lock();
@@ -193,7 +193,7 @@ TEST_F(LateCallTest, ApartmentsShareNoState) {
             RunLoop(enough, [&] { return job.source.downloads >= 3; });
             ticked = job.thread;
             job.session->Done();
-            EXPECT_NE(automation::HiddenWindow::get()->Handle(), window->Handle());
+            EXPECT_NE(HiddenWindow::get()->Handle(), window->Handle());
             EXPECT_NE(SharedSettings(), settings);
             EXPECT_EQ(gErrorHandler().ErrorHandlerActions(), CErrorHandler::dialog);
             gErrorHandler().ErrorHandlerActions(CErrorHandler::errorLog);

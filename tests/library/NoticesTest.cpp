@@ -4,11 +4,11 @@
 #include <thread>
 
 #include "automation/TypeInformation.h"
-#include "support/CErrorHandler.h"
-#include "support/ErrorHandlerSettings.h"
+#include "errors/CErrorHandler.h"
+#include "settings/SharedSettings.h"
 #include "support/HostObjects.h"
 #include "support/LibraryTest.h"
-#include "support/LogFile.h"
+#include "errors/Notices.h"
 
 namespace vtdl::tests {
 namespace {

@@ -1,14 +1,11 @@
 // Parameters, data fields, results, the plain data source, the manager, and the shared helpers.
 #include "automation/SafeArray.h"
 #include "objectmodel/CParameters.h"
-#include "support/AddDataField.h"
-#include "support/DecimalSeparator.h"
+#include "objectmodel/mGlobals.h"
+#include "automation/DecimalSeparator.h"
 #include "support/HostObjects.h"
 #include "support/LibraryTest.h"
 #include "support/LoopbackServer.h"
-#include "support/TextHelpers.h"
-#include "support/UpdateLock.h"
-#include "support/VersionCheck.h"
 
 namespace vtdl::tests {
 namespace {

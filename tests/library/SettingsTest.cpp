@@ -9,7 +9,7 @@
 #include "automation/TypeInformation.h"
 #include "automation/UniqueHandle.h"
 #include "support/LibraryTest.h"
-#include "support/SharedSettings.h"
+#include "settings/SharedSettings.h"
 
 namespace vtdl::tests {
 namespace {

@@ -1,7 +1,7 @@
 // Opening things through the real shell.
 
 #include "automation/RegistryKey.h"
-#include "support/CShell.h"
+#include "shell/CShell.h"
 #include "support/HostObjects.h"
 #include "support/LibraryTest.h"
 

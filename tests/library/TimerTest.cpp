@@ -2,9 +2,7 @@
 
 #include <optional>
 
-#include "automation/HiddenWindow.h"
-#include "session/cTimer.h"
-#include "session/mTimer.h"
+#include "timers/cTimer.h"
 #include "support/Downloads.h"
 #include "support/HostLoop.h"
 
@@ -201,7 +199,7 @@ private:
 };
 
 TEST_F(TimerTest, TimersReachTheirOwners) {
-    const auto window = automation::HiddenWindow::get();
+    const auto window = HiddenWindow::get();
     Owner first, second;
     {
         cTimer one, two;
@@ -219,7 +217,7 @@ TEST_F(TimerTest, TimersReachTheirOwners) {
 }
 
 TEST_F(TimerTest, TimersFireOnceAtATime) {
-    const auto window = automation::HiddenWindow::get();
+    const auto window = HiddenWindow::get();
     Owner owner;
     cTimer timer;
     bool isInside = false;
@@ -236,7 +234,7 @@ TEST_F(TimerTest, TimersFireOnceAtATime) {
 }
 
 TEST_F(TimerTest, ElapsedTimeWrapsAround) {
-    const auto window = automation::HiddenWindow::get();
+    const auto window = HiddenWindow::get();
     Owner owner;
     cTimer timer;
     const DWORD before = GetTickCount();
@@ -251,7 +249,7 @@ TEST_F(TimerTest, ElapsedTimeWrapsAround) {
 }
 
 TEST_F(TimerTest, TickWithoutItsTimerStopsTheSystemsTimer) {
-    const auto window = automation::HiddenWindow::get();
+    const auto window = HiddenWindow::get();
     ASSERT_NE(SetTimer(window->Handle(), 4713, 60'000, mTimer::TimerProc), 0u);
     mTimer::TimerProc(window->Handle(), WM_TIMER, 4713, GetTickCount());
     EXPECT_FALSE(KillTimer(window->Handle(), 4713)) << "it is still there";

@@ -4,7 +4,7 @@
 #include <iterator>
 #include <stdexcept>
 
-#include "support/CErrorHandler.h"
+#include "errors/CErrorHandler.h"
 #include "text/CalendarDate.h"
 
 namespace vtdl::tests {

@@ -1,7 +1,7 @@
 #include "Settings.h"
 
 #include "Failure.h"
-#include "support/DataFolder.h"
+#include "automation/Environment.h"
 
 namespace vtdl::host {
 namespace {

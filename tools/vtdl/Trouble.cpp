@@ -9,7 +9,7 @@
 #include "Reach.h"
 #include "Services.h"
 #include "Settings.h"
-#include "support/DataFolder.h"
+#include "automation/Environment.h"
 
 namespace vtdl::host {
 namespace {

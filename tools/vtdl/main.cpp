@@ -12,7 +12,7 @@
 #include "Console.h"
 #include "Failure.h"
 #include "Values.h"
-#include "support/Environment.h"
+#include "automation/Environment.h"
 
 namespace {
 

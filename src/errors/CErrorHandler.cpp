@@ -1,12 +1,12 @@
-#include "support/CErrorHandler.h"
+#include "errors/CErrorHandler.h"
 
 #include <windows.h>
 
 #include <algorithm>
 
 #include "automation/PerApartment.h"
-#include "support/LogFile.h"
-#include "support/Notices.h"
+#include "errors/MethodFrame.h"
+#include "errors/Notices.h"
 
 namespace vtdl {
 namespace {
@@ -214,6 +214,30 @@ void CErrorHandler::Trace(std::wstring_view what, std::wstring_view routineName)
         report.SetPendingError(
             Error(error.Code(), error.Source(), L"The trace is off: " + error.Description()), 0);
         report.HandleError(routineName);
+    }
+}
+
+CErrorHandler::Answer MethodFrame::Ask() {
+    CErrorHandler::Answer answer = CErrorHandler::abort;
+    try {
+        answer = m_handler.HandleError({});
+    } catch (const automation::Error& error) {
+        throw HandlerFailure(error.Code(), error.Source(), error.Description());
+    }
+    if (answer != CErrorHandler::abort) return answer;
+    // The cleared stack stands for the pop that is skipped.
+    m_handler.CallStackClear();
+    m_isOver = m_handler.CallStackEnabled();
+    throw MethodAbandoned();
+}
+
+// Left by an exception, which tells more than a trace line that cannot be written.
+MethodFrame::~MethodFrame() {
+    if (m_isOver) return;
+    try {
+        m_handler.CallStackPop();
+    } catch (const automation::Error&) {
+        return;
     }
 }
 

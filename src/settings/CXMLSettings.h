@@ -49,7 +49,7 @@ private:
     static void Guarded(Body&& body);
     void RequireLoaded(const wchar_t* source) const;
     void Load();
-    void Replace(const std::wstring& fileName, bool isPrivate);
+    void Save(const std::wstring& fileName, bool isPrivate) const;
     void SaveIfDirty();
     void StoreValue(std::wstring section, std::wstring key, const std::wstring& value);
     Node FindSection(std::wstring_view section, std::wstring_view key = {}) const;

@@ -1,16 +1,34 @@
-#include "support/ErrorHandlerSettings.h"
+#include "settings/SharedSettings.h"
+
+#include <shlobj.h>
 
 #include <utility>
 
+#include "automation/Environment.h"
+#include "automation/Error.h"
 #include "automation/PerApartment.h"
 #include "automation/Variant.h"
-#include "support/DataFolder.h"
-#include "support/MethodFrame.h"
-#include "support/Notices.h"
-#include "support/SharedSettings.h"
+#include "errors/MethodFrame.h"
+#include "errors/Notices.h"
 
 namespace vtdl {
+
+using namespace automation;
+
 namespace {
+
+PerApartment<std::weak_ptr<CXMLSettings>> current;
+
+constexpr int webPort = 80;
+
+int PortIn(std::wstring_view text) {
+    int port = 0;
+    for (const wchar_t c : text) {
+        if (c < L'0' || c > L'9' || port > 6553) return webPort;
+        port = port * 10 + (c - L'0');
+    }
+    return port >= 1 && port <= 65535 ? port : webPort;
+}
 
 constexpr wchar_t actionsVariable[] = L"VTDL_ACTIONS";
 
@@ -67,6 +85,76 @@ void RaiseRefused(const std::wstring& refused) {
 }
 
 }  // namespace
+
+std::shared_ptr<CXMLSettings> SharedSettings() {
+    std::shared_ptr<CXMLSettings> settings = current->lock();
+    if (!settings) {
+        settings = {Make<CXMLSettings>().detach(), [](CXMLSettings* store) { store->Release(); }};
+        *current = settings;
+    }
+    return settings;
+}
+
+void LoadSharedSettings(CXMLSettings& settings) {
+    if (settings.IsLoaded()) Check(settings.SaveFile(nullptr));
+    // A folder for all users is named relative to each user's own, which nobody has made yet.
+    if (!IsDataFolderGiven()) SHCreateDirectoryExW(nullptr, DataFolder().c_str(), nullptr);
+    settings.KeepPrivate();
+    const std::wstring file = DataFolder() + L"\\" + settingsFileName;
+    Check(settings.put_FileName(Bstr(file).get()));
+    try {
+        Check(settings.LoadFile());
+    } catch (const Error& error) {
+        throw Error(error.Code(), error.Source(), error.Description() + L": " + file);
+    }
+}
+
+void LoadSharedSettingsOnce(CXMLSettings& settings) {
+    Bstr fileName;
+    Check(settings.get_FileName(fileName.put()));
+    if (fileName.view().empty()) LoadSharedSettings(settings);
+}
+
+std::wstring ReadSetting(CXMLSettings& settings, const wchar_t* section, const wchar_t* key,
+                         std::wstring_view defaultValue) {
+    if (!settings.IsLoaded()) return std::wstring(defaultValue);
+    Bstr sectionName(section), keyName(key), fallback(defaultValue), value;
+    Check(settings.GetSetting(sectionName.put(), keyName.put(), fallback.put(), value.put()));
+    return std::wstring(value.view());
+}
+
+std::wstring ServiceHost(CXMLSettings& settings, const wchar_t* service) {
+    return ReadSetting(settings, L"HOSTS", service, L"127.0.0.1:8733");
+}
+
+HostAddress ParseHost(std::wstring_view host) {
+    const std::size_t colon = host.rfind(L':');
+    const std::wstring_view name = host.substr(0, colon);
+    HostAddress address{{}, static_cast<short>(webPort)};
+    for (const wchar_t c : name) address.name += c < 128 ? static_cast<char>(c) : '?';
+    if (colon != std::wstring_view::npos)
+        address.port = static_cast<short>(PortIn(host.substr(colon + 1)));
+    return address;
+}
+
+long HttpSetting(CXMLSettings& settings, const wchar_t* key) {
+    const std::wstring_view name = key;
+    std::wstring text;
+    if (name == L"timeout" || name == L"total") text = EnvironmentText(L"VTDL_TIMEOUT");
+    if (text.empty()) text = ReadSetting(settings, L"HTTP", key, L"");
+    long number = 0;
+    for (const wchar_t c : text) {
+        if (c < L'0' || c > L'9' || number > 100000) return 0;
+        number = number * 10 + (c - L'0');
+    }
+    return number;
+}
+
+bool AreRepliesStrict(CXMLSettings& settings) {
+    const std::wstring value = EnvironmentText(L"VTDL_STRICT");
+    if (value == L"0" || value == L"1") return value == L"1";
+    return HttpSetting(settings, L"strict") == 1;
+}
 
 // The first object's settings are mostly a manager's, which applies them again.
 void ApplyErrorHandlerSettings(CXMLSettings* settings) {

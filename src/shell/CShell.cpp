@@ -1,4 +1,4 @@
-#include "support/CShell.h"
+#include "shell/CShell.h"
 
 #include <shellapi.h>
 

@@ -1,4 +1,4 @@
-#include "support/frmErrorMessage.h"
+#include "errors/frmErrorMessage.h"
 
 #include <algorithm>
 #include <array>
@@ -7,9 +7,9 @@
 
 #include "automation/Error.h"
 #include "automation/TypeInformation.h"
-#include "support/CShell.h"
-#include "support/Version.h"
-#include "support/frmErrorMessageControls.h"
+#include "errors/Version.h"
+#include "errors/frmErrorMessageControls.h"
+#include "shell/CShell.h"
 
 namespace vtdl {
 namespace {

@@ -1,5 +1,6 @@
 #pragma once
-// The repeating timer behind periodic sessions.
+// The repeating timer behind periodic sessions, the way from the system's timer procedure to it,
+// and the window that timers are attached to.
 
 #include <itimer.h>
 
@@ -32,6 +33,36 @@ private:
     UINT_PTR m_timerId = 0;
     UINT_PTR m_systemTimerId = 0;
     UINT_PTR m_killId = 0;
+};
+
+namespace mTimer {
+
+/// Enters a timer under its identifier; one look-up a tick leads back to it.
+void SetTimerSession(UINT_PTR identifier, cTimer* timer);
+
+/// Forgets a timer; a tick that still arrives stops the system's timer.
+void DeleteTimerSession(UINT_PTR identifier) noexcept;
+
+/// The procedure of every timer of the library.
+void CALLBACK TimerProc(HWND window, UINT message, UINT_PTR identifier, DWORD ticks) noexcept;
+
+}  // namespace mTimer
+
+/// The library's own message-only window. Exists while somebody of its thread holds it; that
+/// thread's message loop serves it.
+class HiddenWindow {
+public:
+    static std::shared_ptr<HiddenWindow> get();
+
+    HiddenWindow();
+    HiddenWindow(const HiddenWindow&) = delete;
+    HiddenWindow& operator=(const HiddenWindow&) = delete;
+    ~HiddenWindow();
+
+    HWND Handle() const noexcept { return m_handle; }
+
+private:
+    HWND m_handle;
 };
 
 }  // namespace vtdl

@@ -9,7 +9,7 @@
 
 #include "automation/Error.h"
 #include "automation/Object.h"
-#include "support/CErrorHandler.h"
+#include "errors/CErrorHandler.h"
 #include "text/FixedString.h"
 
 namespace vtdl {

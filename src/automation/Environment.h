@@ -1,12 +1,21 @@
 #pragma once
-// Where the settings file is; programs that only look for it share this too.
+// What configures the library from outside: environment variables, and where the settings file is.
+// Programs that only look for it share this too.
+
+#include <windows.h>
 
 #include <string>
 
 #include "automation/RegistryKey.h"
-#include "support/Environment.h"
 
 namespace vtdl {
+
+/// The value of a variable; empty when there is none.
+inline std::wstring EnvironmentText(const wchar_t* variable) {
+    std::wstring text(GetEnvironmentVariableW(variable, nullptr, 0), L'\0');
+    text.resize(GetEnvironmentVariableW(variable, text.data(), static_cast<DWORD>(text.size())));
+    return text;
+}
 
 inline constexpr wchar_t settingsFileName[] = L"VTDL33.Settings.xml";
 

@@ -1,11 +1,11 @@
-#include "support/DecimalSeparator.h"
+#include "automation/DecimalSeparator.h"
 
 #include <algorithm>
 #include <atomic>
 
 #include "automation/Error.h"
 #include "automation/Variant.h"
-#include "support/CodePage.h"
+#include "automation/CodePage.h"
 #include "text/Decimal.h"
 
 namespace vtdl {

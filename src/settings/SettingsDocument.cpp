@@ -1,4 +1,4 @@
-#include "support/SettingsDocument.h"
+#include "settings/SettingsDocument.h"
 
 #include <vector>
 

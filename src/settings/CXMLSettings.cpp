@@ -1,15 +1,10 @@
-#define _CRT_RAND_S  // rand_s
-#include "support/CXMLSettings.h"
-
-#include <cstdlib>
-#include <optional>
+#include "settings/CXMLSettings.h"
 
 #include "automation/Error.h"
 #include "automation/SafeArray.h"
-#include "automation/UniqueHandle.h"
-#include "support/MethodFrame.h"
-#include "support/PrivateFile.h"
-#include "support/SettingsDocument.h"
+#include "errors/MethodFrame.h"
+#include "settings/SettingsDocument.h"
+#include "settings/SettingsFile.h"
 
 namespace vtdl {
 namespace {
@@ -62,49 +57,6 @@ void ReplaceArray(SAFEARRAY*& array, Variant names) {
 
 bool IsBlank(const std::wstring& text) {
     return text.find_first_not_of(L' ') == std::wstring::npos;
-}
-
-// The size of a file, or nothing when there is none.
-std::optional<std::uint64_t> SizeOfFile(const std::wstring& fileName) {
-    WIN32_FIND_DATAW found;
-    const HANDLE search = FindFirstFileW(fileName.c_str(), &found);
-    if (search == INVALID_HANDLE_VALUE) return std::nullopt;
-    if (!FindClose(search)) throw SettingsError(eErrXMLSettings_ComponentFailure);
-    return (static_cast<std::uint64_t>(found.nFileSizeHigh) << 32) | found.nFileSizeLow;
-}
-
-bool WriteAll(const FileHandle& file, std::string_view bytes) {
-    DWORD written = 0;
-    return file &&
-           WriteFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
-}
-
-void WriteEmptyFile(const std::wstring& fileName) {
-    if (!WriteAll(OpenPrivateFile(fileName, OPEN_ALWAYS), settings::emptyFile))
-        throw SettingsError(eErrXMLSettings_UnableToSaveFile);
-}
-
-// Beside the file, under a name that nobody knows beforehand.
-std::wstring TemporaryName(const std::wstring& fileName) {
-    unsigned numbers[2] = {};
-    for (unsigned& number : numbers)
-        if (rand_s(&number) != 0) throw SettingsError(eErrXMLSettings_UnableToSaveFile);
-    wchar_t suffix[30];
-    std::swprintf(suffix, ARRAYSIZE(suffix), L".%08x%08x.tmp", numbers[0], numbers[1]);
-    return fileName + suffix;
-}
-
-// A virus scanner or a cloud folder may hold the old file for a moment.
-bool MoveOver(const std::wstring& from, const std::wstring& to) {
-    for (int attempt = 1;; ++attempt) {
-        if (MoveFileExW(from.c_str(), to.c_str(),
-                        MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
-            return true;
-        const DWORD error = GetLastError();
-        const bool isHeld = error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION;
-        if (!isHeld || attempt == 5) return false;
-        Sleep(50);
-    }
 }
 
 }  // namespace
@@ -243,7 +195,7 @@ STDMETHODIMP CXMLSettings::LoadFile() noexcept {
 STDMETHODIMP CXMLSettings::SaveFile(BSTR* fileName) noexcept {
     return Raising([&] {
         const std::wstring name = TextOf(fileName);
-        if (!IsBlank(name)) return Replace(name, false);
+        if (!IsBlank(name)) return Save(name, false);
         m_isCallerTold = true;
         SaveIfDirty();
         m_isCallerTold = false;
@@ -285,8 +237,9 @@ void CXMLSettings::RequireLoaded(const wchar_t* source) const {
 
 void CXMLSettings::Load() {
     if (m_fileName.empty()) throw SettingsError(eErrXMLSettings_NotInitialized);
-    const std::uint64_t size = SizeOfFile(m_fileName).value_or(0);
-    if (size == 0) WriteEmptyFile(m_fileName);
+    const std::uint64_t size = settings::SizeOfFile(m_fileName).value_or(0);
+    if (size == 0 && !settings::WriteNewFile(m_fileName, settings::emptyFile))
+        throw SettingsError(eErrXMLSettings_UnableToSaveFile);
 
     VARIANT_BOOL parsed = VARIANT_FALSE;
     const Variant name{std::wstring_view(m_fileName)};
@@ -302,35 +255,17 @@ void CXMLSettings::Load() {
     if (!m_isRecognised) throw SettingsError(eErrXMLSettings_InvalidFileFormat);
 }
 
-// Writes beside the file and then replaces it in one step: whoever ends the process meanwhile, or
-// saves another store to it, leaves the old file or a new one, never half. What users may do with a
-// host's file stays; the library's own may hold a password.
-void CXMLSettings::Replace(const std::wstring& fileName, bool isPrivate) {
-    // Windows refuses to replace a read-only file; Wine 8 does not.
-    const DWORD attributes = GetFileAttributesW(fileName.c_str());
-    const bool isThere = attributes != INVALID_FILE_ATTRIBUTES;
-    if (isThere && (attributes & FILE_ATTRIBUTE_READONLY))
+// What users may do with a host's file stays; the library's own may hold a password.
+void CXMLSettings::Save(const std::wstring& fileName, bool isPrivate) const {
+    if (!settings::ReplaceWholeFile(fileName, settings::Saved(m_document.get()), isPrivate))
         throw SettingsError(eErrXMLSettings_UnableToSaveFile);
-    const std::string bytes = settings::Saved(m_document.get());
-    const std::wstring temporary = TemporaryName(fileName);
-    FileHandle file = OpenPrivateFile(temporary, CREATE_NEW);
-    if (!file) throw SettingsError(eErrXMLSettings_UnableToSaveFile);
-    bool isSaved = WriteAll(file, bytes);
-    file.reset();
-    if (isSaved) {
-        if (isThere && !isPrivate) CopyRights(fileName, temporary);
-        isSaved = MoveOver(temporary, fileName);
-    }
-    if (isSaved) return;
-    DeleteFileW(temporary.c_str());
-    throw SettingsError(eErrXMLSettings_UnableToSaveFile);
 }
 
 void CXMLSettings::SaveIfDirty() {
     if (!m_isDirty || !m_isLoaded) return;
     if (IsBlank(m_fileName)) throw SettingsError(eErrXMLSettings_InvalidFileName);
     if (!m_isRecognised) throw SettingsError(eErrXMLSettings_InvalidFileFormat);
-    Replace(m_fileName, m_isPrivate);
+    Save(m_fileName, m_isPrivate);
     m_isDirty = false;
 }
 

@@ -1,0 +1,131 @@
+#define _CRT_RAND_S  // rand_s
+#include "settings/SettingsFile.h"
+
+#include <windows.h>
+
+#include <sddl.h>
+
+#include <cstdlib>
+#include <vector>
+
+#include "automation/Error.h"
+#include "automation/UniqueHandle.h"
+
+namespace vtdl::settings {
+namespace {
+
+struct LocalTraits {
+    using Handle = HLOCAL;
+    static Handle Null() noexcept { return nullptr; }
+    static void Close(Handle handle) noexcept { LocalFree(handle); }
+};
+using LocalMemory = automation::UniqueHandle<LocalTraits>;
+
+struct TokenTraits {
+    using Handle = HANDLE;
+    static Handle Null() noexcept { return nullptr; }
+    static void Close(Handle handle) noexcept { CloseHandle(handle); }
+};
+
+// The user's security identifier as text; empty when the system does not tell it.
+std::wstring UserIdentifier() {
+    HANDLE opened = nullptr;
+    if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &opened)) return {};
+    const automation::UniqueHandle<TokenTraits> token(opened);
+    alignas(TOKEN_USER) char buffer[256];
+    DWORD size = 0;
+    LPWSTR text = nullptr;
+    if (!GetTokenInformation(token.get(), TokenUser, buffer, sizeof buffer, &size) ||
+        !ConvertSidToStringSidW(reinterpret_cast<TOKEN_USER*>(buffer)->User.Sid, &text))
+        return {};
+    const LocalMemory owner(text);
+    return text;
+}
+
+// Empty, with the last error set, when it cannot be opened.
+automation::FileHandle OpenPrivateFile(const std::wstring& name, DWORD disposition) {
+    const std::wstring user = UserIdentifier();
+    // Protected from what the folder would hand down.
+    const std::wstring rights = L"D:P(A;;FA;;;" + user + L")(A;;FA;;;SY)(A;;FA;;;BA)";
+    PSECURITY_DESCRIPTOR made = nullptr;
+    const bool isKnown = !user.empty() && ConvertStringSecurityDescriptorToSecurityDescriptorW(
+                                              rights.c_str(), SDDL_REVISION_1, &made, nullptr);
+    const LocalMemory descriptor(made);
+    SECURITY_ATTRIBUTES attributes{sizeof attributes, made, FALSE};
+    return automation::FileHandle(CreateFileW(name.c_str(), GENERIC_WRITE, 0,
+                                              isKnown ? &attributes : nullptr, disposition,
+                                              FILE_ATTRIBUTE_NORMAL, nullptr));
+}
+
+// A file system without rights has none to give.
+void CopyRights(const std::wstring& from, const std::wstring& to) {
+    DWORD size = 0;
+    GetFileSecurityW(from.c_str(), DACL_SECURITY_INFORMATION, nullptr, 0, &size);
+    std::vector<char> descriptor(size);
+    if (size != 0 &&
+        GetFileSecurityW(from.c_str(), DACL_SECURITY_INFORMATION, descriptor.data(), size, &size))
+        SetFileSecurityW(to.c_str(), DACL_SECURITY_INFORMATION, descriptor.data());
+}
+
+bool WriteAll(const automation::FileHandle& file, std::string_view bytes) {
+    DWORD written = 0;
+    return file &&
+           WriteFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
+}
+
+// Beside the file, under a name that nobody knows beforehand.
+std::wstring TemporaryName(const std::wstring& fileName) {
+    unsigned numbers[2] = {};
+    for (unsigned& number : numbers)
+        if (rand_s(&number) != 0) automation::ThrowLastError(L"rand_s");
+    wchar_t suffix[30];
+    std::swprintf(suffix, ARRAYSIZE(suffix), L".%08x%08x.tmp", numbers[0], numbers[1]);
+    return fileName + suffix;
+}
+
+// A virus scanner or a cloud folder may hold the old file for a moment.
+bool MoveOver(const std::wstring& from, const std::wstring& to) {
+    for (int attempt = 1;; ++attempt) {
+        if (MoveFileExW(from.c_str(), to.c_str(),
+                        MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
+            return true;
+        const DWORD error = GetLastError();
+        const bool isHeld = error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION;
+        if (!isHeld || attempt == 5) return false;
+        Sleep(50);
+    }
+}
+
+}  // namespace
+
+std::optional<std::uint64_t> SizeOfFile(const std::wstring& name) {
+    WIN32_FIND_DATAW found;
+    const HANDLE search = FindFirstFileW(name.c_str(), &found);
+    if (search == INVALID_HANDLE_VALUE) return std::nullopt;
+    if (!FindClose(search)) automation::ThrowLastError(L"FindClose");
+    return (static_cast<std::uint64_t>(found.nFileSizeHigh) << 32) | found.nFileSizeLow;
+}
+
+bool WriteNewFile(const std::wstring& name, std::string_view bytes) {
+    return WriteAll(OpenPrivateFile(name, OPEN_ALWAYS), bytes);
+}
+
+bool ReplaceWholeFile(const std::wstring& name, std::string_view bytes, bool isPrivate) {
+    // Windows refuses to replace a read-only file; Wine 8 does not.
+    const DWORD attributes = GetFileAttributesW(name.c_str());
+    const bool isThere = attributes != INVALID_FILE_ATTRIBUTES;
+    if (isThere && (attributes & FILE_ATTRIBUTE_READONLY)) return false;
+    const std::wstring temporary = TemporaryName(name);
+    automation::FileHandle file = OpenPrivateFile(temporary, CREATE_NEW);
+    if (!file) return false;
+    bool isSaved = WriteAll(file, bytes);
+    file.reset();
+    if (isSaved) {
+        if (isThere && !isPrivate) CopyRights(name, temporary);
+        isSaved = MoveOver(temporary, name);
+    }
+    if (!isSaved) DeleteFileW(temporary.c_str());
+    return isSaved;
+}
+
+}  // namespace vtdl::settings
