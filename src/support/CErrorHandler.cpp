@@ -3,6 +3,8 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <mutex>
+#include <utility>
 
 #include "automation/PerApartment.h"
 #include "support/LogFile.h"
@@ -56,6 +58,14 @@ std::wstring ProcessName() {
     wchar_t program[MAX_PATH];
     const std::wstring_view path(program, GetModuleFileNameW(nullptr, program, MAX_PATH));
     return std::wstring(path.substr(path.rfind(L'\\') + 1));
+}
+
+// False for the trace log that was told last.
+bool IsNewTrouble(const std::wstring& traceLog) {
+    static std::mutex mutex;
+    static std::wstring told;
+    const std::lock_guard lock(mutex);
+    return std::exchange(told, traceLog) != traceLog;
 }
 
 struct Configured : CErrorHandler {
@@ -125,10 +135,11 @@ void CErrorHandler::CallStackPop() {
 void CErrorHandler::CallStackPush(std::wstring_view routineName, std::wstring_view arguments) {
     if (IsStackSpent(m_depth))
         throw automation::MakeRuntimeError(automation::RuntimeError::outOfStack);
-    if (m_depth == m_routines.size()) Guarded([&] { m_routines.emplace_back(); });
-    m_routines[m_depth] = {routineName, arguments};
     if (m_tracingEnabled) Guarded([&] { Trace(L" --- Entered routine: ", routineName); });
-    ++m_depth;  // last: a push that failed is not on the stack
+    // Only now: a push that failed is not on the stack, and a report of the trace may have let
+    // other routines come and go.
+    if (m_depth == m_routines.size()) Guarded([&] { m_routines.emplace_back(); });
+    m_routines[m_depth++] = {routineName, arguments};
 }
 
 void CErrorHandler::TraceLine(std::wstring_view text) {
@@ -201,7 +212,8 @@ CErrorHandler::Answer CErrorHandler::Act(const std::wstring& text) {
     return answer.value_or(abort);
 }
 
-// A log that cannot be written would fail every routine: it is reported once, and tracing ends.
+// A log that cannot be written would fail every routine: tracing ends, and the process reports it
+// once, however many managers turn it on again.
 void CErrorHandler::Trace(std::wstring_view what, std::wstring_view routineName) {
     try {
         const std::wstring line = DateAndTime().append(what).append(routineName);
@@ -209,6 +221,7 @@ void CErrorHandler::Trace(std::wstring_view what, std::wstring_view routineName)
         if (m_tracingFlags & traceFile) AppendToLog(m_tracingLogFile, line);
     } catch (const Error& error) {
         m_tracingEnabled = false;
+        if (!IsNewTrouble(m_tracingLogFile)) return;
         // The properties stay those of the last error that a method had.
         CErrorHandler report = *this;
         report.SetPendingError(
