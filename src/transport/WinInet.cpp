@@ -247,9 +247,9 @@ void WinInet::Receive() {
 }
 
 // The chunks of a body are joined by the system's client. It does not tell when one is broken or
-// the last one is missing: Wine 8 says success for the read that meets it, and neither an option nor
-// a status callback of Windows is documented to say that the last one came. Nobody may answer an
-// HTTP/1.0 request with them, so that they count as broken.
+// the last one is missing: Wine 8 says success for the read that meets it, and neither an option
+// nor a status callback of Windows is documented to say that the last one came. Nobody may answer
+// an HTTP/1.0 request with them, so that they count as broken.
 bool WinInet::IsWhole() {
     if (m_readError != 0)
         m_fault = "the body breaks off (error " + std::to_string(m_readError) + ")";
