@@ -3,8 +3,6 @@
 #include <windows.h>
 
 #include <algorithm>
-#include <mutex>
-#include <utility>
 
 #include "automation/PerApartment.h"
 #include "support/LogFile.h"
@@ -61,11 +59,14 @@ std::wstring ProcessName() {
 }
 
 // False for the trace log that was told last.
-bool IsNewTrouble(const std::wstring& traceLog) {
-    static std::mutex mutex;
+bool IsNewTrouble(std::wstring traceLog) {
+    static SRWLOCK lock = SRWLOCK_INIT;
     static std::wstring told;
-    const std::lock_guard lock(mutex);
-    return std::exchange(told, traceLog) != traceLog;
+    AcquireSRWLockExclusive(&lock);
+    told.swap(traceLog);
+    const bool isNew = told != traceLog;
+    ReleaseSRWLockExclusive(&lock);
+    return isNew;
 }
 
 struct Configured : CErrorHandler {
