@@ -111,7 +111,9 @@ void Download(const wchar_t* ticker, const wchar_t* start, const wchar_t* end) {
     vtdlSessionError error{};
     Check(session->get_Error(&error), "Error");
     if (error.ErrorNumber != 0) {
-        std::fprintf(stderr, "%ls (%ld)\n", error.ErrorDescription, error.ErrorNumber);
+        const char* const form = error.ErrorNumber < 0 ? "%ls (0x%08lX)\n" : "%ls (%lu)\n";
+        std::fprintf(stderr, form, error.ErrorDescription,
+                     static_cast<unsigned long>(error.ErrorNumber));
         SysFreeString(error.ErrorDescription);
         throw std::runtime_error("the download failed");
     }

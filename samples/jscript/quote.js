@@ -26,10 +26,13 @@ Sink.prototype.DataReady = function (caller) {
     this.updates = this.updates + 1;
 };
 
-// session.Error is a record; script languages read one of its fields.
+// session.Error is a record; script languages read one of its fields. Negative numbers are known by
+// their digits to the base 16.
 function errorOf(session) {
-    if (session.Error("ErrorNumber") === 0) return "";
-    return session.Error("ErrorDescription") + " (" + session.Error("ErrorNumber") + ")";
+    var number = session.Error("ErrorNumber");
+    if (number === 0) return "";
+    var digits = number < 0 ? "0x" + (number + 4294967296).toString(16).toUpperCase() : number;
+    return session.Error("ErrorDescription") + " (" + digits + ")";
 }
 
 // A value that the service does not have arrives as the text N/A, or empty.
@@ -57,7 +60,10 @@ var times = parseInt(argument(1, "2"), 10);
 for (var i = 0; i < times; ++i) {
     session.NextTick();
     if (errorOf(session) !== "") fail(errorOf(session));
+    if (session.Data === null) fail("the source delivered nothing");
     var fields = session.Data.Values.Item("TICKER").Value;
+    // Of a ticker that the service does not know every value is missing.
+    if (isNaN(parseFloat(fields.Item("LAST TRADE").Data))) fail("no quote for " + argument(0, "INTC"));
     WScript.Echo(show(fields, "TICKER") + ", " + show(fields, "LAST TRADE") + ", " +
                  show(fields, "CHANGE") + ", " + show(fields, "VOLUME"));
 }

@@ -39,7 +39,10 @@ End Sub
 Function ErrorText(session)
     ErrorText = "the source delivered nothing"
     If session.Error("ErrorNumber") = 0 Then Exit Function
-    ErrorText = session.Error("ErrorDescription") & " (0x" & Hex(session.Error("ErrorNumber")) & ")"
+    Dim number
+    number = session.Error("ErrorNumber")
+    If number < 0 Then number = "0x" & Hex(number)
+    ErrorText = session.Error("ErrorDescription") & " (" & number & ")"
 End Function
 
 Function Argument(index, default)

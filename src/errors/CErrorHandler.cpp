@@ -58,6 +58,17 @@ std::wstring ProcessName() {
     return std::wstring(path.substr(path.rfind(L'\\') + 1));
 }
 
+// False for the trace log that was told last.
+bool IsNewTrouble(std::wstring traceLog) {
+    static SRWLOCK lock = SRWLOCK_INIT;
+    static std::wstring told;
+    AcquireSRWLockExclusive(&lock);
+    told.swap(traceLog);
+    const bool isNew = told != traceLog;
+    ReleaseSRWLockExclusive(&lock);
+    return isNew;
+}
+
 struct Configured : CErrorHandler {
     Configured() { Init(dialog, L"Error Log.txt", true, false, traceFile, L"Tracing Log.txt"); }
 };
@@ -125,10 +136,11 @@ void CErrorHandler::CallStackPop() {
 void CErrorHandler::CallStackPush(std::wstring_view routineName, std::wstring_view arguments) {
     if (IsStackSpent(m_depth))
         throw automation::MakeRuntimeError(automation::RuntimeError::outOfStack);
-    if (m_depth == m_routines.size()) Guarded([&] { m_routines.emplace_back(); });
-    m_routines[m_depth] = {routineName, arguments};
     if (m_tracingEnabled) Guarded([&] { Trace(L" --- Entered routine: ", routineName); });
-    ++m_depth;  // last: a push that failed is not on the stack
+    // Only now: a push that failed is not on the stack, and a report of the trace may have let
+    // other routines come and go.
+    if (m_depth == m_routines.size()) Guarded([&] { m_routines.emplace_back(); });
+    m_routines[m_depth++] = {routineName, arguments};
 }
 
 void CErrorHandler::TraceLine(std::wstring_view text) {
@@ -201,7 +213,8 @@ CErrorHandler::Answer CErrorHandler::Act(const std::wstring& text) {
     return answer.value_or(abort);
 }
 
-// A log that cannot be written would fail every routine: it is reported once, and tracing ends.
+// A log that cannot be written would fail every routine: tracing ends, and the process reports it
+// once, however many managers turn it on again.
 void CErrorHandler::Trace(std::wstring_view what, std::wstring_view routineName) {
     try {
         const std::wstring line = DateAndTime().append(what).append(routineName);
@@ -209,6 +222,7 @@ void CErrorHandler::Trace(std::wstring_view what, std::wstring_view routineName)
         if (m_tracingFlags & traceFile) AppendToLog(m_tracingLogFile, line);
     } catch (const Error& error) {
         m_tracingEnabled = false;
+        if (!IsNewTrouble(m_tracingLogFile)) return;
         // The properties stay those of the last error that a method had.
         CErrorHandler report = *this;
         report.SetPendingError(

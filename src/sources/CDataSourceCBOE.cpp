@@ -23,13 +23,20 @@ double ToNumber(std::string_view text) { return ParseNumber(text).value_or(0); }
 // Malformed numbers are 0, never an error; only an expiry year that is none is, and costs its cell.
 class ChainReader final : public replies::OddFieldReader {
 public:
+    explicit ChainReader(_CSession* session) : m_session(session) {}
+
     double Read(const replies::OddField& field) override {
-        if (replies::cboeOptionColumns[field.column].type != replies::ColumnType::date)
-            return ToNumber(field.text);
-        Framed<CDataSourceCBOE::className, "ExpireDateToDate">(
-            [&] { Readable(std::nullopt, field.text); });
+        const replies::ColumnSpec& column = replies::cboeOptionColumns[field.column];
+        if (column.type != replies::ColumnType::date) return ToNumber(field.text);
+        Framed<CDataSourceCBOE::className, "ExpireDateToDate">([&] {
+            const std::wstring place = L"row " + std::to_wstring(field.row) + L", ";
+            Readable(std::nullopt, place + std::wstring(column.name), field.text, m_session);
+        });
         return 0;
     }
+
+private:
+    _CSession* m_session;
 };
 
 bool IsTable(std::string_view contentType) {
@@ -55,7 +62,7 @@ STDMETHODIMP CDataSourceCBOE::Download(_CSession** session) noexcept {
     return Downloading(session, [&](MethodFrame& frame, _CSession* current) {
         const std::string reply = FetchTable(frame, current);
         const auto data = Make<CData>();
-        const bool hasValues = !reply.empty() && Parse(frame, reply, *data.get());
+        const bool hasValues = !reply.empty() && Parse(frame, current, reply, *data.get());
         frame.Step([&] { Deliver(current, *data.get(), hasValues); });
         frame.Step([&] { m_session.DataReady(); });
     });
@@ -106,17 +113,19 @@ std::string CDataSourceCBOE::FormFault(const WinInet& client) const {
     return IsTable(client.ContentType) ? WebAdapter::FormFault(client) : std::string();
 }
 
-bool CDataSourceCBOE::Parse(MethodFrame& frame, std::string_view reply, CData& data) {
-    ChainReader oddFields;
+bool CDataSourceCBOE::Parse(MethodFrame& frame, _CSession* session, std::string_view reply,
+                            CData& data) {
+    ChainReader oddFields(session);
     replies::CboeTable table = replies::ParseCboeTable(reply, oddFields);
-    frame.Step([&] { SetBlock(data, L"TICKER", QuoteRecord(frame, table.quote).get(), false); });
+    frame.Step(
+        [&] { SetBlock(data, L"TICKER", QuoteRecord(frame, session, table.quote).get(), false); });
     frame.Step([&] { SetBlock(data, L"CALLS", OptionRecord(table.calls).get(), false); });
     frame.Step([&] { SetBlock(data, L"PUTS", OptionRecord(table.puts).get(), false); });
     return table.calls.Rows() > 0 || HasValues(table.quote.first);
 }
 
 // The second line alternates labels and values; the labels are not looked at.
-ComPtr<CDataFields> CDataSourceCBOE::QuoteRecord(MethodFrame& frame,
+ComPtr<CDataFields> CDataSourceCBOE::QuoteRecord(MethodFrame& frame, _CSession* session,
                                                  const replies::CboeQuote& quote) {
     const auto record = Make<CDataFields>();
     const auto add = [&](std::wstring_view name, Variant value) {
@@ -132,7 +141,7 @@ ComPtr<CDataFields> CDataSourceCBOE::QuoteRecord(MethodFrame& frame,
     frame.Step([&] { add(L"PRICE", number(firstLine(1))); });
     frame.Step([&] { add(L"NET", number(firstLine(2))); });
     const auto& second = quote.second;
-    frame.Step([&] { add(L"DATE", Variant::Date(ConvertCBOEDate(second[0]))); });
+    frame.Step([&] { add(L"DATE", Variant::Date(ConvertCBOEDate(session, second[0]))); });
     if (second.size() >= 3) add(L"BID", number(second[2]));
     if (second.size() >= 5) add(L"ASK", number(second[4]));
     if (second.size() >= 7) add(L"SIZE", text(second[6]));
@@ -140,9 +149,10 @@ ComPtr<CDataFields> CDataSourceCBOE::QuoteRecord(MethodFrame& frame,
     return record;
 }
 
-double CDataSourceCBOE::ConvertCBOEDate(std::string_view text) noexcept {
+double CDataSourceCBOE::ConvertCBOEDate(_CSession* session, std::string_view text) noexcept {
     double date = 0;
-    Framed<"ConvertCBOEDate">([&] { date = Readable(replies::ParseCboeDate(text), text); });
+    Framed<"ConvertCBOEDate">(
+        [&] { date = Readable(replies::ParseCboeDate(text), L"DATE", text, session); });
     return date;
 }
 

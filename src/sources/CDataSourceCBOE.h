@@ -34,9 +34,9 @@ private:
     std::string BuildFormBody(bool isLookupForm, std::string_view ticker);
     std::string FetchTable(MethodFrame& frame, _CSession* session);
     std::string FormFault(const WinInet& client) const override;
-    bool Parse(MethodFrame& frame, std::string_view reply, CData& data);
-    static double ConvertCBOEDate(std::string_view text) noexcept;
-    static automation::ComPtr<CDataFields> QuoteRecord(MethodFrame& frame,
+    bool Parse(MethodFrame& frame, _CSession* session, std::string_view reply, CData& data);
+    static double ConvertCBOEDate(_CSession* session, std::string_view text) noexcept;
+    static automation::ComPtr<CDataFields> QuoteRecord(MethodFrame& frame, _CSession* session,
                                                        const replies::CboeQuote& quote);
 };
 

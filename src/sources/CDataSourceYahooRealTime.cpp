@@ -44,7 +44,7 @@ STDMETHODIMP CDataSourceYahooRealTime::Download(_CSession** session) noexcept {
             frame.Step([&] {
                 const replies::QuoteColumn& column = ColumnAt(replies::yahooQuoteColumns, k);
                 if (k < replies::yahooQuoteValues)
-                    AddValue(fields.get(), column, values[k], isInvalid);
+                    AddValue(current, fields.get(), column, values[k], isInvalid);
                 else
                     AddColumn(fields.get(), {column.name, ColumnType{}}, Variant());
             });
@@ -67,8 +67,9 @@ std::string CDataSourceYahooRealTime::FormFault(const WinInet& client) const {
                                                           : WebAdapter::FormFault(client);
 }
 
-void CDataSourceYahooRealTime::AddValue(_CDataFields* fields, const replies::QuoteColumn& column,
-                                        std::string_view text, bool& isInvalid) {
+void CDataSourceYahooRealTime::AddValue(_CSession* session, _CDataFields* fields,
+                                        const replies::QuoteColumn& column, std::string_view text,
+                                        bool& isInvalid) {
     const auto add = [&](ColumnType type, Variant value) {
         AddColumn(fields, {column.name, type}, std::move(value));
     };
@@ -79,12 +80,12 @@ void CDataSourceYahooRealTime::AddValue(_CDataFields* fields, const replies::Quo
         return add(ColumnType::string, Variant(Bstr::FromBytes(text)));
     switch (column.value) {
         case QuoteValue::date: {
-            const double date = ToDate(text);
+            const double date = ToDate(session, column, text);
             isInvalid = date == firstDayOf1970;
             return add(ColumnType::date, Variant::Date(date));
         }
         case QuoteValue::time:
-            return add(ColumnType::date, Variant::Date(ToTime(text)));
+            return add(ColumnType::date, Variant::Date(ToTime(session, column, text)));
         case QuoteValue::percent:
             return addNumber(ToNumber(WithoutPercentSign(text)));
         case QuoteValue::lastTrade:
@@ -96,15 +97,19 @@ void CDataSourceYahooRealTime::AddValue(_CDataFields* fields, const replies::Quo
     }
 }
 
-double CDataSourceYahooRealTime::ToDate(std::string_view text) noexcept {
+double CDataSourceYahooRealTime::ToDate(_CSession* session, const replies::QuoteColumn& column,
+                                        std::string_view text) noexcept {
     double date = 0;
-    Framed<"ToDate">([&] { date = Readable(replies::ParseQuoteDate(text), text); });
+    Framed<"ToDate">(
+        [&] { date = Readable(replies::ParseQuoteDate(text), column.name, text, session); });
     return date;
 }
 
-double CDataSourceYahooRealTime::ToTime(std::string_view text) noexcept {
+double CDataSourceYahooRealTime::ToTime(_CSession* session, const replies::QuoteColumn& column,
+                                        std::string_view text) noexcept {
     double time = 0;
-    Framed<"ToTime">([&] { time = Readable(replies::ParseQuoteTime(text), text); });
+    Framed<"ToTime">(
+        [&] { time = Readable(replies::ParseQuoteTime(text), column.name, text, session); });
     return time;
 }
 

@@ -30,10 +30,13 @@ public:
 
 private:
     std::string FormFault(const WinInet& client) const override;
-    static double ToDate(std::string_view text) noexcept;
-    static double ToTime(std::string_view text) noexcept;
-    static void AddValue(_CDataFields* fields, const replies::QuoteColumn& column,
-                         std::string_view text, bool& isInvalid);
+    static double ToDate(_CSession* session, const replies::QuoteColumn& column,
+                         std::string_view text) noexcept;
+    static double ToTime(_CSession* session, const replies::QuoteColumn& column,
+                         std::string_view text) noexcept;
+    static void AddValue(_CSession* session, _CDataFields* fields,
+                         const replies::QuoteColumn& column, std::string_view text,
+                         bool& isInvalid);
 };
 
 }  // namespace vtdl

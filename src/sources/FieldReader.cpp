@@ -57,10 +57,13 @@ void CheckIntegers(MethodFrame& frame, _CSession* session, replies::Columns& col
     }
 }
 
-double Readable(std::optional<double> value, std::string_view text) {
+double Readable(std::optional<double> value, std::wstring_view place, std::string_view text,
+                _CSession* session) {
     if (!value)
         throw automation::MakeRuntimeError(automation::RuntimeError::typeMismatch,
-                                           L"\"" + ToWide(text.substr(0, 80)) + L"\"");
+                                           std::wstring(place) + L" \"" +
+                                               ToWide(text.substr(0, 80)) + L"\"" +
+                                               DownloadOf(session));
     return *value;
 }
 

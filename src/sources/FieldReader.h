@@ -48,7 +48,9 @@ const Column& ColumnAt(const Column (&columns)[Size], std::size_t position) {
     return columns[position];
 }
 
-/// The value that a text was read as, or run-time error 13 for a text that could not be read.
-double Readable(std::optional<double> value, std::string_view text);
+/// The value that a text was read as, or run-time error 13, with the text's place and the session's
+/// source and ticker, for a text that could not be read.
+double Readable(std::optional<double> value, std::wstring_view place, std::string_view text,
+                _CSession* session);
 
 }  // namespace vtdl

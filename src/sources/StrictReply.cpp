@@ -1,11 +1,11 @@
 #include "sources/StrictReply.h"
 
 #include <algorithm>
-#include <cwchar>
 
+#include "errors/CErrorHandler.h"
 #include "session/SessionErrors.h"
 #include "sources/HistoryRequest.h"
-#include "errors/CErrorHandler.h"
+#include "text/ErrorNumber.h"
 
 namespace vtdl {
 namespace {
@@ -52,11 +52,9 @@ void LogFailedDownload(std::wstring_view source, _CSession* session, long error,
     try {
         std::wstring reason = ToWide(verdict.fault);
         if (reason.empty() && error == dataNotAvailable) reason = L"no rows handed over";
-        wchar_t number[16];
-        std::swprintf(number, std::size(number), L"0x%08lX", static_cast<unsigned long>(error));
         std::wstring text = std::wstring(source) + L" " + TickerOf(session);
         text += L", " + ToWide(verdict.place) + L": ";
-        text.append(SessionErrorText(error)).append(L" (").append(number).append(L")");
+        text.append(SessionErrorText(error)) += ToWide(text::InParentheses(error));
         if (!reason.empty()) text += L": " + reason;
         gErrorHandler().LogLine(text);
     } catch (...) {

@@ -246,9 +246,11 @@ void WinInet::Receive() {
     }
 }
 
-// The chunks of a body are joined by the system's client. It does not tell when one is broken or
-// the last one is missing (Wine 8 never does), and nobody may answer an HTTP/1.0 request with them,
-// so that they count as broken.
+// The chunks of a body are joined by the system's client, whose reads say success for the end of a
+// whole body, a cut one and a broken chunk alike; no documented option tells them apart. Only where
+// it is asked to keep the connection does Wine 8 report one that is cut as closed, but a broken
+// size as kept, like the whole; of Windows nothing of the kind is documented. Nobody may answer an
+// HTTP/1.0 request with chunks, so that they count as broken.
 bool WinInet::IsWhole() {
     if (m_readError != 0)
         m_fault = "the body breaks off (error " + std::to_string(m_readError) + ")";

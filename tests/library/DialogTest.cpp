@@ -141,6 +141,29 @@ TEST_F(DialogTest, ASecondErrorOpensNoSecondDialog) {
     periodic->Done();
 }
 
+void CALLBACK ComeAndGo(HWND, UINT, UINT_PTR timer, DWORD) noexcept {
+    KillTimer(nullptr, timer);
+    gErrorHandler().CallStackPush(L"inner", L"");
+    gErrorHandler().CallStackPop();
+}
+
+// A trace that cannot be written asks while a routine is being entered.
+TEST_F(DialogTest, RoutinesThatComeAndGoMeanwhileLeaveTheCallStack) {
+    gErrorHandler().TracingLogFile(L"no such folder\\dialog.txt");
+    gErrorHandler().TracingEnabled(true);
+    SetTimer(nullptr, 0, 1, ComeAndGo);
+    {
+        const Person person(L"Wait Abort");
+        gErrorHandler().CallStackPush(L"outer", L"");
+    }
+    gErrorHandler().ErrorHandlerActions(CErrorHandler::errorLog);
+    gErrorHandler().SetPendingError(
+        automation::MakeRuntimeError(automation::RuntimeError::overflow), 1);
+    gErrorHandler().HandleError({});
+    gErrorHandler().CallStackPop();
+    EXPECT_EQ(TakeErrors(), L"6, (Overflow) in outer\n");
+}
+
 TEST(SupportAddressTest, EscapesWhatTheMailProgramNeedsAndNoMore) {
     EXPECT_EQ(
         SupportAddress(L"help@example.org", L"An error occurred", L"1/2 - 3:4\r\n\ta=b&c? 5%"),

@@ -126,6 +126,10 @@ TEST_F(ErrorHandlerTest, LogsThatCannotBeWrittenHinderNothing) {
     EXPECT_EQ(TakeErrors(),
               L"-2147024893, (The trace is off: CreateFile: Path not found.) in "
               L"vtdl.CManager.LoadSettings\n");
+    gErrorHandler().TracingEnabled(true);  // as the next manager does
+    gErrorHandler().TraceLine(L"");
+    EXPECT_FALSE(gErrorHandler().TracingEnabled());
+    EXPECT_EQ(TakeErrors(), L"");
 }
 
 // Saving fails a number of times: the host's settings decide.

@@ -261,7 +261,7 @@ TEST_F(StrictTest, RepliesThatDoNotCount) {
     const Case cases[] = {
         {google, "", failure, "no status line"},
         {google, HttpReply(table, "500 x"), failure, "status 500"},
-        {google, HttpReply("<p>not found", "404 x"), 504, "Not Found (0x000001F8)"},
+        {google, HttpReply("<p>not found", "404 x"), 504, "Not Found (504)"},
         {google, HttpReply("\r\n<!-- x -->\n<html>"), failure, "a page instead of a table"},
         {google, chunked + "35\r\n" + table + "\r\n", failure, "chunks"},
         {google, HttpReply(""), noData, "no rows"},

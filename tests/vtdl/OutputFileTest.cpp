@@ -46,8 +46,11 @@ TEST_F(OutputFile, IsNewOrReplacesTheOldOne) {
 
 TEST_F(OutputFile, IsNamedAfterItsTicker) {
     EXPECT_EQ(FileNameFor("a.csv", "X"), "a.csv");
-    EXPECT_EQ(FileNameFor("d/{ticker}-{ticker}.csv", "^A/B:{ticker}"),
+    EXPECT_EQ(FileNameFor("d/{ticker}-{Ticker}.csv", "^A/B:{ticker}"),
               "d/^A_B_{ticker}-^A_B_{ticker}.csv");
+    EXPECT_TRUE(HasTickerMark("--output", "{TICKER}{.csv"));
+    EXPECT_FALSE(HasTickerMark("--output", "{a b}{}.csv"));
+    EXPECT_THROW(HasTickerMark("--output", "{ticker}-{date}.csv"), UsageError);
 }
 
 TEST_F(OutputFile, LeavesNothingWhenItFails) {

@@ -41,8 +41,8 @@ TEST(Tickers, AreARequestEach) {
     } cases[] = {
         {{"A=1"}, {""}, {"A=1"}},
         {{"TICKER=AAPL"}, {"AAPL"}, {"TICKER=AAPL"}},
-        {{"A=1,2", "ticker=A,,B,"}, {"A", "B"}, {"A=1,2", "TICKER=A"}},
-        {{"TICKER=,"}, {""}, {"TICKER=,"}},
+        {{"A=1,2", "ticker= A, B"}, {"A", "B"}, {"A=1,2", "TICKER=A"}},
+        {{"TICKER="}, {""}, {"TICKER="}},
         {{"TICKER"}, {""}, {"TICKER"}},
     };
     for (const auto& test : cases) {
@@ -52,6 +52,8 @@ TEST(Tickers, AreARequestEach) {
         EXPECT_EQ(tickers, test.tickers);
         EXPECT_EQ(PerTicker(test.assignments)[0].assignments, test.first);
     }
+    for (const char* list : {"TICKER=A,,B", "TICKER=A, ", "TICKER=,"})
+        EXPECT_THROW(PerTicker({list}), UsageError) << list;
 }
 
 TEST(Assignments, TakeNamesAndChoicesInAnyCase) {

@@ -79,22 +79,29 @@ testUnregistered() {
 }
 
 testUsage() {
+  local said words
   vtdl --version
   check "--version" grep -Eqx 'vtdl [0-9]+\.[0-9]+\.[0-9]+' out
   vtdl get --help
   check "help has an example" has out "vtdl get YAHOOHIST TICKER=AAPL"
   vtdl
   check "no command" fails 2 ""
-  vtdl get YAHOHIST TICKER=AAPL
-  check "an unknown source" fails 2 "there is no source YAHOHIST; did you mean YAHOOHIST?"
-  vtdl get YAHOOHIST TICKR=AAPL
-  check "an unknown parameter" fails 2 "YAHOOHIST has no parameter TICKR; did you mean TICKER?"
-  vtdl get YAHOOHIST TICKER=AAPL STARTDATE=2008-02-30
-  check "a day that does not exist" fails 2 'STARTDATE: "2008-02-30" is not a date'
-  vtdl get YAHOOHIST TICKER=AAPL PERIODICITY=YEARLY
-  check "a value that is no choice" fails 2 "PERIODICITY: YEARLY is none of DAILY, WEEKLY, MONTHLY"
-  vtdl get YAHOOHIST TICKER=AAPL --format xml
-  check "an unknown format" fails 2 "--format: xml"
+  while IFS='|' read -r words said; do
+    eval "vtdl $words" </dev/null
+    check "wrong usage: $words" fails 2 "$said"
+  done <<'END'
+get YAHOHIST TICKER=AAPL|there is no source YAHOHIST; did you mean YAHOOHIST?
+get YAHOOHIST TICKR=AAPL|YAHOOHIST has no parameter TICKR; did you mean TICKER?
+get YAHOOHIST|YAHOOHIST needs TICKER=VALUE
+get YAHOOHIST TICKER=|YAHOOHIST needs TICKER=VALUE
+watch DDE SERVICE=A ITEM=B --count 1|DDE needs TOPIC=VALUE
+get YAHOOHIST TICKER=AAPL,,INTC|TICKER: "AAPL,,INTC" has a comma with no ticker beside it
+watch YAHOOHIST TICKER=AAPL,INTC --count 1|TICKER: watch takes one ticker
+get YAHOOHIST TICKER=AAPL --output {date}.csv|--output: {date} is not known; a file's name may have {ticker}
+get YAHOOHIST TICKER=AAPL STARTDATE=2008-02-30|STARTDATE: "2008-02-30" is not a date
+get YAHOOHIST TICKER=AAPL PERIODICITY=YEARLY|PERIODICITY: YEARLY is none of DAILY, WEEKLY, MONTHLY
+get YAHOOHIST TICKER=AAPL --format xml|--format: xml
+END
 }
 
 testLists() {
@@ -152,6 +159,7 @@ END
 
 # The samples of the languages that Wine can run.
 testSamples() {
+  local sample
   wine "$build/sample_prices.exe" AAPL 2008-10-13 2008-10-14 | tr -d '\r' >out
   check "the C++ sample" [ "$(cat out)" = "$(printf '2008-10-13  110.26\n2008-10-14  104.08')" ]
   wine cscript //nologo "$(windowsPath "$root/samples/jscript/quote.js")" INTC 3 >out
@@ -161,6 +169,15 @@ testSamples() {
   wine cscript //nologo "$(windowsPath "$root/samples/vbscript/download.vbs")" MSFT 2003-09-01 2003-09-19 >out
   check "the VBScript sample" has out "2003-09-19  close 29.79"
   check "its end" has out "Finished."
+  while read -r sample; do
+    status=0
+    eval "wine $sample NOSUCH" >out 2>err </dev/null || status=$?
+    check "a ticker that is not there: $sample" [ "$status" = 1 ]
+  done <<'END'
+"$build/sample_prices.exe"
+cscript //nologo "$(windowsPath "$root/samples/jscript/quote.js")"
+cscript //nologo "$(windowsPath "$root/samples/vbscript/download.vbs")"
+END
   sed -n '/^```vb/,/^```$/{/^```/d; p}' "$root/docs/guides/vbscript.md" >guide.vbs
   sed -n '/^```js/,/^```$/{/^```/d; p}' "$root/docs/guides/jscript.md" >guide.js
   wine cscript //nologo guide.vbs >out
@@ -212,16 +229,18 @@ testNothing() {
   vtdl get YAHOODIVIDENDS TICKER=ZÜRICH
   check "text of any script" fails 1 "YAHOODIVIDENDS: Download failure (0x800C0008): 127.0.0.1:$serverPort \
 (yahoo.chart) is there, but sent nothing usable (status 400)"
+  vtdl get CBOE TICKER=NOSUCH
+  check "a number that means nothing" grep -q 'CBOE: Invalid data format;' err
   vtdl get INOEXCHANGES
   check "a source without a download" fails 1 "INOEXCHANGES: Data not available (0x800C0007): the format"
 }
 
 testTickers() {
   local ask=(get YAHOOHIST STARTDATE=2003-07-01 ENDDATE=2003-07-03 --timeout 20)
-  vtdl "${ask[@]}" TICKER=AAPL,INTC --format csv
+  vtdl "${ask[@]}" 'TICKER=AAPL, INTC' --format csv
   check "a block a ticker" \
     [ "$(cut -d, -f1 out | uniq -c | tr -s ' \n' ' ')" = ' 1 BLOCK 3 AAPL 3 INTC ' ]
-  vtdl "${ask[@]}" TICKER=AAPL,INTC --output '{ticker}.txt' --chart '{ticker}.svg'
+  vtdl "${ask[@]}" TICKER=AAPL,INTC --output '{Ticker}.txt' --chart '{ticker}.svg'
   check "a file a ticker" [ "$status$(cat AAPL.txt INTC.txt | grep -c 2003-07)" = 06 ]
   check "a chart a ticker" has INTC.svg "<title>INTC</title>"
   vtdl "${ask[@]}" TICKER=AAPL,NOSUCH --format csv
@@ -264,7 +283,15 @@ testDoctor() {
   check "who sees what" grep -Eq '^note  this runs (elevated|without)' out
   check "what scripts need" grep -q "^note  VBScript's RegExp class is there" out
   check "the settings file" grep -Eq '^ok .*settings.VTDL33.Settings.xml$' out
-  check "the services' one host" [ "$(grep -c 'yahoo.chart, .*, vestora) answers$' out)" = 1 ]
+  check "the services' one host" [ "$(grep -c 'yahoo.chart, .*, vestora) accepts connections$' out)" = 1 ]
+  check "the error log" has out "ok    the error log Error Log.txt in the current folder"
+  check "strictness" has out "OFF for a spreadsheet or script that is started here (settings HTTP/strict = 0)"
+  local file=$scratch/settings/VTDL33.Settings.xml
+  sed -i 's|<section name="errorhandler">|&<key name="errorlog">Z:\\no\\log.txt</key>|' "$file"
+  VTDL_STRICT=1 vtdl doctor
+  check "a log that cannot be written" has out 'BAD   the error log Z:\no\log.txt cannot be written'
+  check "who is strict" has out "ON for a spreadsheet or script that is started here (VTDL_STRICT = 1, which"
+  sed -i 's|<key name="errorlog">[^<]*</key>||' "$file"
   VTDL_DATA='Z:\no\such\folder' vtdl doctor
   check "no settings, no services" [ "$status" = 1 ]
   check "what to do about them" grep -q 'VTDL_DATA' out
@@ -383,6 +410,24 @@ testNoServer() {
     "YAHOOHIST: Download failure (0x800C0008): cannot reach 127.0.0.1:$serverPort (yahoo.chart); vtdl doctor"
 }
 
+# What the service has for X is odd; reports say which download they are about.
+testOddReplies() {
+  mkdir odd
+  printf 's,l1,d1,t1\nX,1,noday,4:00pm\n' >odd/quotes.csv
+  sed '5q; s/^16 Nov/xx Nov/' "$data/AAPL.options.csv" >odd/X.options.csv
+  printf 'Date,Dividends\n2010-03-19,0.48\n' >odd/X.dividends.csv
+  startQuoteServer odd
+  makeDataFolder "$scratch/settings" "$serverPort"
+  vtdl get YAHOOREALTIME TICKER=X
+  check "an odd date of a quote" has "Error Log.txt" 'mismatch: TRADE DATE "noday" (YAHOOREALTIME X))'
+  vtdl get CBOE TICKER=X
+  check "an odd expiry" has "Error Log.txt" 'mismatch: row 4, EXPIRATION "xx Nov" (CBOE X))'
+  vtdl get YAHOODIVIDENDS TICKER=X STARTDATE=2010-01-01 ENDDATE=2010-12-31
+  check "a single dividend" has err "a reply with a single row counts as none"
+  rm -f "Error Log.txt"
+  stopQuoteServer
+}
+
 # The source asks its service twice for the first update, and then once.
 testWatchFaults() {
   startQuoteServer "$data" --fault html --fault-after 2
@@ -420,6 +465,7 @@ testDecimalComma
 testInterrupt
 testUnreadItem
 testNoServer
+testOddReplies
 testWatchFaults
 
 check "the library has reported no run-time error" lacks "Error Log.txt" "Error: "

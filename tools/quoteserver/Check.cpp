@@ -1,18 +1,20 @@
 #include <algorithm>
 #include <array>
 #include <ostream>
+#include <ranges>
 #include <string>
 #include <vector>
 
 #include "QuoteTable.h"
 #include "Services.h"
+#include "replies/CboeTable.h"
 
 namespace quoteserver {
 namespace {
 
 struct Kind {
     std::string_view suffix;
-    const Layout* layout;  // none: whatever it holds
+    const Layout* layout;  // none: an option table
 };
 
 // The last fits the names that the others leave.
@@ -20,23 +22,86 @@ constexpr std::array kinds = {Kind{".options.csv", nullptr},
                               Kind{".dividends.csv", &dividendLayout},
                               Kind{".futures.csv", &futuresLayout}, Kind{".csv", &priceLayout}};
 
+constexpr std::size_t mostTold = 20;  // of a file
+
 std::string_view EndOf(std::string_view name, std::size_t length) {
     return name.substr(name.size() - std::min(length, name.size()));
 }
 
-void CheckRows(std::string text, const Layout& layout, const Complaints& complain) {
-    BringIntoLayout(text, layout, complain);
-    ParseRows(text, layout, complain);
+std::string Quoted(std::string_view text) { return std::string("\"").append(text) + '"'; }
+
+class OddOptions final : public vtdl::replies::OddFieldReader {
+public:
+    explicit OddOptions(const Complaints& complain) : m_complain(complain) {}
+
+    double Read(const vtdl::replies::OddField& field) override {
+        const bool isExpiry =
+            vtdl::replies::cboeOptionColumns[field.column].type == vtdl::replies::ColumnType::date;
+        m_complain(DataError(
+            field.row,
+            Quoted(field.text) + (isExpiry ? " is not a month like 16 Nov" : " is not a number")));
+        return 0;
+    }
+
+private:
+    const Complaints& m_complain;
+};
+
+// As the library takes the table apart. It leaves out the last line when that does not end, and
+// what stands from a short line on.
+void CheckOptions(std::string_view text, const Complaints& complain) {
+    constexpr std::size_t firstLine = 4;  // of the options
+    OddOptions oddOptions(complain);
+    const vtdl::replies::CboeTable table = vtdl::replies::ParseCboeTable(text, oddOptions);
+    if (table.quote.first.size() < 3) {
+        complain(DataError(1, "ticker, price and change are not all there"));
+    }
+    if (const std::string_view date = table.quote.second[0]; !vtdl::replies::ParseCboeDate(date)) {
+        complain(DataError(2, Quoted(date) + " is not a date like Nov 04 2016"));
+    }
+    const auto &calls = table.calls.Texts(0), &puts = table.puts.Texts(0);
+    std::size_t rows = table.calls.Rows();
+    while (rows > 0 && calls[rows - 1].empty() && puts[rows - 1].empty()) {
+        --rows;
+    }
+    if (rows == 0 || rows < table.calls.Rows()) {
+        complain(DataError(rows + firstLine, "no options from here on, of 14 values a line"));
+    }
+    if (!text.ends_with("\r\n")) {
+        const auto line = static_cast<std::size_t>(std::ranges::count(text, '\n')) + 1;
+        complain(DataError(line, "the last line does not end with CR LF"));
+    }
+}
+
+std::vector<std::string> FaultsOf(const DataFolder& data, const std::string& name) {
+    std::vector<std::string> faults;
+    const Complaints complain = [&](const DataError& error) { faults.emplace_back(error.what()); };
+    if (SameTicker(name, "quotes.csv")) {
+        QuoteTable(data, complain);
+        return faults;
+    }
+    const auto kind = std::ranges::find_if(kinds, [&](const Kind& candidate) {
+        return SameTicker(EndOf(name, candidate.suffix.size()), candidate.suffix);
+    });
+    if (kind == kinds.end()) {
+        return faults;
+    }
+    if (!IsTicker(name.substr(0, name.size() - kind->suffix.size()))) {
+        return {"is not named after a ticker, and never read"};
+    }
+    std::string text = data.Read(name)->text;
+    if (kind->layout == nullptr) {
+        CheckOptions(text, complain);
+    } else {
+        BringIntoLayout(text, *kind->layout, complain);
+        ParseRows(text, *kind->layout, complain);
+    }
+    return faults;
 }
 
 }  // namespace
 
 std::size_t CheckFolder(const std::filesystem::path& folder, std::ostream& out) {
-    std::size_t count = 0;
-    const auto complain = [&](const std::string& name, const std::string& what) {
-        out << name << ' ' << what << '\n';
-        ++count;
-    };
     const DataFolder data(folder);
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(folder)) {
@@ -45,26 +110,16 @@ std::size_t CheckFolder(const std::filesystem::path& folder, std::ostream& out) 
         }
     }
     std::ranges::sort(names);
+    std::size_t count = 0;
     for (const std::string& name : names) {
-        const auto kind = std::ranges::find_if(kinds, [&](const Kind& candidate) {
-            return SameTicker(EndOf(name, candidate.suffix.size()), candidate.suffix);
-        });
-        if (kind == kinds.end() || SameTicker(name, "quotes.csv")) {
-            continue;
+        const std::vector<std::string> faults = FaultsOf(data, name);
+        for (const std::string& fault : faults | std::views::take(mostTold)) {
+            out << name << ' ' << fault << '\n';
         }
-        const std::string ticker = name.substr(0, name.size() - kind->suffix.size());
-        if (!IsTicker(ticker)) {
-            complain(name, "is not named after a ticker, and never read");
-        } else if (kind->layout != nullptr) {
-            CheckRows(data.Read(name)->text, *kind->layout,
-                      [&](const DataError& error) { complain(name, error.what()); });
+        if (faults.size() > mostTold) {
+            out << name << " has " << faults.size() - mostTold << " more\n";
         }
-    }
-    try {
-        QuoteTable{data};
-    } catch (const std::runtime_error& error) {
-        out << error.what() << '\n';
-        ++count;
+        count += faults.size();
     }
     return count;
 }

@@ -4,8 +4,6 @@
 #include <cstdio>
 #include <optional>
 
-#include "Rows.h"
-
 namespace quoteserver {
 namespace {
 
@@ -51,28 +49,32 @@ std::vector<std::string> SplitCells(std::string_view line) {
 
 }  // namespace
 
-QuoteTable::QuoteTable(DataFolder folder) : m_folder(std::move(folder)) {
+QuoteTable::QuoteTable(DataFolder folder, const Complaints& complain)
+    : m_folder(std::move(folder)) {
     const std::optional<DataFile> file = m_folder.Quotes();
-    if (!file) {
-        return;
+    try {
+        if (file) {
+            Parse(WithoutByteOrderMark(file->text), complain);
+        }
+    } catch (const DataError& e) {
+        throw std::runtime_error(file->name + " " + e.what());
     }
-    std::string_view text = WithoutByteOrderMark(file->text);
+}
+
+void QuoteTable::Parse(std::string_view text, const Complaints& complain) {
     m_header = SplitCells(TakeLine(text));
     const auto ticker = std::ranges::find(m_header, "s");
     if (ticker == m_header.end()) {
-        throw std::runtime_error(file->name + " line 1: no column is called s");
+        return complain(DataError(1, "no column is called s"));
     }
     m_tickerColumn = static_cast<std::size_t>(ticker - m_header.begin());
     for (std::size_t number = 2; !text.empty(); ++number) {
-        const std::string_view line = TakeLine(text);
-        if (line.empty()) {
-            continue;
-        }
-        m_rows.push_back(SplitCells(line));
-        if (m_rows.back().size() != m_header.size()) {
-            throw std::runtime_error(file->name + " line " + std::to_string(number) + ": " +
-                                     std::to_string(m_rows.back().size()) + " values instead of " +
-                                     std::to_string(m_header.size()));
+        Cells cells = SplitCells(TakeLine(text));
+        if (cells.size() == m_header.size()) {
+            m_rows.push_back(std::move(cells));
+        } else if (!cells.empty()) {
+            complain(DataError(number, std::to_string(cells.size()) + " values instead of " +
+                                           std::to_string(m_header.size())));
         }
     }
 }

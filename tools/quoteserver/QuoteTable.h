@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "DataFolder.h"
+#include "Rows.h"
 
 namespace quoteserver {
 
@@ -30,9 +31,10 @@ private:
 
 class QuoteTable {
 public:
-    // Reads quotes.csv, if the folder has it. Throws std::runtime_error, naming file and line, for
-    // a header without "s" and for a row that has another number of values than the header.
-    explicit QuoteTable(DataFolder folder);
+    // Reads quotes.csv, if the folder has it. Complains about a header without "s" and about rows
+    // that have another number of values than the header; the error thrown then names file and
+    // line.
+    explicit QuoteTable(DataFolder folder, const Complaints& complain = Throw);
 
     // A quote of daily prices has those of the last day, the change to the day before, and a name
     // that says so, with the date. Throws std::runtime_error when their file is damaged.
@@ -41,6 +43,7 @@ public:
 private:
     using Cells = std::vector<std::string>;
 
+    void Parse(std::string_view text, const Complaints& complain);
     Quote OfDailyPrices(std::string_view ticker) const;
 
     DataFolder m_folder;

@@ -1,8 +1,7 @@
 #include "Com.h"
 
-#include <cstdio>
-
 #include "Failure.h"
+#include "text/ErrorNumber.h"
 
 namespace vtdl::host {
 namespace {
@@ -57,14 +56,7 @@ std::wstring ToWide(std::string_view text) {
 }
 
 void Check(HRESULT hr, const std::string& action) {
-    if (FAILED(hr)) throw Failure(action + ": " + ErrorText(hr) + " (" + NumberText(hr) + ")");
-}
-
-std::string NumberText(long number) {
-    if (number >= 0) return std::to_string(number);
-    char text[16];
-    std::snprintf(text, sizeof text, "0x%08lX", static_cast<unsigned long>(number));
-    return text;
+    if (FAILED(hr)) throw Failure(action + ": " + ErrorText(hr) + text::InParentheses(hr));
 }
 
 Variant::Variant(const Value& value) : Variant() {

@@ -20,9 +20,6 @@ std::wstring ToWide(std::string_view text);
 /// Throws Failure with what the failed call left as error information, else with the system's text.
 void Check(HRESULT hr, const std::string& action);
 
-/// "0x800C0008", or plain digits for positive numbers.
-std::string NumberText(long number);
-
 class Variant {
 public:
     Variant() noexcept { VariantInit(&m_value); }

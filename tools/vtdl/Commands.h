@@ -6,9 +6,10 @@
 
 namespace vtdl::host {
 
-/// Looks at everything that a download needs, and says what to do about what is wrong. Returns the
-/// exit status: 1 when something is.
-int Doctor();
+/// Looks at everything that a download needs, and says what to do about what is wrong: for other
+/// programs of this user, whose VTDL_STRICT the text is. Returns the exit status: 1 when something
+/// is wrong.
+int Doctor(const std::wstring& userStrict);
 
 void ListSources();
 void ListParameters(const std::string& source);

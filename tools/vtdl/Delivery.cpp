@@ -1,5 +1,7 @@
 #include "Delivery.h"
 
+#include "text/ErrorNumber.h"
+
 namespace vtdl::host {
 namespace {
 
@@ -41,8 +43,7 @@ Fault SessionFault(const Session& session) {
     Check(session.get()->get_Error(&error), session.SourceName());
     const Bstr description = Bstr::attach(error.ErrorDescription);
     if (error.ErrorNumber == 0) return {};
-    return {error.ErrorNumber,
-            ToUtf8(description.view()) + " (" + NumberText(error.ErrorNumber) + ")"};
+    return {error.ErrorNumber, ToUtf8(description.view()) + text::InParentheses(error.ErrorNumber)};
 }
 
 }  // namespace vtdl::host

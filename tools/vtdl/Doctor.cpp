@@ -8,6 +8,7 @@
 #include "Library.h"
 #include "Reach.h"
 #include "Settings.h"
+#include "automation/Environment.h"
 #include "automation/RegistryKey.h"
 
 namespace vtdl::host {
@@ -180,12 +181,35 @@ ComPtr<_CXMLSettings> CheckSettings(Findings& findings) {
     return settings;
 }
 
-// vtdl itself is always strict.
-void TellStrictness(Findings& findings, _CXMLSettings* settings) {
-    const bool isStrict = ReadSetting(settings, L"HTTP", L"strict", L"0") == L"1";
-    findings.Note(std::string("strict replies: ") + (isStrict ? "on" : "off") +
-                  " for other programs (settings HTTP/strict = " + (isStrict ? "1" : "0") +
-                  "; VTDL_STRICT=1 turns them on for one), always on for vtdl");
+// Where the library would put it for a program that is started here.
+void CheckErrorLog(Findings& findings, _CXMLSettings* settings) {
+    const std::wstring name = ReadSetting(settings, L"ERRORHANDLER", L"errorlog", L"Error Log.txt");
+    const bool isPlain = name.find_first_of(L"\\/:") == name.npos;
+    const std::wstring inDataFolder = DataFolder() + L"\\" + name;
+    if (IsWritable(name))
+        findings.Good("the error log " + ToUtf8(name) + (isPlain ? " in the current folder" : ""));
+    else if (isPlain && IsWritable(inDataFolder))
+        findings.Good("the error log " + ToUtf8(inDataFolder));
+    else
+        findings.Bad(
+            "the error log " + ToUtf8(isPlain ? inDataFolder : name) + " cannot be written",
+            "Without it nobody learns why a download failed: give yourself the right to "
+            "write there, or name another file, errorlog in the section ERRORHANDLER.");
+}
+
+// What a spreadsheet of this user would get; vtdl itself has set the variable.
+void TellStrictness(Findings& findings, _CXMLSettings* settings, const std::wstring& variable) {
+    const std::string value = ToUtf8(variable);
+    const bool isVariable = value == "0" || value == "1";
+    if (!value.empty() && !isVariable)
+        findings.Bad("VTDL_STRICT = " + value + " is neither 0 nor 1, and does not count",
+                     "Set it to 1, or take it out of the environment.");
+    const std::string setting = ToUtf8(ReadSetting(settings, L"HTTP", L"strict", L"0"));
+    const bool isStrict = (isVariable ? value : setting) == "1";
+    findings.Note(std::string("strict replies are ") + (isStrict ? "ON" : "OFF") +
+                  " for a spreadsheet or script that is started here (" +
+                  (isVariable ? "VTDL_STRICT = " + value + ", which stands above " : "") +
+                  "settings HTTP/strict = " + setting + "); vtdl itself is always strict");
 }
 
 void CheckHosts(Findings& findings, _CXMLSettings* settings) {
@@ -206,9 +230,9 @@ void CheckHosts(Findings& findings, _CXMLSettings* settings) {
     for (std::size_t i = 0; i < hosts.size(); ++i) {
         const std::string text = ToUtf8(hosts[i]) + " (" + users[i] + ")";
         if (areThere[i])
-            findings.Good(text + " answers");
+            findings.Good(text + " accepts connections");
         else
-            findings.Bad(text + " does not answer",
+            findings.Bad(text + " accepts no connections",
                          "Start the quote server, or name the service's host in the section HOSTS "
                          "of the settings file.");
     }
@@ -226,7 +250,7 @@ void TellLocale(Findings& findings) {
 
 }  // namespace
 
-int Doctor() {
+int Doctor(const std::wstring& userStrict) {
     const Apartment apartment;
     Findings findings;
     CheckRegistrations(findings);
@@ -236,7 +260,8 @@ int Doctor() {
     } catch (const Failure& e) {
         findings.Bad(e.what(), "Register the library first.");
     }
-    TellStrictness(findings, settings.get());
+    CheckErrorLog(findings, settings.get());
+    TellStrictness(findings, settings.get(), userStrict);
     CheckHosts(findings, settings.get());
     findings.Heading("System");
     TellRegularExpressions(findings);

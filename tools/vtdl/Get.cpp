@@ -103,15 +103,11 @@ void WriteChart(const Session& session, const Result& result, const std::string&
     WriteFile(file, ChartOf(ChartTitle(session), points));
 }
 
-bool HasTickerMark(const std::string& fileName) {
-    return fileName.find(tickerMark) != std::string::npos;
-}
-
 // Downloads for one ticker, in a session of its own; its chart is drawn, too.
 Result Downloaded(_CDataSource* source, const std::string& name, const TickerRequest& request,
                   const GetOptions& options) {
     const Session session(source, name);
-    Assign(session.Parameters(), name, request.assignments);
+    session.Assign(request.assignments);
     if (!options.chartFile.empty()) RequireChartColumns(source, name);
     Download(session,
              options.isProgressWanted || (IsErrorTerminal() && !options.isProgressUnwanted));
@@ -157,7 +153,7 @@ void Write(const std::string& text, const GetOptions& options, const std::string
 void GetEach(_CDataSource* source, const std::string& name,
              const std::vector<TickerRequest>& requests, const GetOptions& options) {
     Together together(name, options);
-    const bool isFileEach = HasTickerMark(options.outputFile);
+    const bool isFileEach = HasTickerMark("--output", options.outputFile);
     std::size_t failed = 0;
     for (const TickerRequest& request : requests) {
         try {
@@ -188,7 +184,9 @@ void Get(const GetOptions& options) {
     if (options.separator == options.decimal)
         throw UsageError("--separator and --decimal must differ");
     const std::vector<TickerRequest> requests = PerTicker(options.assignments);
-    if (requests.size() > 1 && !options.chartFile.empty() && !HasTickerMark(options.chartFile))
+    HasTickerMark("--output", options.outputFile);
+    if (!HasTickerMark("--chart", options.chartFile) && requests.size() > 1 &&
+        !options.chartFile.empty())
         throw UsageError("--chart: a chart shows one ticker; put {ticker} into the file's name");
     if (options.timeout != 0)
         SetEnvironmentVariableW(L"VTDL_TIMEOUT", std::to_wstring(options.timeout).c_str());

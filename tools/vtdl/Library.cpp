@@ -2,6 +2,7 @@
 
 #include "Failure.h"
 #include "Names.h"
+#include "Services.h"
 
 namespace vtdl::host {
 namespace {
@@ -82,6 +83,15 @@ std::string Session::ValueOf(std::string_view name) const {
         return FormatValue(ToValue(value.get()));
     }
     return {};
+}
+
+void Session::Assign(const std::vector<std::string>& texts) const {
+    host::Assign(m_parameters, m_sourceName, texts);
+    if (!HasFormat(m_sourceName)) return;  // its downloads say so
+    for (const Parameter& parameter : Describe(m_parameters))
+        if (parameter.type == ParameterType::text && ValueOf(parameter.name).empty())
+            throw UsageError(m_sourceName + " needs " + parameter.name +
+                             "=VALUE; vtdl parameters " + m_sourceName + " lists all");
 }
 
 SourceParameters::SourceParameters(_CDataSource* source, const std::string& name,

@@ -68,6 +68,9 @@ public:
     const host::Parameters& Parameters() const { return m_parameters; }
     /// The value of a parameter as text; empty when it has none of that name.
     std::string ValueOf(std::string_view parameter) const;
+    /// Sets them from NAME=VALUE texts. Throws UsageError, also for a text that is still missing: a
+    /// ticker, an item's names.
+    void Assign(const std::vector<std::string>& texts) const;
     _CSession* get() const { return m_session.get(); }
 
 private:

@@ -5,6 +5,7 @@
 
 #include "Failure.h"
 #include "Names.h"
+#include "text/Ascii.h"
 
 namespace vtdl::host {
 namespace {
@@ -55,15 +56,18 @@ std::vector<TickerRequest> PerTicker(const std::vector<std::string>& assignments
         return equals != std::string::npos && SameName(assignment.substr(0, equals), "TICKER");
     });
     if (found == assignments.end()) return {{"", assignments}};
+    const std::string list = found->substr(found->find('=') + 1);
     std::vector<TickerRequest> requests;
-    std::istringstream tickers(found->substr(found->find('=') + 1) + ",");
-    for (std::string ticker; std::getline(tickers, ticker, ',');) {
-        if (ticker.empty()) continue;
+    std::istringstream tickers(list + ",");
+    for (std::string text; std::getline(tickers, text, ',');) {
+        const std::string ticker(text::Trimmed(text));
+        if (ticker.empty() && list != text)
+            throw UsageError("TICKER: \"" + list + "\" has a comma with no ticker beside it");
         requests.push_back({ticker, assignments});
         requests.back().assignments[static_cast<std::size_t>(found - assignments.begin())] =
             "TICKER=" + ticker;
     }
-    return requests.empty() ? std::vector<TickerRequest>{{"", assignments}} : requests;
+    return requests;
 }
 
 Assignment ParseAssignment(std::string_view text, const std::string& source,

@@ -32,7 +32,8 @@ struct TickerRequest {
     std::vector<std::string> assignments;
 };
 
-/// One request a ticker of TICKER=A,B; the other assignments hold for each.
+/// One request a ticker of TICKER=A,B, blanks around them left out; the other assignments hold for
+/// each. Throws UsageError where a ticker is missing in the list.
 std::vector<TickerRequest> PerTicker(const std::vector<std::string>& assignments);
 
 /// Reads NAME=VALUE for one of the source's parameters; throws UsageError, whose text lists the

@@ -110,6 +110,8 @@ std::string NoRows(const Session& session, const std::vector<std::string>& assig
         if (!IsAssigned(assignments, "STARTDATE") && !IsAssigned(assignments, "ENDDATE"))
             text += ", which is the default; STARTDATE= and ENDDATE= name another range";
     }
+    if (SameName(session.SourceName(), "YAHOODIVIDENDS"))
+        text += "; a reply with a single row counts as none";
     return text + LogHint(SettingsIfAny().get());
 }
 

@@ -151,12 +151,15 @@ private:
 }  // namespace
 
 void Watch(const WatchOptions& options) {
+    const std::vector<TickerRequest> requests = PerTicker(options.assignments);
+    if (requests.size() > 1)
+        throw UsageError("TICKER: watch takes one ticker; run a vtdl of its own for each");
     const Library library;
     const ComPtr<_CDataSource> source = library.Source(options.source);
     const std::string name = TextOf(source.get(), &_CDataSource::get_Name);
     const SourceParameters sourceParameters(source.get(), name, options.sourceAssignments);
     const Session session(source.get(), name);
-    Assign(session.Parameters(), name, options.assignments);
+    session.Assign(requests[0].assignments);
     // A session that repeats itself does so with a source of its own, which has what is saved.
     const bool isPeriodWanted = options.sourceAssignments.empty();
     if (!isPeriodWanted && ParseNumber(session.ValueOf("PERIOD")).value_or(0) > 0)

@@ -69,6 +69,7 @@ struct Arguments {
     std::string source;
     GetOptions get;
     WatchOptions watch;
+    std::wstring userStrict;
     int status = 0;
 };
 
@@ -148,7 +149,7 @@ void DescribeDoctor(CLI::App& app, Arguments& arguments) {
     CLI::App* command = app.add_subcommand(
         "doctor", "Look at what a download needs, and say what to do about what is wrong");
     command->footer(doctorExamples);
-    command->callback([&arguments] { arguments.status = Doctor(); });
+    command->callback([&arguments] { arguments.status = Doctor(arguments.userStrict); });
 }
 
 // The command line in UTF-8; main's own arguments have lost what the code page does not have.
@@ -163,15 +164,19 @@ std::vector<std::string> CommandLine() {
 }
 
 // Who runs a command waits for its end, not for a question: the library's reports go to the log
-// unless the user wants otherwise, and a broken reply is a failure.
-void ConfigureLibrary() {
-    constexpr wchar_t actions[] = L"VTDL_ACTIONS";
+// unless the user wants otherwise, and a broken reply is a failure. Returns what the user has said
+// about strict replies.
+std::wstring ConfigureLibrary() {
+    constexpr wchar_t actions[] = L"VTDL_ACTIONS", strict[] = L"VTDL_STRICT";
+    std::wstring userStrict = vtdl::EnvironmentText(strict);
     if (vtdl::EnvironmentText(actions).empty()) SetEnvironmentVariableW(actions, L"2");
-    SetEnvironmentVariableW(L"VTDL_STRICT", L"1");
+    SetEnvironmentVariableW(strict, L"1");
+    return userStrict;
 }
 
-int Run() {
+int Run(std::wstring userStrict) {
     Arguments arguments;
+    arguments.userStrict = std::move(userStrict);
     CLI::App app("Downloads market data with the Vestora Download Library.", "vtdl");
     app.allow_windows_style_options(false);
     app.set_version_flag("--version", "vtdl " VTDL_VERSION);
@@ -203,6 +208,5 @@ int Run() {
 
 int main() {
     const Console console;
-    ConfigureLibrary();
-    return Run();
+    return Run(ConfigureLibrary());
 }
