@@ -1,10 +1,9 @@
-#include "Chain.h"
+#include "Formats.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 
-#include "Formats.h"
 
 namespace vtdl::host {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "ProgressLine.h"
+#include "Output.h"
 
 namespace vtdl::host {
 namespace {

@@ -1,4 +1,4 @@
-#include "OutputFile.h"
+#include "Output.h"
 
 #include <gtest/gtest.h>
 
@@ -6,7 +6,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "Failure.h"
+#include "Values.h"
 
 namespace vtdl::host {
 namespace {

@@ -2,8 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "Failure.h"
-#include "Names.h"
+#include "Values.h"
 
 namespace vtdl::host {
 namespace {

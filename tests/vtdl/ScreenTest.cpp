@@ -1,4 +1,4 @@
-#include "Screen.h"
+#include "Output.h"
 
 #include <gtest/gtest.h>
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "Result.h"
+#include "Values.h"
 
 namespace vtdl::host {
 

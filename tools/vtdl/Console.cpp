@@ -7,8 +7,7 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "Failure.h"
-#include "Screen.h"
+#include "Output.h"
 #include "Values.h"
 
 namespace vtdl::host {

@@ -4,10 +4,9 @@
 
 #include "Commands.h"
 #include "Console.h"
-#include "Failure.h"
-#include "Library.h"
-#include "Reach.h"
-#include "Settings.h"
+#include "Host.h"
+#include "Trouble.h"
+#include "Values.h"
 #include "automation/Environment.h"
 #include "automation/RegistryKey.h"
 

@@ -1,9 +1,11 @@
-// A result as text. Lines end with LF, text is UTF-8, and no locale has a say.
 #pragma once
+// A result as text. Lines end with LF, text is UTF-8, and no locale has a say.
 
+#include <optional>
 #include <string>
+#include <vector>
 
-#include "Result.h"
+#include "Values.h"
 
 namespace vtdl::host {
 
@@ -28,5 +30,17 @@ std::string CsvOf(const Result& result, const CsvForm& form = {});
 
 /// {"source": NAME, "blocks": {NAME: [{COLUMN: VALUE, ...}, ...], ...}}
 std::string JsonOf(const Result& result);
+
+/// A row of all columns is one strike and expiration. A side that is not there is empty in that
+/// row.
+struct Chain {
+    std::vector<Column> calls;
+    std::vector<Column> series;  ///< STRIKE and EXPIRATION
+    std::vector<Column> puts;    ///< TICKER last, as it is first among the calls'
+};
+
+/// Nothing unless both blocks have STRIKE and EXPIRATION and row for row the same of them. Rows
+/// without either side are left out.
+std::optional<Chain> ChainOf(const Block& calls, const Block& puts);
 
 }  // namespace vtdl::host

@@ -4,15 +4,13 @@
 #include "Chart.h"
 #include "Commands.h"
 #include "Console.h"
-#include "Delivery.h"
-#include "Failure.h"
 #include "Formats.h"
-#include "Interrupt.h"
-#include "Library.h"
-#include "Names.h"
-#include "OutputFile.h"
-#include "ProgressSink.h"
+#include "Host.h"
+#include "Output.h"
+#include "Parameters.h"
+#include "Progress.h"
 #include "Trouble.h"
+#include "Values.h"
 
 namespace vtdl::host {
 namespace {

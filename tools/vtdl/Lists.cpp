@@ -1,8 +1,8 @@
 #include "Commands.h"
 #include "Console.h"
 #include "Formats.h"
-#include "Library.h"
-#include "Names.h"
+#include "Host.h"
+#include "Parameters.h"
 #include "Services.h"
 
 namespace vtdl::host {

@@ -1,5 +1,5 @@
-// What the command line says about a session's parameters.
 #pragma once
+// Names as people write them, and what the command line says about a session's parameters.
 
 #include <span>
 #include <string>
@@ -9,6 +9,14 @@
 #include "Values.h"
 
 namespace vtdl::host {
+
+/// An underscore counts as a blank: ADJUST_VALUES needs no quotes on a command line.
+bool SameName(std::string_view left, std::string_view right);
+
+/// "; did you mean NEAREST?" when one of the known names is near, else nothing.
+std::string Suggestion(std::string_view name, std::span<const std::string> known);
+
+std::string Joined(std::span<const std::string> names);
 
 enum class ParameterType { number, text, list, date, truth, block };
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <optional>
 
-#include "Names.h"
+#include "Parameters.h"
 #include "Values.h"
 
 namespace vtdl::host {

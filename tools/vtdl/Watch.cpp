@@ -3,13 +3,12 @@
 
 #include "Commands.h"
 #include "Console.h"
-#include "Delivery.h"
-#include "Failure.h"
 #include "Formats.h"
-#include "Interrupt.h"
-#include "Names.h"
-#include "ProgressSink.h"
+#include "Host.h"
+#include "Parameters.h"
+#include "Progress.h"
 #include "Trouble.h"
+#include "Values.h"
 
 namespace vtdl::host {
 namespace {

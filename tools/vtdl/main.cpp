@@ -7,10 +7,9 @@
 #include <exception>
 #include <iostream>
 
-#include "Com.h"
 #include "Commands.h"
 #include "Console.h"
-#include "Failure.h"
+#include "Host.h"
 #include "Values.h"
 #include "automation/Environment.h"
 

@@ -1,13 +1,31 @@
-// What the library reports to while a session runs.
 #pragma once
+// While a session runs: what the library reports, and Ctrl-C.
 
 #include <vtdl.h>
+#include <windows.h>
 
 #include <string>
 
 #include "Console.h"
 
 namespace vtdl::host {
+
+/// While it exists, Ctrl-C asks for an end. A download that does not end in time, because a server
+/// keeps silent, ends with the program; so does everything at the second Ctrl-C.
+class InterruptGuard {
+public:
+    /// The end may take so many milliseconds more than a download is given.
+    explicit InterruptGuard(DWORD extraPatience = 0);
+    InterruptGuard(const InterruptGuard&) = delete;
+    InterruptGuard& operator=(const InterruptGuard&) = delete;
+    ~InterruptGuard();
+};
+
+bool IsInterrupted() noexcept;
+
+/// Dispatches the messages of this thread, in whose course the library works. Waits for the first
+/// of them, but not longer than that, and not after Ctrl-C.
+void DispatchMessages(DWORD milliseconds);
 
 /// Shows the progress, and aborts the session after Ctrl-C: the library calls here on the thread on
 /// which it may be called. It must not outlive the session and the bar that it is given.

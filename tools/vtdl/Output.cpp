@@ -1,14 +1,30 @@
-#include "OutputFile.h"
+#include "Output.h"
 
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
 #include <fstream>
 
-#include "Failure.h"
-#include "Names.h"
+#include "Parameters.h"
+#include "Values.h"
 
 namespace vtdl::host {
+namespace {
+
+bool IsContinuation(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; }
+
+// Counts characters, and keeps their bytes together.
+std::string Fitted(std::string_view line, std::size_t columns) {
+    std::size_t count = 0, end = 0;
+    for (; end < line.size(); ++end) {
+        if (IsContinuation(line[end])) continue;
+        if (count == columns) break;
+        ++count;
+    }
+    return std::string(line.substr(0, end)).append(columns - count, ' ');
+}
+
+}  // namespace
 
 namespace fs = std::filesystem;
 
@@ -71,6 +87,33 @@ void WriteFile(const std::string& name, std::string_view content) {
     std::error_code ignored;
     fs::remove(beside, ignored);
     throw Failure(name + " cannot be written");
+}
+
+std::vector<std::string> Fitted(std::string_view text, std::size_t columns, std::size_t rows,
+                                std::size_t covered) {
+    std::vector<std::string> lines;
+    while (!text.empty() && lines.size() < rows) {
+        const std::size_t end = std::min(text.find('\n'), text.size());
+        lines.push_back(Fitted(text.substr(0, end), columns));
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    if (!text.empty() && !lines.empty()) lines.back() = Fitted("...", columns);
+    while (lines.size() < std::min(covered, rows)) lines.emplace_back(columns, ' ');
+    return lines;
+}
+
+std::string ProgressLine(std::string_view source, long percent, std::string_view statusText) {
+    constexpr std::size_t barWidth = 25, lineWidth = 78;
+    const auto done = static_cast<std::size_t>(std::clamp(percent, 0L, 100L));
+    std::string number = std::to_string(done);
+    number.insert(0, 3 - number.size(), ' ');
+    const std::size_t filled = done * barWidth / 100;
+    std::string line(source);
+    line.append(" [").append(filled, '#').append(barWidth - filled, '.').append("] ");
+    line.append(number).append("%");
+    if (!statusText.empty()) line.append(" ").append(Printable(statusText));
+    line.resize(std::min(line.size(), lineWidth));
+    return line;
 }
 
 }  // namespace vtdl::host
