@@ -26,15 +26,10 @@ std::string Labels(const char* first, const char* last) {
 }
 
 TEST(ChartAxes, LabelDaysThatPeopleKnow) {
-    EXPECT_EQ(Labels("2008-10-13", "2008-10-15"), "2008-10-13 2008-10-14 2008-10-15");
     EXPECT_EQ(Labels("2008-09-16", "2008-10-14"), "2008-09-22 2008-09-29 2008-10-06 2008-10-13");
-    EXPECT_EQ(Labels("2007-11-02", "2008-05-01"),
-              "2007-12 2008-01 2008-02 2008-03 2008-04 2008-05");
     EXPECT_EQ(Labels("2006-12-02", "2008-06-30"),
               "2007-01 2007-04 2007-07 2007-10 2008-01 2008-04");
     EXPECT_EQ(Labels("1984-09-07", "2008-10-14"), "1985 1990 1995 2000 2005");
-    EXPECT_EQ(Labels("1896-05-26", "1899-06-30"),
-              "1896-07 1897-01 1897-07 1898-01 1898-07 1899-01");
 }
 
 TEST(ChartAxes, AreNeverCrowded) {
@@ -43,14 +38,6 @@ TEST(ChartAxes, AreNeverCrowded) {
         EXPECT_LE(labels.size(), 9U) << range;
         EXPECT_GE(labels.size(), range < 5 ? 1U : 2U) << range;
     }
-}
-
-TEST(ChartAxes, StepRoundly) {
-    EXPECT_DOUBLE_EQ(RoundStep(117, 6), 20);
-    EXPECT_DOUBLE_EQ(RoundStep(100, 5), 20);
-    EXPECT_DOUBLE_EQ(RoundStep(101, 5), 50);
-    EXPECT_DOUBLE_EQ(RoundStep(0.003, 3), 0.001);
-    EXPECT_DOUBLE_EQ(RoundStep(120e6, 3), 50e6);
 }
 
 const double nan = std::numeric_limits<double>::quiet_NaN();

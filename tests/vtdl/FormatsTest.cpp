@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "Output.h"
+#include <algorithm>
 
 namespace vtdl::host {
 namespace {
@@ -27,14 +27,6 @@ TEST(Tables, AlignTextsThatLookLikeNumbersToTheLeft) {
     EXPECT_EQ(
         TableOf(Block{"", {{"T", {Text("100"), Text("a\nb\x7F\u009B")}}, {"U", {Text("1")}}}}),
         "T      U\n-----  -\n100    1\na b\n");
-}
-
-TEST(Tables, NameTheirBlocksWhenThereAreSeveral) {
-    const Block one{"CALLS", {{"BID", {1.0}}}};
-    const Block two{"PUTS", {{"BID", {2.0}}}};
-    EXPECT_EQ(TableOf(Result{"S", {one}}), "BID\n---\n  1\n");
-    EXPECT_EQ(TableOf(Result{"S", {one, two}}),
-              "CALLS\n\nBID\n---\n  1\n\nPUTS\n\nBID\n---\n  2\n");
 }
 
 TEST(Tables, ListTheValuesOfAQuote) {
@@ -104,23 +96,23 @@ TEST(Json, KeepsOrderAndTypes) {
 }
 
 TEST(Results, WithoutRowsAreTold) {
-    const auto hasRows = [](std::vector<Column> columns) {
-        return HasRows({"S", {{"HISTORICAL", std::move(columns)}}});
+    const struct {
+        std::vector<Column> columns;
+        bool isQuote, hasRows;
+    } cases[] = {
+        {{}, false, false},
+        {{{"DATE", {}}, {"CLOSE", {}}}, false, false},
+        {{{"DATE", {Date{0}}}, {"CLOSE", {0.0}}}, false, false},
+        {{{"DATE", {Date{0}}}, {"CLOSE", {1.0}}}, false, true},
+        {{{"DATE", {Date{39449}}}, {"CLOSE", {0.0}}}, false, true},
+        {{{"CLOSE", {0.0}}}, false, true},
+        {{{"DATE", {Date{0}, Date{0}}}, {"CLOSE", {0.0, 0.0}}}, false, true},
+        {{{"TICKER", {Text("")}}, {"LAST", {}}}, true, false},
+        {{{"TICKER", {Text("")}}, {"LAST", {0.0}}}, true, true},
     };
-    EXPECT_FALSE(HasRows({"S", {}}));
-    EXPECT_FALSE(hasRows({}));
-    EXPECT_FALSE(hasRows({{"DATE", {}}, {"CLOSE", {}}}));
-    EXPECT_FALSE(hasRows({{"DATE", {Date{0}}}, {"CLOSE", {0.0}}}));
-    EXPECT_TRUE(hasRows({{"DATE", {Date{0}}}, {"CLOSE", {1.0}}}));
-    EXPECT_TRUE(hasRows({{"DATE", {Date{39449}}}, {"CLOSE", {0.0}}}));
-    EXPECT_TRUE(hasRows({{"CLOSE", {0.0}}}));
-    EXPECT_TRUE(hasRows({{"DATE", {Date{0}, Date{0}}}, {"CLOSE", {0.0, 0.0}}}));
-
-    const auto hasQuote = [](std::vector<Column> columns) {
-        return HasRows({"S", {{"TICKER", std::move(columns), true}}});
-    };
-    EXPECT_FALSE(hasQuote({{"TICKER", {Text("")}}, {"LAST", {}}}));
-    EXPECT_TRUE(hasQuote({{"TICKER", {Text("")}}, {"LAST", {0.0}}}));
+    for (const auto& [columns, isQuote, hasRows] : cases)
+        EXPECT_EQ(HasRows({"S", {{"B", columns, isQuote}}}), hasRows)
+            << CsvOf({"S", {{"B", columns}}});
 }
 
 TEST(Results, AreCutToTheirNewestRows) {
@@ -136,11 +128,63 @@ TEST(Results, AreCutToTheirNewestRows) {
     EXPECT_EQ(cut({}, 1), head + "1,\n2,\n3,\n");
 }
 
-TEST(ProgressLines, FitALine) {
-    EXPECT_EQ(ProgressLine("S", 40, "host"), "S [##########...............]  40% host");
-    EXPECT_EQ(ProgressLine("S", 250, ""), "S [#########################] 100%");
-    EXPECT_EQ(ProgressLine("S", -1, ""), "S [.........................]   0%");
-    EXPECT_LT(ProgressLine("S", 1, std::string(500, 'x')).size(), 80u);
+constexpr Date november{42692}, january{42755};
+
+Block SideOf(const char* name, std::vector<Value> tickers, std::vector<Value> expirations,
+             std::vector<Value> strikes, std::vector<Value> bids) {
+    return {name,
+            {{"TICKER", std::move(tickers)},
+             {"EXPIRATION", std::move(expirations)},
+             {"STRIKE", std::move(strikes)},
+             {"BID", std::move(bids)}}};
+}
+
+// The second row has no put, the third no call, the last neither.
+const Block calls =
+    SideOf("CALLS", {Text("K105"), Text("K110"), Text(""), Text("")},
+           {november, november, Date{0}, Date{0}}, {105.0, 110.0, 0.0, 0.0}, {4.7, 0.09, 0.0, 0.0});
+const Block puts = SideOf("PUTS", {Text("W105"), Value{}, Text("M97.5"), Value{}},
+                          {november, Value{}, january, Value{}}, {105.0, Value{}, 97.5, Value{}},
+                          {0.0, Value{}, 1.25, Value{}});
+
+TEST(Chains, AreOneTableWithTheSeriesInTheMiddle) {
+    const Block quote{"TICKER", {{"PRICE", {109.8}}}, true};
+    EXPECT_EQ(TableOf(Result{"CBOE", {quote, calls, puts}}),
+              "TICKER\n"
+              "\n"
+              "PRICE  109.8\n"
+              "\n"
+              "CALLS         |                      |  PUTS\n"
+              "TICKER   BID  |  STRIKE  EXPIRATION  |   BID  TICKER\n"
+              "------  ----  |  ------  ----------  |  ----  ------\n"
+              "K105    4.7   |   105    2016-11-18  |  0     W105\n"
+              "K110    0.09  |   110    2016-11-18  |\n"
+              "              |    97.5  2017-01-20  |  1.25  M97.5\n");
+}
+
+TEST(Chains, KeepEveryRowInCsv) {
+    const std::string csv = CsvOf({"CBOE", {calls, puts}});
+    EXPECT_TRUE(
+        csv.starts_with("BLOCK,TICKER,EXPIRATION,STRIKE,BID\nCALLS,K105,2016-11-18,105,4.7\n"))
+        << csv;
+    EXPECT_EQ(std::count(csv.begin(), csv.end(), '\n'), 9);
+}
+
+// Side by side they would say that options belong together which do not.
+TEST(Chains, AreNoneWhenTheSidesDoNotMatch) {
+    void (*const changes[])(Block&) = {
+        [](Block& side) { side.columns[2].values[0] = 100.0; },
+        [](Block& side) { side.columns[1].values[0] = january; },
+        [](Block& side) { side.columns.erase(side.columns.begin() + 1); },
+        [](Block& side) { side.columns.clear(); },
+    };
+    for (const auto& change : changes) {
+        Block others = puts;
+        change(others);
+        EXPECT_FALSE(ChainOf(calls, others));
+        EXPECT_TRUE(TableOf(Result{"CBOE", {calls, others}})
+                        .starts_with("CALLS\n\nTICKER  EXPIRATION  STRIKE"));
+    }
 }
 
 }  // namespace

@@ -1,0 +1,177 @@
+// What a person types and reads: values, parameters, settings, a terminal's window, file names.
+#include <gtest/gtest.h>
+
+#include "Output.h"
+#include "Parameters.h"
+#include "Services.h"
+#include "Values.h"
+
+namespace vtdl::host {
+namespace {
+
+TEST(Numbers, AreShortAndReadBackAsTheSame) {
+    for (const auto& [number, text] : {std::pair{0.1, "0.1"},
+                                       {-12.50, "-12.5"},
+                                       {0.1 + 0.2, "0.30000000000000004"},
+                                       {100000, "100000"},  // not 1e+05, though that is shorter
+                                       {0.00001, "0.00001"},
+                                       {1e20, "1e+20"},
+                                       {-0.0, "0"}}) {
+        EXPECT_EQ(FormatNumber(number), text);
+        EXPECT_EQ(ParseNumber(text), number);
+    }
+    for (const double number : {1.0 / 3, 104.08 * 7, 1e-300, 5e-324, 1.7976931348623157e308})
+        EXPECT_EQ(ParseNumber(FormatNumber(number)), number);
+    for (const char* text : {"", " 1", "1 ", "12,5", "1.2.3", "inf", "nan", "1e999", "x"})
+        EXPECT_EQ(ParseNumber(text), std::nullopt) << text;
+}
+
+TEST(Dates, AreIsoDaysWithATimeWhenThereIsOne) {
+    for (const auto& [days, text] : {std::pair{39449.0, "2008-01-02"},
+                                     {0.0, "1899-12-30"},
+                                     {60.0, "1900-02-28"},
+                                     {-657434.0, "0100-01-01"},
+                                     {39449.6875, "2008-01-02 16:30:00"},
+                                     {0.5, "12:00:00"},
+                                     {-1.25, "1899-12-29 06:00:00"},
+                                     {39449 + 0.9999999, "2008-01-03"},
+                                     {1e9, "1000000000"}})  // outside of the calendar
+        EXPECT_EQ(FormatDate({days}), text);
+    EXPECT_EQ(ParseDate("2008-02-29"), Date{39507});
+    EXPECT_EQ(ParseDate("0100-01-01"), Date{-657434});
+    for (const char* text : {"", "2008-02-30", "2007-02-29", "2008-2-1", "01.02.2008", "2008/02/01",
+                             "2008-02-01 ", "2008-00-01", "2008--1-01", "0099-12-31", "-208-01-01"})
+        EXPECT_EQ(ParseDate(text), std::nullopt) << text;
+}
+
+const std::vector<Parameter> parameters = {
+    {"TICKER", ParameterType::text},
+    {"STARTDATE", ParameterType::date},
+    {"PERIODICITY", ParameterType::list, {"DAILY", "WEEKLY", "MONTHLY"}},
+    {"ADJUST VALUES", ParameterType::truth},
+    {"PERIOD", ParameterType::number},
+};
+
+Assignment Parse(std::string_view text) { return ParseAssignment(text, "SOURCE", parameters); }
+
+TEST(Assignments, TakeTheTypeOfTheParameterAndNamesInAnyCase) {
+    for (const auto& [text, value] : {std::pair{"TICKER=12", Value{std::string("12")}},
+                                      {"TICKER=", Value{std::string()}},
+                                      {"Ticker=A=B C", Value{std::string("A=B C")}},
+                                      {"STARTDATE=2008-01-02", Value{Date{39449}}},
+                                      {"adjust_values=TRUE", Value{true}},
+                                      {"ADJUST VALUES=False", Value{false}},
+                                      {"periodicity=weekly", Value{std::string("WEEKLY")}},
+                                      {"PERIOD=1000", Value{1000.0}}})
+        EXPECT_EQ(Parse(text).value, value) << text;
+}
+
+TEST(Tickers, AreARequestEach) {
+    using Texts = std::vector<std::string>;
+    const struct {
+        Texts assignments, tickers, first;
+    } cases[] = {
+        {{"A=1"}, {""}, {"A=1"}},
+        {{"TICKER=AAPL"}, {"AAPL"}, {"TICKER=AAPL"}},
+        {{"A=1,2", "ticker= A, B"}, {"A", "B"}, {"A=1,2", "TICKER=A"}},
+        {{"TICKER="}, {""}, {"TICKER="}},
+        {{"TICKER"}, {""}, {"TICKER"}},
+    };
+    for (const auto& test : cases) {
+        Texts tickers;
+        for (const TickerRequest& request : PerTicker(test.assignments))
+            tickers.push_back(request.ticker);
+        EXPECT_EQ(tickers, test.tickers);
+        EXPECT_EQ(PerTicker(test.assignments)[0].assignments, test.first);
+    }
+    for (const char* list : {"TICKER=A,,B", "TICKER=A, ", "TICKER=,"})
+        EXPECT_THROW(PerTicker({list}), UsageError) << list;
+}
+
+TEST(Assignments, SayWhatIsWrong) {
+    for (const auto& [text, complaint] :
+         {std::pair{"AAPL", "\"AAPL\" is not of the form NAME=VALUE"},
+          {"TIKCER=A",
+           "SOURCE has no parameter TIKCER; did you mean TICKER?\n"
+           "Its parameters are TICKER, STARTDATE, PERIODICITY, ADJUST VALUES, PERIOD"},
+          {"STARTDATE=1.2.2008", "STARTDATE: \"1.2.2008\" is not a date like 2008-01-31"},
+          {"PERIODICITY=YEARLY", "PERIODICITY: YEARLY is none of DAILY, WEEKLY, MONTHLY"},
+          {"ADJUST VALUES=1", "ADJUST VALUES: 1 is neither True nor False"},
+          {"PERIOD=1,5", "PERIOD: \"1,5\" is not a number like 12.5"}}) {
+        std::string said;
+        try {
+            Parse(text);
+        } catch (const UsageError& e) {
+            said = e.what();
+        }
+        EXPECT_EQ(said, complaint);
+    }
+}
+
+TEST(Suggestions, AreNearNamesOnly) {
+    const std::vector<std::string> known = {"YAHOOHIST", "YAHOODIVIDENDS", "DDE", "CBOE"};
+    for (const auto& [name, suggestion] : {std::pair{"yahohist", "; did you mean YAHOOHIST?"},
+                                           {"YAHOODIV", "; did you mean YAHOODIVIDENDS?"},
+                                           {"DDR", "; did you mean DDE?"},
+                                           {"NYSE", ""},
+                                           {"", ""}})
+        EXPECT_EQ(Suggestion(name, known), suggestion);
+}
+
+TEST(Services, SettingsThatDoNotCountAreTold) {
+    const struct {
+        Setting setting;
+        const char* fault;
+    } cases[] = {
+        {{"hosts", "yahoo.chart", "quotes.example.org:8080"}, ""},
+        {{"hosts", "chart3.example.org", "127.0.0.1"}, ""},
+        {{"hosts", "yahoo.chrat", "x"}, "is no service; did you mean yahoo.chart?"},
+        {{"hosts", "cboe", "http://x"}, "= http://x is no host or host:port"},
+        {{"hosts", "cboe", "x:99999"}, "= x:99999 is no host or host:port"},
+        {{"http", "timeout", "soon"},
+         "= soon is not a number of seconds, 1 to 100000; it does not count"},
+        {{"http", "total", "60"}, ""},
+        {{"http", "strict", "yes"}, "= yes is not 0 or 1; it does not count"},
+        {{"http", "timeuot", "5"}, "is no setting; did you mean timeout?"},
+        {{"errorhandler", "actions", "99"},
+         "= 99 is not a sum of 1, 2, 4 and 8; it does not count"},
+        {{"errorhandler", "callstack", "perhaps"},
+         "= perhaps is not True or False; it does not count"},
+        {{"errorhandler", "callstack", "false"}, ""},
+        {{"errorhandler", "supportmail", ""}, ""},
+        {{"htpp", "timeout", "5"}, "is in no section of the library; did you mean HTTP?"},
+        {{"yahoohist/parameters", "name", "x"}, ""},
+        {{"my program", "colour", "red"}, ""},
+        {{"HOSTS", "", ""}, "is not in lower case, and is never read"},
+        {{"http", "Strict", ""}, "is not in lower case, and is never read"},
+    };
+    for (const auto& test : cases) {
+        const auto faults = SettingsFaults({test.setting});
+        EXPECT_EQ(
+            faults.empty() ? "" : faults[0],
+            *test.fault ? test.setting.section + "/" + test.setting.key + " " + test.fault : "");
+    }
+}
+
+TEST(Screens, CutWhatDoesNotFitAndCoverWhatWasDrawnBefore) {
+    using Lines = std::vector<std::string>;
+    EXPECT_EQ(Fitted("a\n\nbcd\n", 3, 10, 0), (Lines{"a  ", "   ", "bcd"}));
+    EXPECT_EQ(Fitted("a", 2, 10, 3), (Lines{"a ", "  ", "  "}));
+    EXPECT_EQ(Fitted("Züricher\nZü\n", 3, 10, 0), (Lines{"Zür", "Zü "}));
+    EXPECT_EQ(Fitted("a\nb\nc\nd\n", 4, 3, 5), (Lines{"a   ", "b   ", "... "}));
+    EXPECT_EQ(ProgressLine("S", 40, "host"), "S [##########...............]  40% host");
+    EXPECT_EQ(ProgressLine("S", 250, ""), "S [#########################] 100%");
+    EXPECT_LT(ProgressLine("S", 1, std::string(500, 'x')).size(), 80u);
+}
+
+TEST(FileNames, HaveTheTickerForItsMark) {
+    EXPECT_EQ(FileNameFor("a.csv", "X"), "a.csv");
+    EXPECT_EQ(FileNameFor("d/{ticker}-{Ticker}.csv", "^A/B:{ticker}"),
+              "d/^A_B_{ticker}-^A_B_{ticker}.csv");
+    EXPECT_TRUE(HasTickerMark("--output", "{TICKER}{.csv"));
+    EXPECT_FALSE(HasTickerMark("--output", "{a b}{}.csv"));
+    EXPECT_THROW(HasTickerMark("--output", "{ticker}-{date}.csv"), UsageError);
+}
+
+}  // namespace
+}  // namespace vtdl::host
