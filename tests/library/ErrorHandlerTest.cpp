@@ -1,47 +1,136 @@
-// The error handler's rules, its logs, and the frame around real methods.
+// The error handler: its rules and logs, the questions that it asks in real methods, answered as a
+// person would, and where reports go when nobody answers.
 
+#include <sstream>
 #include <thread>
 
 #include "support/CErrorHandler.h"
-#include "support/HostObjects.h"
-#include "support/LibraryTest.h"
+#include "support/Downloads.h"
+#include "support/ErrorHandlerSettings.h"
+#include "support/LogFile.h"
+#include "support/frmErrorMessage.h"
 
 namespace vtdl::tests {
 namespace {
 
-template <class Action>
-std::wstring ErrorOf(Action&& action) {
-    try {
-        action();
-        return L"none";
-    } catch (const automation::Error& error) {
-        EXPECT_EQ(error.Source(), L"Vestora Download Library.CErrorHandler");
-        wchar_t number[20];
-        swprintf(number, ARRAYSIZE(number), L"%08lX ", error.Code());
-        return number + error.Description();
+/// A person at the keyboard and the mouse: waits for the library's windows, one after another, and
+/// answers each, by the caption of a button, "Esc" or "Close". Gone at the end of its scope.
+class Person {
+public:
+    explicit Person(const std::wstring& answers)
+        : m_thread([this, answers] {
+              for (const std::wstring& answer : Split(answers, L' ')) Answer(answer);
+          }) {}
+    ~Person() { Leave(); }
+
+    /// What the windows showed: "disabled" before what is, and how many there were at most.
+    std::wstring Leave() {
+        if (m_thread.joinable()) m_thread.join();
+        EXPECT_FALSE(m_isLost) << "a window or a button was missing";
+        return m_shown + std::to_wstring(m_most) + L" open";
     }
-}
 
-class ErrorHandlerTest : public LibraryTest {};
+private:
+    static BOOL CALLBACK Consider(HWND window, LPARAM person) {
+        wchar_t title[100] = L"";
+        GetWindowTextW(window, title, ARRAYSIZE(title));
+        if (IsWindowVisible(window) && std::wstring(title) == L"Vestora Download Library")
+            reinterpret_cast<Person*>(person)->m_windows.push_back(window);
+        return TRUE;
+    }
 
-TEST_F(ErrorHandlerTest, StartsWithItsDefaultsAndRefusesBadValues) {
+    static std::wstring TextOf(HWND window) {
+        wchar_t text[4000] = L"";
+        SendMessageW(window, WM_GETTEXT, ARRAYSIZE(text), reinterpret_cast<LPARAM>(text));
+        return text;
+    }
+
+    static void Send(INPUT down, INPUT up) {
+        INPUT inputs[] = {down, up};
+        SendInput(2, inputs, sizeof down);
+    }
+
+    void Answer(const std::wstring& answer) {
+        HWND window = nullptr, button = nullptr;
+        for (int attempt = 0; attempt < 1000 && !window; ++attempt, Sleep(10)) {
+            m_windows.clear();
+            EnumWindows(Consider, reinterpret_cast<LPARAM>(this));
+            if (!m_windows.empty()) window = m_windows[0];
+        }
+        Sleep(100);  // a person looks first
+        m_windows.clear();
+        EnumWindows(Consider, reinterpret_cast<LPARAM>(this));
+        m_most = std::max(m_most, m_windows.size());
+        for (HWND child = GetWindow(window, GW_CHILD); child;
+             child = GetWindow(child, GW_HWNDNEXT)) {
+            std::wstring text = TextOf(child);
+            m_shown += (IsWindowEnabled(child) ? L"" : L"disabled ") + text + L"\n";
+            std::erase(text, L'&');
+            if (text == answer) button = child;
+        }
+        INPUT down{}, up{};
+        if (answer == L"Close") {
+            PostMessageW(window, WM_SYSCOMMAND, SC_CLOSE, 0);
+        } else if (answer == L"Esc") {
+            down.type = up.type = INPUT_KEYBOARD;
+            down.ki.wVk = up.ki.wVk = VK_ESCAPE;
+            up.ki.dwFlags = KEYEVENTF_KEYUP;
+            Send(down, up);
+        } else if (button) {
+            RECT place;
+            GetWindowRect(button, &place);
+            SetCursorPos((place.left + place.right) / 2, (place.top + place.bottom) / 2);
+            down.mi.dwFlags = MOUSEEVENTF_LEFTDOWN;
+            up.mi.dwFlags = MOUSEEVENTF_LEFTUP;
+            Send(down, up);
+        } else {
+            m_isLost = true;
+            PostMessageW(window, WM_CLOSE, 0, 0);
+        }
+        for (int attempt = 0; attempt < 1000 && IsWindow(window); ++attempt) Sleep(10);
+    }
+
+    std::vector<HWND> m_windows;
+
+    std::wstring m_shown;
+    std::size_t m_most = 0;
+    bool m_isLost = false;
+    std::thread m_thread;
+};
+
+class ErrorHandlerTest : public LibraryTest {
+protected:
+    /// A session whose source fails as often as asked.
+    struct Failing {
+        TestSource source;
+        Ptr<_CSession> session = New<::CSession, _CSession>();
+        explicit Failing(int times = 1'000'000) {
+            source.download = [this, times](_CSession*) {
+                return source.downloads <= times ? E_FAIL : S_OK;
+            };
+            session->putref_DataSource(&source);
+        }
+        HRESULT Start() { return session->Start(); }
+    };
+
+    template <class Action>
+    static std::wstring ErrorOf(Action&& action) {
+        return ErrorFrom(L"Vestora Download Library.CErrorHandler", action);
+    }
+};
+
+TEST_F(ErrorHandlerTest, RefusesBadValues) {
     CErrorHandler handler;
-    EXPECT_EQ(handler.ErrorHandlerActions(), 1);
-    EXPECT_EQ(handler.TracingFlags(), 0);
-    EXPECT_FALSE(handler.CallStackEnabled() || handler.TracingEnabled());
-    EXPECT_EQ(handler.ErrorLogFile(), L"Error Log.txt");
-    EXPECT_EQ(handler.TracingLogFile(), L"Tracing Log.txt");
-    for (const int actions : {0, 16})
-        EXPECT_EQ(ErrorOf([&] { handler.ErrorHandlerActions(actions); }),
+    for (const int value : {0, 16}) {
+        EXPECT_EQ(ErrorOf([&] { handler.ErrorHandlerActions(value); }),
                   L"800443FA Invalid error handler actions");
-    for (const int flags : {0, 4})
-        EXPECT_EQ(ErrorOf([&] { handler.TracingFlags(flags); }), L"800443FB Invalid tracing flags");
+        EXPECT_EQ(ErrorOf([&] { handler.TracingFlags(value); }), L"800443FB Invalid tracing flags");
+    }
     EXPECT_EQ(ErrorOf([&] { handler.ErrorLogFile(L""); }), L"800443F9 Invalid file name");
     EXPECT_EQ(ErrorOf([&] { handler.TracingLogFile(L""); }), L"800443F9 Invalid file name");
     EXPECT_EQ(ErrorOf([&] { handler.Init(3, L"e", true, true, 0, L""); }),
               L"800443FB Invalid tracing flags");
-    EXPECT_EQ(handler.ErrorHandlerActions(), 3) << "values before the refused one are stored";
-    EXPECT_EQ(handler.ErrorLogFile(), L"e");
+    EXPECT_EQ(handler.ErrorLogFile(), L"e") << "values before the refused one are stored";
     EXPECT_FALSE(handler.TracingEnabled());
 }
 
@@ -53,16 +142,11 @@ TEST_F(ErrorHandlerTest, ReportsNumberTextRoutineLineAndStack) {
     handler.SetPendingError(automation::MakeRuntimeError(automation::RuntimeError::overflow), 12);
     EXPECT_EQ(handler.HandleError(L""), CErrorHandler::abort);
     const std::string report = ReadAll("log.txt");
-    const std::string fixed =
-        "\r\n\tError: 6, (Overflow)\r\n\tin vtdl.A.Inner at line 12\r\n\r\nThe "
-        "call stack is:\r\n                    vtdl.A.Inner(x, 1)\r\n"
-        "                    vtdl.A.Outer()\r\n";
-    EXPECT_TRUE(report.ends_with(fixed)) << report;
-    EXPECT_NE(report.find(" - "), std::string::npos);
-    EXPECT_EQ(handler.ErrorNumber(), 6);
-    EXPECT_EQ(handler.ErrorLine(), 12);
-    EXPECT_EQ(handler.ErrorDescription(), L"Overflow");
-
+    EXPECT_TRUE(
+        report.ends_with("\r\n\tError: 6, (Overflow)\r\n\tin vtdl.A.Inner at line 12\r\n\r\n"
+                         "The call stack is:\r\n                    vtdl.A.Inner(x, 1)\r\n"
+                         "                    vtdl.A.Outer()\r\n"))
+        << report;
     const auto routineOf = [&](const wchar_t* name) {
         DeleteFileA("log.txt");
         handler.HandleError(name);
@@ -80,31 +164,8 @@ TEST_F(ErrorHandlerTest, ReportsNumberTextRoutineLineAndStack) {
     EXPECT_EQ(routineOf(L""), "Unknown");
 }
 
-TEST_F(ErrorHandlerTest, TracesEveryRoutineEnteredAndLeft) {
-    gErrorHandler().TracingEnabled(true);
-    const auto data = New<::CData, _CData>();
-    _CParameters* values = nullptr;
-    data->get_Values(&values);
-    gErrorHandler().TracingEnabled(false);
-    values->Release();
-    const std::string trace = ReadAll("Tracing Log.txt");
-    EXPECT_NE(trace.find(" --- Entered routine: vtdl.CData.Values\r\n"), std::string::npos)
-        << trace;
-    EXPECT_TRUE(trace.ends_with(" --- Exited routine: vtdl.CData.Values\r\n")) << trace;
-    CErrorHandler empty;
-    empty.Init(2, L"log.txt", true, true, 2, L"empty.txt");
-    empty.CallStackPop();
-    EXPECT_EQ(ReadAll("empty.txt"), "");
-    WriteAll("log.txt", "x");
-    empty.Clear(true, true);  // the second one is missing
-    EXPECT_EQ(ReadAll("log.txt"), "");
-}
-
-// A log that cannot be locked takes its reports; one that cannot be written to is no second error.
-TEST_F(ErrorHandlerTest, LogsThatCannotBeWrittenHinderNothing) {
-    gErrorHandler().ErrorLogFile(L"NUL");
-    gErrorHandler().SetPendingError(
-        automation::MakeRuntimeError(automation::RuntimeError::overflow), 1);
+TEST_F(ErrorHandlerTest, LogsThatCannotBeWritten) {
+    gErrorHandler().ErrorLogFile(L"NUL");  // cannot be locked
     EXPECT_EQ(ErrorOf([] { gErrorHandler().HandleError(L"x"); }), L"none");
     gErrorHandler().ErrorLogFile(L"Error Log.txt");
     // Where nobody can make a file, the log goes to the data folder, which is this test's.
@@ -116,82 +177,166 @@ TEST_F(ErrorHandlerTest, LogsThatCannotBeWrittenHinderNothing) {
 
     gErrorHandler().TracingLogFile(L"no such folder\\trace.txt");
     gErrorHandler().TracingEnabled(true);
-    const auto manager = New<::CManager, _CManager>();
-    Ptr<_CDataSources> sources;
-    long count = 0;
-    manager->get_DataSources(&sources);
-    EXPECT_EQ(sources->get_Count(&count), S_OK);
-    EXPECT_EQ(count, 15);
-    EXPECT_EQ(gErrorHandler().ErrorNumber(), 6) << "of the last error that a method had";
+    EXPECT_EQ(Get(GetObject(New(L"CManager"), L"DataSources"), L"Count"), _variant_t(15L));
     EXPECT_EQ(TakeErrors(),
               L"-2147024893, (The trace is off: CreateFile: Path not found.) in "
               L"vtdl.CManager.LoadSettings\n");
+
+    gErrorHandler().ErrorLogFile(L"no such folder\\log.txt");
+    EXPECT_EQ(Failing().Start(), static_cast<HRESULT>(0x800443FC));
+    EXPECT_EQ(TakeErrorInformation().description, L"CErrorHandler component failure");
 }
 
-// Saving fails a number of times: the host's settings decide.
-class FailingSettings : public HostObject<_CXMLSettings> {
-public:
-    int failures = 0;
-    std::vector<std::wstring> saved;
+void WriteLines(wchar_t letter) {
+    for (int i = 0; i < 300; ++i) AppendToLog(L"shared.txt", std::wstring(2000, letter));
+}
 
-    STDMETHODIMP put_FileName(BSTR) override { return E_NOTIMPL; }
-    STDMETHODIMP get_FileName(BSTR*) override { return E_NOTIMPL; }
-    STDMETHODIMP put_XMLString(BSTR) override { return E_NOTIMPL; }
-    STDMETHODIMP get_XMLString(BSTR*) override { return E_NOTIMPL; }
-    STDMETHODIMP DeleteKey(BSTR, BSTR) override { return E_NOTIMPL; }
-    STDMETHODIMP DeleteSection(BSTR*) override { return E_NOTIMPL; }
-    STDMETHODIMP EnumerateAllKeys(BSTR*, SAFEARRAY**, long*) override { return E_NOTIMPL; }
-    STDMETHODIMP EnumerateAllSections(SAFEARRAY**, long*) override { return E_NOTIMPL; }
-    STDMETHODIMP GetSetting(BSTR*, BSTR*, BSTR*, BSTR*) override { return E_NOTIMPL; }
-    STDMETHODIMP LoadFile() override { return E_NOTIMPL; }
-    STDMETHODIMP SaveFile(BSTR*) override { return E_NOTIMPL; }
-    STDMETHODIMP SaveSetting(BSTR, BSTR key, BSTR) override {
-        if (failures-- > 0) return E_FAIL;
-        saved.push_back(key);
-        return S_OK;
-    }
-};
+// The other process.
+TEST(LogWriter, DISABLED_Runs) { WriteLines(L'b'); }
 
-// The message box is answered by a thread that presses its button.
-class Presser {
-public:
-    explicit Presser(std::vector<int> buttons)
-        : m_thread([buttons] {
-              HWND previous = nullptr;
-              for (const int button : buttons) {
-                  HWND box = nullptr;
-                  for (int i = 0; i < 400 && (!box || box == previous); ++i, Sleep(10))
-                      box = FindWindowW(L"#32770", L"Vestora Download Library");
-                  Sleep(50);
-                  PostMessageW(box, WM_COMMAND, static_cast<WPARAM>(button), 0);
-                  for (int i = 0; i < 400 && IsWindow(box); ++i) Sleep(10);
-                  previous = nullptr;
-              }
-          }) {}
-    ~Presser() { m_thread.join(); }
+TEST_F(ErrorHandlerTest, ProcessesThatShareALogDoNotTearItsLines) {
+    const Process other(Process::Test(L"LogWriter.*"));
+    for (int i = 0; i < 2000 && ReadAll("shared.txt").empty(); ++i) Sleep(1);
+    WriteLines(L'a');
+    EXPECT_EQ(WaitForSingleObject(other.Handle(), 20'000), WAIT_OBJECT_0);
+    std::istringstream log(ReadAll("shared.txt"));
+    int lines = 0;
+    for (std::string line; std::getline(log, line); ++lines)
+        ASSERT_EQ(line, std::string(2000, line[0]) + "\r");
+    EXPECT_EQ(lines, 600);
+}
 
-private:
-    std::thread m_thread;
-};
-
-TEST_F(ErrorHandlerTest, RetryIgnoreAndAbortDriveARealMethod) {
-    gErrorHandler().ErrorHandlerActions(CErrorHandler::messageBox);
-    const auto parameters = New<::CParameters, _CParameters>();
-    GetObject(parameters, L"Item", {L"A"});
-    GetObject(parameters, L"Item", {L"B"});
-    _bstr_t section(L"S");
-    const auto save = [&](int failures, std::vector<int> buttons) {
-        FailingSettings settings;
-        settings.failures = failures;
-        _CXMLSettings* face = &settings;
-        const Presser presser(std::move(buttons));
-        EXPECT_EQ(parameters->SaveValues(&face, &section.GetBSTR()), S_OK);
-        return settings.saved;
+TEST_F(ErrorHandlerTest, TheAnswerDecides) {
+    using Handler = CErrorHandler;
+    struct Case {
+        decltype(Handler::dialog) action;
+        const wchar_t* answers;
+        int failures, downloads;
     };
-    using Saved = std::vector<std::wstring>;
-    EXPECT_EQ(save(2, {IDRETRY, IDRETRY}), (Saved{L"A", L"B"})) << "twice again, then it works";
-    EXPECT_EQ(save(1, {IDIGNORE}), (Saved{L"B"})) << "the next statement runs";
-    EXPECT_EQ(save(1, {IDABORT}), (Saved{L"B"})) << "of SaveValue only: it abandons, and succeeds";
+    for (const Case& expected : {Case{Handler::dialog, L"Retry Retry", 2, 3},
+                                 {Handler::dialog, L"Ignore", 1, 1},
+                                 {Handler::dialog, L"Abort", 9, 1},
+                                 {Handler::dialog, L"Esc", 9, 1},
+                                 {Handler::dialog, L"Close", 9, 1},
+                                 {Handler::messageBox, L"Retry Retry", 2, 3},
+                                 {Handler::messageBox, L"Ignore", 1, 1},
+                                 {Handler::messageBox, L"Abort", 9, 1}}) {
+        SCOPED_TRACE(expected.answers);
+        gErrorHandler().ErrorHandlerActions(expected.action);
+        Failing failing(expected.failures);
+        const Person person(expected.answers);
+        EXPECT_EQ(failing.Start(), S_OK);
+        EXPECT_EQ(failing.source.downloads, expected.downloads);
+    }
+}
+
+// While the dialog is open, timers run; their errors go to the log and open no window.
+TEST_F(ErrorHandlerTest, TheDialogShowsTheReportAndIsAlone) {
+    gErrorHandler().ErrorHandlerActions(CErrorHandler::dialog);
+    gErrorHandler().SupportMail(L"");
+    Failing failing, periodic;
+    SetParameter(periodic.session, L"PERIOD", 20L);
+    periodic.Start();
+    Person person(L"Abort");
+    failing.Start();
+    const std::wstring text = person.Leave();
+    for (const wchar_t* part :
+         {L"An error occurred in Vestora Download Library\n", L"\tError: -2147467259, (",
+          L"\tin vtdl.CSession.NextTick at line ", L"The call stack is:\r\n",
+          L"                    vtdl.CSession.Start()\r\nVersion: 4.1.0\n", L"disabled &Send",
+          L"1 open"})
+        EXPECT_NE(text.find(part), std::wstring::npos) << part << L"\nin\n" << text;
+    EXPECT_GT(periodic.source.downloads, 1);
+    EXPECT_NE(TakeErrors().find(L"vtdl.CSession.NextTick"), std::wstring::npos);
+    periodic.session->Done();
+    EXPECT_EQ(
+        SupportAddress(L"help@example.org", L"An error occurred", L"1/2 - 3:4\r\n\ta=b&c? 5%"),
+        L"mailto:help@example.org?subject=An%20error%20occurred&body=%0A%0A"
+        L"--------------------%0A1%2F2 - 3%3A4%0A%09a%3Db%26c%3F 5%%0A--------------------");
+}
+
+// The odd field stays empty, the rest of the download is kept; an abandoned download delivers
+// nothing.
+TEST_F(ErrorHandlerTest, IgnoreKeepsTheOtherRows) {
+    gErrorHandler().ErrorHandlerActions(CErrorHandler::dialog);
+    const LoopbackServer server(
+        "Date,Open,High,Low,Close,Volume,Adj Close\n"
+        "2008-10-14,4,4,4,oops,4,4\n2008-10-13,3,3,3,3,3,3\n2008-10-10,2,2,2,2,2,2\n");
+    WriteSettings({{"hosts", "yahoo.chart", server.Host()}});
+    Job job(New<::CDataSourceYahooHitorical, _CDataSource>());
+    job.Set(L"ADJUST VALUES", false);
+    Person ignoring(L"Ignore");
+    job.Start();
+    EXPECT_EQ(Column(job.session, L"CLOSE"), (Numbers{2, 3, 0}));
+    EXPECT_NE(ignoring.Leave().find(L"Type mismatch: row 1, CLOSE \"oops\""), std::wstring::npos);
+    job.session->putref_Data(nullptr);
+    const Person aborting(L"Abort");
+    job.Start();
+    EXPECT_FALSE(BlockOf(job.session));
+}
+
+// Run on its own, without a display.
+using UnattendedTest = ErrorHandlerTest;
+
+TEST_F(UnattendedTest, NothingAsksAndTheReportIsInTheLog) {
+    ASSERT_EQ(GetEnvironmentVariableW(L"DISPLAY", nullptr, 0), 0u) << "there is a display";
+    for (const int actions : {1, 4, 8, 9}) {
+        gErrorHandler().ErrorHandlerActions(actions);
+        EXPECT_EQ(Failing().Start(), S_OK);
+        const std::wstring errors = TakeErrors();
+        EXPECT_EQ(errors.find(L"in vtdl.CSession.NextTick"), errors.rfind(L"in vtdl."))
+            << "once for actions " << actions;
+        EXPECT_EQ(errors.empty(), actions == 4);
+    }
+}
+
+TEST_F(UnattendedTest, EachSettingStandsForItselfAndTheVariableAboveTheActions) {
+    // A window station that nobody sees.
+    const HWINSTA usual = GetProcessWindowStation();
+    const HWINSTA hidden = CreateWindowStationW(L"hidden", 0, GENERIC_ALL, nullptr);
+    struct Case {
+        const wchar_t* variable;
+        const char* setting;
+        bool isHidden;
+        int actions;
+        const wchar_t* refused;
+    };
+    const Case cases[] = {
+        {L"", "3", false, 3, L""},
+        {L"", "99", false, 8, L"ERRORHANDLER/actions = 99: Invalid error handler actions; "},
+        {L"", "two", true, 2, L"ERRORHANDLER/actions = two: Type mismatch; "},
+        {L"2", "8", false, 2, L""},
+        {L"2", "two", false, 2, L""},
+        {L"0", "2", false, 8, L"VTDL_ACTIONS = 0: Invalid error handler actions; "},
+        {L"two", "8", true, 2, L"VTDL_ACTIONS = two: Type mismatch; "},
+    };
+    for (const Case& expected : cases) {
+        SetProcessWindowStation(expected.isHidden ? hidden : usual);
+        SetEnvironmentVariableW(L"VTDL_ACTIONS", expected.variable);
+        WriteSettings({{"errorhandler", "actions", expected.setting},
+                       {"errorhandler", "callstack", "perhaps"},
+                       {"errorhandler", "supportmail", "help@example.com"}});
+        New(L"CManager");
+        EXPECT_EQ(gErrorHandler().ErrorHandlerActions(), expected.actions) << expected.setting;
+        EXPECT_EQ(gErrorHandler().SupportMail(), L"help@example.com");
+        gErrorHandler().SupportMail(L"");
+        EXPECT_EQ(TakeErrors(), L"5, (Invalid procedure call or argument: " +
+                                    std::wstring(expected.refused) +
+                                    L"ERRORHANDLER/callstack = perhaps: Type mismatch) in "
+                                    L"vtdl.CManager.ApplySettings\n");
+    }
+    SetProcessWindowStation(usual);
+    CloseWindowStation(hidden);
+    // Also before any setting is read, and when none can be: the first object of an apartment.
+    for (const char* content : {"", "damaged"}) {
+        WriteAll("VTDL33.Settings.xml", content);
+        SetEnvironmentVariableW(L"VTDL_ACTIONS", L"6");
+        std::thread([] {
+            ApplyErrorHandlerSettingsOnce();
+            EXPECT_EQ(gErrorHandler().ErrorHandlerActions(), 6);
+        }).join();
+    }
+    SetEnvironmentVariableW(L"VTDL_ACTIONS", nullptr);
 }
 
 }  // namespace
