@@ -13,88 +13,63 @@
 namespace vtdl::tests {
 namespace {
 
-/// A person at the keyboard and the mouse: waits for the library's windows, one after another, and
-/// answers each, by the caption of a button, "Esc" or "Close". Gone at the end of its scope.
+/// A person at the keyboard: waits for the library's windows, one after another, and answers each
+/// by a key: the letter that is underlined in a button's caption, VK_ESCAPE, or VK_F4 to close it.
 class Person {
 public:
-    explicit Person(const std::wstring& answers)
-        : m_thread([this, answers] {
-              for (const std::wstring& answer : Split(answers, L' ')) Answer(answer);
+    explicit Person(const std::string& keys)
+        : m_thread([this, keys] {
+              for (const char key : keys) Answer(static_cast<WORD>(key));
           }) {}
-    ~Person() { Leave(); }
-
-    /// What the windows showed: "disabled" before what is, and how many there were at most.
-    std::wstring Leave() {
+    ~Person() {
         if (m_thread.joinable()) m_thread.join();
-        EXPECT_FALSE(m_isLost) << "a window or a button was missing";
-        return m_shown + std::to_wstring(m_most) + L" open";
+    }
+
+    /// What the windows showed: "disabled" before what is, and how many there were.
+    std::wstring Leave() {
+        m_thread.join();
+        return m_shown;
     }
 
 private:
-    static BOOL CALLBACK Consider(HWND window, LPARAM person) {
-        wchar_t title[100] = L"";
-        GetWindowTextW(window, title, ARRAYSIZE(title));
-        if (IsWindowVisible(window) && std::wstring(title) == L"Vestora Download Library")
-            reinterpret_cast<Person*>(person)->m_windows.push_back(window);
-        return TRUE;
-    }
-
-    static std::wstring TextOf(HWND window) {
-        wchar_t text[4000] = L"";
-        SendMessageW(window, WM_GETTEXT, ARRAYSIZE(text), reinterpret_cast<LPARAM>(text));
-        return text;
-    }
-
-    static void Send(INPUT down, INPUT up) {
-        INPUT inputs[] = {down, up};
-        SendInput(2, inputs, sizeof down);
-    }
-
-    void Answer(const std::wstring& answer) {
-        HWND window = nullptr, button = nullptr;
-        for (int attempt = 0; attempt < 1000 && !window; ++attempt, Sleep(10)) {
-            m_windows.clear();
-            EnumWindows(Consider, reinterpret_cast<LPARAM>(this));
-            if (!m_windows.empty()) window = m_windows[0];
+    static std::vector<HWND> Windows() {
+        std::vector<HWND> windows;
+        for (HWND window = nullptr;;) {
+            window = FindWindowExW(nullptr, window, nullptr, L"Vestora Download Library");
+            if (!window) return windows;
+            if (IsWindowVisible(window)) windows.push_back(window);
         }
+    }
+
+    void Answer(WORD key) {
+        for (int attempt = 0; attempt < 1000 && Windows().empty(); ++attempt) Sleep(10);
         Sleep(100);  // a person looks first
-        m_windows.clear();
-        EnumWindows(Consider, reinterpret_cast<LPARAM>(this));
-        m_most = std::max(m_most, m_windows.size());
-        for (HWND child = GetWindow(window, GW_CHILD); child;
+        const std::vector<HWND> windows = Windows();
+        ASSERT_FALSE(windows.empty()) << "nobody asks";
+        m_shown += std::to_wstring(windows.size()) + L" open\n";
+        for (HWND child = GetWindow(windows[0], GW_CHILD); child;
              child = GetWindow(child, GW_HWNDNEXT)) {
-            std::wstring text = TextOf(child);
-            m_shown += (IsWindowEnabled(child) ? L"" : L"disabled ") + text + L"\n";
-            std::erase(text, L'&');
-            if (text == answer) button = child;
+            wchar_t text[4000] = L"";
+            SendMessageW(child, WM_GETTEXT, ARRAYSIZE(text), reinterpret_cast<LPARAM>(text));
+            m_shown += (IsWindowEnabled(child) ? L"" : L"disabled ") + std::wstring(text) + L"\n";
         }
-        INPUT down{}, up{};
-        if (answer == L"Close") {
-            PostMessageW(window, WM_SYSCOMMAND, SC_CLOSE, 0);
-        } else if (answer == L"Esc") {
-            down.type = up.type = INPUT_KEYBOARD;
-            down.ki.wVk = up.ki.wVk = VK_ESCAPE;
-            up.ki.dwFlags = KEYEVENTF_KEYUP;
-            Send(down, up);
-        } else if (button) {
-            RECT place;
-            GetWindowRect(button, &place);
-            SetCursorPos((place.left + place.right) / 2, (place.top + place.bottom) / 2);
-            down.mi.dwFlags = MOUSEEVENTF_LEFTDOWN;
-            up.mi.dwFlags = MOUSEEVENTF_LEFTUP;
-            Send(down, up);
-        } else {
-            m_isLost = true;
-            PostMessageW(window, WM_CLOSE, 0, 0);
-        }
-        for (int attempt = 0; attempt < 1000 && IsWindow(window); ++attempt) Sleep(10);
+        const bool isAlone = key == VK_ESCAPE;
+        if (!isAlone) Press(VK_MENU, 0);
+        Press(key, 0);
+        Press(key, KEYEVENTF_KEYUP);
+        if (!isAlone) Press(VK_MENU, KEYEVENTF_KEYUP);
+        for (int attempt = 0; attempt < 1000 && IsWindow(windows[0]); ++attempt) Sleep(10);
     }
 
-    std::vector<HWND> m_windows;
+    static void Press(WORD key, DWORD flags) {
+        INPUT input{};
+        input.type = INPUT_KEYBOARD;
+        input.ki.wVk = key;
+        input.ki.dwFlags = flags;
+        SendInput(1, &input, sizeof input);
+    }
 
     std::wstring m_shown;
-    std::size_t m_most = 0;
-    bool m_isLost = false;
     std::thread m_thread;
 };
 
@@ -210,17 +185,17 @@ TEST_F(ErrorHandlerTest, TheAnswerDecides) {
     using Handler = CErrorHandler;
     struct Case {
         decltype(Handler::dialog) action;
-        const wchar_t* answers;
+        const char* answers;
         int failures, downloads;
     };
-    for (const Case& expected : {Case{Handler::dialog, L"Retry Retry", 2, 3},
-                                 {Handler::dialog, L"Ignore", 1, 1},
-                                 {Handler::dialog, L"Abort", 9, 1},
-                                 {Handler::dialog, L"Esc", 9, 1},
-                                 {Handler::dialog, L"Close", 9, 1},
-                                 {Handler::messageBox, L"Retry Retry", 2, 3},
-                                 {Handler::messageBox, L"Ignore", 1, 1},
-                                 {Handler::messageBox, L"Abort", 9, 1}}) {
+    for (const Case& expected : {Case{Handler::dialog, "RR", 2, 3},
+                                 {Handler::dialog, "I", 1, 1},
+                                 {Handler::dialog, "A", 9, 1},
+                                 {Handler::dialog, "\x1B", 9, 1},
+                                 {Handler::dialog, "\x73", 9, 1},
+                                 {Handler::messageBox, "RR", 2, 3},
+                                 {Handler::messageBox, "I", 1, 1},
+                                 {Handler::messageBox, "A", 9, 1}}) {
         SCOPED_TRACE(expected.answers);
         gErrorHandler().ErrorHandlerActions(expected.action);
         Failing failing(expected.failures);
@@ -237,7 +212,7 @@ TEST_F(ErrorHandlerTest, TheDialogShowsTheReportAndIsAlone) {
     Failing failing, periodic;
     SetParameter(periodic.session, L"PERIOD", 20L);
     periodic.Start();
-    Person person(L"Abort");
+    Person person("A");
     failing.Start();
     const std::wstring text = person.Leave();
     for (const wchar_t* part :
@@ -265,12 +240,12 @@ TEST_F(ErrorHandlerTest, IgnoreKeepsTheOtherRows) {
     WriteSettings({{"hosts", "yahoo.chart", server.Host()}});
     Job job(New<::CDataSourceYahooHitorical, _CDataSource>());
     job.Set(L"ADJUST VALUES", false);
-    Person ignoring(L"Ignore");
+    Person ignoring("I");
     job.Start();
     EXPECT_EQ(Column(job.session, L"CLOSE"), (Numbers{2, 3, 0}));
     EXPECT_NE(ignoring.Leave().find(L"Type mismatch: row 1, CLOSE \"oops\""), std::wstring::npos);
     job.session->putref_Data(nullptr);
-    const Person aborting(L"Abort");
+    const Person aborting("A");
     job.Start();
     EXPECT_FALSE(BlockOf(job.session));
 }

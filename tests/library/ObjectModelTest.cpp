@@ -113,31 +113,6 @@ TEST_F(ObjectModelTest, DataFieldsHandOutCopiesAndSingleEntries) {
     EXPECT_EQ(Get(field, L"Data").vt, VT_EMPTY);
 }
 
-TEST_F(ObjectModelTest, SessionsTakeValuesAndObjectsOfTheHost) {
-    const auto session = New(L"CSession");
-    for (const wchar_t* name : {L"UserData", L"Tag"}) {
-        EXPECT_EQ(Get(session, name).vt, VT_EMPTY);
-        TestSource object;
-        Put(session, name, _variant_t(static_cast<IDispatch*>(&object)));
-        EXPECT_EQ(GetObject(session, name).GetInterfacePtr(), &object);
-        // A script's variable comes by reference; what is kept is its value.
-        _variant_t variable(L"text");
-        Put(session, name, ReferenceTo(&variable));
-        variable = 1L;
-        EXPECT_EQ(TextOf(Get(session, name)), L"text");
-    }
-}
-
-TEST_F(ObjectModelTest, PlainDataSourceDemonstratesProgress) {
-    Job job(New<::CDataSource, _CDataSource>());
-    job.Start();
-    Events expected{L"Start"};
-    for (int percent = 1; percent <= 100; ++percent)
-        expected.push_back(L"Progress " + std::to_wstring(percent) + L" []");
-    expected.insert(expected.end(), {L"DataReady", L"Done 0"});
-    EXPECT_EQ(job.sink.events, expected);
-}
-
 TEST_F(ObjectModelTest, ManagerRegistersTheSourcesInOrder) {
     const auto manager = New(L"CManager"), sources = GetObject(manager, L"DataSources");
     const Ptr<IEnumVARIANT> enumerator(Get(sources, L"NewEnum").punkVal);
