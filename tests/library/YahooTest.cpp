@@ -91,33 +91,6 @@ TEST_F(YahooTest, RequestsToTheLetter) {
                                      "GET /table.csv?&s=" + DateQuery("abc", today - 14) + end}));
 }
 
-TEST_F(YahooTest, ColumnsAreOldestFirst) {
-    ChartServer chart(priceHeader +
-                      std::string("9-Jan-04,1.5,2.25,.5,1.125,123456789012,1.125\n"
-                                  "2004-01-08,10,20,5,10,1000,5\n7-Jan-50,1,2,3,0,7,9\n"));
-    Use(chart);
-    for (const bool isAdjusted : {false, true}) {
-        Job job(Prices());
-        job.Set(L"ADJUST VALUES", isAdjusted);
-        job.Start();
-        const std::pair<const wchar_t*, Numbers> plain[] = {
-            {L"OPEN", {1, 10, 1.5}},    {L"HIGH", {2, 20, 2.25}},
-            {L"LOW", {3, 5, .5}},       {L"VOLUME", {7, 1000, 123456789012.}},
-            {L"CLOSE", {0, 10, 1.125}}, {L"ADJ.CLOSE", {9, 5, 1.125}}};
-        const std::pair<const wchar_t*, Numbers> adjusted[] = {
-            {L"OPEN", {0, 5, 1.5}},    {L"HIGH", {0, 10, 2.25}},
-            {L"LOW", {0, 2.5, .5}},    {L"VOLUME", {0, 2000, 123456789012.}},
-            {L"CLOSE", {0, 5, 1.125}}, {L"ADJ.CLOSE", {9, 5, 1.125}}};
-        EXPECT_EQ(Column(job.session, L"DATE"),
-                  (Numbers{Day(1950, 1, 7), Day(2004, 1, 8), Day(2004, 1, 9)}));
-        for (const auto& [name, values] : isAdjusted ? adjusted : plain)
-            EXPECT_EQ(Column(job.session, name), values) << name;
-        const auto block = BlockOf(job.session);
-        EXPECT_EQ(Read(block, &_CParameter::get_Editable), VARIANT_FALSE);
-        EXPECT_EQ(Read(block, &_CParameter::get_ParameterType), vtdlParameterTypeDataFields);
-    }
-}
-
 TEST_F(YahooTest, PagesUntilThereIsNoFullOne) {
     ChartServer chart([](const std::string& path) {
         return HttpReply(PricePage(QueriedDate(path, "abc"), QueriedDate(path, "def")));
@@ -142,6 +115,9 @@ TEST_F(YahooTest, PagesUntilThereIsNoFullOne) {
         }
         EXPECT_EQ(Column(job.session, L"DATE"), dates);
         EXPECT_EQ(Column(job.session, L"OPEN"), opens);
+        const auto block = BlockOf(job.session);
+        EXPECT_EQ(Read(block, &_CParameter::get_Editable), VARIANT_FALSE);
+        EXPECT_EQ(Read(block, &_CParameter::get_ParameterType), vtdlParameterTypeDataFields);
         EXPECT_EQ(job.Count(L"DataReady"), 1);
         EXPECT_EQ(job.LastEvent(), L"Done 0");
     }
@@ -184,74 +160,21 @@ TEST_F(YahooTest, LaterPages) {
     }
 }
 
-TEST_F(YahooTest, RepliesWithoutPrices) {
-    const std::string notFound = "<html>\n<head>\n404 Not Found\n</head>\n</html>\n";
-    for (const std::string& reply :
-         {HttpReply(notFound, "404 Not Found"), HttpReply("<html></html>"), HttpReply(priceHeader),
-          HttpReply("date,open\n1,2\n"), HttpReply("\n")}) {
-        SCOPED_TRACE(reply);
-        ChartServer chart([&](const std::string&) { return reply; });
-        Use(chart);
-        Job job(Prices());
-        job.Start();
-        for (const wchar_t* name : {L"DATE", L"OPEN", L"HIGH", L"LOW", L"CLOSE", L"VOLUME"})
-            EXPECT_EQ(Column(job.session, name), Numbers{0}) << name;
-        EXPECT_EQ(ErrorOf(job.session), noError);
-    }
-}
-
-TEST_F(YahooTest, OddFieldsAreLoggedWithTheirPlace) {
-    ChartServer chart(priceHeader + row + "2004-01-08,10,11,12,N/A,14,15\n");
+TEST_F(YahooTest, FullDividendPageIsAskedForAgainAndAppended) {
+    std::string page = "Date,Dividends\n";
+    Numbers expected{8, 7};
+    for (int i = 0; i < 200; ++i) page += "2004-03-19," + std::to_string(i) + "\n";
+    for (int i = 399; i >= 0; --i) expected.push_back(i % 200);
+    int count = 0;
+    ChartServer chart([&](const std::string&) {
+        return HttpReply(++count < 3 ? page : "Date,Dividends\n2004-01-02,7\n2004-01-01,8\n");
+    });
     Use(chart);
-    Job job(Prices());
-    job.Set(L"TICKER", L"MSFT");
+    Job job(Dividends());
     job.Start();
-    EXPECT_NE(TakeErrors().find(L"row 2, CLOSE \"N/A\" (YAHOOHIST MSFT)) in "
-                                L"vtdl.CDataSourceYahooHitorical.CDataSource_Download"),
-              std::wstring::npos);
-    EXPECT_FALSE(BlockOf(job.session));
-    EXPECT_EQ(job.LastEvent(), L"Done 0");
-}
-
-TEST_F(YahooTest, Dividends) {
-    std::string full = "Date,Dividends\n";
-    Numbers dates(402, Day(2004, 3, 19)), dividends;
-    for (int i = 0; i < 200; ++i) full += "2004-03-19," + std::to_string(i) + "\n";
-    for (int i = 399; i >= 0; --i) dividends.push_back(i % 200);
-    dividends.insert(dividends.begin(), {8, 7});
-    dates[0] = Day(2004, 1, 1), dates[1] = Day(2004, 1, 2);
-    struct Case {
-        std::vector<std::string> replies;
-        Numbers dates, dividends;
-    };
-    const Case cases[] = {
-        {{"Date,Dividends\n2004-03-19,0.37\n19-Dec-03,.5\n"},
-         {Day(2003, 12, 19), Day(2004, 3, 19)},
-         {.5, .37}},
-        {{"Date,Dividends\n2004-03-19,0.37\n<!-- x -->\n"}, {Day(2004, 3, 19)}, {.37}},
-        {{"a\nb\nc\nd\n"}, {0}, {0}},
-        {{full, full, "Date,Dividends\n2004-01-02,7\n2004-01-01,8\n"}, dates, dividends},
-        {{"Date,Dividends\n2004-03-19,0.37\n"}, {}, {}},
-        {{"Date,Dividends\n"}, {}, {}},
-        {{""}, {}, {}},
-        {{"Date,x\n2004-03-19,1\n404 nOT Found\n2004-03-19,1\n"}, {}, {}},
-    };
-    for (const Case& expected : cases) {
-        SCOPED_TRACE(expected.replies[0]);
-        std::size_t count = 0;
-        ChartServer chart(
-            [&](const std::string&) { return HttpReply(expected.replies.at(count++)); });
-        Use(chart);
-        Job job(Dividends());
-        job.Start();
-        EXPECT_EQ(count, expected.replies.size());
-        EXPECT_EQ(job.LastEvent(), L"Done 0");
-        const _variant_t column = ColumnOf(job.session, L"DATE");
-        EXPECT_EQ(column.vt == VT_EMPTY, expected.dates.empty());
-        if (column.vt == VT_EMPTY) continue;
-        EXPECT_EQ(NumbersOf(column, VT_DATE), expected.dates);
-        EXPECT_EQ(Column(job.session, L"DIVIDENDS"), expected.dividends);
-    }
+    EXPECT_EQ(Column(job.session, L"DIVIDENDS"), expected);
+    const auto paths = chart.TakeTables();
+    EXPECT_EQ(paths, std::vector<std::string>(3, paths.at(0)));
 }
 
 // Which server is best is told by how many of its rows are daily ones.
