@@ -76,7 +76,7 @@ protected:
              Split(std::wstring(parameters.begin(), parameters.end()), L'|'))
             job.Set(set.substr(0, set.find(L'=')).c_str(), set.substr(set.find(L'=') + 1).c_str());
         job.Start();
-        std::wstring text = L"  " + job.LastEvent() + L", " + ErrorOf(job.session) + L"\n" +
+        std::wstring text = L"  " + ErrorOf(job.session) + L", " + job.LastEvent() + L"\n" +
                             BlocksText(job.session);
         for (const std::wstring& report : Split(TakeErrors(), L'\n'))
             if (!report.empty()) text += L"  " + report + L"\n";

@@ -34,7 +34,7 @@ inline vtdlSessionStatus StatusOf(_CSession* session) {
 inline std::wstring ErrorOf(_CSession* session) {
     const vtdlSessionError error = Read(session, &_CSession::get_Error);
     return std::to_wstring(error.ErrorType) + L" " + std::to_wstring(error.ErrorNumber) + L" " +
-           Taken(error.ErrorDescription) + (error.NewVersionAvailable ? L" new" : L"");
+           Taken(error.ErrorDescription);
 }
 
 /// A block that a download handed over; null when it handed over nothing.
