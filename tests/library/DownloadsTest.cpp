@@ -25,6 +25,14 @@ std::string Unescaped(const std::string& text) {
     return plain;
 }
 
+// Byte by byte.
+std::wstring Wide(const std::string& text) {
+    std::wstring wide;
+    for (const char c : text) wide += static_cast<unsigned char>(c);
+    return wide;
+}
+std::string Narrow(const std::wstring& text) { return std::string(text.begin(), text.end()); }
+
 std::wstring ValuesText(const _variant_t& data) {
     if (data.vt == VT_EMPTY) return L"empty";
     if (!(data.vt & VT_ARRAY)) return TextOf(data);
@@ -64,23 +72,34 @@ protected:
     /// What comes of a case's three lines.
     std::string Run(const std::string& service, const std::string& parameters,
                     const std::string& reply) {
-        const std::size_t blank = service.find(' '), body = reply.find(' ');
+        const std::vector<std::wstring> words = Split(Wide(service), L' ');
+        const std::vector<std::wstring> parts = Split(Wide(Unescaped(reply)), L'|');
+        const std::string head = Narrow(parts[0]), headers = Narrow(parts[1]);
         LoopbackServer server([&](const std::string&) {
-            return "HTTP/1.0 200 OK\r\nContent-Type: " + reply.substr(0, body) + "\r\n\r\n" +
-                   Unescaped(reply.substr(body + 1));
+            return (head.empty() ? "" : head + "\r\n") + headers + (headers.empty() ? "" : "\r\n") +
+                   (head.empty() ? "" : "\r\n") + Narrow(parts[2]);
         });
-        WriteSettings({{"hosts", service.substr(blank + 1), server.Host()}});
-        const std::wstring className(service.begin(), service.begin() + static_cast<long>(blank));
-        Job job(Ptr<_CDataSource>(New(className)));
-        for (const std::wstring& set :
-             Split(std::wstring(parameters.begin(), parameters.end()), L'|'))
+        WriteSettings({{"hosts", Narrow(words[1]), server.Host()},
+                       {"hosts", "vestora", server.Host()},
+                       {"http", "strict", words.size() > 2 ? "1" : "0"},
+                       {"pcquote/parameters", "user", "secret1"},
+                       {"pcquote/parameters", "password", "secret2"}});
+        Job job(Ptr<_CDataSource>(New(words[0])));
+        for (const std::wstring& set : Split(Wide(parameters), L'|'))
             job.Set(set.substr(0, set.find(L'=')).c_str(), set.substr(set.find(L'=') + 1).c_str());
         job.Start();
         std::wstring text = L"  " + ErrorOf(job.session) + L", " + job.LastEvent() + L"\n" +
                             BlocksText(job.session);
+        std::string log = ReadAll("Error Log.txt");
+        const std::size_t program = log.find("library_tests.exe "), host = log.find(server.Host());
+        if (host != log.npos) log.replace(host, server.Host().size(), "HOST");
+        log = program == log.npos ? "" : "  " + log.substr(log.find(": ", program) + 2);
+        std::erase(log, '\r');
         for (const std::wstring& report : Split(TakeErrors(), L'\n'))
             if (!report.empty()) text += L"  " + report + L"\n";
-        return "  " + server.TakePaths().back() + "\n" + std::string(text.begin(), text.end());
+        std::vector<std::string> paths = server.TakePaths();
+        std::erase(paths, "GET /files/VTDL.version");
+        return "  " + (paths.empty() ? "no request" : paths.back()) + "\n" + Narrow(text) + log;
     }
 };
 
