@@ -54,11 +54,13 @@ private:
             m_shown += (IsWindowEnabled(child) ? L"" : L"disabled ") + std::wstring(text) + L"\n";
         }
         const bool isAlone = key == VK_ESCAPE;
-        if (!isAlone) Press(VK_MENU, 0);
-        Press(key, 0);
-        Press(key, KEYEVENTF_KEYUP);
-        if (!isAlone) Press(VK_MENU, KEYEVENTF_KEYUP);
-        for (int attempt = 0; attempt < 1000 && IsWindow(windows[0]); ++attempt) Sleep(10);
+        for (int attempt = 0; attempt < 10 && IsWindow(windows[0]); ++attempt) {
+            if (!isAlone) Press(VK_MENU, 0);
+            Press(key, 0);
+            Press(key, KEYEVENTF_KEYUP);
+            if (!isAlone) Press(VK_MENU, KEYEVENTF_KEYUP);
+            for (int i = 0; i < 100 && IsWindow(windows[0]); ++i) Sleep(10);
+        }
     }
 
     static void Press(WORD key, DWORD flags) {

@@ -220,7 +220,7 @@ TEST_F(SettingsTest, EndingTheProcessLeavesTheOldFileOrTheNew) {
 
 // A virus scanner or a cloud folder holds a file for a moment.
 TEST_F(SettingsTest, WaitsForAFileThatIsHeldAndReportsOneThatStays) {
-    for (const DWORD held : {120, 2000}) {
+    for (const DWORD held : {60, 2000}) {
         auto store = Loaded();
         Write(store, L"a", L"k", std::to_wstring(held));
         const HANDLE open =
@@ -229,7 +229,7 @@ TEST_F(SettingsTest, WaitsForAFileThatIsHeldAndReportsOneThatStays) {
         store = nullptr;
         holder.join();
         const bool isSaved = ReadAll(file).find(std::to_string(held)) != std::string::npos;
-        EXPECT_EQ(isSaved, held == 120);
+        EXPECT_EQ(isSaved, held == 60);
         const wchar_t report[] =
             L"-2147203819, (Unable to save the file) in vtdl.CXMLSettings.SaveFile\n";
         EXPECT_EQ(TakeErrors(), isSaved ? L"" : report);
