@@ -51,17 +51,6 @@ TEST_F(SessionTest, ReportsAndStatusesInOrder) {
     EXPECT_EQ(StatusOf(session), vtdlSessionStatusIdle);
 }
 
-TEST_F(SessionTest, ErrorTexts) {
-    IUnknown* caller = session;
-    for (const auto& [number, text] : {std::pair{0x800C0008u, L"1 -2146697208 Download failure"},
-                                       {504u, L"1 504 Not Found"},
-                                       {404u, L"1 404 Unknown error"}}) {
-        Ptr<_IProgressCallBack>(session)->Done(&caller, static_cast<long>(number));
-        EXPECT_EQ(ErrorOf(session), text);
-    }
-    EXPECT_EQ(sink.events, Events{}) << "the host is told at the end only";
-}
-
 // A failing download goes to the error handler; the session ends and can start again.
 TEST_F(SessionTest, FailuresAreReportedAndTheSessionGoesOn) {
     source.download = [&](_CSession*) { return source.downloads == 1 ? E_FAIL : S_OK; };

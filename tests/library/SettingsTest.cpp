@@ -77,7 +77,8 @@ TEST_F(SettingsTest, FilesAreMadeOrReportedAndLeft) {
     }
     EXPECT_EQ(NewStore()->put_XMLString(_bstr_t(std::wstring(17 << 20, ' ').c_str())), parser);
     for (const bool isMissing : {true, false}) {
-        isMissing ? std::filesystem::remove(file) : (WriteAll(file, ""), true);
+        std::filesystem::remove(file);
+        if (!isMissing) WriteAll(file, "");
         Loaded();
         EXPECT_EQ(ReadAll(file), std::string(head) + "</sections>\r\n");
     }
@@ -94,25 +95,18 @@ TEST_F(SettingsTest, ExternalEntitiesAndDefinitionsAreNotResolved) {
 }
 
 TEST_F(SettingsTest, KeepsValuesAsTheyAreAndNamesInLowerCase) {
-    const wchar_t* values[] = {L"MSFT",
-                               L"<a b=\"c\">&amp;'\"]]>",
-                               L"  two  ",
-                               L"a\nb",
-                               L"\u00e4\u0416\u4e2d",
-                               L"\ta\t",
-                               L"\t\t",
-                               L"\n\n",
-                               L"\n\tb\n",
-                               L" ",
-                               L"  \u00e4"};
+    const auto values = Split(
+        L"MSFT|<a b=\"c\">&amp;'\"]]>|  two  |a\nb|\u00e4\u0416\u4e2d|\ta\t|\t\t|\n\n|\n\tb\n| |  "
+        L"\u00e4",
+        L'|');
     for (const bool isRead : {false, true}) {
         const auto store = Loaded();  // the last reference saves
-        for (const wchar_t* const& value : values) {
-            const std::wstring key = L"Key" + std::to_wstring(&value - values);
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            const std::wstring key = L"Key" + std::to_wstring(i);
             if (isRead)
-                EXPECT_EQ(ValueOf(store, L"YAHOO", key.c_str()), value);
+                EXPECT_EQ(ValueOf(store, L"YAHOO", key.c_str()), values[i]);
             else
-                EXPECT_EQ(Write(store, L"Yahoo", key.c_str(), value), S_OK);
+                EXPECT_EQ(Write(store, L"Yahoo", key.c_str(), values[i]), S_OK);
         }
     }
     EXPECT_NE(ReadAll(file).find("<section name=\"yahoo\">"), std::string::npos) << ReadAll(file);
