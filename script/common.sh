@@ -27,6 +27,8 @@ ensurePrefix() {
     wineboot -i >/dev/null 2>&1
     # A program that crashes ends; nobody is there to close a window about it.
     wine reg add 'HKCU\Software\Wine\WineDbg' /v ShowCrashDialog /t REG_DWORD /d 0 /f >/dev/null 2>&1
+    # Nor is there a window manager, for which Wine would wait 2 s whenever a window closes.
+    wine reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d N /f >/dev/null 2>&1
     wineserver -w
     touch "$WINEPREFIX/.ready"
   ) 9>"$WINEPREFIX.lock"

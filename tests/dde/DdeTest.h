@@ -1,67 +1,82 @@
 #pragma once
 // What the tests of DDE sessions share: a server in a second process, and sessions that read it.
 
-#include <string>
-
-#include "automation/TypeInformation.h"
 #include "support/Downloads.h"
 #include "support/HostLoop.h"
 
 namespace vtdl::tests {
 
 /// A server program in the folder of this one. It has printed its first line, and so listens, when
-/// the constructor returns.
+/// it is started.
 class ServerProcess {
 public:
     explicit ServerProcess(std::wstring command) : m_command(std::move(command)) { Start(); }
-    ServerProcess(const ServerProcess&) = delete;
-    ServerProcess& operator=(const ServerProcess&) = delete;
     ~ServerProcess() { Stop(); }
 
-    void Start();
+    void Start() {
+        SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
+        HANDLE read = nullptr, write = nullptr;
+        char line[16];
+        DWORD size = 0;
+        CreatePipe(&read, &write, &inherited, 0);
+        m_process = std::make_unique<Process>(m_command, write);
+        CloseHandle(write);
+        ReadFile(read, line, sizeof line, &size, nullptr);
+        CloseHandle(read);
+        if (size == 0) throw std::runtime_error("the DDE server does not start");
+    }
     /// Closes it down in order. Messages run meanwhile, as its clients' consent is asked for.
-    void Stop();
+    void Stop() {
+        if (!m_process) return;
+        PostThreadMessageW(m_process->Thread(), WM_QUIT, 0, 0);
+        for (int i = 0; i < 500 && WaitForSingleObject(m_process->Handle(), 0); ++i) RunLoop(20);
+        EXPECT_EQ(WaitForSingleObject(m_process->Handle(), 0), WAIT_OBJECT_0) << "it does not end";
+        Kill();
+    }
     /// Ends the process, as a crash does.
-    void Kill();
+    void Kill() { m_process = nullptr; }
 
 private:
-    void Close();
-
     std::wstring m_command;
-    PROCESS_INFORMATION m_process{};
+    std::unique_ptr<Process> m_process;
 };
 
-/// The program dde_server; see its head for the items.
-class DdeServer : public ServerProcess {
-public:
-    DdeServer();
+/// A session with a sink, its parameters set for a server.
+struct Reading : Job {
     static std::wstring Service() { return L"VTDLTEST" + std::to_wstring(GetCurrentProcessId()); }
+
+    Reading(const wchar_t* type, const wchar_t* item, long period = 0,
+            Ptr<_CDataSource> source = New<::CDataSourceDDE, _CDataSource>())
+        : Job(source) {
+        Set(L"SERVICE", Service().c_str());
+        Set(L"TOPIC", L"QUOTES");
+        Set(L"ITEM", item);
+        Set(L"TYPE", type);
+        Set(L"PERIOD", period);
+    }
+
+    std::wstring Data() const { return TextOf(ColumnOf(session, L"DATA", L"DATA")); }
+    long Conversation() const {
+        return Read(Ptr<_CSessionDDE>(session), &_CSessionDDE::get_ConvID);
+    }
 };
 
 class DdeTest : public LibraryTest {
 protected:
-    /// A session with a sink, its parameters set for the server.
-    struct Reading : Job {
-        Reading(const wchar_t* type, const wchar_t* item, long period = 0,
-                Ptr<_CDataSource> source = New<::CDataSourceDDE, _CDataSource>());
-
-        std::wstring Data() const { return TextOf(ColumnOf(session, L"DATA", L"DATA")); }
-        long Conversation() const;
-        vtdlDDESessionType Type() const;
-        std::wstring Identifier() const;  ///< in hexadecimal
-    };
-
     /// What the server answers now, by a session of its own.
-    static std::wstring Ask(const wchar_t* item);
+    static std::wstring Ask(const wchar_t* item) {
+        Reading reading(L"REQUEST", item);
+        reading.Start();
+        return reading.Data();
+    }
     /// Whether the server has come to know that no conversation is open.
-    static bool NoConversationIsOpen();
+    static bool NoConversationIsOpen() {
+        for (int i = 0; i < 500 && Ask(L"OPEN") != L"1"; ++i) RunLoop(20);
+        return Ask(L"OPEN") == L"1";
+    }
 
-    /// The lines that sessions have traced so far, without time; the identifier of the session as
-    /// "#".
-    static std::wstring TraceOf(const Reading& reading);
-    static void TurnTracingOn();
-
-    DdeServer m_server;
+    ServerProcess m_server{L"dde_server.exe " + Reading::Service() + L" " +
+                           std::to_wstring(GetCurrentProcessId())};
 };
 
 }  // namespace vtdl::tests

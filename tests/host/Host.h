@@ -4,24 +4,9 @@
 #include <gtest/gtest.h>
 #include <vtdl.h>
 
-#include <stdexcept>
-#include <string>
-#include <vector>
-
-#include "automation/Bstr.h"
-#include "automation/ComPtr.h"
+#include "support/Com.h"
 
 namespace vtdl::tests {
-
-using automation::Bstr;
-using automation::ComPtr;
-
-inline void Check(HRESULT hr, const char* call = "call") {
-    if (SUCCEEDED(hr)) return;
-    char text[200];
-    std::snprintf(text, sizeof text, "%s failed: 0x%08lX", call, hr);
-    throw std::runtime_error(text);
-}
 
 inline std::wstring Environment(const wchar_t* name) {
     std::wstring text(GetEnvironmentVariableW(name, nullptr, 0), L'\0');
@@ -30,40 +15,25 @@ inline std::wstring Environment(const wchar_t* name) {
 }
 
 template <class I>
-ComPtr<I> Create(const std::wstring& progId) {
-    CLSID classId;
-    ComPtr<I> object;
-    Check(CLSIDFromProgID(progId.c_str(), &classId), "CLSIDFromProgID");
-    Check(CoCreateInstance(classId, nullptr, CLSCTX_INPROC_SERVER, __uuidof(I),
-                           reinterpret_cast<void**>(object.put())),
-          "CoCreateInstance");
-    return object;
+Ptr<I> Create(const std::wstring& className) {
+    return Ptr<I>((L"vtdl." + className).c_str(), nullptr, CLSCTX_INPROC_SERVER);
 }
 
-/// A variant that is freed; texts and dates as a host passes them.
-class Value {
-public:
-    Value() { VariantInit(&m_value); }
-    Value(const wchar_t* text) : Value() {
-        m_value.bstrVal = Bstr(text).release();
-        m_value.vt = VT_BSTR;
-    }
-    Value(const Value&) = delete;
-    Value& operator=(const Value&) = delete;
-    ~Value() { VariantClear(&m_value); }
-
-    VARIANT* operator&() { return &m_value; }
-    const VARIANT& get() const { return m_value; }
-
-private:
-    VARIANT m_value;
-};
-
-/// An apartment for the time of a test.
+/// An apartment for the time of a test, and the library as a module.
 class HostTest : public testing::Test {
 protected:
     HostTest() { CoInitialize(nullptr); }
     ~HostTest() override { CoUninitialize(); }
+
+    template <class... Arguments>
+    static HRESULT Call(const char* name, Arguments... arguments) {
+        const HMODULE module = LoadLibraryW(Environment(L"VTDL_DLL").c_str());
+        const auto function = reinterpret_cast<HRESULT(STDAPICALLTYPE*)(Arguments...)>(
+            reinterpret_cast<void*>(GetProcAddress(module, name)));
+        const HRESULT hr = function(arguments...);
+        FreeLibrary(module);
+        return hr;
+    }
 };
 
 }  // namespace vtdl::tests

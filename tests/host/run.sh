@@ -28,5 +28,7 @@ for separator in . ,; do
   echo "== host tests, decimal separator '$separator'"
   makeDataFolder "$scratch/data" "$serverPort"
   wine reg add "$international" /v sDecimal /d "$separator" /f >/dev/null 2>&1
-  VTDL_DECIMAL_SEPARATOR=$separator wine "$build/host_tests.exe"
+  only='*'
+  [ "$separator" = . ] || only='DownloadTest.*'
+  VTDL_DECIMAL_SEPARATOR=$separator wine "$build/host_tests.exe" --gtest_brief=1 --gtest_filter="$only"
 done

@@ -1,6 +1,5 @@
 // The four collections by one suite.
 
-#include "errors/CErrorHandler.h"
 #include "support/LibraryTest.h"
 
 namespace vtdl::tests {
@@ -8,111 +7,94 @@ namespace {
 
 using Items = std::vector<IDispatch*>;
 
-struct Kind {
-    const wchar_t* name;
-    const wchar_t* item;
-};
+Items Walk(IEnumVARIANT* enumerator) {
+    Items found;
+    for (_variant_t item; enumerator->Next(1, &item, nullptr) == S_OK; item.Clear())
+        found.push_back(item.pdispVal);
+    return found;
+}
+
+Ptr<IEnumVARIANT> EnumeratorOf(IDispatch* collection) {
+    return Ptr<IEnumVARIANT>(Get(collection, L"NewEnum").punkVal);
+}
 
 class CollectionsTest : public LibraryTest {
 protected:
-    Ptr<IDispatch> Item(const Kind& kind) { return New(kind.item); }
-
-    static long Count(IDispatch* collection) { return Get(collection, L"Count"); }
-
-    static Items Walk(IDispatch* collection) {
-        const Ptr<IEnumVARIANT> items(Get(collection, L"NewEnum").punkVal);
-        Items found;
-        _variant_t item;
-        while (items->Next(1, &item, nullptr) == S_OK) {
-            found.push_back(item.pdispVal);
-            item.Clear();
+    /// Runs once for each collection, with its name and three items.
+    template <class Test>
+    void ForEach(Test&& test) {
+        for (const std::wstring item :
+             {L"CDataField", L"CSession", L"CDataSource", L"CParameter"}) {
+            const auto collection = New(item + L"s");
+            const auto first = New(item), second = New(item), third = New(item);
+            SCOPED_TRACE(item);
+            test(item + L"s", collection.GetInterfacePtr(), Items{first, second, third});
         }
-        return found;
     }
 };
 
-constexpr Kind kinds[] = {{L"CDataFields", L"CDataField"},
-                          {L"CSessions", L"CSession"},
-                          {L"CDataSources", L"CDataSource"},
-                          {L"CParameters", L"CParameter"}};
-
 TEST_F(CollectionsTest, KeepOrderAndFindByKeyWithoutCase) {
-    for (const Kind& kind : kinds) {
-        const bool isParameters = kind.name == std::wstring(L"CParameters");
-        const auto collection = New(kind.name);
-        const auto first = Item(kind), second = Item(kind), third = Item(kind);
-        EXPECT_TRUE(Walk(collection).empty());
-        Get(collection, L"Add", {first.GetInterfacePtr(), L"One"});
-        Get(collection, L"Add", {second.GetInterfacePtr()});
-        Get(collection, L"Add", {third.GetInterfacePtr(), L"\u00e4\u0416"});
-        EXPECT_EQ(Count(collection), 3);
-        EXPECT_EQ(Walk(collection), (Items{first, second, third})) << kind.name;
-        EXPECT_TRUE(GetObject(collection, L"Item", {L"oNE"}) == first);
-        EXPECT_TRUE(GetObject(collection, L"Item", {L"\u00c4\u0436"}) == third);
-        _variant_t variable(L"one"), reference;
-        reference.vt = VT_BYREF | VT_VARIANT;
-        reference.pvarVal = &variable;
-        EXPECT_TRUE(GetObject(collection, L"Item", {reference}) == first) << "a script's variable";
-        if (!isParameters) {
-            EXPECT_TRUE(GetObject(collection, L"Item", {2L}) == second);
+    ForEach([](const std::wstring& name, IDispatch* collection, const Items& items) {
+        const auto find = [&](const _variant_t& key) {
+            return GetObject(collection, L"Item", {key}).GetInterfacePtr();
+        };
+        _variant_t variable(L"one");
+        Get(collection, L"Add", {items[0], L"One"});
+        Get(collection, L"Add", {items[1]});
+        Get(collection, L"Add", {items[2], L"\u00e4\u0416"});
+        EXPECT_EQ(Walk(EnumeratorOf(collection)), items);
+        EXPECT_EQ(find(L"oNE"), items[0]);
+        EXPECT_EQ(find(L"\u00c4\u0436"), items[2]);
+        EXPECT_EQ(find(ReferenceTo(&variable)), items[0]);
+        if (name != L"CParameters") {  // there, numbers are names too
+            EXPECT_EQ(find(2L), items[1]);
         }
         Get(collection, L"Remove", {L"ONE"});
-        EXPECT_EQ(Walk(collection), (Items{second, third}));
-        EXPECT_TRUE(GetObject(collection, L"Item", {L"\u00e4\u0416"}) == third) << "after removing";
+        EXPECT_EQ(Walk(EnumeratorOf(collection)), (Items{items[1], items[2]}));
+        EXPECT_EQ(find(L"\u00e4\u0416"), items[2]) << "after removing";
         Get(collection, L"Remove", {1L});
         Get(collection, L"Clear");
-        EXPECT_EQ(Count(collection), 0);
-        Get(collection, L"Add", {first.GetInterfacePtr(), L"One"});
-        EXPECT_EQ(Count(collection), 1) << "its key is free again";
-    }
+        EXPECT_EQ(Get(collection, L"Count"), _variant_t(0L));
+        Get(collection, L"Add", {items[0], L"One"});
+        EXPECT_EQ(Get(collection, L"Count"), _variant_t(1L)) << "its key is free again";
+    });
 }
 
 // What fails inside a member goes to the error handler; the call succeeds and changes nothing.
 TEST_F(CollectionsTest, FailuresGoToTheErrorHandler) {
-    for (const Kind& kind : kinds) {
-        const std::wstring name = kind.name, prefix = L" in vtdl." + name + L".";
-        const auto collection = New(kind.name);
-        const auto item = Item(kind);
-        Get(collection, L"Add", {item.GetInterfacePtr(), L"key"});
-        Get(collection, L"Add", {item.GetInterfacePtr(), L"KEY"});
+    ForEach([](const std::wstring& name, IDispatch* collection, const Items& items) {
+        const std::wstring prefix = L" in vtdl." + name + L".";
+        const std::wstring invalid = L"5, (Invalid procedure call or argument)" + prefix;
+        Get(collection, L"Add", {items[0], L"key"});
+        Get(collection, L"Add", {items[0], L"KEY"});
         EXPECT_EQ(TakeErrors(),
                   L"457, (This key is already associated with an element of this collection: KEY)" +
                       prefix + L"Add\n");
         Get(collection, L"Remove", {L"no"});
         Get(collection, L"Remove", {2L});
-        const std::wstring invalid =
-            L"5, (Invalid procedure call or argument)" + prefix + L"Remove\n";
-        EXPECT_EQ(TakeErrors(), invalid + invalid);
-        EXPECT_EQ(Count(collection), 1);
-        if (name == L"CParameters") continue;  // creates what is missing
-        EXPECT_EQ(Get(collection, L"Item", {L"no"}).pdispVal, nullptr);
-        EXPECT_EQ(Get(collection, L"Item", {0L}).pdispVal, nullptr);
-        EXPECT_EQ(TakeErrors(), L"5, (Invalid procedure call or argument)" + prefix +
-                                    L"Item\n9, (Subscript out of range)" + prefix + L"Item\n");
-    }
+        EXPECT_EQ(TakeErrors(), invalid + L"Remove\n" + invalid + L"Remove\n");
+        EXPECT_EQ(Get(collection, L"Count"), _variant_t(1L));
+        if (name == L"CParameters") return;  // creates what is missing
+        for (const _variant_t& key : {_variant_t(L"no"), _variant_t(0L)})
+            EXPECT_EQ(Get(collection, L"Item", {key}).pdispVal, nullptr);
+        EXPECT_EQ(TakeErrors(),
+                  invalid + L"Item\n9, (Subscript out of range)" + prefix + L"Item\n");
+    });
 }
 
 TEST_F(CollectionsTest, ExistsNeverFailsAndEnumeratorsWalkASnapshot) {
-    for (const Kind& kind : kinds) {
-        const auto collection = New(kind.name);
-        const bool hasExists = kind.name != std::wstring(L"CDataSources");
-        if (hasExists) {
-            EXPECT_FALSE(static_cast<bool>(Get(collection, L"Exists", {1L})));
+    ForEach([](const std::wstring& name, IDispatch* collection, const Items& items) {
+        Get(collection, L"Add", {items[0], L"A"});
+        const std::pair<_variant_t, bool> cases[] = {
+            {L"a", true}, {1L, true}, {0L, false}, {2L, false}, {L"b", false}};
+        for (const auto& [key, exists] : cases) {
+            if (name == L"CDataSources") break;
+            EXPECT_EQ(Get(collection, L"Exists", {key}), _variant_t(exists));
         }
-        const auto item = Item(kind);
-        Get(collection, L"Add", {item.GetInterfacePtr(), L"A"});
-        if (hasExists) {
-            EXPECT_TRUE(static_cast<bool>(Get(collection, L"Exists", {L"a"})));
-            EXPECT_TRUE(static_cast<bool>(Get(collection, L"Exists", {1L})));
-            for (const _variant_t& index : {_variant_t(0L), _variant_t(2L), _variant_t(L"b")})
-                EXPECT_FALSE(static_cast<bool>(Get(collection, L"Exists", {index})));
-        }
-        const Ptr<IEnumVARIANT> items(Get(collection, L"NewEnum").punkVal);
+        const auto enumerator = EnumeratorOf(collection);
         Get(collection, L"Clear");
-        _variant_t found;
-        ASSERT_EQ(items->Next(1, &found, nullptr), S_OK);
-        EXPECT_TRUE(found.pdispVal == item.GetInterfacePtr());
-    }
+        EXPECT_EQ(Walk(enumerator), Items{items[0]});
+    });
 }
 
 }  // namespace

@@ -84,7 +84,7 @@ class LeakTest : public LibraryTest {
 protected:
     LeakTest() {
         SetOaNoCache();
-        WriteSettings({{"hosts", "yahoo.chart", m_chart.server.Host()}});
+        WriteSettings({{"hosts", "yahoo.chart", m_chart.Host()}});
         m_store = New<::CDataSourceYahooDividends, _CDataSource>();  // keeps the settings loaded
         for (int i = 0; i < 6; ++i)
             Download(i % 2 == 0);  // what is made once and kept is there now
@@ -104,6 +104,7 @@ protected:
             EXPECT_TRUE(job.LastEvent().starts_with(L"Done ")) << "Start gave " << started;
             EXPECT_EQ(StatusOf(job.session), vtdlSessionStatusDone);
             const _variant_t column = ColumnOf(job.session, isPrices ? L"CLOSE" : L"DIVIDENDS");
+            ErrorOf(job.session);  // its text is the host's
             hasRows = column.vt == (VT_ARRAY | VT_R8) && NumbersOf(column) == Numbers{1, 2};
         } catch (const _com_error&) {
         }

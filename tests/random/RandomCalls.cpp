@@ -20,7 +20,11 @@
 #include <utility>
 #include <vector>
 
+#include "support/TypeDescriptions.h"
+
 namespace {
+
+using namespace vtdl::tests;
 
 /// One step's numbers (splitmix64).
 class Random {
@@ -42,30 +46,23 @@ private:
     std::uint64_t m_state;
 };
 
-struct Class {
-    std::wstring name;
-    CLSID identifier;
-};
-
 std::uint64_t seed = 1, currentStep = 0;
 int depth = 0;
 unsigned long calls = 0, failures = 0;
 bool isVerbose = false;
-std::vector<Class> classes;
-std::vector<ITypeInfo*> interfaces;  // as dispatchers see them
-std::array<IUnknown*, 24> pool{};    // what the host holds
+std::vector<CLSID> classes;
+std::vector<Ptr<ITypeInfo>> interfaces;  // as dispatchers see them
+std::array<Ptr<IUnknown>, 24> pool{};    // what the host holds
 HRESULT(WINAPI* getClassObject)(REFCLSID, REFIID, void**);
-ITypeLib* library = nullptr;
 
 void Step(Random& random);
 
-void Hold(Random& random, IUnknown* object) {
-    if (!object) return;
-    IUnknown* const old = std::exchange(pool[random.Below(pool.size())], object);
-    if (old) old->Release();
-}
+Ptr<IUnknown> Held(Random& random) { return pool[random.Below(pool.size())]; }
 
-IUnknown* Held(Random& random) { return pool[random.Below(pool.size())]; }
+// What was held instead goes when it is in the pool no more: its end may call back.
+void Hold(Random& random, Ptr<IUnknown> object) {
+    if (object) std::swap(pool[random.Below(pool.size())], object);
+}
 
 HRESULT AnyResult(Random& random) {
     constexpr HRESULT results[] = {
@@ -76,7 +73,7 @@ HRESULT AnyResult(Random& random) {
 template <class I>
 void Answer(Random& random, I** result) {
     *result = nullptr;
-    if (IUnknown* object = Held(random))
+    if (const auto object = Held(random))
         object->QueryInterface(__uuidof(I), reinterpret_cast<void**>(result));
 }
 
@@ -235,46 +232,21 @@ VARIANT AnyValue(Random& random) {
     constexpr VARTYPE elements[] = {VT_R8, VT_DATE, VT_BSTR, VT_VARIANT, VT_I4};
     VARIANT value;
     VariantInit(&value);
-    value.vt = random.Of(types);
-    const int number = static_cast<int>(random.Below(24)) - 4;  // never long as a period
-    switch (value.vt) {
-        case VT_I2:
-            value.iVal = static_cast<short>(number);
-            break;
-        case VT_UI1:
-            value.bVal = static_cast<BYTE>(random.Below(20));
-            break;
-        case VT_I4:
-            value.lVal = number;
-            break;
-        case VT_CY:
-            value.cyVal.int64 = number * 10000;
-            break;
-        case VT_R8:
-        case VT_DATE:
-            value.dblVal = number + 0.25;
-            break;
-        case VT_BOOL:
-            value.boolVal = random.OneIn(2) ? VARIANT_TRUE : VARIANT_FALSE;
-            break;
-        case VT_BSTR:
-            value.bstrVal = AnyText(random);
-            break;
-        case VT_ERROR:
-            value.scode = DISP_E_PARAMNOTFOUND;
-            break;
-        case VT_DISPATCH:
-            Answer(random, &value.pdispVal);
-            break;
-        case VT_UNKNOWN:
-            Answer(random, &value.punkVal);
-            break;
-        case VT_ARRAY: {
-            const VARTYPE element = random.Of(elements);
-            value.vt = static_cast<VARTYPE>(VT_ARRAY | element);
-            value.parray = random.OneIn(8) ? nullptr : AnyArray(random, element);
-            break;
-        }
+    const VARTYPE type = random.Of(types);
+    if (type == VT_BSTR) value.bstrVal = AnyText(random);
+    if (type == VT_DISPATCH) Answer(random, &value.pdispVal);
+    if (type == VT_UNKNOWN) Answer(random, &value.punkVal);
+    if (type == VT_ERROR) value.scode = DISP_E_PARAMNOTFOUND;
+    value.vt = type;
+    if (type == VT_ARRAY) {
+        const VARTYPE element = random.Of(elements);
+        value.vt = static_cast<VARTYPE>(VT_ARRAY | element);
+        value.parray = random.OneIn(8) ? nullptr : AnyArray(random, element);
+    } else if (type > VT_NULL && type != VT_BSTR && type != VT_DISPATCH && type != VT_UNKNOWN &&
+               type != VT_ERROR) {
+        value.vt = VT_R8;
+        value.dblVal = random.Below(24) - (type == VT_UI1 ? 0 : 3.75);  // never long as a period
+        VariantChangeType(&value, &value, 0, type);
     }
     return value;
 }
@@ -293,29 +265,19 @@ VARIANT AnyArgument(Random& random, VARIANT& storage) {
 }
 
 /// A member, and how often it may come: those that go out to services take long.
-FUNCDESC* AnyFunction(Random& random, ITypeInfo* type) {
-    TYPEATTR* attributes = nullptr;
-    FUNCDESC* function = nullptr;
-    type->GetTypeAttr(&attributes);
+Description<FUNCDESC> AnyFunction(Random& random, ITypeInfo* type) {
     constexpr UINT inherited = 7;  // of IUnknown and IDispatch
+    const auto attributes = AttributesOf(type);
     const UINT first = attributes->typekind == TKIND_DISPATCH ? inherited : 0;
-    const UINT count = attributes->cFuncs;
-    type->ReleaseTypeAttr(attributes);
-    if (count <= first || FAILED(type->GetFuncDesc(first + random.Below(count - first), &function)))
-        return nullptr;
-    BSTR name = nullptr;
-    type->GetDocumentation(function->memid, &name, nullptr, nullptr, nullptr);
-    unsigned rarity = 1;
+    if (attributes->cFuncs <= first) return {};
+    auto function = FunctionOf(type, first + random.Below(attributes->cFuncs - first));
+    const std::wstring name = NameOf(type, function->memid);
+    unsigned rarity = name == L"SelectYahooInternalServer" ? 200 : 1;
     for (const wchar_t* slow : {L"Start", L"NextTick", L"Download", L"Done", L"CheckForNewVersion"})
-        if (name && wcscmp(name, slow) == 0) rarity = 16;
-    if (name && wcscmp(name, L"SelectYahooInternalServer") == 0) rarity = 200;
+        if (name == slow) rarity = 16;
     if (isVerbose)
-        std::printf("%llu: %ls %s", currentStep, name ? name : L"?", depth ? "(nested)\n" : "\n");
-    SysFreeString(name);
-    if ((function->wFuncFlags & FUNCFLAG_FRESTRICTED) || !random.OneIn(rarity)) {
-        type->ReleaseFuncDesc(function);
-        return nullptr;
-    }
+        std::printf("%llu: %ls %s", currentStep, name.c_str(), depth ? "(nested)\n" : "\n");
+    if ((function->wFuncFlags & FUNCFLAG_FRESTRICTED) || !random.OneIn(rarity)) return {};
     return function;
 }
 
@@ -325,63 +287,41 @@ void Count(HRESULT hr) {
 }
 
 void CallByName(Random& random, IUnknown* object) {
-    IDispatch* target = nullptr;
-    ITypeInfo* type = nullptr;
-    object->QueryInterface(__uuidof(IDispatch), reinterpret_cast<void**>(&target));
-    if (target && FAILED(target->GetTypeInfo(0, 0, &type))) type = nullptr;
-    ITypeInfo* const described =
-        type && !random.OneIn(4) ? type : interfaces[random.Below(interfaces.size())];
-    FUNCDESC* const function = target ? AnyFunction(random, described) : nullptr;
-    if (function) {
-        const UINT declared = static_cast<UINT>(function->cParams);
-        const UINT count = random.OneIn(3) ? random.Below(declared + 3) : declared;
-        std::vector<VARIANT> storage(count), arguments(count);
-        for (UINT i = 0; i < count; ++i) arguments[i] = AnyArgument(random, storage[i]);
-        constexpr WORD flags[] = {DISPATCH_METHOD | DISPATCH_PROPERTYGET, DISPATCH_METHOD,
-                                  DISPATCH_PROPERTYGET, DISPATCH_PROPERTYPUT,
-                                  DISPATCH_PROPERTYPUTREF};
-        const WORD flag = random.OneIn(3) ? random.Of(flags) : static_cast<WORD>(function->invkind);
-        const bool isPut = flag & (DISPATCH_PROPERTYPUT | DISPATCH_PROPERTYPUTREF);
-        DISPID names[8] = {DISPID_PROPERTYPUT};
-        UINT named = isPut && count > 0 ? 1 : 0;
-        if (!isPut && random.OneIn(5)) {
-            named = random.Below(std::min(count, 7u) + 1);
-            for (UINT i = 0; i < named; ++i)
-                names[i] = static_cast<DISPID>(random.Below(declared + 2));
-        }
-        DISPPARAMS parameters{arguments.data(), named ? names : nullptr, count, named};
-        VARIANT result;
-        EXCEPINFO exception{};
-        UINT bad = 0;
-        VariantInit(&result);
-        Count(target->Invoke(function->memid, IID{}, 0x409, flag, &parameters,
-                             isPut ? nullptr : &result, random.OneIn(4) ? nullptr : &exception,
-                             &bad));
-        SysFreeString(exception.bstrSource);
-        SysFreeString(exception.bstrDescription);
-        if (result.vt == VT_DISPATCH || result.vt == VT_UNKNOWN)
-            Hold(random, std::exchange(result.punkVal, nullptr));
-        VariantClear(&result);
-        for (VARIANT& value : storage) VariantClear(&value);
-        described->ReleaseFuncDesc(function);
+    const Ptr<IDispatch> target(object);
+    Ptr<ITypeInfo> type;
+    if (!target || FAILED(target->GetTypeInfo(0, 0, &type)) || random.OneIn(4))
+        type = interfaces[random.Below(interfaces.size())];
+    const auto function = target ? AnyFunction(random, type) : nullptr;
+    if (!function) return;
+    const UINT declared = static_cast<UINT>(function->cParams);
+    const UINT count = random.OneIn(3) ? random.Below(declared + 3) : declared;
+    std::vector<VARIANT> storage(count), arguments(count);
+    for (UINT i = 0; i < count; ++i) arguments[i] = AnyArgument(random, storage[i]);
+    constexpr WORD flags[] = {DISPATCH_METHOD | DISPATCH_PROPERTYGET, DISPATCH_METHOD,
+                              DISPATCH_PROPERTYGET, DISPATCH_PROPERTYPUT, DISPATCH_PROPERTYPUTREF};
+    const WORD flag = random.OneIn(3) ? random.Of(flags) : static_cast<WORD>(function->invkind);
+    const bool isPut = flag & (DISPATCH_PROPERTYPUT | DISPATCH_PROPERTYPUTREF);
+    DISPID names[8] = {DISPID_PROPERTYPUT};
+    UINT named = isPut && count > 0 ? 1 : 0;
+    if (!isPut && random.OneIn(5)) {
+        named = random.Below(std::min(count, 7u) + 1);
+        for (UINT i = 0; i < named; ++i) names[i] = static_cast<DISPID>(random.Below(declared + 2));
     }
-    if (type) type->Release();
-    if (target) target->Release();
+    DISPPARAMS parameters{arguments.data(), named ? names : nullptr, count, named};
+    _variant_t result;
+    EXCEPINFO exception{};
+    UINT bad = 0;
+    Count(target->Invoke(function->memid, IID{}, 0x409, flag, &parameters,
+                         isPut ? nullptr : &result, random.OneIn(4) ? nullptr : &exception, &bad));
+    SysFreeString(exception.bstrSource);
+    SysFreeString(exception.bstrDescription);
+    if (result.vt == VT_DISPATCH || result.vt == VT_UNKNOWN) Hold(random, result.punkVal);
+    for (VARIANT& value : storage) VariantClear(&value);
 }
 
 /// What a parameter of a method in a vtable is given, and what becomes of it afterwards.
 struct Argument {
-    enum Kind {
-        number,
-        text,
-        value,
-        object,
-        referredText,
-        referredValue,
-        referredObject,
-        referredArray,
-        plain
-    };
+    enum Kind { text, value, object, referredText, referredObject, referredArray, plain };
     Kind kind = plain;
     VARIANT passed{};
     VARIANT storage{};
@@ -398,21 +338,19 @@ struct Argument {
         if (target.vt == VT_PTR || target.vt == VT_UNKNOWN || target.vt == VT_DISPATCH) {
             const IID id = InterfaceOf(type, target);
             kind = referredObject;
-            if (IUnknown* held = Held(random)) held->QueryInterface(id, &storage.byref);
+            if (const auto held = Held(random)) held->QueryInterface(id, &storage.byref);
             Refer(random, &storage.byref);
         } else if (target.vt == VT_USERDEFINED && IsInterface(type, target)) {
             kind = object;
-            void* face = nullptr;
-            if (IUnknown* held = Held(random))
-                held->QueryInterface(InterfaceOf(type, given), &face);
-            storage.byref = face;
-            passed.byref = face;
+            if (const auto held = Held(random))
+                held->QueryInterface(InterfaceOf(type, given), &storage.byref);
+            passed.byref = storage.byref;
         } else if (target.vt == VT_BSTR) {
             kind = referredText;
             storage.bstrVal = AnyText(random);
             Refer(random, &storage.bstrVal);
         } else if (target.vt == VT_VARIANT) {
-            kind = referredValue;
+            kind = value;
             storage = AnyValue(random);
             Refer(random, &storage);
         } else if (target.vt == VT_SAFEARRAY) {
@@ -425,166 +363,106 @@ struct Argument {
     }
 
     void Done(Random& random) {
-        switch (kind) {
-            case text:
-                SysFreeString(passed.bstrVal);
-                break;
-            case value:
-                VariantClear(&storage);
-                break;
-            case object:
-                if (storage.byref) static_cast<IUnknown*>(storage.byref)->Release();
-                break;
-            case referredText:
-                SysFreeString(storage.bstrVal);
-                break;
-            case referredValue:
-                VariantClear(&storage);
-                break;
-            case referredObject:
-                Hold(random, static_cast<IUnknown*>(storage.byref));
-                break;
-            case referredArray:
-                SafeArrayDestroy(storage.parray);
-                break;
-            default:
-                break;
-        }
+        if (kind == text) SysFreeString(passed.bstrVal);
+        if (kind == value) VariantClear(&storage);
+        if (kind == object) Ptr<IUnknown>(static_cast<IUnknown*>(storage.byref), false);
+        if (kind == referredText) SysFreeString(storage.bstrVal);
+        if (kind == referredObject) Hold(random, {static_cast<IUnknown*>(storage.byref), false});
+        if (kind == referredArray) SafeArrayDestroy(storage.parray);
     }
 
 private:
     void Refer(Random& random, void* place) { passed.byref = random.OneIn(30) ? nullptr : place; }
 
     void TakeValue(Random& random, const TYPEDESC& target) {
-        kind = number;
+        passed.vt = target.vt == VT_USERDEFINED ? +VT_I4 : target.vt;
         if (target.vt == VT_BSTR) {
             kind = text;
-            passed.vt = VT_BSTR;
             passed.bstrVal = AnyText(random);
         } else if (target.vt == VT_VARIANT) {
             kind = value;
             storage = AnyValue(random);
-            passed.vt = VT_VARIANT;
         } else {
-            passed.vt = target.vt == VT_USERDEFINED ? +VT_I4 : target.vt;
             passed.lVal = static_cast<long>(random.Below(12)) - 2;
         }
     }
 
-    static ITypeInfo* Referred(ITypeInfo* type, const TYPEDESC& target) {
-        ITypeInfo* referred = nullptr;
-        type->GetRefTypeInfo(target.hreftype, &referred);
-        return referred;
-    }
-
-    static TYPEATTR Attributes(ITypeInfo* type, const TYPEDESC& target) {
-        ITypeInfo* const referred = Referred(type, target);
-        TYPEATTR* attributes = nullptr;
-        referred->GetTypeAttr(&attributes);
-        const TYPEATTR copy = *attributes;
-        referred->ReleaseTypeAttr(attributes);
-        referred->Release();
-        return copy;
-    }
-
     static bool IsInterface(ITypeInfo* type, const TYPEDESC& target) {
-        const TYPEKIND kind = Attributes(type, target).typekind;
-        return kind == TKIND_DISPATCH || kind == TKIND_INTERFACE;
+        const TYPEKIND of = AttributesOf(Referred(type, target.hreftype))->typekind;
+        return of == TKIND_DISPATCH || of == TKIND_INTERFACE;
     }
 
     static IID InterfaceOf(ITypeInfo* type, const TYPEDESC& target) {
         if (target.vt == VT_UNKNOWN) return __uuidof(IUnknown);
         if (target.vt == VT_DISPATCH) return __uuidof(IDispatch);
-        return Attributes(type, *target.lptdesc).guid;
+        return AttributesOf(Referred(type, target.lptdesc->hreftype))->guid;
     }
 };
 
-/// One of the faces that the object has, and its description.
-ITypeInfo* AnyFace(Random& random, IUnknown* object, void*& face) {
-    const std::size_t first = random.Below(interfaces.size());
-    for (std::size_t i = 0; i < interfaces.size(); ++i) {
-        ITypeInfo* const type = interfaces[(first + i) % interfaces.size()];
-        TYPEATTR* attributes = nullptr;
-        type->GetTypeAttr(&attributes);
-        const IID id = attributes->guid;
-        type->ReleaseTypeAttr(attributes);
-        if (SUCCEEDED(object->QueryInterface(id, &face))) return type;
-    }
-    return nullptr;
-}
-
+/// Calls one of the faces that the object has.
 void CallThroughVtable(Random& random, IUnknown* object) {
-    void* face = nullptr;
-    ITypeInfo* const dispatcher = AnyFace(random, object, face);
-    if (!dispatcher) return;
-    HREFTYPE reference = 0;
-    ITypeInfo* type = nullptr;
-    dispatcher->GetRefTypeOfImplType(static_cast<UINT>(-1), &reference);
-    dispatcher->GetRefTypeInfo(reference, &type);
-    if (FUNCDESC* const function = AnyFunction(random, type)) {
-        const auto count = static_cast<std::size_t>(function->cParams);
-        std::vector<Argument> arguments;
-        arguments.reserve(count);
-        for (std::size_t i = 0; i < count; ++i)
-            arguments.emplace_back(random, type, function->lprgelemdescParam[i].tdesc);
-        std::vector<VARTYPE> types;
-        std::vector<VARIANT> wrapped(count);
-        std::vector<VARIANT*> values;
-        for (std::size_t i = 0; i < count; ++i) {
-            Argument& argument = arguments[i];
-            types.push_back(argument.passed.vt);
-            values.push_back(argument.kind == Argument::value ? &argument.storage
-                                                              : &argument.passed);
-        }
-        VARIANT result;
-        VariantInit(&result);
-        if (SUCCEEDED(DispCallFunc(face, static_cast<ULONG_PTR>(function->oVft), CC_STDCALL,
-                                   VT_ERROR, static_cast<UINT>(count), types.data(), values.data(),
-                                   &result)))
-            Count(result.scode);
-        for (Argument& argument : arguments) argument.Done(random);
-        type->ReleaseFuncDesc(function);
+    Ptr<ITypeInfo> type;
+    void* found = nullptr;
+    const std::size_t first = random.Below(interfaces.size());
+    for (std::size_t i = 0; i < interfaces.size() && !found; ++i) {
+        type = interfaces[(first + i) % interfaces.size()];
+        object->QueryInterface(AttributesOf(type)->guid, &found);
     }
-    type->Release();
-    static_cast<IUnknown*>(face)->Release();
+    if (!found) return;
+    const Ptr<IUnknown> face(static_cast<IUnknown*>(found), false);
+    type = Implemented(type);
+    const auto function = AnyFunction(random, type);
+    if (!function) return;
+    const auto count = static_cast<std::size_t>(function->cParams);
+    std::vector<Argument> arguments;
+    arguments.reserve(count);
+    std::vector<VARTYPE> types;
+    std::vector<VARIANT*> values;
+    for (std::size_t i = 0; i < count; ++i) {
+        Argument& argument =
+            arguments.emplace_back(random, type, function->lprgelemdescParam[i].tdesc);
+        types.push_back(argument.passed.vt);
+        values.push_back(argument.passed.vt == VT_VARIANT ? &argument.storage : &argument.passed);
+    }
+    VARIANT result;
+    VariantInit(&result);
+    if (SUCCEEDED(DispCallFunc(found, static_cast<ULONG_PTR>(function->oVft), CC_STDCALL, VT_ERROR,
+                               static_cast<UINT>(count), types.data(), values.data(), &result)))
+        Count(result.scode);
+    for (Argument& argument : arguments) argument.Done(random);
 }
 
 void Create(Random& random) {
     if (random.OneIn(6)) {
         auto* const host = new HostObject;
         host->isSink = random.OneIn(2);
-        return Hold(random, host);
+        return Hold(random, {static_cast<IUnknown*>(host), false});
     }
-    IClassFactory* factory = nullptr;
-    IUnknown* object = nullptr;
-    const Class& chosen = classes[random.Below(classes.size())];
-    if (FAILED(getClassObject(chosen.identifier, __uuidof(IClassFactory),
-                              reinterpret_cast<void**>(&factory))))
-        return;
+    Ptr<IClassFactory> factory;
+    Ptr<IUnknown> object;
+    getClassObject(classes[random.Below(classes.size())], __uuidof(IClassFactory),
+                   reinterpret_cast<void**>(&factory));
+    if (!factory) return;
     factory->CreateInstance(nullptr, __uuidof(IUnknown), reinterpret_cast<void**>(&object));
-    factory->Release();
     Hold(random, object);
 }
 
 void Step(Random& random) {
     const unsigned kind = random.Below(64);
     if (kind < 2) return Create(random);
+    Ptr<IUnknown>& place = pool[random.Below(pool.size())];
     if (kind == 2) {
-        IUnknown* const released = std::exchange(pool[random.Below(pool.size())], nullptr);
-        if (released) released->Release();
+        const Ptr<IUnknown> released = std::exchange(place, nullptr);
         return;
     }
-    IUnknown* const object = Held(random);
-    if (!object) return Create(random);
+    if (!place) return Create(random);
     // The library's own objects, not the host's; and held, as a host holds what it calls.
-    IProvideClassInfo* own = nullptr;
-    object->QueryInterface(__uuidof(IProvideClassInfo), reinterpret_cast<void**>(&own));
+    const Ptr<IProvideClassInfo> own(place);
     if (!own) return;
     if (kind % 2)
         CallByName(random, own);
     else
         CallThroughVtable(random, own);
-    own->Release();
 }
 
 void LetMessagesRun() {
@@ -603,18 +481,16 @@ LONG WINAPI Crashed(EXCEPTION_POINTERS* pointers) {
 }
 
 void Load(const std::wstring& path) {
-    const HMODULE module = LoadLibraryW(path.c_str());
+    Ptr<ITypeLib> library;
     getClassObject = reinterpret_cast<decltype(getClassObject)>(
-        reinterpret_cast<void*>(GetProcAddress(module, "DllGetClassObject")));
-    LoadTypeLibEx(path.c_str(), REGKIND_NONE, &library);
+        reinterpret_cast<void*>(GetProcAddress(LoadLibraryW(path.c_str()), "DllGetClassObject")));
+    _com_util::CheckError(LoadTypeLibEx(path.c_str(), REGKIND_NONE, &library));
     for (UINT i = 0; i < library->GetTypeInfoCount(); ++i) {
-        ITypeInfo* type = nullptr;
-        TYPEATTR* attributes = nullptr;
+        Ptr<ITypeInfo> type;
         library->GetTypeInfo(i, &type);
-        type->GetTypeAttr(&attributes);
+        const auto attributes = AttributesOf(type);
         if (attributes->typekind == TKIND_DISPATCH) interfaces.push_back(type);
-        if (attributes->typekind == TKIND_COCLASS) classes.push_back({L"", attributes->guid});
-        type->ReleaseTypeAttr(attributes);
+        if (attributes->typekind == TKIND_COCLASS) classes.push_back(attributes->guid);
     }
 }
 
@@ -655,8 +531,7 @@ int main(int argc, char** argv) {
             if (currentStep % 64 == 0) LetMessagesRun();
         }
     }
-    for (IUnknown*& object : pool)
-        if (IUnknown* const last = std::exchange(object, nullptr)) last->Release();
+    for (Ptr<IUnknown>& object : pool) Ptr<IUnknown> last = std::exchange(object, nullptr);
     std::printf("random_calls: %lu calls, %lu failed\n", calls, failures);
     std::filesystem::current_path(folder.parent_path());
     std::error_code ignored;

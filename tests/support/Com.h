@@ -1,11 +1,13 @@
 #pragma once
-// COM as a host in C++ uses it: smart pointers, and calls by name.
+// COM as a host in C++ uses it: smart pointers, getters, and calls by name.
 
 #include <windows.h>
 
 #include <comdef.h>
 
+#include <concepts>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 // The smart pointers' own comparisons are ambiguous for constant ones.
@@ -35,6 +37,54 @@ inline std::wstring TextOf(const _variant_t& value) {
                                    VARIANT_ALPHABOOL, VT_BSTR)))
         return L"(type " + std::to_wstring(value.vt) + L")";
     return std::wstring(text.bstrVal, SysStringLen(text.bstrVal));
+}
+
+inline std::wstring Hexadecimal(HRESULT number) {
+    wchar_t text[16];
+    swprintf(text, std::size(text), L"%08lX", number);
+    return text;
+}
+
+/// A variable of a script, as it is passed.
+inline _variant_t ReferenceTo(VARIANT* variable) {
+    _variant_t reference;
+    reference.vt = VT_BYREF | VT_VARIANT;
+    reference.pvarVal = variable;
+    return reference;
+}
+
+template <class I, class T>
+using Getter = HRESULT (STDMETHODCALLTYPE I::*)(T*);
+
+template <class I, class T>
+void ReadInto(T* place, I* object, Getter<I, T> get) {
+    _com_util::CheckError(object ? (object->*get)(place) : E_POINTER);
+}
+
+/// What a member without arguments gives: a value, a text or an object.
+template <class I, class T>
+T Read(std::type_identity_t<I>* object, Getter<I, T> get) {
+    T value{};
+    ReadInto(&value, object, get);
+    return value;
+}
+template <class I>
+std::wstring Read(std::type_identity_t<I>* object, Getter<I, BSTR> get) {
+    BSTR text = nullptr;
+    ReadInto(&text, object, get);
+    return Taken(text);
+}
+template <class I>
+_variant_t Read(std::type_identity_t<I>* object, Getter<I, VARIANT> get) {
+    _variant_t value;
+    ReadInto<I, VARIANT>(&value, object, get);
+    return value;
+}
+template <class I, std::derived_from<IUnknown> T>
+Ptr<T> Read(std::type_identity_t<I>* object, Getter<I, T*> get) {
+    Ptr<T> found;
+    ReadInto(&found, object, get);
+    return found;
 }
 
 /// What a call by name gave. A number stands for its failure: that of the exception, if there is

@@ -1,5 +1,5 @@
 #pragma once
-// Downloads of the chart service's adapters from a server in the test program.
+// Downloads from a server in the test program.
 
 #include <algorithm>
 #include <functional>
@@ -12,85 +12,66 @@
 
 namespace vtdl::tests {
 
-inline constexpr long downloadFailure = static_cast<long>(0x800C0008);
+inline constexpr wchar_t failureDone[] = L"Done -2146697208";
 
-inline void SetParameter(_CSession* session, const wchar_t* name, const _variant_t& value) {
-    Ptr<_CParameters> parameters;
+inline Ptr<_CParameter> ItemOf(const Ptr<_CParameters>& parameters, const wchar_t* name) {
     Ptr<_CParameter> parameter;
     _variant_t key(name);
-    _com_util::CheckError(session->get_Parameters(&parameters));
     _com_util::CheckError(parameters->Item(&key, &parameter));
-    _com_util::CheckError(parameter->put_Value(value));
+    return parameter;
 }
 
-inline _variant_t ParameterOf(_CParameters* parameters, const wchar_t* name) {
-    Ptr<_CParameter> parameter;
-    _variant_t key(name), value;
-    _com_util::CheckError(parameters->Item(&key, &parameter));
-    _com_util::CheckError(parameter->get_Value(&value));
-    return value;
+inline void SetParameter(_CSession* session, const wchar_t* name, const _variant_t& value) {
+    const auto parameters = Read(session, &_CSession::get_Parameters);
+    _com_util::CheckError(ItemOf(parameters, name)->put_Value(value));
 }
 
 inline vtdlSessionStatus StatusOf(_CSession* session) {
-    vtdlSessionStatus status{};
-    _com_util::CheckError(session->get_Status(&status));
-    return status;
+    return Read(session, &_CSession::get_Status);
 }
 
 /// The error record as one text: "type number description".
 inline std::wstring ErrorOf(_CSession* session) {
-    vtdlSessionError error{};
-    _com_util::CheckError(session->get_Error(&error));
+    const vtdlSessionError error = Read(session, &_CSession::get_Error);
     return std::to_wstring(error.ErrorType) + L" " + std::to_wstring(error.ErrorNumber) + L" " +
-           Taken(error.ErrorDescription) + (error.NewVersionAvailable ? L" new" : L"");
+           Taken(error.ErrorDescription);
 }
 
 /// A block that a download handed over; null when it handed over nothing.
 inline Ptr<_CParameter> BlockOf(_CSession* session, const wchar_t* name = L"HISTORICAL") {
-    Ptr<_CData> data;
-    Ptr<_CParameters> values;
-    Ptr<_CParameter> block;
-    _variant_t key(name);
-    _com_util::CheckError(session->get_Data(&data));
+    const auto data = Read(session, &_CSession::get_Data);
     if (!data) return nullptr;
-    _com_util::CheckError(data->get_Values(&values));
-    _com_util::CheckError(values->Item(&key, &block));
-    return block;
+    return ItemOf(Read(data, &_CData::get_Values), name);
+}
+
+inline Ptr<_CDataFields> FieldsOf(_CSession* session, const wchar_t* blockName) {
+    const auto block = BlockOf(session, blockName);
+    const _variant_t value = block ? Read(block, &_CParameter::get_Value) : _variant_t();
+    return value.vt == VT_DISPATCH ? Ptr<_CDataFields>(value.pdispVal) : nullptr;
 }
 
 inline _variant_t ColumnOf(_CSession* session, const wchar_t* name,
                            const wchar_t* blockName = L"HISTORICAL") {
-    const auto block = BlockOf(session, blockName);
-    _variant_t value, key(name), data;
+    _variant_t key(name);
     Ptr<_CDataField> field;
-    if (!block) return data;
-    _com_util::CheckError(block->get_Value(&value));
-    const Ptr<_CDataFields> fields(value.pdispVal);
+    const auto fields = FieldsOf(session, blockName);
+    if (!fields) return _variant_t();
     _com_util::CheckError(fields->Item(&key, &field));
-    _com_util::CheckError(field->get_Data(&data));
-    return data;
+    return Read(field, &_CDataField::get_Data);
 }
 
 /// A block of single values as one text: "NAME type value; " each, in order.
 inline std::wstring RecordOf(_CSession* session, const wchar_t* blockName) {
     std::wstring text;
-    _variant_t value;
-    const auto block = BlockOf(session, blockName);
-    if (block) _com_util::CheckError(block->get_Value(&value));
-    if (value.vt != VT_DISPATCH) return text;
-    const Ptr<_CDataFields> fields(value.pdispVal);
-    long count = 0;
-    fields->get_Count(&count);
+    const auto fields = FieldsOf(session, blockName);
+    const long count = fields ? Read(fields, &_CDataFields::get_Count) : 0;
     for (long i = 1; i <= count; ++i) {
         Ptr<_CDataField> field;
-        _variant_t index(i), data;
-        BSTR name = nullptr;
-        vtdlDataType type{};
+        _variant_t index(i);
         _com_util::CheckError(fields->Item(&index, &field));
-        field->get_Name(&name);
-        field->get_DataType(&type);
-        field->get_Data(&data);
-        text += Taken(name) + L" " + std::to_wstring(type) + L" " +
+        const _variant_t data = Read(field, &_CDataField::get_Data);
+        text += Read(field, &_CDataField::get_Name) + L" " +
+                std::to_wstring(Read(field, &_CDataField::get_DataType)) + L" " +
                 (data.vt == VT_EMPTY ? L"empty" : TextOf(data)) + L"; ";
     }
     return text;
@@ -100,20 +81,14 @@ using Numbers = std::vector<double>;
 
 /// The values of a column, which has to be a zero-based array of the type.
 inline Numbers NumbersOf(const _variant_t& column, VARTYPE type = VT_R8) {
-    Numbers numbers;
     EXPECT_EQ(column.vt, VT_ARRAY | type);
-    if (column.vt != (VT_ARRAY | type)) return numbers;
-    long lower = -1, upper = -2;
-    void* data = nullptr;
+    if (column.vt != (VT_ARRAY | type)) return {};
     EXPECT_EQ(SafeArrayGetDim(column.parray), 1u);
-    SafeArrayGetLBound(column.parray, 1, &lower);
-    SafeArrayGetUBound(column.parray, 1, &upper);
-    EXPECT_EQ(lower, 0);
-    _com_util::CheckError(SafeArrayAccessData(column.parray, &data));
-    for (long i = 0; i <= upper; ++i)
-        numbers.push_back(type == VT_I4 ? static_cast<long*>(data)[i]
-                                        : static_cast<double*>(data)[i]);
-    SafeArrayUnaccessData(column.parray);
+    EXPECT_EQ(column.parray->rgsabound[0].lLbound, 0);
+    Numbers numbers(column.parray->rgsabound[0].cElements);
+    for (std::size_t i = 0; i < numbers.size(); ++i)
+        numbers[i] = type == VT_I4 ? static_cast<long*>(column.parray->pvData)[i]
+                                   : static_cast<double*>(column.parray->pvData)[i];
     return numbers;
 }
 
@@ -145,29 +120,26 @@ struct Job {
 };
 
 /// The chart service: probes get one reply, requests for tables another one.
-class ChartServer {
+class ChartServer : public LoopbackServer {
 public:
-    using Answer = std::function<std::string(const std::string& path)>;
-
     std::string probe = "Date,Open\n";
 
     explicit ChartServer(Answer answer)
-        : server([this, answer = std::move(answer)](const std::string& request) {
-              const std::string path = request.substr(4, request.find(" HTTP/") - 4);
-              return path.find("s=DIA&") != std::string::npos ? HttpReply(probe) : answer(path);
+        : LoopbackServer([this, answer = std::move(answer)](const std::string& request) {
+              return IsProbe(request) ? HttpReply(probe) : answer(request);
           }) {}
     explicit ChartServer(const std::string& body)
         : ChartServer([body](const std::string&) { return HttpReply(body); }) {}
 
     /// What was asked, without probes.
     std::vector<std::string> TakeTables() {
-        std::vector<std::string> paths = server.TakePaths();
-        std::erase_if(paths,
-                      [](const auto& path) { return path.find("s=DIA&") != std::string::npos; });
+        std::vector<std::string> paths = TakePaths();
+        std::erase_if(paths, IsProbe);
         return paths;
     }
 
-    LoopbackServer server;
+private:
+    static bool IsProbe(const std::string& path) { return path.find("s=DIA&") != path.npos; }
 };
 
 inline constexpr char priceHeader[] = "Date,Open,High,Low,Close,Volume,Adj Close\n";

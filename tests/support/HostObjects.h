@@ -99,6 +99,18 @@ public:
     }
 };
 
+/// A sink whose methods fail as a script's do.
+class RaisingSink : public ScriptSink {
+public:
+    STDMETHODIMP Invoke(DISPID member, REFIID id, LCID locale, WORD flags, DISPPARAMS* parameters,
+                        VARIANT* result, EXCEPINFO* exception, UINT* odd) override {
+        ScriptSink::Invoke(member, id, locale, flags, parameters, result, exception, odd);
+        exception->scode = static_cast<HRESULT>(0x800A0005);
+        exception->bstrDescription = SysAllocString(L"went wrong");
+        return DISP_E_EXCEPTION;
+    }
+};
+
 /// A data source whose download is a function of the test.
 class TestSource : public HostObject<_CDataSource> {
 public:
@@ -128,34 +140,6 @@ public:
         *result = copy;
         return S_OK;
     }
-};
-
-/// A session that has nothing and does nothing.
-class HostSession : public HostObject<_CSession> {
-public:
-    STDMETHODIMP get_Error(vtdlSessionError*) override { return E_NOTIMPL; }
-    STDMETHODIMP get_Status(vtdlSessionStatus*) override { return E_NOTIMPL; }
-    STDMETHODIMP get_UserData(VARIANT*) override { return E_NOTIMPL; }
-    STDMETHODIMP putref_UserData(VARIANT) override { return E_NOTIMPL; }
-    STDMETHODIMP put_UserData(VARIANT) override { return E_NOTIMPL; }
-    STDMETHODIMP get_Tag(VARIANT*) override { return E_NOTIMPL; }
-    STDMETHODIMP put_Tag(VARIANT) override { return E_NOTIMPL; }
-    STDMETHODIMP putref_Tag(VARIANT) override { return E_NOTIMPL; }
-    STDMETHODIMP putref_Progressor(_IProgressCallBack*) override { return E_NOTIMPL; }
-    STDMETHODIMP get_Progressor(_IProgressCallBack**) override { return E_NOTIMPL; }
-    STDMETHODIMP get_ID(long*) override { return E_NOTIMPL; }
-    STDMETHODIMP get_DataSource(_CDataSource**) override { return E_NOTIMPL; }
-    STDMETHODIMP putref_DataSource(_CDataSource*) override { return E_NOTIMPL; }
-    STDMETHODIMP get_Parameters(_CParameters** result) override {
-        *result = nullptr;
-        return S_OK;
-    }
-    STDMETHODIMP Start() override { return E_NOTIMPL; }
-    STDMETHODIMP get_Data(_CData**) override { return E_NOTIMPL; }
-    STDMETHODIMP putref_Data(_CData*) override { return E_NOTIMPL; }
-    STDMETHODIMP NextTick() override { return E_NOTIMPL; }
-    STDMETHODIMP Abort() override { return E_NOTIMPL; }
-    STDMETHODIMP Done() override { return E_NOTIMPL; }
 };
 
 }  // namespace vtdl::tests

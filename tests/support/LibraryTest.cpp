@@ -1,9 +1,14 @@
 #include "support/LibraryTest.h"
 
+#include <winsock2.h>
+
 #include <fstream>
 #include <iterator>
+#include <mutex>
 #include <stdexcept>
+#include <thread>
 
+#include "automation/TypeInformation.h"
 #include "errors/CErrorHandler.h"
 #include "text/CalendarDate.h"
 
@@ -11,7 +16,6 @@ namespace vtdl::tests {
 namespace {
 
 constexpr char errorLog[] = "Error Log.txt";
-constexpr wchar_t stackTitle[] = L"The call stack is:\r\n";
 
 std::filesystem::path NewFolder() {
     static int number = 0;
@@ -23,6 +27,50 @@ std::filesystem::path NewFolder() {
     return folder;
 }
 
+void InitErrorHandler() {
+    gErrorHandler().Init(CErrorHandler::errorLog, L"Error Log.txt", true, false,
+                         CErrorHandler::traceFile, L"Tracing Log.txt");
+}
+
+class Watchdog : public testing::EmptyTestEventListener {
+public:
+    Watchdog() {
+        std::thread([this] {
+            for (;; Sleep(200)) Look();
+        }).detach();
+    }
+
+    void OnTestStart(const testing::TestInfo& test) override {
+        const std::lock_guard lock(m_mutex);
+        m_test = std::string(test.test_suite_name()) + "." + test.name();
+        m_deadline = GetTickCount64() + 60'000;
+    }
+    void OnTestEnd(const testing::TestInfo&) override {
+        const std::lock_guard lock(m_mutex);
+        m_deadline = ~0ull;
+    }
+
+private:
+    void Look() {
+        const std::lock_guard lock(m_mutex);
+        if (GetTickCount64() < m_deadline) return;
+        std::fprintf(stderr, "%s has hung for a minute\n", m_test.c_str());
+        TerminateProcess(GetCurrentProcess(), 42);
+    }
+
+    std::mutex m_mutex;
+    std::string m_test;
+    ULONGLONG m_deadline = ~0ull;
+};
+
+// Nobody is there to look at a debugger's window.
+LONG CALLBACK EndAtOnce(EXCEPTION_POINTERS* fault) {
+    std::fprintf(stderr, "exception 0x%08lX at %p\n", fault->ExceptionRecord->ExceptionCode,
+                 fault->ExceptionRecord->ExceptionAddress);
+    TerminateProcess(GetCurrentProcess(), 43);
+    return EXCEPTION_EXECUTE_HANDLER;
+}
+
 }  // namespace
 
 LibraryTest::LibraryTest()
@@ -31,8 +79,7 @@ LibraryTest::LibraryTest()
       m_objects(automation::LiveObject::Count()) {
     std::filesystem::current_path(m_folder);
     SetEnvironmentVariableW(L"VTDL_DATA", m_folder.c_str());
-    gErrorHandler().Init(CErrorHandler::errorLog, L"Error Log.txt", true, false,
-                       CErrorHandler::traceFile, L"Tracing Log.txt");
+    InitErrorHandler();
 }
 
 LibraryTest::~LibraryTest() {
@@ -40,8 +87,7 @@ LibraryTest::~LibraryTest() {
     EXPECT_EQ(TakeErrors(), L"") << "errors that the test did not expect";
 
     // Only a report shows the stack.
-    gErrorHandler().Init(CErrorHandler::errorLog, L"Error Log.txt", true, false,
-                       CErrorHandler::traceFile, L"Tracing Log.txt");
+    InitErrorHandler();
     gErrorHandler().HandleError(L"");
     const std::string report = ReadAll(errorLog);
     EXPECT_TRUE(report.ends_with("The call stack is:\r\n\r\n")) << report;
@@ -52,13 +98,17 @@ LibraryTest::~LibraryTest() {
     std::filesystem::remove_all(m_folder, ignored);
 }
 
-std::wstring LibraryTest::TakeErrors() {
-    const std::string bytes = ReadAll(errorLog);
+std::string LibraryTest::TakeLog() {
+    const std::string log = ReadAll(errorLog);
     DeleteFileA(errorLog);
-    std::wstring text(bytes.size(), L'\0'), errors;
-    text.resize(static_cast<std::size_t>(
-        MultiByteToWideChar(CP_UTF8, 0, bytes.data(), static_cast<int>(bytes.size()), text.data(),
-                            static_cast<int>(text.size()))));
+    return log;
+}
+
+std::wstring LibraryTest::TakeErrors() {
+    const std::wstring text =
+        std::filesystem::path(std::u8string(reinterpret_cast<const char8_t*>(TakeLog().c_str())))
+            .wstring();
+    std::wstring errors;
     for (std::size_t at = 0; (at = text.find(L"Error: ", at)) != std::wstring::npos; ++at) {
         const std::size_t end = text.find(L" at line", at);
         std::wstring report = text.substr(at + 7, end - at - 7);
@@ -85,6 +135,40 @@ void WriteAll(const std::filesystem::path& file, const std::string& bytes) {
     std::ofstream(file, std::ios::binary) << bytes;
 }
 
+Process::Process(const std::wstring& command, HANDLE output) {
+    const std::wstring self = automation::ModulePath();
+    std::wstring line = self.substr(0, self.rfind(L'\\') + 1) + command;
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    startup.dwFlags = output ? STARTF_USESTDHANDLES : 0;
+    startup.hStdOutput = output;
+    if (!CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
+                        &m_information))
+        throw std::runtime_error("the other program does not start");
+}
+
+std::wstring Process::Test(const std::wstring& name) {
+    return std::filesystem::path(automation::ModulePath()).filename().wstring() +
+           L" --gtest_also_run_disabled_tests --gtest_brief=1 --gtest_filter=" + name;
+}
+
+Process::~Process() {
+    TerminateProcess(m_information.hProcess, 1);
+    WaitForSingleObject(m_information.hProcess, 5000);
+    CloseHandle(m_information.hThread);
+    CloseHandle(m_information.hProcess);
+}
+
+std::vector<std::wstring> Split(const std::wstring& text, wchar_t separator) {
+    std::vector<std::wstring> parts(1);
+    for (const wchar_t c : text)
+        if (c == separator)
+            parts.emplace_back();
+        else
+            parts.back() += c;
+    return parts;
+}
+
 Ptr<IDispatch> New(std::wstring_view className) {
     for (const automation::ClassEntry& entry : automation::ClassTable()) {
         if (entry.name != className) continue;
@@ -100,3 +184,17 @@ double Day(int year, int month, int day) {
 }
 
 }  // namespace vtdl::tests
+
+// Runs the program's tests with COM and sockets ready. A test that takes longer than a minute ends
+// the program with its name and exit code 42: a hang must not look like a slow machine.
+int main(int argc, char** argv) {
+    SetUnhandledExceptionFilter(vtdl::tests::EndAtOnce);
+    testing::InitGoogleTest(&argc, argv);
+    WSADATA sockets;
+    if (WSAStartup(MAKEWORD(2, 2), &sockets) != 0 || FAILED(CoInitialize(nullptr))) return 1;
+    testing::UnitTest::GetInstance()->listeners().Append(new vtdl::tests::Watchdog);
+    const int result = RUN_ALL_TESTS();
+    CoUninitialize();
+    WSACleanup();
+    return result;
+}

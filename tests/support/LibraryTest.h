@@ -7,7 +7,6 @@
 #include <array>
 #include <filesystem>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "automation/ClassTable.h"
@@ -24,8 +23,10 @@ protected:
     LibraryTest();
     ~LibraryTest() override;
 
+    /// The error log's bytes; taken.
+    static std::string TakeLog();
     /// The reports so far; taken. Their first lines and call stacks are cut off.
-    std::wstring TakeErrors();
+    static std::wstring TakeErrors();
 
     /// Writes the settings file that managers and data sources load: section, key, value.
     static void WriteSettings(const std::vector<std::array<std::string, 3>>& values);
@@ -40,6 +41,28 @@ private:
 std::string ReadAll(const std::filesystem::path& file);
 void WriteAll(const std::filesystem::path& file, const std::string& bytes);
 
+/// A process of another program in this one's folder, or of this one, in the current folder. Its
+/// end is this object's.
+class Process {
+public:
+    /// The command without the folder.
+    explicit Process(const std::wstring& command, HANDLE output = nullptr);
+    /// One of this program's disabled tests.
+    static std::wstring Test(const std::wstring& name);
+    Process(const Process&) = delete;
+    Process& operator=(const Process&) = delete;
+    ~Process();
+
+    HANDLE Handle() const { return m_information.hProcess; }
+    DWORD Thread() const { return m_information.dwThreadId; }
+
+private:
+    PROCESS_INFORMATION m_information{};
+};
+
+/// The parts of a text between separators.
+std::vector<std::wstring> Split(const std::wstring& text, wchar_t separator);
+
 /// An object of one of the library's classes, by its coclass.
 template <class Coclass, class I>
 Ptr<I> New() {
@@ -51,6 +74,18 @@ Ptr<I> New() {
 
 /// The same by the class's name, through its default interface's IDispatch.
 Ptr<IDispatch> New(std::wstring_view className);
+
+/// What an action throws, as "number description"; "none" if it throws nothing.
+template <class Action>
+std::wstring ErrorFrom(const wchar_t* source, Action&& action) {
+    try {
+        action();
+        return L"none";
+    } catch (const automation::Error& error) {
+        EXPECT_EQ(error.Source(), source);
+        return Hexadecimal(error.Code()) + L" " + error.Description();
+    }
+}
 
 /// The date of a day, as an automation date.
 double Day(int year, int month, int day);

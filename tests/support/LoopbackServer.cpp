@@ -14,17 +14,6 @@ sockaddr_in Loopback(unsigned short port) {
     return address;
 }
 
-SOCKET Bound(unsigned short& port) {
-    const SOCKET bound = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
-    sockaddr_in address = Loopback(0);
-    int size = sizeof address;
-    if (bind(bound, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
-        getsockname(bound, reinterpret_cast<sockaddr*>(&address), &size) != 0)
-        throw std::runtime_error("no loopback port is free");
-    port = ntohs(address.sin_port);
-    return bound;
-}
-
 std::size_t BodyLength(const std::string& head) {
     constexpr char name[] = "Content-Length: ";
     const std::size_t at = head.find(name);
@@ -39,9 +28,17 @@ std::string HttpReply(const std::string& body, const std::string& status) {
            "\r\n\r\n" + body;
 }
 
-LoopbackServer::LoopbackServer(Answer answer)
-    : m_answer(std::move(answer)), m_listener(Bound(m_port)) {
-    if (listen(m_listener, SOMAXCONN) != 0) throw std::runtime_error("cannot listen");
+ClosedPort::ClosedPort() : m_socket(socket(AF_INET, SOCK_STREAM, IPPROTO_TCP)) {
+    sockaddr_in address = Loopback(0);
+    int size = sizeof address;
+    if (bind(m_socket, reinterpret_cast<sockaddr*>(&address), size) != 0 ||
+        getsockname(m_socket, reinterpret_cast<sockaddr*>(&address), &size) != 0)
+        throw std::runtime_error("no loopback port is free");
+    m_port = ntohs(address.sin_port);
+}
+
+LoopbackServer::LoopbackServer(Answer answer) : m_answer(std::move(answer)) {
+    if (listen(m_socket, SOMAXCONN) != 0) throw std::runtime_error("cannot listen");
     m_thread = std::thread([this] { Serve(); });
 }
 
@@ -53,7 +50,11 @@ LoopbackServer::~LoopbackServer() {
     connect(last, reinterpret_cast<const sockaddr*>(&address), sizeof address);
     closesocket(last);
     m_thread.join();
-    closesocket(m_listener);
+}
+
+void LoopbackServer::Behave(Manners manners) {
+    const std::lock_guard lock(m_mutex);
+    m_manners = manners;
 }
 
 std::vector<std::string> LoopbackServer::TakeRequests() {
@@ -62,19 +63,17 @@ std::vector<std::string> LoopbackServer::TakeRequests() {
 }
 
 std::vector<std::string> LoopbackServer::TakePaths() {
-    std::vector<std::string> paths;
-    for (const std::string& request : TakeRequests())
-        paths.push_back(request.substr(0, request.rfind(" HTTP/", request.find("\r\n"))));
+    std::vector<std::string> paths = TakeRequests();
+    for (std::string& path : paths) path.erase(path.rfind(" HTTP/", path.find("\r\n")));
     return paths;
 }
 
 void LoopbackServer::Serve() {
-    for (;;) {
-        const SOCKET connection = accept(m_listener, nullptr, nullptr);
+    while (!m_isOver) {
+        const SOCKET connection = accept(m_socket, nullptr, nullptr);
         if (connection == INVALID_SOCKET) return;
         if (!m_isOver) ServeOne(connection);
         closesocket(connection);
-        if (m_isOver) return;
     }
 }
 
@@ -84,34 +83,33 @@ void LoopbackServer::ServeOne(SOCKET connection) {
         char block[4096];
         const int count = recv(connection, block, sizeof block, 0);
         if (count <= 0) return;
-        const std::size_t searched = request.size() - std::min<std::size_t>(request.size(), 3);
         request.append(block, static_cast<std::size_t>(count));
-        if (head == std::string::npos) head = request.find("\r\n\r\n", searched);
+        if (head == std::string::npos) head = request.find("\r\n\r\n");
         if (head != std::string::npos && request.size() >= head + 4 + BodyLength(request)) break;
     }
+    Manners manners;
     {
         const std::lock_guard lock(m_mutex);
         m_requests.push_back(request);
+        manners = m_manners;
     }
     const std::string reply = m_answer(request);
-    const std::size_t cut = std::min<std::size_t>(m_cut, reply.size());
-    const bool isSent = Send(connection, reply.substr(0, cut));
-    if (cut > 0) Sleep(5);
-    if (!isSent || !Send(connection, std::string_view(reply).substr(cut))) return;
-    if (m_leavesOpen) return AwaitClosing(connection);
-    shutdown(connection, SD_SEND);
-}
-
-bool LoopbackServer::Send(SOCKET connection, std::string_view bytes) {
-    const std::size_t piece = m_piece;
-    while (!bytes.empty() && !m_isOver) {
-        const std::size_t size = piece ? std::min(piece, bytes.size()) : bytes.size();
-        const int count = send(connection, bytes.data(), static_cast<int>(size), 0);
-        if (count <= 0) return false;
-        bytes.remove_prefix(static_cast<std::size_t>(count));
-        if (piece) Sleep(5);
+    const int atOnce = 1;
+    setsockopt(connection, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&atOnce), 4);
+    for (std::string_view rest = reply; !rest.empty() && !m_isOver;) {
+        const std::size_t size = manners.piece ? std::min(manners.piece, rest.size()) : rest.size();
+        const int count = send(connection, rest.data(), static_cast<int>(size), 0);
+        if (count <= 0) return;
+        rest.remove_prefix(static_cast<std::size_t>(count));
+        if (manners.piece) Sleep(3);
     }
-    return true;
+    if (manners.leavesOpen) return AwaitClosing(connection);
+    const linger abruptly{1, 0};
+    if (manners.resets)
+        setsockopt(connection, SOL_SOCKET, SO_LINGER, reinterpret_cast<const char*>(&abruptly),
+                   sizeof abruptly);
+    else
+        shutdown(connection, SD_SEND);
 }
 
 void LoopbackServer::AwaitClosing(SOCKET connection) {
@@ -131,24 +129,6 @@ void LoopbackServer::AwaitClosing(SOCKET connection) {
 bool LoopbackServer::SeesClosing(int count) const {
     for (int i = 0; i < 500 && m_closings < count; ++i) Sleep(10);
     return m_closings >= count;
-}
-
-ClosedPort::ClosedPort() : m_socket(Bound(m_port)) {}
-
-DeafPort::DeafPort() : m_socket(Bound(m_port)) {
-    listen(m_socket, 1);
-    const sockaddr_in address = Loopback(m_port);
-    for (int i = 0; i < 4; ++i) {
-        u_long doesNotBlock = 1;
-        m_waiting.push_back(socket(AF_INET, SOCK_STREAM, IPPROTO_TCP));
-        ioctlsocket(m_waiting.back(), static_cast<long>(FIONBIO), &doesNotBlock);
-        connect(m_waiting.back(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
-    }
-}
-
-DeafPort::~DeafPort() {
-    for (const SOCKET waiting : m_waiting) closesocket(waiting);
-    closesocket(m_socket);
 }
 
 }  // namespace vtdl::tests

@@ -16,9 +16,29 @@ namespace vtdl::tests {
 /// A reply with a length header.
 std::string HttpReply(const std::string& body, const std::string& status = "200 OK");
 
+/// How replies are sent, unless at once and whole.
+struct Manners {
+    std::size_t piece = 0;    ///< in pieces of this size, one every few milliseconds
+    bool leavesOpen = false;  ///< the next connection waits until the client closes this one
+    bool resets = false;      ///< what was sent is all, and the connection breaks
+};
+
+/// An address that refuses connections: the port is held, and nobody listens.
+class ClosedPort {
+public:
+    ClosedPort();
+    ~ClosedPort() { closesocket(m_socket); }
+    unsigned short Port() const { return m_port; }
+    std::string Host() const { return "127.0.0.1:" + std::to_string(m_port); }
+
+protected:
+    unsigned short m_port = 0;
+    SOCKET m_socket;
+};
+
 /// Listens on a free port of 127.0.0.1 until it is destroyed. Each connection carries one request;
 /// the answer's bytes are sent as they are, and the connection is closed.
-class LoopbackServer {
+class LoopbackServer : public ClosedPort {
 public:
     using Answer = std::function<std::string(const std::string& request)>;
 
@@ -28,17 +48,11 @@ public:
         : LoopbackServer([body](const std::string&) { return HttpReply(body); }) {}
     ~LoopbackServer();
 
-    /// From now on a reply's bytes up to the cut are sent first, the others a little later.
-    void CutReplies(std::size_t cut) { m_cut = cut; }
-    /// From now on replies go out in pieces of this size, one every few milliseconds.
-    void PaceReplies(std::size_t piece) { m_piece = piece; }
-    /// From now on connections are not closed here; the next one waits until the client closes.
-    void LeaveOpen() { m_leavesOpen = true; }
+    /// From the next reply on.
+    void Behave(Manners manners);
     /// Waits for the clients of open connections to close them; false when they do not.
     bool SeesClosing(int count = 1) const;
 
-    short Port() const { return static_cast<short>(m_port); }
-    std::string Host() const { return "127.0.0.1:" + std::to_string(m_port); }
     /// What was asked so far, head and body; taken.
     std::vector<std::string> TakeRequests();
     /// The same without heads: "GET /path".
@@ -47,46 +61,15 @@ public:
 private:
     void Serve();
     void ServeOne(SOCKET connection);
-    bool Send(SOCKET connection, std::string_view bytes);
     void AwaitClosing(SOCKET connection);
 
     Answer m_answer;
     std::atomic<bool> m_isOver = false;
-    std::atomic<bool> m_leavesOpen = false;
-    std::atomic<std::size_t> m_cut = 0;
-    std::atomic<std::size_t> m_piece = 0;  ///< 0: as fast as it can
     std::atomic<int> m_closings = 0;
-    unsigned short m_port = 0;
-    SOCKET m_listener;
     std::mutex m_mutex;
+    Manners m_manners;
     std::vector<std::string> m_requests;
     std::thread m_thread;
-};
-
-/// An address that refuses connections: the port is held, and nobody listens.
-class ClosedPort {
-public:
-    ClosedPort();
-    ~ClosedPort() { closesocket(m_socket); }
-    short Port() const { return static_cast<short>(m_port); }
-    std::string Host() const { return "127.0.0.1:" + std::to_string(m_port); }
-
-private:
-    unsigned short m_port = 0;
-    SOCKET m_socket;
-};
-
-/// An address that answers no connection, as a host behind a wall: its queue is full.
-class DeafPort {
-public:
-    DeafPort();
-    ~DeafPort();
-    short Port() const { return static_cast<short>(m_port); }
-
-private:
-    unsigned short m_port = 0;
-    SOCKET m_socket;
-    std::vector<SOCKET> m_waiting;
 };
 
 }  // namespace vtdl::tests

@@ -8,23 +8,22 @@
 
 namespace vtdl::tests {
 
-using TypeAttributes = std::unique_ptr<TYPEATTR, std::function<void(TYPEATTR*)>>;
-using FunctionDescription = std::unique_ptr<FUNCDESC, std::function<void(FUNCDESC*)>>;
-using VariableDescription = std::unique_ptr<VARDESC, std::function<void(VARDESC*)>>;
+template <class T>
+using Description = std::unique_ptr<T, std::function<void(T*)>>;
 
-inline TypeAttributes AttributesOf(ITypeInfo* type) {
+inline Description<TYPEATTR> AttributesOf(ITypeInfo* type) {
     TYPEATTR* attributes = nullptr;
     _com_util::CheckError(type->GetTypeAttr(&attributes));
     return {attributes, [type](TYPEATTR* held) { type->ReleaseTypeAttr(held); }};
 }
 
-inline FunctionDescription FunctionOf(ITypeInfo* type, UINT index) {
+inline Description<FUNCDESC> FunctionOf(ITypeInfo* type, UINT index) {
     FUNCDESC* function = nullptr;
     _com_util::CheckError(type->GetFuncDesc(index, &function));
     return {function, [type](FUNCDESC* held) { type->ReleaseFuncDesc(held); }};
 }
 
-inline VariableDescription VariableOf(ITypeInfo* type, UINT index) {
+inline Description<VARDESC> VariableOf(ITypeInfo* type, UINT index) {
     VARDESC* variable = nullptr;
     _com_util::CheckError(type->GetVarDesc(index, &variable));
     return {variable, [type](VARDESC* held) { type->ReleaseVarDesc(held); }};
@@ -39,7 +38,7 @@ inline std::wstring NameOf(ITypeInfo* type, MEMBERID member = MEMBERID_NIL) {
 inline std::wstring HelpOf(ITypeInfo* type, MEMBERID member = MEMBERID_NIL) {
     BSTR help = nullptr;
     _com_util::CheckError(type->GetDocumentation(member, nullptr, &help, nullptr, nullptr));
-    return Taken(help);
+    return L" \"" + Taken(help) + L"\"\n";
 }
 
 inline Ptr<ITypeInfo> Referred(ITypeInfo* type, HREFTYPE reference) {
@@ -48,10 +47,10 @@ inline Ptr<ITypeInfo> Referred(ITypeInfo* type, HREFTYPE reference) {
     return referred;
 }
 
-/// A dual interface's vtable side.
-inline Ptr<ITypeInfo> VtableSide(ITypeInfo* type) {
+/// What a class implements; of a dual interface, under -1, its vtable side.
+inline Ptr<ITypeInfo> Implemented(ITypeInfo* type, int index = -1) {
     HREFTYPE reference = 0;
-    _com_util::CheckError(type->GetRefTypeOfImplType(static_cast<UINT>(-1), &reference));
+    _com_util::CheckError(type->GetRefTypeOfImplType(static_cast<UINT>(index), &reference));
     return Referred(type, reference);
 }
 
