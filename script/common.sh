@@ -17,17 +17,24 @@ export WINEDLLOVERRIDES='mscoree=;mshtml=;winemenubuilder.exe=d' WINEDEBUG=${WIN
 
 say() { printf '%s: %s\n' "$(basename "$0")" "$*"; }
 
-# Makes the Wine prefix unless it is there; the lock keeps parallel builds from making it twice.
+# Makes the Wine prefix unless it is there; the lock keeps parallel builds from making it twice. One that
+# VTDL_WINEPREFIX names is a copy of a new one, which is made once: tests have a prefix each.
 ensurePrefix() {
   [ -f "$WINEPREFIX/.ready" ] && return
   mkdir -p "$WINEPREFIX"
   (
     flock 9
     [ -f "$WINEPREFIX/.ready" ] && exit
+    if [ -n "${VTDL_WINEPREFIX:-}" ]; then
+      template=$root/build/wine-new${VTDL_BITS:-32}
+      (VTDL_WINEPREFIX='' WINEPREFIX=$template ensurePrefix)
+      cp -r --reflink=auto "$template/." "$WINEPREFIX"
+      exit
+    fi
     wineboot -i >/dev/null 2>&1
-    # A program that crashes ends; nobody is there to close a window about it.
+    # A program that crashes ends; nobody is there to close a window about it. Nor is there a window
+    # manager, for which Wine would wait two seconds at every window that closes.
     wine reg add 'HKCU\Software\Wine\WineDbg' /v ShowCrashDialog /t REG_DWORD /d 0 /f >/dev/null 2>&1
-    # Nor is there a window manager, for which Wine would wait 2 s whenever a window closes.
     wine reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d N /f >/dev/null 2>&1
     wineserver -w
     touch "$WINEPREFIX/.ready"

@@ -43,18 +43,6 @@ TEST(Folder, FindsTickersInAnyCaseAndNothingOutside) {
     EXPECT_THROW(DataFolder{SAMPLE_DATA "/AAPL.csv"}, std::runtime_error);
 }
 
-TEST(Rows, AreNewestFirstInTheCharactersOfTheFile) {
-    // As an editor on Windows may leave it: byte order mark, CR LF, blank line, no last line end.
-    const auto rows = ParseRows(
-        "\xEF\xBB\xBF"
-        "Date,Dividends\r\n2010-03-19,0.480000\r\n\r\n2010-12-17,0.653000",
-        dividendLayout);
-    ASSERT_EQ(rows.size(), 2U);
-    EXPECT_EQ(rows[0].date, Date{2010y / December / 17});
-    EXPECT_EQ(rows[0].values, "0.653000");
-    EXPECT_EQ(rows[1].values, "0.480000");
-}
-
 TEST(Rows, ComplaintsNameTheLine) {
     const auto complaint = [](const std::string& text) {
         std::string first = "none";
@@ -77,17 +65,18 @@ TEST(Rows, ComplaintsNameTheLine) {
     }
 }
 
-TEST(Rows, ColumnsMayStandInAnyOrder) {
+TEST(Rows, AreBroughtIntoOrderAsEditorsLeaveThem) {
     std::string text =
         "\xEF\xBB\xBF"
-        "VOLUME,close,Note,low,High,open,date\r\n7,1.5,x,0.5,2,1,2004-01-09\r\n\r\n";
+        "VOLUME,close,Note,low,High,open,date\r\n7,1.50,x,0.5,2,1,2004-01-09\r\n\r\n"
+        "8,2.5,,1,2,2,2004-01-12";
     BringIntoLayout(text, priceLayout);
-    EXPECT_EQ(text, priceHeader + "2004-01-09,1,2,0.5,1.5,7,1.5\n\n");
-    std::string lacking = "Date,Open,High,Low,Volume\n";
-    EXPECT_THROW(BringIntoLayout(lacking, priceLayout), DataError);
-    std::string shortRow = "Date,Dividends,Splits\n2004-01-09,1\n";
-    EXPECT_THROW(BringIntoLayout(shortRow, dividendLayout), DataError)
-        << "values of a short row would be taken for others";
+    EXPECT_EQ(text, priceHeader + "2004-01-09,1,2,0.5,1.50,7,1.50\n\n2004-01-12,2,2,1,2.5,8,2.5\n");
+    EXPECT_EQ(ParseRows(text, priceLayout)[0].values, "2,2,1,2.5,8,2.5") << "newest first";
+    for (std::string damaged :
+         {"Date,Open,High,Low,Volume\n", "Date,Dividends,Splits\n2004-01-09,1\n"})
+        EXPECT_THROW(BringIntoLayout(damaged, damaged[5] == 'O' ? priceLayout : dividendLayout),
+                     DataError);
 }
 
 // The service's own prices carry the noise of single precision, and its volumes were doubled by the

@@ -2,8 +2,6 @@
 
 #include "replies/YahooProbe.h"
 
-#include <regex>
-
 #include "Replies.h"
 
 namespace vtdl::replies {
@@ -26,28 +24,11 @@ TEST(YahooProbe, ScoreCountsDailyRows) {
         EXPECT_EQ(YahooReplyValidityIndex(reply), score) << reply;
 }
 
-TEST(YahooProbe, FamilyIsThatOfTheExpression) {
-    const std::regex expression(R"(^<!--[ \f\n\r\t\v]+([a-z]+)(\d+)\.([A-Za-z0-9_.]+))"
-                                R"([ \f\n\r\t\v]+[^\n]+-->$)",
-                                std::regex::ECMAScript | std::regex::multiline);
-    int found = 0;
-    for (const std::string reply :
-         {"<!-- quotes5.family.example uncompressed/chunked -->", "x\n<!-- a1.b c -->\r\nmore",
-          "<!--\n\ta1.b\n\n c-->", "<!-- a1.b  -->", "<!-- a1.b \t-->", "<!-- a1._ c --> -->",
-          "<!-- a1.b c\r-->", "<!-- a1.b c -->\r<!-- d2.e f -->", "<!-- a1.b c\r<!-- d2.e f -->",
-          "<!-- a1.b c\n<!-- d2.e f -->", "<!-- a1.b\n\nc\r-->\n", "<!-- a12.3.4 ---->",
-          // and none of them:
-          "<!-- a1.b -->", "<!-- a1.b\n-->", "<!-- a1.b \n-->", "<!-- a1.b c\n-->",
-          "<!-- A1.b c -->", "<!-- a.b c -->", "<!-- 1.b c -->", "<!-- a1. c -->", "<!-- a1b c -->",
-          "<!--a1.b c -->", " <!-- a1.b c -->", "<!-- a1.b c --> ", "<!-- a1.b-c d -->",
-          "<! -- a1.b c -->", "<!--", "<!-- a1.b", "<!-- a1.b c", "<!-- a1.b \xE9\n -->", ""}) {
-        std::smatch match;
-        std::optional<ServerFamily> expected;
-        if (std::regex_search(reply, match, expression)) expected = {match[1], match[3]};
-        EXPECT_EQ(FindServerFamily(reply), expected) << reply;
-        found += expected ? 1 : 0;
-    }
-    EXPECT_EQ(found, 12) << "the cases are as their list says";
+// Any text is compared with the documented expression by the fuzz target.
+TEST(YahooProbe, FamilyOfAComment) {
+    EXPECT_EQ(FindServerFamily("x\n<!-- quotes5.family.example uncompressed/chunked -->\r\nmore"),
+              (ServerFamily{"quotes", "family.example"}));
+    EXPECT_EQ(FindServerFamily("<!-- a1.b -->"), std::nullopt);
 }
 
 // Whatever a server sends, it is looked at once.

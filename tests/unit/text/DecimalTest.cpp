@@ -83,15 +83,6 @@ TEST(Decimal, AgreesWithStrtodOnPlausibleNumbers) {
     }
 }
 
-// Products of an integer below 2^53 and a power of ten: the ones that the C++ library multiplies.
-TEST(Decimal, AgreesWithStrtodOnProducts) {
-    for (int i = 0; i < 100'000; ++i) {
-        std::string text = RandomText("12345678", 1);
-        text.append(RandomText("0123456789", RandomBetween(13, 15)));
-        ExpectSameAsStrtod(text.append(1, 'e').append(std::to_string(RandomBetween(1, 22))));
-    }
-}
-
 TEST(Decimal, AgreesWithStrtodOnHostileTexts) {
     for (int i = 0; i < 100'000; ++i)
         ExpectSameAsStrtod(RandomText("0123456789012345.eE+-,", RandomBetween(0, 30)));
