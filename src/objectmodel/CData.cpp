@@ -1,4 +1,5 @@
 #include "objectmodel/CData.h"
+#include "automation/ClassTable.h"
 
 namespace vtdl {
 
@@ -12,5 +13,7 @@ void SetBlock(CData& data, std::wstring_view name, _CDataFields* fields, bool is
     block->SetEditable(isEditable);
     data.Values().Items().Add(block.get(), name);
 }
+
+VTDL_CREATABLE(CData)
 
 }  // namespace vtdl

@@ -1,4 +1,5 @@
 #include "objectmodel/CDataField.h"
+#include "automation/ClassTable.h"
 
 namespace vtdl {
 
@@ -58,5 +59,7 @@ bool CDataField::InvokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters, VA
     *result = Entry(m_data.get(), ToLong(parameters.rgvarg[0])).release();
     return true;
 }
+
+VTDL_CREATABLE(CDataField)
 
 }  // namespace vtdl

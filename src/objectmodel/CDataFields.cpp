@@ -4,6 +4,7 @@
 #include <climits>
 #include <cmath>
 
+#include "automation/ClassTable.h"
 #include "automation/SafeArray.h"
 
 namespace vtdl {
@@ -65,5 +66,7 @@ Variant TakeArray(replies::Columns& columns, std::size_t column, RowOrder order)
     std::copy(numbers.begin(), numbers.end(), array.Values().begin());
     return array.release();
 }
+
+VTDL_CREATABLE(CDataFields)
 
 }  // namespace vtdl

@@ -1,4 +1,5 @@
 #include "objectmodel/CParameter.h"
+#include "automation/ClassTable.h"
 
 namespace vtdl {
 
@@ -78,5 +79,7 @@ void CParameter::SetDefaultValue(const Variant& value) {
 void CParameter::SetAvailableValues(const Variant& values) {
     if (m_isEditable) m_availableValues = values;
 }
+
+VTDL_CREATABLE(CParameter)
 
 }  // namespace vtdl

@@ -1,4 +1,5 @@
 #include "objectmodel/CParameters.h"
+#include "automation/ClassTable.h"
 
 namespace vtdl {
 
@@ -60,5 +61,7 @@ Variant ParameterValue(_CParameters* parameters, std::wstring_view name) {
     if (parameter) Check(parameter->get_Value(value.put()));
     return value;
 }
+
+VTDL_CREATABLE(CParameters)
 
 }  // namespace vtdl

@@ -1,10 +1,12 @@
 #include "session/CSession.h"
 
+#include "automation/ClassTable.h"
 #include "automation/MessagePump.h"
+#include "objectmodel/mGlobals.h"
+#include "session/CSessions.h"
 #include "session/LateBoundSink.h"
 #include "session/SessionErrors.h"
 #include "settings/SharedSettings.h"
-#include "objectmodel/mGlobals.h"
 #include "text/CaseFold.h"
 #include "transport/WinInet.h"
 
@@ -310,5 +312,8 @@ void CSession::RunPeriodically(MethodFrame& frame, long period) {
     m_period = period;
     m_status = vtdlSessionStatusIdle;
 }
+
+VTDL_CREATABLE(CSession)
+VTDL_CREATABLE(CSessions)
 
 }  // namespace vtdl

@@ -2,7 +2,9 @@
 
 #include <dispex.h>
 
+#include "automation/ClassTable.h"
 #include "automation/Variant.h"
+#include "session/IProgressCallBack.h"
 
 namespace vtdl {
 namespace {
@@ -72,5 +74,7 @@ HRESULT LateBoundSink::Call(const wchar_t* method, IUnknown** caller,
                     std::wstring(description.view()));
     });
 }
+
+VTDL_CREATABLE(IProgressCallBack)
 
 }  // namespace vtdl

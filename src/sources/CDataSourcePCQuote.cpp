@@ -1,8 +1,10 @@
 #include "sources/CDataSourcePCQuote.h"
 
-#include "replies/Quote.h"
-#include "sources/HistoryRequest.h"
+#include "automation/ClassTable.h"
 #include "automation/DecimalSeparator.h"
+#include "replies/Quote.h"
+#include "sources/FieldReader.h"
+#include "sources/SessionParameters.h"
 
 namespace vtdl {
 
@@ -45,14 +47,15 @@ std::vector<ParameterDeclaration> CDataSourcePCQuote::SessionParameters() {
 }
 
 STDMETHODIMP CDataSourcePCQuote::Download(_CSession** session) noexcept {
-    return Downloading(session, [&](MethodFrame& frame, _CSession* current) {
+    return m_download.Run(session, [&](MethodFrame& frame, _CSession* current) {
         Variant ticker;
         std::string reply;
         frame.Step([&] {
             ComPtr<_CParameters> parameters;
             Check(current->get_Parameters(parameters.put()));
             ticker = Variant(ToText(ParameterValue(parameters.get(), L"TICKER").get()));
-            reply = DownloadURL(QuoteClient(ParameterBytes(parameters.get(), L"TICKER")));
+            reply =
+                m_download.DownloadURL(QuoteClient(ParameterBytes(parameters.get(), L"TICKER")));
         });
         const auto values = replies::SplitQuote(reply);
         const bool isQuote = values.size() >= std::size(pcQuoteFields);
@@ -66,7 +69,7 @@ STDMETHODIMP CDataSourcePCQuote::Download(_CSession** session) noexcept {
                 AddColumn(fields.get(), {field.column, ColumnType::string},
                           k == 0 ? ticker : Variant());
             });
-        HandOver(frame, current, L"TICKER", fields.get(), isQuote && HasValues(values));
+        m_download.HandOver(frame, current, L"TICKER", fields.get(), isQuote && HasValues(values));
     });
 }
 
@@ -74,10 +77,12 @@ std::shared_ptr<WinInet> CDataSourcePCQuote::QuoteClient(std::string_view ticker
     std::string path = "/cgi-bin/vestora.exe?HIDEPACKAGE=1&FORMAT=DECIMAL&PACKAGE=CUSTOM&FIELDS=";
     for (const replies::PCQuoteField& field : pcQuoteFields)
         path.append(&field == pcQuoteFields ? "" : ",").append(field.name);
-    auto client = NewClient(L"pcquote", path.append("&TICKER=").append(ticker));
+    auto client = m_download.NewClient(L"pcquote", path.append("&TICKER=").append(ticker));
     client->UserName = ParameterBytes(m_parameters.get(), L"USER");
     client->Password = ParameterBytes(m_parameters.get(), L"PASSWORD");
     return client;
 }
+
+VTDL_CREATABLE(CDataSourcePCQuote)
 
 }  // namespace vtdl

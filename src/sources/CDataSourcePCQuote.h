@@ -3,13 +3,13 @@
 
 #include "replies/PCQuoteFields.h"
 #include "sources/SessionParameters.h"
-#include "sources/WebAdapter.h"
+#include "sources/SourceAdapter.h"
 
 namespace vtdl {
 
 /// Creatable, and not among the manager's data sources; on purpose.
 class CDataSourcePCQuote final
-    : public WebAdapter<CDataSourcePCQuote, ::CDataSourcePCQuote, _CDataSourcePCQuote> {
+    : public SourceAdapter<CDataSourcePCQuote, ::CDataSourcePCQuote, _CDataSourcePCQuote> {
 public:
     static constexpr text::FixedString className{"CDataSourcePCQuote"};
     static constexpr SourceIdentity identity{
