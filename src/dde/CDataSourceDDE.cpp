@@ -1,7 +1,7 @@
 #include "dde/CDataSourceDDE.h"
 
 #include "automation/ClassTable.h"
-#include "session/SessionErrors.h"
+#include "session/SessionState.h"
 
 namespace vtdl {
 

@@ -2,8 +2,7 @@
 
 #include "automation/Bstr.h"
 #include "automation/ClassTable.h"
-#include "objectmodel/CDataFields.h"
-#include "objectmodel/CDataSources.h"
+#include "objectmodel/CData.h"
 
 namespace vtdl {
 

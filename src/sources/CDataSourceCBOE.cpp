@@ -4,7 +4,6 @@
 #include "automation/CodePage.h"
 #include "automation/DecimalSeparator.h"
 #include "objectmodel/mGlobals.h"
-#include "session/SessionErrors.h"
 #include "session/SessionState.h"
 #include "sources/CboeForm.h"
 #include "sources/FieldReader.h"

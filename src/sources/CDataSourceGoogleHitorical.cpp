@@ -14,10 +14,9 @@ namespace {
 
 // "Jan 9, 2004", its blanks and comma encoded.
 std::string QueryGoogleDate(double automationDate) {
-    constexpr std::string_view months = "JanFebMarAprMayJunJulAugSepOctNovDec";
     const text::CalendarDate date = text::ToCalendarDate(automationDate);
-    return std::string(months.substr(static_cast<std::size_t>(date.month - 1) * 3, 3)) + "+" +
-           std::to_string(date.day) + "%2C+" + std::to_string(date.year);
+    return std::string(text::MonthName(date.month)) + "+" + std::to_string(date.day) + "%2C+" +
+           std::to_string(date.year);
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #pragma once
 // The current quote of one ticker from a service that wants an account.
 
-#include "replies/PCQuoteFields.h"
 #include "sources/SessionParameters.h"
 #include "sources/SourceAdapter.h"
 

@@ -6,7 +6,7 @@
 
 #include "automation/CodePage.h"
 #include "errors/CErrorHandler.h"
-#include "session/SessionErrors.h"
+#include "session/SessionState.h"
 #include "sources/FieldReader.h"
 #include "text/ErrorNumber.h"
 

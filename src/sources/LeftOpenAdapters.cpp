@@ -1,7 +1,7 @@
 // Adapters of services whose formats are not known to the library.
 
 #include "automation/ClassTable.h"
-#include "session/SessionErrors.h"
+#include "session/SessionState.h"
 #include "sources/SessionParameters.h"
 #include "sources/SourceAdapter.h"
 

@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "automation/ClassTable.h"
-#include "objectmodel/CDataFields.h"
+#include "objectmodel/CData.h"
 #include "objectmodel/CParameters.h"
 #include "settings/SharedSettings.h"
 #include "sources/Download.h"

@@ -3,7 +3,7 @@
 #include <thread>
 
 #include "DdeTest.h"
-#include "session/CSessions.h"
+#include "session/CSession.h"
 
 namespace vtdl::tests {
 namespace {
