@@ -7,6 +7,7 @@
 
 #include "automation/ComPtr.h"
 #include "automation/Error.h"
+#include "automation/Object.h"
 
 namespace vtdl::automation {
 
@@ -28,6 +29,23 @@ ComPtr<I> CreateInstance(REFCLSID classId) {
     ComPtr<I> object;
     Check(CreateInstance(classId, __uuidof(I), reinterpret_cast<void**>(object.put())));
     return object;
+}
+
+/// What the table asks of a class's own file: the function that makes one, under a name that the
+/// table knows without knowing the class.
+#define VTDL_CREATABLE(name)                                                \
+    HRESULT Create##name(REFIID interfaceId, void** object) noexcept;       \
+    HRESULT Create##name(REFIID interfaceId, void** object) noexcept {      \
+        return ::vtdl::automation::CreateObject<name>(interfaceId, object); \
+    }
+
+template <class D>
+HRESULT CreateObject(REFIID interfaceId, void** object) noexcept {
+    try {
+        return Make<D>()->QueryInterface(interfaceId, object);
+    } catch (...) {
+        return Raise(CurrentError());
+    }
 }
 
 }  // namespace vtdl::automation

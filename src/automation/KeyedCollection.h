@@ -3,14 +3,18 @@
 
 #include <string>
 
+#include <vector>
+
 #include "automation/ComPtr.h"
-#include "automation/EnumVariant.h"
 #include "automation/Error.h"
 #include "automation/Platform.h"
 #include "automation/Variant.h"
 #include "text/KeyedList.h"
 
 namespace vtdl::automation {
+
+/// An IEnumVARIANT over a snapshot: items added or removed during the walk do not disturb it.
+ComPtr<IUnknown> Enumerate(std::vector<ComPtr<IDispatch>> items);
 
 /// Items of one interface, by key (text, without regard to case) or 1-based position (numbers).
 /// Errors: 457 for a key that is taken, 5 for an unknown one, 9 for a position out of range.

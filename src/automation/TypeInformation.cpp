@@ -45,4 +45,10 @@ ITypeInfo* TypeInformation(REFGUID identifier) {
     return information;
 }
 
+std::wstring TextOf(REFGUID identifier) {
+    wchar_t text[40];
+    StringFromGUID2(identifier, text, ARRAYSIZE(text));
+    return text;
+}
+
 }  // namespace vtdl::automation

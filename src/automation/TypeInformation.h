@@ -17,6 +17,9 @@ std::wstring ModulePath();
 /// The embedded type library, loaded from the module itself: no registration is needed.
 ITypeLib* TypeLibrary();
 
+/// An identifier as the registry writes it, in braces.
+std::wstring TextOf(REFGUID identifier);
+
 ITypeInfo* TypeInformation(REFGUID identifier);
 
 /// The type information of an interface or class, looked up once and kept while the module is

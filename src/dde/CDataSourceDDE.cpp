@@ -1,7 +1,7 @@
 #include "dde/CDataSourceDDE.h"
 
-#include "session/SessionErrors.h"
-#include "sources/CurrentSession.h"
+#include "automation/ClassTable.h"
+#include "session/SessionState.h"
 
 namespace vtdl {
 
@@ -30,8 +30,6 @@ STDMETHODIMP CDataSourceDDE::Download(_CSession** session) noexcept {
     });
 }
 
-STDMETHODIMP CDataSourceDDE::Abort() noexcept {
-    return Framed<"CDataSource_Abort">([] {});
-}
+VTDL_CREATABLE(CDataSourceDDE)
 
 }  // namespace vtdl

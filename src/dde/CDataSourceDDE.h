@@ -32,9 +32,8 @@ public:
     CDataSourceDDE();
 
     /// A DDE session reads by itself; this makes it do so now. Other sessions cannot be served.
+    /// Abort is without effect: no transaction takes longer than two seconds.
     STDMETHODIMP Download(_CSession** session) noexcept override;
-    /// Without effect: no transaction takes longer than two seconds.
-    STDMETHODIMP Abort() noexcept override;
 
 private:
     std::shared_ptr<dde::Instance> m_instance;  ///< nothing without DDE, which sessions report

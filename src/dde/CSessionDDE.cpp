@@ -2,9 +2,10 @@
 
 #include <cstdio>
 
+#include "automation/ClassTable.h"
+#include "automation/CodePage.h"
 #include "dde/mDDE.h"
 #include "objectmodel/CData.h"
-#include "automation/CodePage.h"
 #include "objectmodel/mGlobals.h"
 #include "text/CaseFold.h"
 
@@ -325,5 +326,7 @@ STDMETHODIMP CSessionDDE::putref_Data(_CData* value) noexcept {
 bool CSessionDDE::InvokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters, VARIANT* result) {
     return m_session->InvokeOwn(member, flags, parameters, result);
 }
+
+VTDL_CREATABLE(CSessionDDE)
 
 }  // namespace vtdl

@@ -1,5 +1,12 @@
 #pragma once
 // A session that reads one item of a DDE server.
+//
+// Who holds whom: the data sources of an apartment share one dde::Instance and keep it; a session
+// keeps the one that its names and its conversation are of, for as long as it has either. A session
+// owns its conversation, its names, its timer and the inner session. mDDE's registry knows the
+// sessions with a hot link by their conversation and keeps none of them alive: a session leaves it
+// before its conversation ends, and the callback holds the session that it found there while the
+// host is told.
 
 #include <deque>
 #include <memory>

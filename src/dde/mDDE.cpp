@@ -2,7 +2,7 @@
 
 #include "automation/PerApartment.h"
 #include "dde/CSessionDDE.h"
-#include "session/CSessions.h"
+#include "session/CSession.h"
 
 namespace vtdl::mDDE {
 

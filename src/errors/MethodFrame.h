@@ -77,13 +77,15 @@ private:
     bool m_isOver = false;
 };
 
-/// Runs a method body inside a frame. A body that takes the frame has several statements; one that
-/// takes nothing is a single statement. Abandoned methods succeed with the result they have so far;
-/// only a failure of the error handler itself reaches the caller.
-template <text::FixedString Class, text::FixedString Member, class Body>
-HRESULT Framed(Body&& body, std::source_location at = std::source_location::current()) noexcept {
+/// Runs a method body inside a frame, under a routine's name that outlives it. A body that takes
+/// the frame has several statements; one that takes nothing is a single statement. Abandoned
+/// methods succeed with the result they have so far; only a failure of the error handler itself
+/// reaches the caller.
+template <class Body>
+HRESULT Framed(std::wstring_view routine, Body&& body,
+               std::source_location at = std::source_location::current()) noexcept {
     try {
-        MethodFrame frame(text::RoutineName<Class, Member>::value);
+        MethodFrame frame(routine);
         if constexpr (std::is_invocable_v<Body&, MethodFrame&>)
             frame.Run(body, at);
         else
@@ -96,7 +98,13 @@ HRESULT Framed(Body&& body, std::source_location at = std::source_location::curr
     }
 }
 
-/// The same for what is raised to the caller: on the call stack, but nobody is asked about its
+/// The same for a member of a class.
+template <text::FixedString Class, text::FixedString Member, class Body>
+HRESULT Framed(Body&& body, std::source_location at = std::source_location::current()) noexcept {
+    return Framed(text::RoutineName<Class, Member>::value, std::forward<Body>(body), at);
+}
+
+/// For what is raised to the caller: on the call stack, but nobody is asked about its
 /// errors. The body is given the routine's name, the source of what it raises.
 template <text::FixedString Class, text::FixedString Member, class Body>
 HRESULT Untrapped(Body&& body) noexcept {

@@ -2,7 +2,7 @@
 
 #include "automation/Bstr.h"
 #include "automation/ClassTable.h"
-#include "objectmodel/CDataFields.h"
+#include "objectmodel/CData.h"
 
 namespace vtdl {
 
@@ -70,5 +70,8 @@ STDMETHODIMP CDataSource::CreateSession(_CSession** result) noexcept {
 STDMETHODIMP CDataSource::Clone(_CDataSource** result) noexcept {
     return FramedResult<"Clone">(result, [&] { *result = Make<CDataSource>().detach(); });
 }
+
+VTDL_CREATABLE(CDataSource)
+VTDL_CREATABLE(CDataSources)
 
 }  // namespace vtdl

@@ -1,9 +1,10 @@
 #pragma once
-// The data-source contract's own class.
+// The data-source contract's own class, and the data sources of a manager.
 
 #include <vtdl.h>
 
 #include "errors/MethodFrame.h"
+#include "objectmodel/Collection.h"
 
 namespace vtdl {
 
@@ -23,6 +24,13 @@ public:
     STDMETHODIMP Search(_CParameters** parameters, BSTR* result) noexcept override;
     STDMETHODIMP CreateSession(_CSession** result) noexcept override;
     STDMETHODIMP Clone(_CDataSource** result) noexcept override;
+};
+
+/// The published data-source collection.
+class CDataSources final
+    : public Collection<CDataSources, ::CDataSources, _CDataSources, _CDataSource> {
+public:
+    static constexpr text::FixedString className{"CDataSources"};
 };
 
 }  // namespace vtdl

@@ -2,8 +2,8 @@
 
 #include "automation/ClassTable.h"
 #include "automation/DecimalSeparator.h"
-#include "settings/SharedSettings.h"
 #include "objectmodel/mGlobals.h"
+#include "settings/SharedSettings.h"
 
 namespace vtdl {
 
@@ -74,5 +74,7 @@ STDMETHODIMP CManager::CheckForNewVersion(VARIANT_BOOL* result) noexcept {
         *result = mGlobals::IsNewVersionAvailable(*m_settings) ? VARIANT_TRUE : VARIANT_FALSE;
     });
 }
+
+VTDL_CREATABLE(CManager)
 
 }  // namespace vtdl

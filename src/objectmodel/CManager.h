@@ -5,7 +5,7 @@
 
 #include <memory>
 
-#include "objectmodel/CDataSources.h"
+#include "objectmodel/CDataSource.h"
 #include "settings/CXMLSettings.h"
 
 namespace vtdl {

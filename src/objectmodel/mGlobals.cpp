@@ -6,8 +6,9 @@
 #include "automation/CodePage.h"
 #include "errors/MethodFrame.h"
 #include "errors/Version.h"
-#include "objectmodel/CDataField.h"
+#include "objectmodel/CData.h"
 #include "settings/SharedSettings.h"
+#include "text/Ascii.h"
 #include "text/CalendarDate.h"
 #include "text/CaseFold.h"
 #include "text/HtmlComments.h"
@@ -81,10 +82,10 @@ double ThirdFriday(double day) noexcept {
 short GetMonthNumber(std::wstring_view monthName) noexcept {
     short result = 0;
     Framed<"mGlobals", "GetMonthNumber">([&] {
-        constexpr std::wstring_view names = L"JANFEBMARAPRMAYJUNJULAUGSEPOCTNOVDEC";
         const std::wstring start = text::FoldCase(monthName.substr(0, 3));
-        for (std::size_t i = 0; i < 12 && start.size() == 3; ++i)
-            if (names.substr(3 * i, 3) == start) result = static_cast<short>(i + 1);
+        for (int month = 1; month <= 12; ++month)
+            if (start == text::FoldCase(ToWide(text::MonthName(month))))
+                result = static_cast<short>(month);
     });
     return result;
 }

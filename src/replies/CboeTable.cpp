@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "replies/Quote.h"
 #include "text/Ascii.h"
 #include "text/CalendarDate.h"
 #include "text/Decimal.h"
@@ -21,16 +22,6 @@ std::string_view TakeLine(std::string_view& rest) {
     const std::string_view line = rest.substr(0, end);
     rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + lineEnd.size());
     return line;
-}
-
-std::vector<std::string_view> Fields(std::string_view line) {
-    std::vector<std::string_view> fields;
-    for (;;) {
-        const std::size_t comma = line.find(',');
-        fields.push_back(line.substr(0, comma));
-        if (comma == std::string_view::npos) return fields;
-        line.remove_prefix(comma + 1);
-    }
 }
 
 using OptionFields = std::array<std::string_view, 2 * fieldsPerSide>;
@@ -150,8 +141,8 @@ CboeTable ParseCboeTable(std::string_view reply, OddFieldReader& oddFields) {
     if (const std::size_t end = reply.rfind(lineEnd); end != std::string_view::npos)
         reply = reply.substr(0, end);
     const std::size_t lines = CountLines(reply);
-    table.quote.first = Fields(TakeLine(reply));
-    table.quote.second = Fields(TakeLine(reply));
+    table.quote.first = SplitFields(TakeLine(reply));
+    table.quote.second = SplitFields(TakeLine(reply));
     TakeLine(reply);
     if (lines <= quoteLines) return table;
 

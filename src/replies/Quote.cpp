@@ -14,14 +14,20 @@ bool ReadWhole(std::string_view text, int& number) {
 
 }  // namespace
 
-std::vector<std::string_view> SplitQuote(std::string_view reply) {
-    std::vector<std::string_view> values;
+std::vector<std::string_view> SplitFields(std::string_view line) {
+    std::vector<std::string_view> fields;
     for (;;) {
-        const std::size_t comma = reply.find(',');
-        values.push_back(text::Trimmed(reply.substr(0, comma)));
-        if (comma == std::string_view::npos) return values;
-        reply.remove_prefix(comma + 1);
+        const std::size_t comma = line.find(',');
+        fields.push_back(line.substr(0, comma));
+        if (comma == std::string_view::npos) return fields;
+        line.remove_prefix(comma + 1);
     }
+}
+
+std::vector<std::string_view> SplitQuote(std::string_view reply) {
+    std::vector<std::string_view> values = SplitFields(reply);
+    for (std::string_view& value : values) value = text::Trimmed(value);
+    return values;
 }
 
 std::string Unquoted(std::string_view reply) {

@@ -35,7 +35,10 @@ inline constexpr QuoteColumn yahooQuoteColumns[] = {
 /// The positions of a reply that have a value; further ones are left without type and data.
 inline constexpr std::size_t yahooQuoteValues = 21;
 
-/// The values between the commas, without the blanks around them; one, empty, for an empty reply.
+/// The texts between the commas, as they stand.
+std::vector<std::string_view> SplitFields(std::string_view line);
+
+/// The same without the blanks around them; one, empty, for an empty reply.
 std::vector<std::string_view> SplitQuote(std::string_view reply);
 
 /// Removes double quotes and line ends. A comma inside quotes still separates values, on purpose.

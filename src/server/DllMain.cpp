@@ -4,15 +4,71 @@
 #include <windows.h>
 
 #include <cstring>
+#include <new>
 
 #include "automation/ClassTable.h"
 #include "automation/Object.h"
-#include "server/ClassFactory.h"
 #include "server/Registration.h"
+#include "settings/SharedSettings.h"
 
 using namespace vtdl;
 
 namespace {
+
+// Makes objects of a row of the class table.
+class ClassFactory final : public IClassFactory, private automation::LiveObject {
+public:
+    explicit ClassFactory(const automation::ClassEntry& entry) : m_entry(entry) {}
+
+    STDMETHODIMP QueryInterface(REFIID id, void** object) noexcept override {
+        if (!object) return E_POINTER;
+        *object = id == __uuidof(IUnknown) || id == __uuidof(IClassFactory) ? this : nullptr;
+        if (!*object) return E_NOINTERFACE;
+        AddRef();
+        return S_OK;
+    }
+
+    STDMETHODIMP_(ULONG) AddRef() noexcept override {
+        return static_cast<ULONG>(InterlockedIncrement(&m_references));
+    }
+
+    STDMETHODIMP_(ULONG) Release() noexcept override {
+        const long left = InterlockedDecrement(&m_references);
+        if (left == 0) delete this;
+        return static_cast<ULONG>(left);
+    }
+
+    STDMETHODIMP CreateInstance(IUnknown* outer, REFIID id, void** object) noexcept override {
+        if (!object) return E_POINTER;
+        *object = nullptr;
+        if (outer) return CLASS_E_NOAGGREGATION;
+        ApplyErrorHandlerSettingsOnce();  // nothing fails before it is known how that is reported
+        return m_entry.create(id, object);
+    }
+
+    STDMETHODIMP LockServer(BOOL isLocked) noexcept override {
+        if (isLocked)
+            Lock();
+        else
+            Unlock();
+        return S_OK;
+    }
+
+private:
+    ~ClassFactory() = default;
+
+    const automation::ClassEntry& m_entry;
+    long m_references = 1;
+};
+
+HRESULT CreateFactory(const automation::ClassEntry& entry, REFIID interfaceId,
+                      void** factory) noexcept {
+    auto* created = new (std::nothrow) ClassFactory(entry);
+    if (!created) return E_OUTOFMEMORY;
+    const HRESULT hr = created->QueryInterface(interfaceId, factory);
+    created->Release();
+    return hr;
+}
 
 template <class Action>
 HRESULT Registering(Action&& action, server::Scope scope) noexcept {
@@ -74,7 +130,7 @@ STDAPI DllGetClassObject(REFCLSID classId, REFIID interfaceId, LPVOID* object) {
     if (!object) return E_POINTER;
     *object = nullptr;
     for (const automation::ClassEntry& entry : automation::ClassTable())
-        if (entry.identifier == classId) return server::CreateFactory(entry, interfaceId, object);
+        if (entry.identifier == classId) return CreateFactory(entry, interfaceId, object);
     return CLASS_E_CLASSNOTAVAILABLE;
 }
 

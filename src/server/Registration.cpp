@@ -32,12 +32,6 @@ struct Entry {
     std::wstring text;
 };
 
-std::wstring TextOf(REFGUID identifier) {
-    wchar_t text[40];
-    StringFromGUID2(identifier, text, ARRAYSIZE(text));
-    return text;
-}
-
 void AddClass(const ClassEntry& entry, const std::wstring& library, std::vector<Entry>& entries) {
     const std::wstring progId = std::wstring(L"vtdl.") + entry.name;
     const std::wstring versioned = progId + L".4";

@@ -16,12 +16,6 @@ namespace {
 
 using namespace vtdl;
 
-std::string TextOf(REFGUID identifier) {
-    wchar_t text[40];
-    StringFromGUID2(identifier, text, ARRAYSIZE(text));
-    return std::string(text, text + wcslen(text));
-}
-
 std::string Narrow(const wchar_t* text) {
     std::string narrow;
     for (; *text; ++text) {
@@ -33,16 +27,16 @@ std::string Narrow(const wchar_t* text) {
 
 std::string ClassLine(const automation::ClassEntry& entry, const std::string& library) {
     const std::string progId = "vtdl." + Narrow(entry.name);
-    return "    <comClass clsid=\"" + TextOf(entry.identifier) + "\" progid=\"" + progId +
-           ".4\" threadingModel=\"Apartment\"\n      tlbid=\"" + library + "\" description=\"" +
-           Narrow(entry.description) + "\">\n      <progid>" + progId +
+    return "    <comClass clsid=\"" + Narrow(automation::TextOf(entry.identifier).c_str()) +
+           "\" progid=\"" + progId + ".4\" threadingModel=\"Apartment\"\n      tlbid=\"" + library +
+           "\" description=\"" + Narrow(entry.description) + "\">\n      <progid>" + progId +
            "</progid>\n    </comClass>\n";
 }
 
 std::string Manifest(ITypeLib* library) {
     TLIBATTR* attributes = nullptr;
     automation::Check(library->GetLibAttr(&attributes));
-    const std::string identifier = TextOf(attributes->guid);
+    const std::string identifier = Narrow(automation::TextOf(attributes->guid).c_str());
     const std::string version =
         std::to_string(attributes->wMajorVerNum) + "." + std::to_string(attributes->wMinorVerNum);
     library->ReleaseTLibAttr(attributes);

@@ -1,10 +1,11 @@
 #include "session/CSession.h"
 
+#include "automation/ClassTable.h"
 #include "automation/MessagePump.h"
-#include "session/LateBoundSink.h"
-#include "session/SessionErrors.h"
-#include "settings/SharedSettings.h"
 #include "objectmodel/mGlobals.h"
+#include "session/LateBoundSink.h"
+#include "session/SessionState.h"
+#include "settings/SharedSettings.h"
 #include "text/CaseFold.h"
 #include "transport/WinInet.h"
 
@@ -18,7 +19,44 @@ namespace {
 constexpr GUID errorRecordId = {
     0x51F5AD57, 0x152A, 0x412E, {0x83, 0x6D, 0xA0, 0xE9, 0xFC, 0x6E, 0x08, 0x7C}};
 
+struct ErrorText {
+    unsigned long number;
+    std::wstring_view text;
+};
+
+constexpr ErrorText errorTexts[] = {
+    {0x800C0002, L"Invalid URL"},
+    {0x800C0003, L"No session"},
+    {0x800C0004, L"Cannot connect"},
+    {0x800C0006, L"Object not found"},
+    {0x800C0007, L"Data not available"},
+    {0x800C0008, L"Download failure"},
+    {0x800C0009, L"Authentication required"},
+    {0x800C000A, L"No valid media"},
+    {0x800C000B, L"Connection timeout"},
+    {0x800C000C, L"Invalid request"},
+    {0x800C000F, L"Cannot load data"},
+    {0x800C0010, L"Cannot instantiate object"},
+    {0x800C0013, L"Unknown query option"},
+    {0x800C0014, L"Redirect failed"},
+    {0x800C0015, L"Redirect to dir"},
+    {0x800C0016, L"Cannot lock request"},
+    {0x800C0100, L"Code download declined"},
+    {0x800C0300, L"Cannot replace SFP file"},
+    {500, L"An internal server error occurred. Please try again later."},
+    {501, L"There are no All Markets results"},
+    {502, L"Internal Server Error"},
+    {503, L"Bad Request.Your client has issued a malformed or illegal request."},
+    {504, L"Not Found"},
+};
+
 }  // namespace
+
+std::wstring_view SessionErrorText(long number) noexcept {
+    for (const ErrorText& entry : errorTexts)
+        if (static_cast<long>(entry.number) == number) return entry.text;
+    return L"Unknown error";
+}
 
 CSession::CSession() : m_parameters(Make<CParameters>()) {
     GUID identifier;
@@ -310,5 +348,8 @@ void CSession::RunPeriodically(MethodFrame& frame, long period) {
     m_period = period;
     m_status = vtdlSessionStatusIdle;
 }
+
+VTDL_CREATABLE(CSession)
+VTDL_CREATABLE(CSessions)
 
 }  // namespace vtdl

@@ -2,15 +2,17 @@
 // One download job.
 
 #include <itimer.h>
+
 #include <vtdl.h>
 
 #include <memory>
 
-#include "timers/cTimer.h"
 #include "automation/Variant.h"
-#include "objectmodel/CParameters.h"
-#include "session/SessionState.h"
 #include "errors/MethodFrame.h"
+#include "objectmodel/CParameters.h"
+#include "objectmodel/Collection.h"
+#include "session/SessionState.h"
+#include "timers/cTimer.h"
 
 namespace vtdl {
 
@@ -87,6 +89,20 @@ private:
     long m_period = 0;
     std::shared_ptr<HiddenWindow> m_window;
     std::unique_ptr<cTimer> m_timer;
+};
+
+/// The published session collection.
+class CSessions final : public Collection<CSessions, ::CSessions, _CSessions, _CSession> {
+public:
+    static constexpr text::FixedString className{"CSessions"};
+
+    CSessions() {
+        Framed<"Class_Initialize">([] {});
+    }
+
+    STDMETHODIMP Exists(VARIANT* index, VARIANT_BOOL* result) noexcept override {
+        return IsPresent(index, result);
+    }
 };
 
 }  // namespace vtdl

@@ -2,6 +2,7 @@
 
 #include <dispex.h>
 
+#include "automation/ClassTable.h"
 #include "automation/Variant.h"
 
 namespace vtdl {
@@ -72,5 +73,26 @@ HRESULT LateBoundSink::Call(const wchar_t* method, IUnknown** caller,
                     std::wstring(description.view()));
     });
 }
+
+/// Every method fails, on purpose: the class exists so that hosts can implement its interface.
+class IProgressCallBack final
+    : public automation::Object<IProgressCallBack, ::IProgressCallBack, _IProgressCallBack> {
+public:
+    STDMETHODIMP Start(IUnknown**) noexcept override { return Fail(L"Start"); }
+    STDMETHODIMP Progress(IUnknown**, long, BSTR*) noexcept override { return Fail(L"Progress"); }
+    STDMETHODIMP DataReady(IUnknown**) noexcept override { return Fail(L"DataReady"); }
+    STDMETHODIMP Done(IUnknown**, long) noexcept override { return Fail(L"Done"); }
+
+private:
+    static HRESULT Fail(const wchar_t* method) noexcept {
+        return Raising([&] {
+            throw automation::Error(static_cast<HRESULT>(0x80040064),
+                                    std::wstring(L"vtdl.IProgressCallBack.") + method,
+                                    L"IProgressCallBack component failure");
+        });
+    }
+};
+
+VTDL_CREATABLE(IProgressCallBack)
 
 }  // namespace vtdl

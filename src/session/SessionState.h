@@ -1,11 +1,19 @@
 #pragma once
-// What the library's own classes may change in a session, and hosts may not.
+// What the library's own classes know of a session: its errors, and a face that hosts cannot reach.
 
 #include <vtdl.h>
 
 #include <string_view>
 
 namespace vtdl {
+
+/// Download failure, as adapters report it when a fetch fails.
+inline constexpr long downloadFailure = static_cast<long>(0x800C0008);
+inline constexpr long dataNotAvailable = static_cast<long>(0x800C0007);
+
+/// The text of an internet-transfer error or of one of the library's page errors (500 to 504);
+/// "Unknown error" for any other number, among them 0x800C0005 and HTTP's own, on purpose.
+std::wstring_view SessionErrorText(long number) noexcept;
 
 /// A face of every session of the library; it is not in the type library.
 struct ISessionState : IUnknown {

@@ -1,5 +1,6 @@
 #include "settings/CXMLSettings.h"
 
+#include "automation/ClassTable.h"
 #include "automation/Error.h"
 #include "automation/SafeArray.h"
 #include "errors/MethodFrame.h"
@@ -332,5 +333,7 @@ std::vector<std::wstring> CXMLSettings::Sections() const {
     RequireLoaded(savingSource);
     return NamesIn(m_document.get(), L"sections/section");
 }
+
+VTDL_CREATABLE(CXMLSettings)
 
 }  // namespace vtdl

@@ -1,12 +1,13 @@
 #include "sources/CDataSourceCBOE.h"
 
+#include "automation/ClassTable.h"
+#include "automation/CodePage.h"
+#include "automation/DecimalSeparator.h"
+#include "objectmodel/mGlobals.h"
 #include "session/SessionState.h"
 #include "sources/CboeForm.h"
 #include "sources/FieldReader.h"
-#include "sources/HistoryRequest.h"
-#include "objectmodel/mGlobals.h"
-#include "automation/CodePage.h"
-#include "automation/DecimalSeparator.h"
+#include "sources/SessionParameters.h"
 #include "text/Ascii.h"
 
 namespace vtdl {
@@ -59,18 +60,18 @@ STDMETHODIMP CDataSourceCBOE::get_DataFields(_CDataFields** result) noexcept {
 }
 
 STDMETHODIMP CDataSourceCBOE::Download(_CSession** session) noexcept {
-    return Downloading(session, [&](MethodFrame& frame, _CSession* current) {
+    return m_download.Run(session, [&](MethodFrame& frame, _CSession* current) {
         const std::string reply = FetchTable(frame, current);
         const auto data = Make<CData>();
         const bool hasValues = !reply.empty() && Parse(frame, current, reply, *data.get());
-        frame.Step([&] { Deliver(current, *data.get(), hasValues); });
-        frame.Step([&] { m_session.DataReady(); });
+        frame.Step([&] { m_download.Deliver(current, *data.get(), hasValues); });
+        frame.Step([&] { m_download.Session().DataReady(); });
     });
 }
 
 std::string CDataSourceCBOE::FetchTable(MethodFrame& frame, _CSession* session) {
     std::string reply;
-    std::shared_ptr<WinInet> client = NewClient(L"cboe", page);
+    std::shared_ptr<WinInet> client = m_download.NewClient(L"cboe", page);
     frame.Step([&] {
         ComPtr<_CParameters> parameters;
         Check(session->get_Parameters(parameters.put()));
@@ -81,7 +82,7 @@ std::string CDataSourceCBOE::FetchTable(MethodFrame& frame, _CSession* session) 
         if (client->TimeoutSek == 0) client->TimeoutSek = timeoutSeconds;
     });
     bool isComplete = false;
-    frame.Step([&] { isComplete = Fetch(client); });
+    frame.Step([&] { isComplete = m_download.Fetch(client); });
     if (isComplete && IsTable(client->ContentType)) {
         reply = client->TakeResponse();
     } else if (const auto state = Query<ISessionState>(session); isComplete && state) {
@@ -89,10 +90,10 @@ std::string CDataSourceCBOE::FetchTable(MethodFrame& frame, _CSession* session) 
         // own: that check must not cost the error that it goes with.
         Framed<"CheckForNewVersion">([&] { mGlobals::IsNewVersionAvailable(*m_settings); });
         frame.Step([&] { state->SetError(vtdlSessionErrorParsing, -1, L"Invalid data format"); });
-        m_session.Note(-1);
-        m_verdict.fault = "invalid data format";
+        m_download.Session().Note(-1);
+        m_download.Blame("invalid data format");
     }
-    frame.Step([&] { m_session.Done(isComplete ? 0 : downloadFailure); });
+    frame.Step([&] { m_download.Session().Done(isComplete ? 0 : downloadFailure); });
     return reply;
 }
 
@@ -109,8 +110,8 @@ std::string CDataSourceCBOE::BuildFormBody(bool isLookupForm, std::string_view t
 }
 
 // What is sent as something else is a matter of its own.
-std::string CDataSourceCBOE::FormFault(const WinInet& client) const {
-    return IsTable(client.ContentType) ? WebAdapter::FormFault(client) : std::string();
+std::string CDataSourceCBOE::FormFault(const WinInet& client) {
+    return IsTable(client.ContentType) ? TableFault(client) : std::string();
 }
 
 bool CDataSourceCBOE::Parse(MethodFrame& frame, _CSession* session, std::string_view reply,
@@ -155,5 +156,7 @@ double CDataSourceCBOE::ConvertCBOEDate(_CSession* session, std::string_view tex
         [&] { date = Readable(replies::ParseCboeDate(text), L"DATE", text, session); });
     return date;
 }
+
+VTDL_CREATABLE(CDataSourceCBOE)
 
 }  // namespace vtdl

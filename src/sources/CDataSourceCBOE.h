@@ -3,12 +3,12 @@
 
 #include "replies/CboeTable.h"
 #include "sources/SessionParameters.h"
-#include "sources/WebAdapter.h"
+#include "sources/SourceAdapter.h"
 
 namespace vtdl {
 
 class CDataSourceCBOE final
-    : public WebAdapter<CDataSourceCBOE, ::CDataSourceCBOE, _CDataSourceCBOE> {
+    : public SourceAdapter<CDataSourceCBOE, ::CDataSourceCBOE, _CDataSourceCBOE> {
 public:
     static constexpr text::FixedString className{"CDataSourceCBOE"};
     static constexpr SourceIdentity identity{
@@ -30,10 +30,11 @@ public:
     /// reply that failed or is of another type delivers a result without values.
     STDMETHODIMP Download(_CSession** session) noexcept override;
 
+    static std::string FormFault(const WinInet& client);
+
 private:
     std::string BuildFormBody(bool isLookupForm, std::string_view ticker);
     std::string FetchTable(MethodFrame& frame, _CSession* session);
-    std::string FormFault(const WinInet& client) const override;
     bool Parse(MethodFrame& frame, _CSession* session, std::string_view reply, CData& data);
     static double ConvertCBOEDate(_CSession* session, std::string_view text) noexcept;
     static automation::ComPtr<CDataFields> QuoteRecord(MethodFrame& frame, _CSession* session,

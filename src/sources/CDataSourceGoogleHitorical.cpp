@@ -1,7 +1,8 @@
 #include "sources/CDataSourceGoogleHitorical.h"
 
-#include "sources/FieldReader.h"
+#include "automation/ClassTable.h"
 #include "objectmodel/mGlobals.h"
+#include "sources/FieldReader.h"
 #include "text/Ascii.h"
 #include "text/CalendarDate.h"
 
@@ -13,10 +14,9 @@ namespace {
 
 // "Jan 9, 2004", its blanks and comma encoded.
 std::string QueryGoogleDate(double automationDate) {
-    constexpr std::string_view months = "JanFebMarAprMayJunJulAugSepOctNovDec";
     const text::CalendarDate date = text::ToCalendarDate(automationDate);
-    return std::string(months.substr(static_cast<std::size_t>(date.month - 1) * 3, 3)) + "+" +
-           std::to_string(date.day) + "%2C+" + std::to_string(date.year);
+    return std::string(text::MonthName(date.month)) + "+" + std::to_string(date.day) + "%2C+" +
+           std::to_string(date.year);
 }
 
 }  // namespace
@@ -40,26 +40,31 @@ std::string CDataSourceGoogleHitorical::PriceRequest::Path() const {
 }
 
 STDMETHODIMP CDataSourceGoogleHitorical::Download(_CSession** session) noexcept {
-    return Downloading(session, [&](MethodFrame& frame, _CSession* current) {
+    return m_download.Run(session, [&](MethodFrame& frame, _CSession* current) {
         const auto request = ReadRequest<PriceRequest>(frame, current);
         if (!request) return;
         std::string reply;
-        frame.Step([&] { reply = DownloadURL(NewClient(L"google.finance", request->Path())); });
+        frame.Step([&] {
+            reply =
+                m_download.DownloadURL(m_download.NewClient(L"google.finance", request->Path()));
+        });
         if (!replies::IsGoogleTable(reply)) return;
 
         replies::Columns columns(replies::googleColumns);
         FieldReader oddFields(frame, current, replies::googleColumns,
                               {.date = text::RoutineName<className, "FormatGoogleDate">::value});
         replies::ParseGoogleTable(reply, columns, oddFields);
-        HandOver(frame, current, L"HISTORICAL", std::move(columns), RowOrder::same);
+        m_download.HandOver(frame, current, L"HISTORICAL", std::move(columns), RowOrder::same);
     });
 }
 
 // The words count wherever they stand in a reply.
-long CDataSourceGoogleHitorical::PageError(const std::string& reply) const {
+long CDataSourceGoogleHitorical::PageError(const std::string& reply) {
     constexpr long badRequest = 503, notFound = 504;
     if (text::FindIgnoringCase(reply, "error") != std::string::npos) return badRequest;
     return text::FindIgnoringCase(reply, "not found") != std::string::npos ? notFound : 0;
 }
+
+VTDL_CREATABLE(CDataSourceGoogleHitorical)
 
 }  // namespace vtdl

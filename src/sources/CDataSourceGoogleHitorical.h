@@ -2,15 +2,14 @@
 // Daily and weekly prices of the finance service. The class's name is published so.
 
 #include "replies/GoogleTable.h"
-#include "sources/HistoryRequest.h"
 #include "sources/SessionParameters.h"
-#include "sources/WebAdapter.h"
+#include "sources/SourceAdapter.h"
 
 namespace vtdl {
 
 class CDataSourceGoogleHitorical final
-    : public WebAdapter<CDataSourceGoogleHitorical, ::CDataSourceGoogleHitorical,
-                        _CDataSourceGoogleHitorical> {
+    : public SourceAdapter<CDataSourceGoogleHitorical, ::CDataSourceGoogleHitorical,
+                           _CDataSourceGoogleHitorical> {
 public:
     static constexpr text::FixedString className{"CDataSourceGoogleHitorical"};
     static constexpr SourceIdentity identity{
@@ -29,6 +28,8 @@ public:
     /// purpose. A reply that is no table ends the download without data.
     STDMETHODIMP Download(_CSession** session) noexcept override;
 
+    static long PageError(const std::string& reply);
+
 private:
     struct PriceRequest : HistoryRequest {
         explicit PriceRequest(_CParameters* parameters);
@@ -37,8 +38,6 @@ private:
         std::string escapedTicker;
         std::string periodicity;
     };
-
-    long PageError(const std::string& reply) const override;
 };
 
 }  // namespace vtdl

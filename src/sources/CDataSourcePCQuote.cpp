@@ -1,17 +1,55 @@
 #include "sources/CDataSourcePCQuote.h"
 
-#include "replies/Quote.h"
-#include "sources/HistoryRequest.h"
+#include "automation/ClassTable.h"
 #include "automation/DecimalSeparator.h"
+#include "replies/Quote.h"
+#include "sources/FieldReader.h"
+#include "sources/SessionParameters.h"
 
 namespace vtdl {
 
 using namespace automation;
 using replies::ColumnType;
-using replies::pcQuoteFields;
-using replies::PCQuoteValue;
 
 namespace {
+
+enum class PCQuoteValue { text, number, time };
+
+struct PCQuoteField {
+    std::string_view name;     // in the request
+    std::wstring_view column;  // in the result
+    PCQuoteValue value;
+};
+
+// In the order of the reply. "DIVDATE" is a number, not a date, on purpose.
+constexpr PCQuoteField pcQuoteFields[] = {
+    {"TICK", L"TICKER", PCQuoteValue::text},
+    {"LAST", L"LAST", PCQuoteValue::number},
+    {"NET", L"NET", PCQuoteValue::number},
+    {"TIME", L"TIME", PCQuoteValue::time},
+    {"SIZE", L"SIZE", PCQuoteValue::text},
+    {"VOLUME", L"VOLUME", PCQuoteValue::number},
+    {"OPEN", L"OPEN", PCQuoteValue::number},
+    {"HIGH", L"HIGH", PCQuoteValue::number},
+    {"LOW", L"LOW", PCQuoteValue::number},
+    {"CLOSE", L"CLOSE", PCQuoteValue::number},
+    {"BID", L"BID", PCQuoteValue::number},
+    {"ASK", L"ASK", PCQuoteValue::number},
+    {"BIDASKSIZE", L"BIDASKSIZE", PCQuoteValue::text},
+    {"EXCHANGE", L"EXCHANGE", PCQuoteValue::text},
+    {"NAME", L"NAME", PCQuoteValue::text},
+    {"YRHIGH", L"YRHIGH", PCQuoteValue::number},
+    {"YRLOW", L"YRLOW", PCQuoteValue::number},
+    {"DIVFREQ", L"DIVFREQ", PCQuoteValue::number},
+    {"DIVIDEND", L"DIVIDEND", PCQuoteValue::number},
+    {"EARNINGS", L"EARNINGS", PCQuoteValue::number},
+    {"SHARES", L"SHARES", PCQuoteValue::text},
+    {"PERATIO", L"PERATIO", PCQuoteValue::number},
+    {"DIVDATE", L"DIVDATE", PCQuoteValue::number},
+    {"VOLATILITY", L"VOLATILITY", PCQuoteValue::number},
+    {"YIELD", L"YIELD", PCQuoteValue::text},
+    {"STATUS", L"STATUS", PCQuoteValue::text},
+};
 
 std::optional<double> ParseTime(const Bstr& text) {
     DATE date = 0;
@@ -22,7 +60,7 @@ std::optional<double> ParseTime(const Bstr& text) {
 }
 
 // What is not what its field says is handed over as text.
-void AddValue(_CDataFields* fields, const replies::PCQuoteField& field, std::string_view text) {
+void AddValue(_CDataFields* fields, const PCQuoteField& field, std::string_view text) {
     Bstr value = Bstr::FromBytes(text);
     if (field.value == PCQuoteValue::number) {
         if (const auto number = ParseNumber(text))
@@ -45,14 +83,15 @@ std::vector<ParameterDeclaration> CDataSourcePCQuote::SessionParameters() {
 }
 
 STDMETHODIMP CDataSourcePCQuote::Download(_CSession** session) noexcept {
-    return Downloading(session, [&](MethodFrame& frame, _CSession* current) {
+    return m_download.Run(session, [&](MethodFrame& frame, _CSession* current) {
         Variant ticker;
         std::string reply;
         frame.Step([&] {
             ComPtr<_CParameters> parameters;
             Check(current->get_Parameters(parameters.put()));
             ticker = Variant(ToText(ParameterValue(parameters.get(), L"TICKER").get()));
-            reply = DownloadURL(QuoteClient(ParameterBytes(parameters.get(), L"TICKER")));
+            reply =
+                m_download.DownloadURL(QuoteClient(ParameterBytes(parameters.get(), L"TICKER")));
         });
         const auto values = replies::SplitQuote(reply);
         const bool isQuote = values.size() >= std::size(pcQuoteFields);
@@ -61,23 +100,25 @@ STDMETHODIMP CDataSourcePCQuote::Download(_CSession** session) noexcept {
         // A short reply gives the ticker asked for, and nothing else.
         for (std::size_t k = 0; k < count; ++k)
             frame.Step([&] {
-                const replies::PCQuoteField& field = ColumnAt(pcQuoteFields, k);
+                const PCQuoteField& field = ColumnAt(pcQuoteFields, k);
                 if (isQuote) return AddValue(fields.get(), field, values[k]);
                 AddColumn(fields.get(), {field.column, ColumnType::string},
                           k == 0 ? ticker : Variant());
             });
-        HandOver(frame, current, L"TICKER", fields.get(), isQuote && HasValues(values));
+        m_download.HandOver(frame, current, L"TICKER", fields.get(), isQuote && HasValues(values));
     });
 }
 
 std::shared_ptr<WinInet> CDataSourcePCQuote::QuoteClient(std::string_view ticker) {
     std::string path = "/cgi-bin/vestora.exe?HIDEPACKAGE=1&FORMAT=DECIMAL&PACKAGE=CUSTOM&FIELDS=";
-    for (const replies::PCQuoteField& field : pcQuoteFields)
+    for (const PCQuoteField& field : pcQuoteFields)
         path.append(&field == pcQuoteFields ? "" : ",").append(field.name);
-    auto client = NewClient(L"pcquote", path.append("&TICKER=").append(ticker));
+    auto client = m_download.NewClient(L"pcquote", path.append("&TICKER=").append(ticker));
     client->UserName = ParameterBytes(m_parameters.get(), L"USER");
     client->Password = ParameterBytes(m_parameters.get(), L"PASSWORD");
     return client;
 }
+
+VTDL_CREATABLE(CDataSourcePCQuote)
 
 }  // namespace vtdl

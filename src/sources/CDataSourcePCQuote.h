@@ -1,15 +1,14 @@
 #pragma once
 // The current quote of one ticker from a service that wants an account.
 
-#include "replies/PCQuoteFields.h"
 #include "sources/SessionParameters.h"
-#include "sources/WebAdapter.h"
+#include "sources/SourceAdapter.h"
 
 namespace vtdl {
 
 /// Creatable, and not among the manager's data sources; on purpose.
 class CDataSourcePCQuote final
-    : public WebAdapter<CDataSourcePCQuote, ::CDataSourcePCQuote, _CDataSourcePCQuote> {
+    : public SourceAdapter<CDataSourcePCQuote, ::CDataSourcePCQuote, _CDataSourcePCQuote> {
 public:
     static constexpr text::FixedString className{"CDataSourcePCQuote"};
     static constexpr SourceIdentity identity{

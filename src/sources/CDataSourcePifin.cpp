@@ -1,5 +1,7 @@
 #include "sources/CDataSourcePifin.h"
 
+#include "automation/ClassTable.h"
+
 #include <cstdio>
 
 #include "sources/FieldReader.h"
@@ -25,15 +27,15 @@ std::vector<ParameterDeclaration> CDataSourcePifin::SessionParameters() {
 }
 
 STDMETHODIMP CDataSourcePifin::Download(_CSession** session) noexcept {
-    return Downloading(session, [&](MethodFrame& frame, _CSession* current) {
+    return m_download.Run(session, [&](MethodFrame& frame, _CSession* current) {
         const auto request = ReadRequest<HistoryRequest>(frame, current);
         if (!request) return;
         const std::string path = "/cgi-bin/pifin/q.php?t=ts&tid=" + request->ticker +
                                  "&sd=" + IsoDate(request->start) + "&ed=" + IsoDate(request->end);
         std::string reply;
-        frame.Step([&] { reply = DownloadURL(NewClient(L"pifin", path)); });
+        frame.Step([&] { reply = m_download.DownloadURL(m_download.NewClient(L"pifin", path)); });
         if (!replies::IsPifinTable(reply)) {
-            frame.Step([&] { Deliver(current, *Make<CData>().get(), false); });
+            frame.Step([&] { m_download.Deliver(current, *Make<CData>().get(), false); });
             return;
         }
 
@@ -48,12 +50,14 @@ STDMETHODIMP CDataSourcePifin::Download(_CSession** session) noexcept {
         FieldReader oddFields(frame, current, replies::pifinColumns,
                               {.number = text::RoutineName<className, "ToNumber">::value});
         replies::ParsePifinTable(reply, columns, oddFields);
-        HandOver(frame, current, L"HISTORICAL", std::move(columns), RowOrder::same);
+        m_download.HandOver(frame, current, L"HISTORICAL", std::move(columns), RowOrder::same);
     });
 }
 
 void CDataSourcePifin::OnProgress(long percent) noexcept {
-    Framed<"m_HTTPDNL_OnProgress">([&] { ReportProgress(percent); });
+    Framed<"m_HTTPDNL_OnProgress">([&] { m_download.ReportProgress(percent); });
 }
+
+VTDL_CREATABLE(CDataSourcePifin)
 
 }  // namespace vtdl

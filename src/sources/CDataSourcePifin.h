@@ -2,15 +2,14 @@
 // Daily history of futures and commodities, with open interest.
 
 #include "replies/PifinTable.h"
-#include "sources/HistoryRequest.h"
 #include "sources/SessionParameters.h"
-#include "sources/WebAdapter.h"
+#include "sources/SourceAdapter.h"
 #include "transport/CHTTPDownloader.h"
 
 namespace vtdl {
 
 class CDataSourcePifin final
-    : public WebAdapter<CDataSourcePifin, ::CDataSourcePifin, _CDataSourcePifin>,
+    : public SourceAdapter<CDataSourcePifin, ::CDataSourcePifin, _CDataSourcePifin>,
       private HttpDownloadEvents {
 public:
     static constexpr text::FixedString className{"CDataSourcePifin"};

@@ -1,5 +1,8 @@
 #include "sources/CDataSourceYahooDividends.h"
 
+#include "automation/ClassTable.h"
+#include "sources/FieldReader.h"
+
 namespace vtdl {
 
 using namespace automation;
@@ -9,19 +12,25 @@ std::vector<ParameterDeclaration> CDataSourceYahooDividends::SessionParameters()
 }
 
 STDMETHODIMP CDataSourceYahooDividends::Download(_CSession** session) noexcept {
-    return Downloading(session, [&](MethodFrame& frame, _CSession* current) {
-        const auto request = Prepare<HistoryRequest>(frame, current);
+    return m_download.Run(session, [&](MethodFrame& frame, _CSession* current) {
+        if (!m_chart.HasServer()) frame.Step([&] { Check(SelectYahooInternalServer()); });
+        const auto request = ReadRequest<HistoryRequest>(frame, current);
         if (!request) return;
 
         replies::Columns grid(replies::yahooDividendColumns);
         const bool hasData = FetchPages(frame, current, *request, grid);
         if (hasData && grid.Rows() == 0) grid.AddRows(1);  // the initial row, as for prices
         if (hasData)
-            HandOver(frame, current, L"HISTORICAL", std::move(grid), RowOrder::reversed);
+            m_download.HandOver(frame, current, L"HISTORICAL", std::move(grid), RowOrder::reversed);
         else
-            HandOver(frame, current, L"HISTORICAL", AnnouncedColumns(identity.columns).get(),
-                     false);
+            m_download.HandOver(frame, current, L"HISTORICAL",
+                                AnnouncedColumns(identity.columns).get(), false);
     });
+}
+
+STDMETHODIMP CDataSourceYahooDividends::SelectYahooInternalServer() noexcept {
+    return Framed<"SelectYahooInternalServer">(
+        [&](MethodFrame& frame) { m_chart.SelectServer(frame); });
 }
 
 // False when a reply says that there is no data; the columns are then handed over empty. A page of
@@ -31,10 +40,10 @@ bool CDataSourceYahooDividends::FetchPages(MethodFrame& frame, _CSession* sessio
     FieldReader oddFields(frame, session, identity.columns,
                           {.date = text::RoutineName<className, "FormatYahooDate">::value});
     const std::string path =
-        yahoo::TablePath(request.ticker, request.start, request.end, "&g=v&ignore=.csv");
+        YahooChart::TablePath(request.ticker, request.start, request.end, "&g=v&ignore=.csv");
     for (;;) {
         std::string reply;
-        frame.Step([&] { reply = FetchTable(m_chartHost, path); });
+        frame.Step([&] { reply = m_chart.FetchTable(path); });
         // Fewer than three lines count as no data, on purpose, even a header with a single row.
         if (reply.empty() || replies::LineCount(reply) < 3 || replies::IsYahooNotFoundPage(reply))
             return false;
@@ -42,5 +51,7 @@ bool CDataSourceYahooDividends::FetchPages(MethodFrame& frame, _CSession* sessio
         if (rows != replies::yahooFullPage) return true;
     }
 }
+
+VTDL_CREATABLE(CDataSourceYahooDividends)
 
 }  // namespace vtdl

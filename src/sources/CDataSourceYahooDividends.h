@@ -1,13 +1,13 @@
 #pragma once
 // Dividends of the chart service.
 
-#include "sources/YahooAdapter.h"
+#include "sources/YahooChart.h"
 
 namespace vtdl {
 
 class CDataSourceYahooDividends final
-    : public YahooAdapter<CDataSourceYahooDividends, ::CDataSourceYahooDividends,
-                          _CDataSourceYahooDividends> {
+    : public SourceAdapter<CDataSourceYahooDividends, ::CDataSourceYahooDividends,
+                           _CDataSourceYahooDividends> {
 public:
     static constexpr text::FixedString className{"CDataSourceYahooDividends"};
     static constexpr SourceIdentity identity{
@@ -23,10 +23,14 @@ public:
     static std::vector<ParameterDeclaration> SessionParameters();
 
     STDMETHODIMP Download(_CSession** session) noexcept override;
+    STDMETHODIMP SelectYahooInternalServer() noexcept override;
 
 private:
     bool FetchPages(MethodFrame& frame, _CSession* session, const HistoryRequest& request,
                     replies::Columns& grid);
+
+    YahooChart m_chart{m_download, *m_settings,
+                       text::RoutineName<className, "YahooReplyValidityIndex">::value};
 };
 
 }  // namespace vtdl

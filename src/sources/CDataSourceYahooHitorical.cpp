@@ -1,5 +1,8 @@
 #include "sources/CDataSourceYahooHitorical.h"
 
+#include "automation/ClassTable.h"
+#include "sources/FieldReader.h"
+
 namespace vtdl {
 
 using namespace automation;
@@ -24,20 +27,26 @@ CDataSourceYahooHitorical::PriceRequest::PriceRequest(_CParameters* parameters)
 }
 
 std::string CDataSourceYahooHitorical::PriceRequest::Path(double lastDay) const {
-    return yahoo::TablePath(ticker, start, lastDay, "&g=" + periodicity + "&ignore=.csv");
+    return YahooChart::TablePath(ticker, start, lastDay, "&g=" + periodicity + "&ignore=.csv");
 }
 
 STDMETHODIMP CDataSourceYahooHitorical::Download(_CSession** session) noexcept {
-    return Downloading(session, [&](MethodFrame& frame, _CSession* current) {
-        const auto request = Prepare<PriceRequest>(frame, current);
+    return m_download.Run(session, [&](MethodFrame& frame, _CSession* current) {
+        if (!m_chart.HasServer()) frame.Step([&] { Check(SelectYahooInternalServer()); });
+        const auto request = ReadRequest<PriceRequest>(frame, current);
         if (!request) return;
 
         replies::Columns grid(replies::yahooPriceColumns);
         if (!FetchPages(frame, current, *request, grid)) return;
         // Without any row the grid's initial row remains: a zero date and zeros, on purpose.
         if (grid.Rows() == 0) grid.AddRows(1);
-        HandOver(frame, current, L"HISTORICAL", std::move(grid), RowOrder::reversed);
+        m_download.HandOver(frame, current, L"HISTORICAL", std::move(grid), RowOrder::reversed);
     });
+}
+
+STDMETHODIMP CDataSourceYahooHitorical::SelectYahooInternalServer() noexcept {
+    return Framed<"SelectYahooInternalServer">(
+        [&](MethodFrame& frame) { m_chart.SelectServer(frame); });
 }
 
 // False when a fetch failed: nothing is handed over then, not even earlier pages.
@@ -48,11 +57,13 @@ bool CDataSourceYahooHitorical::FetchPages(MethodFrame& frame, _CSession* sessio
     double lastDay = request.end;
     for (;;) {
         std::string reply;
-        frame.Step([&] { reply = FetchTable(m_chartHost, request.Path(lastDay)); });
+        frame.Step([&] { reply = m_chart.FetchTable(request.Path(lastDay)); });
         if (reply.empty()) return false;
         const std::size_t rows =
             replies::ParseYahooPage(reply, "Date,Open", request.isAdjusted, grid, oddFields);
-        if (rows == 0 && grid.Rows() > 0 && !reply.starts_with("Date,Open")) RefuseLaterPage();
+        // Rows are missing.
+        if (rows == 0 && grid.Rows() > 0 && !reply.starts_with("Date,Open"))
+            m_download.Refuse("a later page is no table");
         if (rows != replies::yahooFullPage) return true;
         // The next page ends on the day before the oldest row. A server that does not go back in
         // time must not keep the download from ending.
@@ -61,5 +72,7 @@ bool CDataSourceYahooHitorical::FetchPages(MethodFrame& frame, _CSession* sessio
         lastDay = nextDay;
     }
 }
+
+VTDL_CREATABLE(CDataSourceYahooHitorical)
 
 }  // namespace vtdl

@@ -1,13 +1,13 @@
 #pragma once
 // Daily, weekly and monthly prices of the chart service. The class's name is published so.
 
-#include "sources/YahooAdapter.h"
+#include "sources/YahooChart.h"
 
 namespace vtdl {
 
 class CDataSourceYahooHitorical final
-    : public YahooAdapter<CDataSourceYahooHitorical, ::CDataSourceYahooHitorical,
-                          _CDataSourceYahooHitorical> {
+    : public SourceAdapter<CDataSourceYahooHitorical, ::CDataSourceYahooHitorical,
+                           _CDataSourceYahooHitorical> {
 public:
     static constexpr text::FixedString className{"CDataSourceYahooHitorical"};
     static constexpr SourceIdentity identity{
@@ -23,6 +23,7 @@ public:
     static std::vector<ParameterDeclaration> SessionParameters();
 
     STDMETHODIMP Download(_CSession** session) noexcept override;
+    STDMETHODIMP SelectYahooInternalServer() noexcept override;
 
 private:
     struct PriceRequest : HistoryRequest {
@@ -35,6 +36,9 @@ private:
 
     bool FetchPages(MethodFrame& frame, _CSession* session, const PriceRequest& request,
                     replies::Columns& grid);
+
+    YahooChart m_chart{m_download, *m_settings,
+                       text::RoutineName<className, "YahooReplyValidityIndex">::value};
 };
 
 }  // namespace vtdl

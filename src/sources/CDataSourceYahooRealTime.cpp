@@ -1,8 +1,9 @@
 #include "sources/CDataSourceYahooRealTime.h"
 
-#include "sources/FieldReader.h"
-#include "sources/HistoryRequest.h"
+#include "automation/ClassTable.h"
 #include "automation/DecimalSeparator.h"
+#include "sources/FieldReader.h"
+#include "sources/SessionParameters.h"
 #include "text/Ascii.h"
 
 namespace vtdl {
@@ -27,12 +28,12 @@ std::string WithoutPercentSign(std::string_view text) {
 }  // namespace
 
 STDMETHODIMP CDataSourceYahooRealTime::Download(_CSession** session) noexcept {
-    return Downloading(session, [&](MethodFrame& frame, _CSession* current) {
+    return m_download.Run(session, [&](MethodFrame& frame, _CSession* current) {
         std::string reply;
         frame.Step([&] {
             ComPtr<_CParameters> parameters;
             Check(current->get_Parameters(parameters.put()));
-            reply = DownloadURL(NewClient(
+            reply = m_download.DownloadURL(m_download.NewClient(
                 L"yahoo.quotes", "/d/quotes.csv?f=sl1d1t1c1p2ohgvb3b2rt8wj1mepnx&e=.csv&s=" +
                                      ParameterBytes(parameters.get(), L"TICKER")));
         });
@@ -49,22 +50,22 @@ STDMETHODIMP CDataSourceYahooRealTime::Download(_CSession** session) noexcept {
                     AddColumn(fields.get(), {column.name, ColumnType{}}, Variant());
             });
         }
-        StoreResult(frame, current, L"TICKER", fields.get(), HasValues(values));
+        m_download.StoreResult(frame, current, L"TICKER", fields.get(), HasValues(values));
         frame.Step([&] {
             if (!isInvalid) return;
-            m_verdict.fault = "dated 1970-01-01";
-            m_session.Done(invalidQuote);
+            m_download.Blame("dated 1970-01-01");
+            m_download.Session().Done(invalidQuote);
         });
-        frame.Step([&] { m_session.DataReady(); });
+        frame.Step([&] { m_download.Session().DataReady(); });
     });
 }
 
 // A text is an answer, and says that there is no quote; a part of a quote may end in the middle of
 // a number.
-std::string CDataSourceYahooRealTime::FormFault(const WinInet& client) const {
+std::string CDataSourceYahooRealTime::FormFault(const WinInet& client) {
     const std::size_t count = replies::SplitQuote(client.Response()).size();
     return count > 1 && count < replies::yahooQuoteValues ? std::to_string(count) + " values"
-                                                          : WebAdapter::FormFault(client);
+                                                          : TableFault(client);
 }
 
 void CDataSourceYahooRealTime::AddValue(_CSession* session, _CDataFields* fields,
@@ -112,5 +113,7 @@ double CDataSourceYahooRealTime::ToTime(_CSession* session, const replies::Quote
         [&] { time = Readable(replies::ParseQuoteTime(text), column.name, text, session); });
     return time;
 }
+
+VTDL_CREATABLE(CDataSourceYahooRealTime)
 
 }  // namespace vtdl

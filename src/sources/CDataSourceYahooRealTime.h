@@ -3,13 +3,13 @@
 
 #include "replies/Quote.h"
 #include "sources/SessionParameters.h"
-#include "sources/WebAdapter.h"
+#include "sources/SourceAdapter.h"
 
 namespace vtdl {
 
 class CDataSourceYahooRealTime final
-    : public WebAdapter<CDataSourceYahooRealTime, ::CDataSourceYahooRealTime,
-                        _CDataSourceYahooRealTime> {
+    : public SourceAdapter<CDataSourceYahooRealTime, ::CDataSourceYahooRealTime,
+                           _CDataSourceYahooRealTime> {
 public:
     static constexpr text::FixedString className{"CDataSourceYahooRealTime"};
     static constexpr SourceIdentity identity{
@@ -28,8 +28,9 @@ public:
     /// handed over too, and reported as error 5.
     STDMETHODIMP Download(_CSession** session) noexcept override;
 
+    static std::string FormFault(const WinInet& client);
+
 private:
-    std::string FormFault(const WinInet& client) const override;
     static double ToDate(_CSession* session, const replies::QuoteColumn& column,
                          std::string_view text) noexcept;
     static double ToTime(_CSession* session, const replies::QuoteColumn& column,

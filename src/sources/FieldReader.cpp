@@ -2,9 +2,9 @@
 
 #include <climits>
 
-#include "sources/SessionParameters.h"
 #include "automation/CodePage.h"
 #include "automation/DecimalSeparator.h"
+#include "sources/SessionParameters.h"
 
 namespace vtdl {
 namespace {

@@ -4,8 +4,8 @@
 #include <optional>
 #include <span>
 
-#include "replies/Columns.h"
 #include "errors/MethodFrame.h"
+#include "replies/Columns.h"
 
 namespace vtdl {
 

@@ -1,7 +1,13 @@
 #pragma once
-// Session parameters that several adapters declare.
+// The session parameters that several adapters declare, and how a download reads them.
 
+#include <optional>
+#include <string>
+
+#include "automation/CodePage.h"
 #include "automation/SafeArray.h"
+#include "automation/Variant.h"
+#include "errors/MethodFrame.h"
 #include "objectmodel/CParameters.h"
 #include "text/CalendarDate.h"
 
@@ -50,6 +56,35 @@ ParameterDeclaration ListParameter(std::wstring_view name,
             .type = vtdlParameterTypeList,
             .value = automation::Variant(choices[0]),
             .availableValues = automation::TextArray(choices)};
+}
+
+/// A parameter as text in the system's code page, as it stands.
+inline std::string ParameterBytes(_CParameters* parameters, std::wstring_view name) {
+    return ToBytes(automation::ToText(ParameterValue(parameters, name).get()).view());
+}
+
+/// What a session for the history of one ticker asks for.
+struct HistoryRequest {
+    std::string ticker;
+    double start;  ///< automation dates
+    double end;
+
+    explicit HistoryRequest(_CParameters* parameters)
+        : ticker(ParameterBytes(parameters, L"TICKER")),
+          start(automation::ToDate(ParameterValue(parameters, L"STARTDATE").get())),
+          end(automation::ToDate(ParameterValue(parameters, L"ENDDATE").get())) {}
+};
+
+/// A session's request, read from its parameters; nothing when reading it failed and was ignored.
+template <class Request>
+std::optional<Request> ReadRequest(MethodFrame& frame, _CSession* session) {
+    std::optional<Request> request;
+    frame.Step([&] {
+        automation::ComPtr<_CParameters> parameters;
+        automation::Check(session->get_Parameters(parameters.put()));
+        request.emplace(parameters.get());
+    });
+    return request;
 }
 
 }  // namespace vtdl

@@ -1,16 +1,36 @@
 #pragma once
 // What all data sources of services share: the data-source contract but for the download itself.
 
+#include <vtdl.h>
+
+#include <span>
+#include <string_view>
+
 #include "automation/ClassTable.h"
-#include "objectmodel/CDataFields.h"
+#include "objectmodel/CData.h"
 #include "objectmodel/CParameters.h"
-#include "sources/SourceIdentity.h"
 #include "settings/SharedSettings.h"
+#include "sources/Download.h"
 
 namespace vtdl {
 
-/// Base of an adapter D, which brings: className, identity, SessionParameters(), Abort() and
-/// Download(), and OwnParameters() when it has more than the fixed ones. Its default IDispatch also
+/// What an adapter is, in constants.
+struct SourceIdentity {
+    std::wstring_view name;
+    std::wstring_view description;
+    long priceDataType;      ///< bits of vtdlPriceDataType
+    const wchar_t* section;  ///< of the settings file
+    // The adapter's own parameters.
+    std::wstring_view nameParameter;
+    std::wstring_view descriptionParameter;
+    std::wstring_view dataServer;
+    std::span<const replies::ColumnSpec> columns{};
+    GUID sessionClass = __uuidof(::CSession);
+};
+
+/// Base of an adapter D, which brings: className, identity, SessionParameters() and Download(),
+/// which runs in m_download; OwnParameters() when it has more than the fixed ones, PageError() and
+/// FormFault() when its replies are judged by other rules (ReplyRules). Its default IDispatch also
 /// answers the names of the data-source contract.
 template <class D, class Coclass, class Default>
 class SourceAdapter : public FramedObject<D, Coclass, Default, _CDataSource> {
@@ -60,6 +80,10 @@ public:
         });
     }
 
+    STDMETHODIMP Abort() noexcept override {
+        return this->template Framed<"CDataSource_Abort">([&] { m_download.Abort(); });
+    }
+
     /// A new instance: it holds the values last saved, not the current ones of this one.
     STDMETHODIMP Clone(_CDataSource** result) noexcept override {
         return this->template FramedResult<"CDataSource_Clone">(
@@ -91,9 +115,18 @@ protected:
 
     std::shared_ptr<CXMLSettings> m_settings = SharedSettings();
     automation::ComPtr<CParameters> m_parameters = automation::Make<CParameters>();
+    Download m_download{*this, *m_settings, D::identity.name, downloadRoutines<D::className>,
+                        Rules()};
 
 private:
     IDispatch* AlsoAnswers() override { return static_cast<_CDataSource*>(this); }
+
+    static ReplyRules Rules() {
+        ReplyRules rules;
+        if constexpr (requires { D::PageError; }) rules.pageError = D::PageError;
+        if constexpr (requires { D::FormFault; }) rules.formFault = D::FormFault;
+        return rules;
+    }
 
     void DeclareIdentity() {
         const std::pair<std::wstring_view, std::wstring_view> fixed[] = {

@@ -2,10 +2,10 @@
 
 #include <random>
 
-#include "settings/SharedSettings.h"
+#include "replies/YahooProbe.h"
 #include "text/CalendarDate.h"
 
-namespace vtdl::yahoo {
+namespace vtdl {
 namespace {
 
 constexpr wchar_t chartService[] = L"yahoo.chart";
@@ -18,21 +18,13 @@ void AppendDate(std::string& path, const char* keys, double automationDate) {
         path.append("&").append(1, keys[i]).append("=").append(std::to_string(parts[i]));
 }
 
-}  // namespace
-
-std::string TablePath(std::string_view ticker, double start, double end, std::string_view tail) {
-    std::string path = "/table.csv?&s=";
-    path += ticker;
-    AppendDate(path, "abc", start);
-    AppendDate(path, "def", end);
-    return path.append(tail);
-}
-
+// The host text of a numbered server of the family.
 std::wstring ServerOf(const replies::ServerFamily& family, std::size_t number) {
     const std::string host = family.letters + std::to_string(number) + "." + family.domain;
     return std::wstring(host.begin(), host.end());
 }
 
+// The best of the scored servers 3 to 13, ties broken uniformly at random.
 std::size_t BestServer(const std::vector<long>& scores) {
     std::mt19937 generator(GetTickCount());
     std::uniform_real_distribution<double> draw(0, 1);
@@ -47,13 +39,61 @@ std::size_t BestServer(const std::vector<long>& scores) {
     return best;
 }
 
-HostAddress AddressOf(CXMLSettings& settings, const std::wstring& host) {
-    const std::wstring chartHost = ServiceHost(settings, chartService);
-    if (host == chartHost) return ParseHost(host);
-    const std::wstring configured = ReadSetting(settings, L"HOSTS", host.c_str(), L"");
-    HostAddress address = ParseHost(configured.empty() ? host : configured);
+}  // namespace
+
+std::string YahooChart::TablePath(std::string_view ticker, double start, double end,
+                                  std::string_view tail) {
+    std::string path = "/table.csv?&s=";
+    path += ticker;
+    AppendDate(path, "abc", start);
+    AppendDate(path, "def", end);
+    return path.append(tail);
+}
+
+void YahooChart::SelectServer(MethodFrame& frame) {
+    struct Trial {
+        Download& download;
+        ~Trial() { download.SetTrial(nullptr); }
+    } const trial{m_download};
+    m_download.SetTrial(&m_server);
+    const std::wstring publicHost = ServiceHost(m_settings, chartService);
+    m_server = publicHost;
+    const std::string probe = TablePath("DIA", Today() - 7, Today(), "&g=d&ignore=.csv");
+
+    std::vector<long> scores(14);
+    std::string reply;
+    frame.Step([&] { reply = FetchTable(publicHost, probe); });
+    scores[0] = ScoreOf(reply);
+    const auto family = replies::FindServerFamily(reply);
+    if (!family) return;
+
+    for (std::size_t k = 3; k < scores.size(); ++k) {
+        frame.Step([&] { reply = FetchTable(ServerOf(*family, k), probe); });
+        scores[k] = ScoreOf(reply);
+    }
+    const std::size_t best = BestServer(scores);
+    if (scores[best] >= scores[0]) m_server = ServerOf(*family, best);
+}
+
+std::string YahooChart::FetchTable(const std::wstring& server, const std::string& path) {
+    return m_download.DownloadURL(m_download.NewClient(AddressOf(server), path));
+}
+
+// A numbered server is looked up under its full name among the configured hosts; without an entry
+// it has the chart host's port.
+HostAddress YahooChart::AddressOf(const std::wstring& server) {
+    const std::wstring chartHost = ServiceHost(m_settings, chartService);
+    if (server == chartHost) return ParseHost(server);
+    const std::wstring configured = ReadSetting(m_settings, L"HOSTS", server.c_str(), L"");
+    HostAddress address = ParseHost(configured.empty() ? server : configured);
     if (configured.empty()) address.port = ParseHost(chartHost).port;
     return address;
 }
 
-}  // namespace vtdl::yahoo
+long YahooChart::ScoreOf(const std::string& reply) const noexcept {
+    long score = -1;
+    Framed(m_scoreRoutine, [&] { score = replies::YahooReplyValidityIndex(reply); });
+    return score;
+}
+
+}  // namespace vtdl

@@ -1,27 +1,45 @@
 #pragma once
-// What the two adapters of the chart service share: requests, dates, and the choice of its server.
+// The chart service: the paths of its tables, and the choice among its servers.
 
 #include <string>
 #include <vector>
 
-#include "replies/YahooProbe.h"
-#include "settings/CXMLSettings.h"
-#include "settings/SharedSettings.h"
+#include "replies/YahooTable.h"
+#include "sources/SessionParameters.h"
+#include "sources/SourceAdapter.h"
 
-namespace vtdl::yahoo {
+namespace vtdl {
 
-/// The path and query of a table: a ticker's rows between two automation dates. The ticker is
-/// inserted as it stands.
-std::string TablePath(std::string_view ticker, double start, double end, std::string_view tail);
+/// What the price and the dividend adapter each have one of, for their lives.
+class YahooChart {
+public:
+    /// The routine is the scoring of a reply, as the call stack names it.
+    YahooChart(Download& download, CXMLSettings& settings, std::wstring_view scoreRoutine)
+        : m_download(download), m_settings(settings), m_scoreRoutine(scoreRoutine) {}
 
-/// The host text of a numbered server of the family.
-std::wstring ServerOf(const replies::ServerFamily& family, std::size_t number);
+    /// The path and query of a table: a ticker's rows between two automation dates. The ticker is
+    /// inserted as it stands.
+    static std::string TablePath(std::string_view ticker, double start, double end,
+                                 std::string_view tail);
 
-/// The best of the scored servers 3 to 13, ties broken uniformly at random.
-std::size_t BestServer(const std::vector<long>& scores);
+    bool HasServer() const noexcept { return !m_server.empty(); }
 
-/// The address of a host text. A numbered server is looked up under its full name among the
-/// configured hosts; without an entry it has the chart host's port.
-HostAddress AddressOf(CXMLSettings& settings, const std::wstring& host);
+    /// Chooses among the service's numbered servers by what they answer to a probe. Costs up to
+    /// twelve fetches; a download does it once, when it finds no server chosen.
+    void SelectServer(MethodFrame& frame);
 
-}  // namespace vtdl::yahoo
+    /// A table of the chosen server; the session hears of every fetch, also of a probe.
+    std::string FetchTable(const std::string& path) { return FetchTable(m_server, path); }
+
+private:
+    std::string FetchTable(const std::wstring& server, const std::string& path);
+    HostAddress AddressOf(const std::wstring& server);
+    long ScoreOf(const std::string& reply) const noexcept;
+
+    Download& m_download;
+    CXMLSettings& m_settings;
+    std::wstring_view m_scoreRoutine;
+    std::wstring m_server;  ///< empty until one is chosen
+};
+
+}  // namespace vtdl

@@ -32,11 +32,16 @@ inline const char* ReadSmallNumber(const char* first, const char* last, int& num
     return first;
 }
 
+/// The three letters of an English month name, of 1 to 12.
+inline std::string_view MonthName(int month) {
+    constexpr std::string_view names = "JanFebMarAprMayJunJulAugSepOctNovDec";
+    return names.substr(static_cast<std::size_t>(month - 1) * 3, 3);
+}
+
 /// 1 to 12 from the three letters of an English month name, "Jan" to "Dec" exactly; else 0.
 inline int MonthOf(std::string_view name) {
-    constexpr std::string_view names = "JanFebMarAprMayJunJulAugSepOctNovDec";
-    for (std::size_t i = 0; i < names.size(); i += 3)
-        if (names.substr(i, 3) == name) return static_cast<int>(i / 3) + 1;
+    for (int month = 1; month <= 12; ++month)
+        if (MonthName(month) == name) return month;
     return 0;
 }
 

@@ -1,5 +1,5 @@
 #pragma once
-// What an HTTP client reads of addresses and reply heads.
+// What an HTTP client reads of addresses, reply heads and chunked bodies.
 
 #include <cstddef>
 #include <string>
@@ -37,5 +37,10 @@ enum class StatusClass : long { success = 0, failure = 1, redirection = 2, unkno
 
 /// Decided by the character after the first space.
 StatusClass ClassOfStatus(std::wstring_view head) noexcept;
+
+/// The chunks' text without the size lines. A size line that does not begin with hexadecimal
+/// digits, a size of 0x8000 or more (sizes have 16 bits and a sign), a chunk without its line break
+/// and the end of the body all end it, as the chunk of size 0 does; what was decoded before stays.
+std::wstring DecodeChunked(std::wstring_view body);
 
 }  // namespace vtdl::text

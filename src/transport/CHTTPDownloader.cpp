@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <climits>
 
-#include "automation/MessagePump.h"
 #include "automation/CodePage.h"
+#include "automation/MessagePump.h"
 #include "errors/MethodFrame.h"
-#include "text/ChunkedBody.h"
+#include "text/HttpHead.h"
 
 namespace vtdl {
 

@@ -1,7 +1,7 @@
 // Chunked bodies: whatever arrives, and texts that were encoded here.
 
 #include "Fuzz.h"
-#include "text/ChunkedBody.h"
+#include "text/HttpHead.h"
 
 namespace {
 

@@ -8,7 +8,6 @@
 
 #include "text/CalendarDate.h"
 #include "text/CaseFold.h"
-#include "text/ChunkedBody.h"
 #include "text/HtmlComments.h"
 #include "text/HttpHead.h"
 #include "text/UrlEncode.h"

@@ -1,4 +1,4 @@
-#include "automation/EnumVariant.h"
+#include "automation/KeyedCollection.h"
 
 #include <algorithm>
 #include <memory>
