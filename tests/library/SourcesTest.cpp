@@ -66,9 +66,9 @@ TEST_F(SourcesTest, CboeForm) {
     const std::string state = cboe::BuiltInState(false);
     LoopbackServer server("<html></html>");
     for (const bool isOwn : {true, false}) {
-        WriteSettings({{"hosts", "cboe", server.Host()}});
-        if (!isOwn)  // the settings may bring the form's state of the day
-            WriteSettings({{"hosts", "cboe", server.Host()}, {"cboe/form", "download", "STATE"}});
+        // The settings may bring the form's state of the day.
+        WriteSettings({{"hosts", "cboe", server.Host()},
+                       {"cboe/form", isOwn ? "unused" : "download", "STATE"}});
         Job job(New<::CDataSourceCBOE, _CDataSource>());
         job.Set(L"TICKER", L"XYZ");
         job.Start();

@@ -154,7 +154,6 @@ TEST(TypeLibraryTest, HasTheCompilersWordsButForWhatIsMeant) {
         ASSERT_EQ(to.members.size(), from.members.size()) << from.name;
         for (std::size_t i = 0; i < from.members.size(); ++i) {
             const File::Member &was = from.members[i], &is = to.members[i];
-            EXPECT_EQ(is.name, was.name);
             expectSame(was.name, was.at, is.at, {2, 3});
             if (!was.isFunction) continue;
             expectSame(was.name, was.at, is.at, {0, 1, 4, 5, 6});

@@ -85,7 +85,8 @@ inline Called Invoke(IDispatch* object, const wchar_t* member, WORD flags,
     Called called;
     auto* name = const_cast<LPOLESTR>(member);
     DISPID identifier = 0, assigned = DISPID_PROPERTYPUT;
-    called.hr = object->GetIDsOfNames(GUID{}, &name, 1, LOCALE_USER_DEFAULT, &identifier);
+    called.hr = object ? object->GetIDsOfNames(GUID{}, &name, 1, LOCALE_USER_DEFAULT, &identifier)
+                       : E_POINTER;
     if (FAILED(called.hr)) return called;
 
     const std::vector<_variant_t> reversed(arguments.rbegin(), arguments.rend());

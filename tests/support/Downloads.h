@@ -50,7 +50,10 @@ inline _variant_t ColumnOf(_CSession* session, const wchar_t* name,
     const auto block = BlockOf(session, blockName);
     const _variant_t fields = block ? Read(block, &_CParameter::get_Value) : _variant_t();
     if (fields.vt != VT_DISPATCH) return _variant_t();
-    return Get(GetObject(fields.pdispVal, L"Item", {name}), L"Data");
+    _variant_t key(name);
+    Ptr<_CDataField> field;
+    _com_util::CheckError(Ptr<_CDataFields>(fields.pdispVal)->Item(&key, &field));
+    return Read(field, &_CDataField::get_Data);
 }
 
 using Numbers = std::vector<double>;

@@ -86,12 +86,10 @@ void LoopbackServer::ServeOne(SOCKET connection) {
         if (count <= 0) return;
         request.append(block, static_cast<std::size_t>(count));
     }
-    Manners manners;
-    {
-        const std::lock_guard lock(m_mutex);
-        m_requests.push_back(request);
-        manners = m_manners;
-    }
+    std::unique_lock lock(m_mutex);
+    m_requests.push_back(request);
+    const Manners manners = m_manners;
+    lock.unlock();
     const std::string reply = m_answer(request);
     const std::size_t piece = manners.piece ? manners.piece : reply.size();
     const int atOnce = 1;
