@@ -294,10 +294,9 @@ void CallThroughVtable(Random& random, IUnknown* object) {
         values.push_back(given.vt == VT_VARIANT ? &argument.storage : &argument.passed);
     }
     VARIANT result{};
-    calls += SUCCEEDED(DispCallFunc(found, static_cast<ULONG_PTR>(function->oVft), CC_STDCALL, VT_ERROR,
-                               static_cast<UINT>(types.size()), types.data(), values.data(),
-                               &result)))
-        Count(result.scode);
+    calls += SUCCEEDED(DispCallFunc(found, static_cast<ULONG_PTR>(function->oVft), CC_STDCALL,
+                                    VT_ERROR, static_cast<UINT>(types.size()), types.data(),
+                                    values.data(), &result));
     for (Argument& argument : arguments)
         if (argument.storage.vt == VT_DISPATCH) Hold(random, argument.storage.punkVal);
 }
