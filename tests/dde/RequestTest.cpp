@@ -11,54 +11,35 @@ constexpr wchar_t none[] = L"0 0 ";
 constexpr wchar_t nobody[] = L"2 16394 DMLERR_NO_CONV_ESTABLISHED";
 
 TEST_F(DdeTest, RequestsGiveTheServersText) {
-    struct Case {
-        const wchar_t* item;
-        std::wstring data;
-        const wchar_t* error;
-    };
-    for (const Case& expected : {Case{L"BYTES 31322E350D0A00", L"12.5", none},
-                                 {L"BYTES 31322E35", L"12.5", none},
-                                 {L"BYTES 0D0A00", L"", none},
-                                 {L"BYTES 610D0A620D0A00", L"a\r\nb", none},
-                                 {L"BYTES 610062", L"a", none},
-                                 {L"BYTES 80", L"\u20AC", none},
-                                 {L"SIZE 1000000", std::wstring(1'000'000, L'x'), none},
-                                 {L"REFUSE", L"", L"2 16393 DMLERR_NOTPROCESSED"},
-                                 {L"SLOW 2300", L"", L"2 16386 DMLERR_DATAACKTIMEOUT"}}) {
-        SCOPED_TRACE(expected.item);
-        Reading reading(L"Request", expected.item);
-        reading.Start();
-        EXPECT_TRUE(reading.Data() == expected.data);
-        EXPECT_EQ(ErrorOf(reading.session), expected.error);
-        EXPECT_EQ(reading.sink.events, Events{L"DataReady"});
-        EXPECT_EQ(StatusOf(reading.session), vtdlSessionStatusIdle);
-        EXPECT_NE(reading.Conversation(), 0);
-        reading.session->Done();
-        EXPECT_EQ(ErrorOf(reading.session), expected.error) << "ending is no error";
-        EXPECT_EQ(reading.Conversation(), 0);
-    }
-}
-
-TEST_F(DdeTest, NobodyToTalkTo) {
-    for (const auto& [service, topic] :
-         {std::pair{Reading::Service(), L"NOSUCH"}, {L"VTDLNOBODY", L"QUOTES"}, {L"", L""}}) {
-        Reading reading(L"REQUEST", L"COUNT");
-        reading.Set(L"SERVICE", service.c_str());
+    const std::tuple<const wchar_t*, const wchar_t*, std::wstring, const wchar_t*> cases[] = {
+        {L"QUOTES", L"BYTES 31322E350D0A00", L"12.5", none},
+        {L"QUOTES", L"BYTES 31322E35", L"12.5", none},
+        {L"QUOTES", L"BYTES 610D0A620D0A00", L"a\r\nb", none},
+        {L"QUOTES", L"BYTES 610062", L"a", none},
+        {L"QUOTES", L"BYTES 80", L"\u20AC", none},
+        {L"QUOTES", L"SIZE 1000000", std::wstring(1'000'000, L'x'), none},
+        {L"QUOTES", L"REFUSE", L"", L"2 16393 DMLERR_NOTPROCESSED"},
+        {L"QUOTES", L"SLOW 2300", L"", L"2 16386 DMLERR_DATAACKTIMEOUT"},
+        {L"NOSUCH", L"COUNT", L"", nobody},
+        {L"", L"COUNT", L"", nobody}};
+    for (const auto& [topic, item, data, error] : cases) {
+        SCOPED_TRACE(item);
+        Reading reading(L"Request", item);
         reading.Set(L"TOPIC", topic);
         reading.Start();
-        EXPECT_EQ(reading.Data(), L"") << "a record all the same";
+        EXPECT_TRUE(reading.Data() == data);
+        EXPECT_EQ(ErrorOf(reading.session), error);
         EXPECT_EQ(reading.sink.events, Events{L"DataReady"});
-        EXPECT_EQ(ErrorOf(reading.session), nobody);
+        EXPECT_EQ(reading.Conversation() != 0, error != nobody);
         reading.session->Done();
-        EXPECT_EQ(StatusOf(reading.session), vtdlSessionStatusDone);
+        EXPECT_EQ(ErrorOf(reading.session), error) << "ending is no error";
+        EXPECT_EQ(reading.Conversation(), 0);
     }
 }
 
 TEST_F(DdeTest, TypesInAnyCase) {
     const std::tuple<const wchar_t*, const wchar_t*, vtdlDDESessionType> cases[] = {
-        {L"request", L"50", vtdlDDESessionTypeOneRequest},
         {L"Timer", L"1", vtdlDDESessionTypeByTimer},
-        {L"TIMER", L"-5", vtdlDDESessionTypeOneRequest},
         {L"TIMER", L"often", vtdlDDESessionTypeOneRequest},
         {L"HotAdvise", L"50", vtdlDDESessionTypeHotAdvise},
         {L"", L"0", vtdlDDESessionTypeHotAdvise}};
@@ -99,24 +80,23 @@ TEST_F(DdeTest, SessionsReadAgainInOneConversation) {
 
 TEST_F(DdeTest, SessionsFindTheServerThatCameBack) {
     for (const bool isKilled : {false, true}) {
+        SCOPED_TRACE(isKilled);
         Reading timed(L"TIMER", L"BYTES 35", 30), asked(L"REQUEST", L"BYTES 35");
         timed.Start();
         asked.Start();
-        const auto reads = [&](const wchar_t* text) {
-            return RunLoop(enough,
-                           [&] { return timed.Count(L"DataReady") > 0 && timed.Data() == text; });
+        const auto bothRead = [&](const std::wstring& text) {
+            const bool isRead = RunLoop(enough, [&] { return timed.Data() == text; });
+            asked.session->NextTick();
+            RunLoop(50);  // Wine's servers confirm what they have sent
+            asked.session->NextTick();
+            return isRead && asked.Data() == text;
         };
-        EXPECT_TRUE(reads(L"5"));
+        EXPECT_TRUE(bothRead(L"5"));
         isKilled ? m_server.Kill() : m_server.Stop();
-        EXPECT_TRUE(reads(L"")) << isKilled;
-        asked.session->NextTick();
-        asked.session->NextTick();
-        EXPECT_EQ(asked.Data(), L"");
-        EXPECT_EQ(ErrorOf(asked.session), nobody) << isKilled;
+        EXPECT_TRUE(bothRead(L""));
+        EXPECT_EQ(ErrorOf(asked.session), nobody);
         m_server.Start();
-        EXPECT_TRUE(reads(L"5")) << isKilled;
-        asked.session->NextTick();
-        EXPECT_EQ(asked.Data(), L"5");
+        EXPECT_TRUE(bothRead(L"5"));
         timed.session->Done();
     }
 }

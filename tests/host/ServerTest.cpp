@@ -11,19 +11,11 @@ class ServerTest : public HostTest {
 protected:
     /// Twice: with a delay of its own, COM unloads what it found unused before.
     static bool IsUnloaded() {
-        CoFreeUnusedLibrariesEx(0, 0);
-        CoFreeUnusedLibrariesEx(0, 0);
+        for (int time = 0; time < 2; ++time) CoFreeUnusedLibrariesEx(0, 0);
         return !GetModuleHandleW(L"VTDL33.dll");
     }
     /// An error that a method reports.
     static void Fail() { Get(Create<IDispatch>(L"CParameters"), L"Remove", {L"unknown"}); }
-
-    static Ptr<IClassFactory> Factory() {
-        Ptr<IClassFactory> factory;
-        CoGetClassObject(__uuidof(::CData), CLSCTX_INPROC_SERVER, nullptr, __uuidof(IClassFactory),
-                         reinterpret_cast<void**>(&factory));
-        return factory;
-    }
 };
 
 TEST_F(ServerTest, IsUnloadedWhenNothingIsAlive) {
@@ -65,33 +57,25 @@ TEST_F(ServerTest, CatchesItsExceptionsBesideTheHostsUnwinder) {
 }
 
 TEST_F(ServerTest, FactoriesRefuseAggregationAndUnknownClasses) {
+    const HMODULE held = LoadLibraryW(Environment(L"VTDL_DLL").c_str());
     void* object = &object;
-    auto factory = Factory();
-    EXPECT_EQ(factory->CreateInstance(factory, __uuidof(_CData), &object), CLASS_E_NOAGGREGATION);
-    EXPECT_EQ(factory->CreateInstance(nullptr, __uuidof(_CSession), &object), E_NOINTERFACE);
-    EXPECT_EQ(object, nullptr);
+    Ptr<IClassFactory> factory;
+    const auto get = [&](REFCLSID id) {
+        return Call<REFCLSID, REFIID, void**>("DllGetClassObject", id, __uuidof(IClassFactory),
+                                              reinterpret_cast<void**>(&factory));
+    };
     for (const BOOL locks : {TRUE, FALSE}) {
+        ASSERT_EQ(get(__uuidof(::CData)), S_OK);
+        EXPECT_EQ(factory->CreateInstance(factory, __uuidof(_CData), &object),
+                  CLASS_E_NOAGGREGATION);
+        EXPECT_EQ(factory->CreateInstance(nullptr, __uuidof(_CSession), &object), E_NOINTERFACE);
+        EXPECT_EQ(object, nullptr);
         EXPECT_EQ(factory->LockServer(locks), S_OK);
         factory = nullptr;
         EXPECT_EQ(Call("DllCanUnloadNow"), locks ? S_FALSE : S_OK);
-        factory = Factory();
     }
-    object = &object;
-    EXPECT_EQ((Call<REFCLSID, REFIID, void**>("DllGetClassObject", __uuidof(IUnknown),
-                                              __uuidof(IClassFactory), &object)),
-              CLASS_E_CLASSNOTAVAILABLE);
-    EXPECT_EQ(object, nullptr);
-}
-
-TEST_F(ServerTest, CarriesItsVersion) {
-    const std::wstring path = Environment(L"VTDL_DLL");
-    std::vector<char> block(GetFileVersionInfoSizeW(path.c_str(), nullptr));
-    VS_FIXEDFILEINFO* info = nullptr;
-    UINT size = 0;
-    GetFileVersionInfoW(path.c_str(), 0, static_cast<DWORD>(block.size()), block.data());
-    ASSERT_TRUE(VerQueryValueW(block.data(), L"\\", reinterpret_cast<void**>(&info), &size));
-    EXPECT_EQ(info->dwFileVersionMS, MAKELONG(1, 4));
-    EXPECT_EQ(info->dwFileVersionLS, 0U);
+    EXPECT_EQ(get(__uuidof(IUnknown)), CLASS_E_CLASSNOTAVAILABLE);
+    FreeLibrary(held);
 }
 
 }  // namespace

@@ -49,14 +49,18 @@ TEST_F(CollectionsTest, KeepOrderAndFindByKeyWithoutCase) {
         if (name != L"CParameters") {  // there, numbers are names too
             EXPECT_EQ(find(2L), items[1]);
         }
+        const std::pair<_variant_t, bool> keys[] = {
+            {L"ONE", true}, {3L, true}, {0L, false}, {4L, false}, {L"b", false}};
+        for (const auto& [key, exists] : keys) {
+            if (name == L"CDataSources") break;
+            EXPECT_EQ(Get(collection, L"Exists", {key}), _variant_t(exists));
+        }
         Get(collection, L"Remove", {L"ONE"});
-        EXPECT_EQ(Walk(EnumeratorOf(collection)), (Items{items[1], items[2]}));
+        const auto snapshot = EnumeratorOf(collection);
         EXPECT_EQ(find(L"\u00e4\u0416"), items[2]) << "after removing";
-        Get(collection, L"Remove", {1L});
         Get(collection, L"Clear");
+        EXPECT_EQ(Walk(snapshot), (Items{items[1], items[2]}));
         EXPECT_EQ(Get(collection, L"Count"), _variant_t(0L));
-        Get(collection, L"Add", {items[0], L"One"});
-        EXPECT_EQ(Get(collection, L"Count"), _variant_t(1L)) << "its key is free again";
     });
 }
 
@@ -79,21 +83,6 @@ TEST_F(CollectionsTest, FailuresGoToTheErrorHandler) {
             EXPECT_EQ(Get(collection, L"Item", {key}).pdispVal, nullptr);
         EXPECT_EQ(TakeErrors(),
                   invalid + L"Item\n9, (Subscript out of range)" + prefix + L"Item\n");
-    });
-}
-
-TEST_F(CollectionsTest, ExistsNeverFailsAndEnumeratorsWalkASnapshot) {
-    ForEach([](const std::wstring& name, IDispatch* collection, const Items& items) {
-        Get(collection, L"Add", {items[0], L"A"});
-        const std::pair<_variant_t, bool> cases[] = {
-            {L"a", true}, {1L, true}, {0L, false}, {2L, false}, {L"b", false}};
-        for (const auto& [key, exists] : cases) {
-            if (name == L"CDataSources") break;
-            EXPECT_EQ(Get(collection, L"Exists", {key}), _variant_t(exists));
-        }
-        const auto enumerator = EnumeratorOf(collection);
-        Get(collection, L"Clear");
-        EXPECT_EQ(Walk(enumerator), Items{items[0]});
     });
 }
 

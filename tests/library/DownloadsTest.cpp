@@ -54,9 +54,8 @@ std::wstring BlocksText(_CSession* session) {
     const auto blocks = Read(data, &_CData::get_Values);
     Ptr<IEnumVARIANT> each(Read(blocks, &_CParameters::NewEnum));
     for (_variant_t block; each->Next(1, &block, nullptr) == S_OK; block.Clear()) {
-        const Ptr<_CParameter> parameter(block.pdispVal);
-        const _variant_t fields = Read(parameter, &_CParameter::get_Value);
-        text += L"  " + Read(parameter, &_CParameter::get_Name) + L"\n";
+        const _variant_t fields = Get(block.pdispVal, L"Value");
+        text += L"  " + TextOf(Get(block.pdispVal, L"Name")) + L"\n";
         if (fields.vt != VT_DISPATCH) continue;
         Ptr<IEnumVARIANT> columns(Get(fields.pdispVal, L"NewEnum").punkVal);
         for (_variant_t column; columns->Next(1, &column, nullptr) == S_OK; column.Clear())

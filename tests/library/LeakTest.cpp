@@ -21,8 +21,6 @@ public:
     explicit AllocationSpy(long failing = 0) : m_failing(failing) {
         EXPECT_EQ(CoRegisterMallocSpy(this), S_OK);
     }
-    AllocationSpy(const AllocationSpy&) = delete;
-    AllocationSpy& operator=(const AllocationSpy&) = delete;
     /// What is left is shown and freed: the system keeps a spy as long as its allocations.
     ~AllocationSpy() {
         const std::set<void*> left = m_live;

@@ -1,6 +1,9 @@
-// Sessions: the order of reports, statuses, failures, and what makes a single run.
+// Sessions: the order of reports, statuses, failures; periodic ones with the system's timers and a
+// host's message loop.
 
 #include "support/Downloads.h"
+#include "support/HostLoop.h"
+#include "timers/cTimer.h"
 
 namespace vtdl::tests {
 namespace {
@@ -12,7 +15,18 @@ protected:
         session->putref_Progressor(&sink);
     }
 
-    TestSource source;
+    /// The periodic one downloads with the source's clone.
+    void Start(long period) {
+        source.clone = &clone;
+        SetParameter(session, L"PERIOD", _variant_t(period));
+        EXPECT_EQ(session->Start(), S_OK);
+        EXPECT_EQ(StatusOf(session), vtdlSessionStatusIdle);
+    }
+    bool RunUntil(int downloads) {
+        return RunLoop(enough, [&] { return clone.downloads >= downloads; });
+    }
+
+    TestSource source, clone;
     ProgressSink sink;
     Ptr<_CSession> session = New<::CSession, _CSession>();
 };
@@ -43,12 +57,6 @@ TEST_F(SessionTest, ReportsAndStatusesInOrder) {
                                      vtdlSessionStatusBusy, vtdlSessionStatusDone}));
     EXPECT_EQ(source.downloads, 1);
     EXPECT_EQ(source.aborts, 1);
-
-    EXPECT_EQ(session->NextTick(), S_OK) << "one more download without a start";
-    EXPECT_EQ(source.downloads, 2);
-    EXPECT_EQ(session->Abort(), S_OK);
-    EXPECT_EQ(source.aborts, 2);
-    EXPECT_EQ(StatusOf(session), vtdlSessionStatusIdle);
 }
 
 // A failing download goes to the error handler; the session ends and can start again.
@@ -58,23 +66,18 @@ TEST_F(SessionTest, FailuresAreReportedAndTheSessionGoesOn) {
     EXPECT_NE(TakeErrors().find(L"in vtdl.CSession.NextTick"), std::wstring::npos);
     EXPECT_EQ(sink.events.back(), L"Done 0");
     EXPECT_EQ(StatusOf(session), vtdlSessionStatusDone);
-    sink.events.clear();
     EXPECT_EQ(session->Start(), S_OK);
-    EXPECT_EQ(sink.events, (Events{L"DataReady", L"Done 0"}));
+    EXPECT_EQ(source.downloads, 2);
 }
 
 TEST_F(SessionTest, PeriodsThatMakeASingleRun) {
-    _variant_t null;
-    null.ChangeType(VT_NULL);
-    for (const _variant_t& period :
-         {_variant_t(), null, _variant_t(L""), _variant_t(L"soon"), _variant_t(0L), _variant_t(-5L),
-          _variant_t(0.4), _variant_t(1e12), _variant_t(L"0")}) {
+    for (const _variant_t& period : {_variant_t(), _variant_t(L""), _variant_t(L"soon"),
+                                     _variant_t(0L), _variant_t(-5L), _variant_t(1e12)}) {
         SCOPED_TRACE(TextOf(period));
         sink.events.clear();
         SetParameter(session, L"PERIOD", period);
         EXPECT_EQ(session->Start(), S_OK);
         EXPECT_EQ(sink.events, (Events{L"DataReady", L"Done 0"}));
-        EXPECT_EQ(StatusOf(session), vtdlSessionStatusDone);
     }
 }
 
@@ -95,6 +98,94 @@ TEST_F(SessionTest, ChainsOfSessions) {
     };
     session->Start();
     EXPECT_EQ(source.downloads, 300);
+}
+
+TEST_F(SessionTest, DownloadsAtEveryTickUntilDone) {
+    Start(50);
+    ASSERT_TRUE(RunUntil(3));
+    EXPECT_EQ(session->Abort(), S_OK);
+    EXPECT_EQ(source.aborts, 1) << "the source is told,";
+    EXPECT_EQ(clone.aborts, 0) << "not the clone that downloads";
+
+    const DWORD start = GetTickCount();
+    EXPECT_EQ(session->Done(), S_OK);
+    EXPECT_GE(GetTickCount() - start, 50 - 32u) << "a tick posted already finds no timer";
+    EXPECT_EQ(StatusOf(session), vtdlSessionStatusDone);
+    EXPECT_EQ(clone.aborts, 1);
+    const int downloads = clone.downloads;
+    RunLoop(150);
+    EXPECT_EQ(clone.downloads, downloads);
+    EXPECT_EQ(source.downloads, 0);
+    Events expected(static_cast<std::size_t>(downloads), L"DataReady");
+    expected.push_back(L"Done 0");
+    EXPECT_EQ(sink.events, expected);
+}
+
+TEST_F(SessionTest, UpdateLockSkipsTicks) {
+    const auto manager = New<::CManager, _CManager>(), other = New<::CManager, _CManager>();
+    // Unlocking too often counts below zero, and the next lock starts from one.
+    for (_CManager* const unlocking : {manager, other, manager}) unlocking->UnlockUpdate();
+    Start(10);
+    manager->LockUpdate();
+    RunLoop(150);
+    EXPECT_EQ(clone.downloads, 0);
+    other->UnlockUpdate();
+    EXPECT_TRUE(RunUntil(2)) << "the lock is shared by all managers";
+    session->Done();
+}
+
+// What a host does in its sink happens inside a tick.
+TEST_F(SessionTest, SessionsEndFromTheirOwnTick) {
+    for (const bool isReleased : {false, true}) {
+        const int before = clone.downloads;
+        sink.events.clear();
+        sink.onEvent = [&](const std::wstring& event, _CSession* current) {
+            if (event != L"DataReady") return;
+            if (isReleased)
+                session = nullptr;
+            else
+                EXPECT_EQ(current->Done(), S_OK);
+        };
+        Start(10);
+        ASSERT_TRUE(RunUntil(before + 1));
+        RunLoop(100);
+        EXPECT_EQ(clone.downloads, before + 1);
+        EXPECT_EQ(sink.events,
+                  isReleased ? Events{L"DataReady"} : (Events{L"DataReady", L"Done 0"}));
+    }
+}
+
+TEST_F(SessionTest, QuitDuringAWaitIsPostedAgain) {
+    Start(100);
+    PostQuitMessage(9);
+    EXPECT_EQ(session->Done(), S_OK);
+    MSG message;
+    ASSERT_TRUE(PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE));
+    EXPECT_EQ(message.wParam, 9u);
+}
+
+/// What a timer fires at; messages that run meanwhile must not bring the next tick.
+class Owner : public iTimer {
+public:
+    int fired = 0;
+    bool isInside = false;
+    STDMETHODIMP QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
+    STDMETHODIMP_(ULONG) AddRef() override { return 1; }
+    STDMETHODIMP_(ULONG) Release() override { return 1; }
+    STDMETHODIMP Fire(long) override {
+        EXPECT_FALSE(std::exchange(isInside, true));
+        if (++fired == 1) RunLoop(150);
+        isInside = false;
+        return S_OK;
+    }
+};
+
+TEST_F(SessionTest, TimersFireOnceAtATime) {
+    const auto window = HiddenWindow::get();
+    Owner owner;
+    cTimer timer;
+    timer.StartTimer(10, &owner, window->Handle(), 4711);
+    EXPECT_TRUE(RunLoop(enough, [&] { return owner.fired > 2; }));
 }
 
 }  // namespace

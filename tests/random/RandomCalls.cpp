@@ -1,24 +1,24 @@
 // A host that calls every member of every class at random, by name and through vtables, with legal
 // values, missing and null ones, and objects of its own that call back and answer anything.
 //
-//     random_calls [SEED [STEPS [FIRST LAST]...]]
+//     random_calls SEED STEPS [FIRST LAST]
 //
 // Each step draws from its own number alone, so that a run that ends badly can be repeated with
-// fewer ranges of its steps. Runs in an empty folder of its own; prints what it did.
+// some of its steps. Runs in an empty folder of its own; prints what it did.
 
 #include <windows.h>
 
 #include <ocidl.h>
 #include <vtdl.h>
 
-#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
+#include <deque>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <utility>
-#include <vector>
 
 #include "support/TypeDescriptions.h"
 
@@ -26,29 +26,24 @@ namespace {
 
 using namespace vtdl::tests;
 
-/// One step's numbers (splitmix64).
+/// One step's numbers.
 class Random {
 public:
-    Random(std::uint64_t seed, std::uint64_t step) : m_state(seed * 0x9E3779B97F4A7C15u ^ step) {}
-    unsigned Below(std::size_t bound) {
-        std::uint64_t z = m_state += 0x9E3779B97F4A7C15u;
-        z = (z ^ (z >> 30)) * 0xBF58476D1CE4E5B9u;
-        z = (z ^ (z >> 27)) * 0x94D049BB133111EBu;
-        return static_cast<unsigned>((z ^ (z >> 31)) % bound);
-    }
+    Random(unsigned seed, unsigned step) : m_engine(seed * 0x9E3779B1u ^ step) {}
+    unsigned Below(std::size_t bound) { return static_cast<unsigned>(m_engine() % bound); }
     bool OneIn(unsigned count) { return Below(count) == 0; }
-    template <class T, std::size_t Size>
-    T Of(const T (&choices)[Size]) {
-        return choices[Below(Size)];
+    template <class T>
+    auto Of(const T& choices) {
+        return choices[Below(std::size(choices))];
     }
 
 private:
-    std::uint64_t m_state;
+    std::mt19937 m_engine;
 };
 
-std::uint64_t seed = 1, currentStep = 0;
+unsigned seed = 1, currentStep = 0, callbacks = 0;
 int depth = 0;
-unsigned long calls = 0, failures = 0;
+unsigned long calls = 0;
 bool isVerbose = false;
 std::vector<CLSID> classes;
 std::vector<Ptr<ITypeInfo>> interfaces;  // as dispatchers see them
@@ -57,193 +52,123 @@ HRESULT(WINAPI* getClassObject)(REFCLSID, REFIID, void**);
 
 void Step(Random& random);
 
-Ptr<IUnknown> Held(Random& random) { return pool[random.Below(pool.size())]; }
-
 // What was held instead goes when it is in the pool no more: its end may call back.
 void Hold(Random& random, Ptr<IUnknown> object) {
     if (object) std::swap(pool[random.Below(pool.size())], object);
 }
 
-HRESULT AnyResult(Random& random) {
-    constexpr HRESULT results[] = {
-        S_OK, S_OK, S_OK, S_OK, E_FAIL, E_NOTIMPL, E_OUTOFMEMORY, static_cast<HRESULT>(0x800A000D)};
-    return random.Of(results);
+void* Held(Random& random, const IID& id) {
+    void* object = nullptr;
+    const Ptr<IUnknown> held = pool[random.Below(pool.size())];
+    if (held) held->QueryInterface(id, &object);
+    return object;
 }
 
-template <class I>
-void Answer(Random& random, I** result) {
-    *result = nullptr;
-    if (const auto object = Held(random))
-        object->QueryInterface(__uuidof(I), reinterpret_cast<void**>(result));
-}
-
-/// An object of the host: every interface that the library calls, and calls back from each.
-class HostObject final : public _IProgressCallBack {
+/// An object of the host: a sink and a data source, which call back.
+class HostObject final : public _IProgressCallBack, public _CDataSource {
 public:
+    bool isSink = true;
+
     STDMETHODIMP QueryInterface(REFIID id, void** object) override {
-        const bool isKnown = id == __uuidof(IUnknown) || id == __uuidof(IDispatch) ||
-                             (isSink && id == __uuidof(_IProgressCallBack));
-        if (id == __uuidof(_CDataSource)) return source.QueryInterface(id, object);
-        if (id == __uuidof(_CSession)) return session.QueryInterface(id, object);
-        *object = isKnown ? this : nullptr;
-        if (isKnown) AddRef();
-        return isKnown ? S_OK : E_NOINTERFACE;
+        *object = nullptr;
+        if (id == __uuidof(IUnknown) || id == __uuidof(IDispatch) ||
+            (isSink && id == __uuidof(_IProgressCallBack)))
+            *object = static_cast<_IProgressCallBack*>(this);
+        if (id == __uuidof(_CDataSource)) *object = static_cast<_CDataSource*>(this);
+        if (*object) AddRef();
+        return *object ? S_OK : E_NOINTERFACE;
     }
-    STDMETHODIMP_(ULONG) AddRef() override { return ++references; }
+    STDMETHODIMP_(ULONG) AddRef() override { return ++m_references; }
     STDMETHODIMP_(ULONG) Release() override {
-        const ULONG left = --references;
+        const ULONG left = --m_references;
         if (left == 0) delete this;
         return left;
     }
     STDMETHODIMP GetTypeInfoCount(UINT* count) override { return *count = 0, S_OK; }
     STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
     STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID* member) override {
-        *member = 7;
-        return CallBack();
+        return *member = 7, CallBack();
     }
     STDMETHODIMP Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT* result, EXCEPINFO*,
                         UINT*) override {
-        if (result) VariantInit(result);
-        return CallBack();
+        return result ? Value(result) : CallBack();
     }
     STDMETHODIMP Start(IUnknown**) override { return CallBack(); }
     STDMETHODIMP Progress(IUnknown**, long, BSTR*) override { return CallBack(); }
     STDMETHODIMP DataReady(IUnknown**) override { return CallBack(); }
     STDMETHODIMP Done(IUnknown**, long) override { return CallBack(); }
-
-    bool isSink = true;
+    STDMETHODIMP get_PriceDataType(vtdlPriceDataType* result) override { return Value(result); }
+    STDMETHODIMP get_DataFields(_CDataFields** result) override { return Give(result); }
+    STDMETHODIMP get_Description(BSTR* result) override { return Value(result); }
+    STDMETHODIMP get_Name(BSTR* result) override { return Value(result); }
+    STDMETHODIMP get_Parameters(_CParameters** result) override { return Give(result); }
+    STDMETHODIMP Download(_CSession**) override { return CallBack(); }
+    STDMETHODIMP Abort() override { return CallBack(); }
+    STDMETHODIMP Search(_CParameters**, BSTR* result) override { return Value(result); }
+    STDMETHODIMP CreateSession(_CSession** result) override { return Give(result); }
+    STDMETHODIMP Clone(_CDataSource** result) override { return Give(result); }
 
 private:
     template <class I>
-    struct Face : I {
-        explicit Face(HostObject& object) : owner(object) {}
-        STDMETHODIMP QueryInterface(REFIID id, void** object) override {
-            if (id != __uuidof(I)) return owner.QueryInterface(id, object);
-            *object = static_cast<I*>(this);
-            owner.AddRef();
-            return S_OK;
-        }
-        STDMETHODIMP_(ULONG) AddRef() override { return owner.AddRef(); }
-        STDMETHODIMP_(ULONG) Release() override { return owner.Release(); }
-        STDMETHODIMP GetTypeInfoCount(UINT* count) override {
-            return owner.GetTypeInfoCount(count);
-        }
-        STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
-        STDMETHODIMP GetIDsOfNames(REFIID id, LPOLESTR* names, UINT count, LCID locale,
-                                   DISPID* member) override {
-            return owner.GetIDsOfNames(id, names, count, locale, member);
-        }
-        STDMETHODIMP Invoke(DISPID member, REFIID id, LCID locale, WORD flags,
-                            DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
-                            UINT* bad) override {
-            return owner.Invoke(member, id, locale, flags, parameters, result, exception, bad);
-        }
-        template <class T>
-        HRESULT Give(T** result) {
-            Random random(seed, ++owner.serial);
-            Answer(random, result);
-            return owner.CallBack();
-        }
-        template <class T>
-        HRESULT Value(T* result) {
-            *result = T{};
-            return owner.CallBack();
-        }
-        HostObject& owner;
-    };
-    struct Source final : Face<_CDataSource> {
-        using Face::Face;
-        STDMETHODIMP get_PriceDataType(vtdlPriceDataType* result) override { return Value(result); }
-        STDMETHODIMP get_DataFields(_CDataFields** result) override { return Give(result); }
-        STDMETHODIMP get_Description(BSTR* result) override { return Value(result); }
-        STDMETHODIMP get_Name(BSTR* result) override { return Value(result); }
-        STDMETHODIMP get_Parameters(_CParameters** result) override { return Give(result); }
-        STDMETHODIMP Download(_CSession**) override { return owner.CallBack(); }
-        STDMETHODIMP Abort() override { return owner.CallBack(); }
-        STDMETHODIMP Search(_CParameters**, BSTR* result) override { return Value(result); }
-        STDMETHODIMP CreateSession(_CSession** result) override { return Give(result); }
-        STDMETHODIMP Clone(_CDataSource** result) override { return Give(result); }
-    };
-    struct Session final : Face<_CSession> {
-        using Face::Face;
-        STDMETHODIMP get_Error(vtdlSessionError* result) override { return Value(result); }
-        STDMETHODIMP get_Status(vtdlSessionStatus* result) override { return Value(result); }
-        STDMETHODIMP get_UserData(VARIANT* result) override { return Value(result); }
-        STDMETHODIMP putref_UserData(VARIANT) override { return owner.CallBack(); }
-        STDMETHODIMP put_UserData(VARIANT) override { return owner.CallBack(); }
-        STDMETHODIMP get_Tag(VARIANT* result) override { return Value(result); }
-        STDMETHODIMP put_Tag(VARIANT) override { return owner.CallBack(); }
-        STDMETHODIMP putref_Tag(VARIANT) override { return owner.CallBack(); }
-        STDMETHODIMP putref_Progressor(_IProgressCallBack*) override { return owner.CallBack(); }
-        STDMETHODIMP get_Progressor(_IProgressCallBack** result) override { return Give(result); }
-        STDMETHODIMP get_ID(long* result) override { return Value(result); }
-        STDMETHODIMP get_DataSource(_CDataSource** result) override { return Give(result); }
-        STDMETHODIMP putref_DataSource(_CDataSource*) override { return owner.CallBack(); }
-        STDMETHODIMP get_Parameters(_CParameters** result) override { return Give(result); }
-        STDMETHODIMP Start() override { return owner.CallBack(); }
-        STDMETHODIMP get_Data(_CData** result) override { return Give(result); }
-        STDMETHODIMP putref_Data(_CData*) override { return owner.CallBack(); }
-        STDMETHODIMP NextTick() override { return owner.CallBack(); }
-        STDMETHODIMP Abort() override { return owner.CallBack(); }
-        STDMETHODIMP Done() override { return owner.CallBack(); }
-    };
-
-    // Steps of its own; an object that is called is held, or its caller would be gone.
+    HRESULT Give(I** result) {
+        Random random(seed, ++callbacks);
+        *result = static_cast<I*>(Held(random, __uuidof(I)));
+        return CallBack();
+    }
+    template <class T>
+    HRESULT Value(T* result) {
+        *result = T{};
+        return CallBack();
+    }
+    // An object that is called is held, or its caller would be gone.
     HRESULT CallBack() {
-        Random random(seed, currentStep * 1000 + ++serial);
-        AddRef();
+        constexpr HRESULT results[] = {S_OK, S_OK, S_OK, E_FAIL, E_OUTOFMEMORY, DISP_E_EXCEPTION};
+        Random random(seed, currentStep * 1000 + ++callbacks);
+        const Ptr<IUnknown> self(static_cast<_CDataSource*>(this));
         if (depth < 3 && random.OneIn(3)) {
             ++depth;
             Step(random);
             --depth;
         }
-        const HRESULT hr = AnyResult(random);
-        Release();
-        return hr;
+        return random.Of(results);
     }
 
-    ULONG references = 1;
-    std::uint64_t serial = 0;
-    Source source{*this};
-    Session session{*this};
+    ULONG m_references = 1;
 };
 
 BSTR AnyText(Random& random) {
     constexpr const wchar_t* texts[] = {
-        L"TICKER",    L"PERIOD", L"TYPE",  L"TIMER",        L"REQUEST",     L"DATA",
-        L"A",         L"",       L"3",     L"1.5",          L"STARTDATE",   L"1/2/2004",
-        L"YAHOOHIST", L"x'y",    L"CALLS", L"settings.xml", L"\u00E4\u4E00"};
+        L"TICKER",   L"PERIOD",    L"TYPE", L"TIMER", L"REQUEST",
+        L"DATA",     L"",          L"3",    L"1.5",   L"STARTDATE",
+        L"1/2/2004", L"YAHOOHIST", L"x'y",  L"CALLS", L"settings.xml"};
     if (random.OneIn(12)) return nullptr;
     if (random.OneIn(40)) return SysAllocStringLen(nullptr, 3000);
     return SysAllocString(random.Of(texts));
 }
 
-SAFEARRAY* AnyArray(Random& random, VARTYPE type) {
-    SAFEARRAY* const array = SafeArrayCreateVector(type, 0, random.Below(4));
-    for (ULONG i = 0; type == VT_BSTR && i < array->rgsabound[0].cElements; ++i)
-        static_cast<BSTR*>(array->pvData)[i] = AnyText(random);
-    return array;
-}
-
-VARIANT AnyValue(Random& random) {
+/// Any value of a type; VT_VARIANT stands for any type, VT_ARRAY for any array.
+VARIANT AnyValue(Random& random, VARTYPE type, const IID& id = __uuidof(IDispatch)) {
     constexpr VARTYPE types[] = {VT_EMPTY,   VT_NULL,  VT_I2,   VT_I4,   VT_I4,       VT_R8,
                                  VT_DATE,    VT_BOOL,  VT_BSTR, VT_BSTR, VT_DISPATCH, VT_DISPATCH,
                                  VT_UNKNOWN, VT_ERROR, VT_UI1,  VT_CY,   VT_ARRAY};
     constexpr VARTYPE elements[] = {VT_R8, VT_DATE, VT_BSTR, VT_VARIANT, VT_I4};
-    VARIANT value;
-    VariantInit(&value);
-    const VARTYPE type = random.Of(types);
-    if (type == VT_BSTR) value.bstrVal = AnyText(random);
-    if (type == VT_DISPATCH) Answer(random, &value.pdispVal);
-    if (type == VT_UNKNOWN) Answer(random, &value.punkVal);
-    if (type == VT_ERROR) value.scode = DISP_E_PARAMNOTFOUND;
+    if (type == VT_VARIANT) return AnyValue(random, random.Of(types));
+    if (type == VT_ARRAY) type |= random.Of(elements);
+    VARIANT value{};
     value.vt = type;
-    if (type == VT_ARRAY) {
-        const VARTYPE element = random.Of(elements);
-        value.vt = static_cast<VARTYPE>(VT_ARRAY | element);
-        value.parray = random.OneIn(8) ? nullptr : AnyArray(random, element);
-    } else if (type > VT_NULL && type != VT_BSTR && type != VT_DISPATCH && type != VT_UNKNOWN &&
-               type != VT_ERROR) {
+    if (type & VT_ARRAY) {
+        if (random.OneIn(8)) return value;
+        value.parray = SafeArrayCreateVector(type & VT_TYPEMASK, 0, random.Below(4));
+        for (ULONG i = 0; type == (VT_ARRAY | VT_BSTR) && i < value.parray->rgsabound[0].cElements;
+             ++i)
+            static_cast<BSTR*>(value.parray->pvData)[i] = AnyText(random);
+    } else if (type == VT_BSTR) {
+        value.bstrVal = AnyText(random);
+    } else if (type == VT_DISPATCH || type == VT_UNKNOWN) {
+        value.byref = Held(random, id);
+    } else if (type == VT_ERROR) {
+        value.scode = DISP_E_PARAMNOTFOUND;
+    } else if (type > VT_NULL) {
         value.vt = VT_R8;
         value.dblVal = random.Below(24) - (type == VT_UI1 ? 0 : 3.75);  // never long as a period
         VariantChangeType(&value, &value, 0, type);
@@ -251,18 +176,48 @@ VARIANT AnyValue(Random& random) {
     return value;
 }
 
-/// A value or a reference to one in the storage; now and then a reference to nothing.
-VARIANT AnyArgument(Random& random, VARIANT& storage) {
-    VARIANT argument;
-    storage = AnyValue(random);
-    if (random.OneIn(2)) return storage;
-    VariantInit(&argument);
-    const bool isToVariant = random.OneIn(2) || storage.vt <= VT_NULL;
-    argument.vt = static_cast<VARTYPE>(VT_BYREF | (isToVariant ? +VT_VARIANT : storage.vt));
-    argument.byref = isToVariant ? static_cast<void*>(&storage) : &storage.byref;
-    if (random.OneIn(30)) argument.byref = nullptr;
-    return argument;
-}
+/// What a parameter is given: a value or a reference to one, now and then a reference to nothing.
+struct Argument {
+    VARIANT storage{}, passed{};
+    alignas(8) std::array<char, 64> record{};  // what is no value of a variant
+
+    /// For a call by name.
+    explicit Argument(Random& random) : storage(AnyValue(random, VT_VARIANT)), passed(storage) {
+        const bool isToVariant = random.OneIn(2) || storage.vt <= VT_NULL;
+        if (random.OneIn(2)) return;
+        Refer(random, isToVariant ? static_cast<void*>(&storage) : &storage.byref);
+        passed.vt = static_cast<VARTYPE>(VT_BYREF | (isToVariant ? +VT_VARIANT : storage.vt));
+    }
+    /// For a call through a vtable.
+    Argument(Random& random, ITypeInfo* type, TYPEDESC given) {
+        int references = 0;
+        IID id = given.vt == VT_UNKNOWN ? __uuidof(IUnknown) : __uuidof(IDispatch);
+        for (; given.vt == VT_PTR; given = *given.lptdesc) ++references;
+        if (given.vt == VT_SAFEARRAY) given.vt = VT_ARRAY | VT_BSTR;
+        if (given.vt == VT_USERDEFINED) {
+            const auto attributes = AttributesOf(Referred(type, given.hreftype));
+            const TYPEKIND kind = attributes->typekind;
+            const bool isObject = kind == TKIND_DISPATCH || kind == TKIND_INTERFACE;
+            references -= isObject;
+            id = attributes->guid;
+            given.vt = isObject ? VT_DISPATCH : kind == TKIND_ENUM ? VT_I4 : VT_RECORD;
+        }
+        if (given.vt != VT_RECORD) storage = AnyValue(random, given.vt, id);
+        passed = storage;
+        if (references == 0) return;
+        void* place = &storage.byref;
+        if (given.vt == VT_VARIANT) place = &storage;
+        if (given.vt == VT_RECORD) place = record.data();
+        Refer(random, place);
+        passed.vt = VT_I4;
+    }
+    Argument(const Argument&) = delete;
+    Argument& operator=(const Argument&) = delete;
+    ~Argument() { VariantClear(&storage); }
+
+private:
+    void Refer(Random& random, void* place) { passed.byref = random.OneIn(30) ? nullptr : place; }
+};
 
 /// A member, and how often it may come: those that go out to services take long.
 Description<FUNCDESC> AnyFunction(Random& random, ITypeInfo* type) {
@@ -276,14 +231,9 @@ Description<FUNCDESC> AnyFunction(Random& random, ITypeInfo* type) {
     for (const wchar_t* slow : {L"Start", L"NextTick", L"Download", L"Done", L"CheckForNewVersion"})
         if (name == slow) rarity = 16;
     if (isVerbose)
-        std::printf("%llu: %ls %s", currentStep, name.c_str(), depth ? "(nested)\n" : "\n");
+        std::printf("%u: %ls %s", currentStep, name.c_str(), depth ? "(nested)\n" : "\n");
     if ((function->wFuncFlags & FUNCFLAG_FRESTRICTED) || !random.OneIn(rarity)) return {};
     return function;
-}
-
-void Count(HRESULT hr) {
-    ++calls;
-    failures += FAILED(hr);
 }
 
 void CallByName(Random& random, IUnknown* object) {
@@ -295,8 +245,9 @@ void CallByName(Random& random, IUnknown* object) {
     if (!function) return;
     const UINT declared = static_cast<UINT>(function->cParams);
     const UINT count = random.OneIn(3) ? random.Below(declared + 3) : declared;
-    std::vector<VARIANT> storage(count), arguments(count);
-    for (UINT i = 0; i < count; ++i) arguments[i] = AnyArgument(random, storage[i]);
+    std::deque<Argument> given;
+    std::vector<VARIANT> arguments;
+    for (UINT i = 0; i < count; ++i) arguments.push_back(given.emplace_back(random).passed);
     constexpr WORD flags[] = {DISPATCH_METHOD | DISPATCH_PROPERTYGET, DISPATCH_METHOD,
                               DISPATCH_PROPERTYGET, DISPATCH_PROPERTYPUT, DISPATCH_PROPERTYPUTREF};
     const WORD flag = random.OneIn(3) ? random.Of(flags) : static_cast<WORD>(function->invkind);
@@ -311,93 +262,13 @@ void CallByName(Random& random, IUnknown* object) {
     _variant_t result;
     EXCEPINFO exception{};
     UINT bad = 0;
-    Count(target->Invoke(function->memid, IID{}, 0x409, flag, &parameters,
-                         isPut ? nullptr : &result, random.OneIn(4) ? nullptr : &exception, &bad));
+    target->Invoke(function->memid, IID{}, 0x409, flag, &parameters, isPut ? nullptr : &result,
+                   random.OneIn(4) ? nullptr : &exception, &bad);
+    ++calls;
     SysFreeString(exception.bstrSource);
     SysFreeString(exception.bstrDescription);
     if (result.vt == VT_DISPATCH || result.vt == VT_UNKNOWN) Hold(random, result.punkVal);
-    for (VARIANT& value : storage) VariantClear(&value);
 }
-
-/// What a parameter of a method in a vtable is given, and what becomes of it afterwards.
-struct Argument {
-    enum Kind { text, value, object, referredText, referredObject, referredArray, plain };
-    Kind kind = plain;
-    VARIANT passed{};
-    VARIANT storage{};
-    alignas(8) std::array<char, 64> record{};
-
-    Argument(Random& random, ITypeInfo* type, const TYPEDESC& given) {
-        const bool isReference = given.vt == VT_PTR;
-        const TYPEDESC& target = isReference ? *given.lptdesc : given;
-        passed.vt = sizeof(void*) == 8 ? VT_I8 : VT_I4;
-        if (!isReference) {
-            TakeValue(random, target);
-            return;
-        }
-        if (target.vt == VT_PTR || target.vt == VT_UNKNOWN || target.vt == VT_DISPATCH) {
-            const IID id = InterfaceOf(type, target);
-            kind = referredObject;
-            if (const auto held = Held(random)) held->QueryInterface(id, &storage.byref);
-            Refer(random, &storage.byref);
-        } else if (target.vt == VT_USERDEFINED && IsInterface(type, target)) {
-            kind = object;
-            if (const auto held = Held(random))
-                held->QueryInterface(InterfaceOf(type, given), &storage.byref);
-            passed.byref = storage.byref;
-        } else if (target.vt == VT_BSTR) {
-            kind = referredText;
-            storage.bstrVal = AnyText(random);
-            Refer(random, &storage.bstrVal);
-        } else if (target.vt == VT_VARIANT) {
-            kind = value;
-            storage = AnyValue(random);
-            Refer(random, &storage);
-        } else if (target.vt == VT_SAFEARRAY) {
-            kind = referredArray;
-            storage.parray = random.OneIn(2) ? nullptr : AnyArray(random, VT_BSTR);
-            Refer(random, &storage.parray);
-        } else {
-            Refer(random, record.data());
-        }
-    }
-
-    void Done(Random& random) {
-        if (kind == text) SysFreeString(passed.bstrVal);
-        if (kind == value) VariantClear(&storage);
-        if (kind == object) Ptr<IUnknown>(static_cast<IUnknown*>(storage.byref), false);
-        if (kind == referredText) SysFreeString(storage.bstrVal);
-        if (kind == referredObject) Hold(random, {static_cast<IUnknown*>(storage.byref), false});
-        if (kind == referredArray) SafeArrayDestroy(storage.parray);
-    }
-
-private:
-    void Refer(Random& random, void* place) { passed.byref = random.OneIn(30) ? nullptr : place; }
-
-    void TakeValue(Random& random, const TYPEDESC& target) {
-        passed.vt = target.vt == VT_USERDEFINED ? +VT_I4 : target.vt;
-        if (target.vt == VT_BSTR) {
-            kind = text;
-            passed.bstrVal = AnyText(random);
-        } else if (target.vt == VT_VARIANT) {
-            kind = value;
-            storage = AnyValue(random);
-        } else {
-            passed.lVal = static_cast<long>(random.Below(12)) - 2;
-        }
-    }
-
-    static bool IsInterface(ITypeInfo* type, const TYPEDESC& target) {
-        const TYPEKIND of = AttributesOf(Referred(type, target.hreftype))->typekind;
-        return of == TKIND_DISPATCH || of == TKIND_INTERFACE;
-    }
-
-    static IID InterfaceOf(ITypeInfo* type, const TYPEDESC& target) {
-        if (target.vt == VT_UNKNOWN) return __uuidof(IUnknown);
-        if (target.vt == VT_DISPATCH) return __uuidof(IDispatch);
-        return AttributesOf(Referred(type, target.lptdesc->hreftype))->guid;
-    }
-};
 
 /// Calls one of the faces that the object has.
 void CallThroughVtable(Random& random, IUnknown* object) {
@@ -413,30 +284,28 @@ void CallThroughVtable(Random& random, IUnknown* object) {
     type = Implemented(type);
     const auto function = AnyFunction(random, type);
     if (!function) return;
-    const auto count = static_cast<std::size_t>(function->cParams);
-    std::vector<Argument> arguments;
-    arguments.reserve(count);
+    std::deque<Argument> arguments;
     std::vector<VARTYPE> types;
     std::vector<VARIANT*> values;
-    for (std::size_t i = 0; i < count; ++i) {
-        Argument& argument =
-            arguments.emplace_back(random, type, function->lprgelemdescParam[i].tdesc);
-        types.push_back(argument.passed.vt);
-        values.push_back(argument.passed.vt == VT_VARIANT ? &argument.storage : &argument.passed);
+    for (int i = 0; i < function->cParams; ++i) {
+        const TYPEDESC& given = function->lprgelemdescParam[i].tdesc;
+        Argument& argument = arguments.emplace_back(random, type, given);
+        types.push_back(given.vt == VT_VARIANT || given.vt == VT_BSTR ? given.vt : +VT_I4);
+        values.push_back(given.vt == VT_VARIANT ? &argument.storage : &argument.passed);
     }
-    VARIANT result;
-    VariantInit(&result);
-    if (SUCCEEDED(DispCallFunc(found, static_cast<ULONG_PTR>(function->oVft), CC_STDCALL, VT_ERROR,
-                               static_cast<UINT>(count), types.data(), values.data(), &result)))
-        Count(result.scode);
-    for (Argument& argument : arguments) argument.Done(random);
+    VARIANT result{};
+    calls += SUCCEEDED(DispCallFunc(found, static_cast<ULONG_PTR>(function->oVft), CC_STDCALL,
+                                    VT_ERROR, static_cast<UINT>(types.size()), types.data(),
+                                    values.data(), &result));
+    for (Argument& argument : arguments)
+        if (argument.storage.vt == VT_DISPATCH) Hold(random, argument.storage.punkVal);
 }
 
 void Create(Random& random) {
     if (random.OneIn(6)) {
         auto* const host = new HostObject;
         host->isSink = random.OneIn(2);
-        return Hold(random, {static_cast<IUnknown*>(host), false});
+        return Hold(random, {static_cast<_CDataSource*>(host), false});
     }
     Ptr<IClassFactory> factory;
     Ptr<IUnknown> object;
@@ -465,15 +334,10 @@ void Step(Random& random) {
         CallThroughVtable(random, own);
 }
 
-void LetMessagesRun() {
-    MSG message;
-    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) DispatchMessageW(&message);
-}
-
 LONG WINAPI Crashed(EXCEPTION_POINTERS* pointers) {
-    std::printf("random_calls: exception 0x%08lX at %p (library at %p) in step %llu of seed %llu\n",
-                pointers->ExceptionRecord->ExceptionCode,
-                pointers->ExceptionRecord->ExceptionAddress,
+    const EXCEPTION_RECORD& record = *pointers->ExceptionRecord;
+    std::printf("random_calls: exception 0x%08lX at %p (library at %p) in step %u of seed %u\n",
+                record.ExceptionCode, record.ExceptionAddress,
                 static_cast<void*>(GetModuleHandleW(L"VTDL33.dll")), currentStep, seed);
     std::fflush(stdout);
     TerminateProcess(GetCurrentProcess(), 3);
@@ -500,12 +364,12 @@ int main(int argc, char** argv) {
     SetUnhandledExceptionFilter(Crashed);
     isVerbose = std::getenv("RANDOM_CALLS_VERBOSE") != nullptr;
     if (isVerbose) std::setvbuf(stdout, nullptr, _IONBF, 0);
-    if (argc > 1) seed = std::strtoull(argv[1], nullptr, 10);
-    std::vector<std::uint64_t> ranges{1, argc > 2 ? std::strtoull(argv[2], nullptr, 10) : 100'000};
-    for (int i = 3; i < argc; ++i) {
-        if (i == 3) ranges.clear();
-        ranges.push_back(std::strtoull(argv[i], nullptr, 10));
-    }
+    if (argc != 3 && argc != 5) return 2;
+    const auto number = [argv](int i) {
+        return static_cast<unsigned>(std::strtoul(argv[i], nullptr, 10));
+    };
+    seed = number(1);
+    const unsigned first = argc == 5 ? number(3) : 1, last = number(argc == 5 ? 4 : 2);
 
     wchar_t program[MAX_PATH];
     GetModuleFileNameW(nullptr, program, MAX_PATH);
@@ -522,17 +386,19 @@ int main(int argc, char** argv) {
 
     CoInitialize(nullptr);
     Load(dll.wstring());
-    std::printf("random_calls: seed %llu\n", seed);
+    std::printf("random_calls: seed %u\n", seed);
     std::fflush(stdout);
-    for (std::size_t i = 0; i + 1 < ranges.size(); i += 2) {
-        for (currentStep = ranges[i]; currentStep <= ranges[i + 1]; ++currentStep) {
-            Random random(seed, currentStep);
-            Step(random);
-            if (currentStep % 64 == 0) LetMessagesRun();
-        }
+    for (currentStep = first; currentStep <= last; ++currentStep) {
+        Random random(seed, currentStep);
+        callbacks = 0;
+        Step(random);
+        MSG message;
+        while (currentStep % 64 == 0 && PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE))
+            DispatchMessageW(&message);
     }
-    for (Ptr<IUnknown>& object : pool) Ptr<IUnknown> last = std::exchange(object, nullptr);
-    std::printf("random_calls: %lu calls, %lu failed\n", calls, failures);
+    for (Ptr<IUnknown>& object : pool)
+        const Ptr<IUnknown> released = std::exchange(object, nullptr);
+    std::printf("random_calls: %lu calls\n", calls);
     std::filesystem::current_path(folder.parent_path());
     std::error_code ignored;
     std::filesystem::remove_all(folder, ignored);

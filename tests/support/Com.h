@@ -5,7 +5,6 @@
 
 #include <comdef.h>
 
-#include <concepts>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -56,35 +55,19 @@ inline _variant_t ReferenceTo(VARIANT* variable) {
 template <class I, class T>
 using Getter = HRESULT (STDMETHODCALLTYPE I::*)(T*);
 
-template <class I, class T>
-void ReadInto(T* place, I* object, Getter<I, T> get) {
-    _com_util::CheckError(object ? (object->*get)(place) : E_POINTER);
-}
-
 /// What a member without arguments gives: a value, a text or an object.
 template <class I, class T>
-T Read(std::type_identity_t<I>* object, Getter<I, T> get) {
+auto Read(std::type_identity_t<I>* object, Getter<I, T> get) {
     T value{};
-    ReadInto(&value, object, get);
-    return value;
-}
-template <class I>
-std::wstring Read(std::type_identity_t<I>* object, Getter<I, BSTR> get) {
-    BSTR text = nullptr;
-    ReadInto(&text, object, get);
-    return Taken(text);
-}
-template <class I>
-_variant_t Read(std::type_identity_t<I>* object, Getter<I, VARIANT> get) {
-    _variant_t value;
-    ReadInto<I, VARIANT>(&value, object, get);
-    return value;
-}
-template <class I, std::derived_from<IUnknown> T>
-Ptr<T> Read(std::type_identity_t<I>* object, Getter<I, T*> get) {
-    Ptr<T> found;
-    ReadInto(&found, object, get);
-    return found;
+    _com_util::CheckError(object ? (object->*get)(&value) : E_POINTER);
+    if constexpr (std::is_same_v<T, BSTR>)
+        return Taken(value);
+    else if constexpr (std::is_same_v<T, VARIANT>)
+        return _variant_t(value, false);
+    else if constexpr (std::is_pointer_v<T>)
+        return Ptr<std::remove_pointer_t<T>>(value, false);
+    else
+        return value;
 }
 
 /// What a call by name gave. A number stands for its failure: that of the exception, if there is
@@ -102,7 +85,8 @@ inline Called Invoke(IDispatch* object, const wchar_t* member, WORD flags,
     Called called;
     auto* name = const_cast<LPOLESTR>(member);
     DISPID identifier = 0, assigned = DISPID_PROPERTYPUT;
-    called.hr = object->GetIDsOfNames(GUID{}, &name, 1, LOCALE_USER_DEFAULT, &identifier);
+    called.hr = object ? object->GetIDsOfNames(GUID{}, &name, 1, LOCALE_USER_DEFAULT, &identifier)
+                       : E_POINTER;
     if (FAILED(called.hr)) return called;
 
     const std::vector<_variant_t> reversed(arguments.rbegin(), arguments.rend());

@@ -44,37 +44,16 @@ inline Ptr<_CParameter> BlockOf(_CSession* session, const wchar_t* name = L"HIST
     return ItemOf(Read(data, &_CData::get_Values), name);
 }
 
-inline Ptr<_CDataFields> FieldsOf(_CSession* session, const wchar_t* blockName) {
-    const auto block = BlockOf(session, blockName);
-    const _variant_t value = block ? Read(block, &_CParameter::get_Value) : _variant_t();
-    return value.vt == VT_DISPATCH ? Ptr<_CDataFields>(value.pdispVal) : nullptr;
-}
-
+/// A column's data; empty when there is none.
 inline _variant_t ColumnOf(_CSession* session, const wchar_t* name,
                            const wchar_t* blockName = L"HISTORICAL") {
+    const auto block = BlockOf(session, blockName);
+    const _variant_t fields = block ? Read(block, &_CParameter::get_Value) : _variant_t();
+    if (fields.vt != VT_DISPATCH) return _variant_t();
     _variant_t key(name);
     Ptr<_CDataField> field;
-    const auto fields = FieldsOf(session, blockName);
-    if (!fields) return _variant_t();
-    _com_util::CheckError(fields->Item(&key, &field));
+    _com_util::CheckError(Ptr<_CDataFields>(fields.pdispVal)->Item(&key, &field));
     return Read(field, &_CDataField::get_Data);
-}
-
-/// A block of single values as one text: "NAME type value; " each, in order.
-inline std::wstring RecordOf(_CSession* session, const wchar_t* blockName) {
-    std::wstring text;
-    const auto fields = FieldsOf(session, blockName);
-    const long count = fields ? Read(fields, &_CDataFields::get_Count) : 0;
-    for (long i = 1; i <= count; ++i) {
-        Ptr<_CDataField> field;
-        _variant_t index(i);
-        _com_util::CheckError(fields->Item(&index, &field));
-        const _variant_t data = Read(field, &_CDataField::get_Data);
-        text += Read(field, &_CDataField::get_Name) + L" " +
-                std::to_wstring(Read(field, &_CDataField::get_DataType)) + L" " +
-                (data.vt == VT_EMPTY ? L"empty" : TextOf(data)) + L"; ";
-    }
-    return text;
 }
 
 using Numbers = std::vector<double>;
@@ -83,8 +62,6 @@ using Numbers = std::vector<double>;
 inline Numbers NumbersOf(const _variant_t& column, VARTYPE type = VT_R8) {
     EXPECT_EQ(column.vt, VT_ARRAY | type);
     if (column.vt != (VT_ARRAY | type)) return {};
-    EXPECT_EQ(SafeArrayGetDim(column.parray), 1u);
-    EXPECT_EQ(column.parray->rgsabound[0].lLbound, 0);
     Numbers numbers(column.parray->rgsabound[0].cElements);
     for (std::size_t i = 0; i < numbers.size(); ++i)
         numbers[i] = type == VT_I4 ? static_cast<long*>(column.parray->pvData)[i]

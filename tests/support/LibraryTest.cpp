@@ -2,9 +2,9 @@
 
 #include <winsock2.h>
 
+#include <atomic>
 #include <fstream>
-#include <iterator>
-#include <mutex>
+#include <sstream>
 #include <stdexcept>
 #include <thread>
 
@@ -32,36 +32,19 @@ void InitErrorHandler() {
                          CErrorHandler::traceFile, L"Tracing Log.txt");
 }
 
+std::atomic<ULONGLONG> deadline = ~0ull;
+
 class Watchdog : public testing::EmptyTestEventListener {
-public:
-    Watchdog() {
-        std::thread([this] {
-            for (;; Sleep(200)) Look();
-        }).detach();
-    }
-
-    void OnTestStart(const testing::TestInfo& test) override {
-        const std::lock_guard lock(m_mutex);
-        m_test = std::string(test.test_suite_name()) + "." + test.name();
-        m_deadline = GetTickCount64() + 60'000;
-    }
-    void OnTestEnd(const testing::TestInfo&) override {
-        const std::lock_guard lock(m_mutex);
-        m_deadline = ~0ull;
-    }
-
-private:
-    void Look() {
-        const std::lock_guard lock(m_mutex);
-        if (GetTickCount64() < m_deadline) return;
-        std::fprintf(stderr, "%s has hung for a minute\n", m_test.c_str());
-        TerminateProcess(GetCurrentProcess(), 42);
-    }
-
-    std::mutex m_mutex;
-    std::string m_test;
-    ULONGLONG m_deadline = ~0ull;
+    void OnTestStart(const testing::TestInfo&) override { deadline = GetTickCount64() + 60'000; }
+    void OnTestEnd(const testing::TestInfo&) override { deadline = ~0ull; }
 };
+
+void Watch() {
+    while (GetTickCount64() < deadline) Sleep(200);
+    const testing::TestInfo* const test = testing::UnitTest::GetInstance()->current_test_info();
+    std::fprintf(stderr, "%s.%s has hung for a minute\n", test->test_suite_name(), test->name());
+    TerminateProcess(GetCurrentProcess(), 42);
+}
 
 // Nobody is there to look at a debugger's window.
 LONG CALLBACK EndAtOnce(EXCEPTION_POINTERS* fault) {
@@ -160,12 +143,9 @@ Process::~Process() {
 }
 
 std::vector<std::wstring> Split(const std::wstring& text, wchar_t separator) {
-    std::vector<std::wstring> parts(1);
-    for (const wchar_t c : text)
-        if (c == separator)
-            parts.emplace_back();
-        else
-            parts.back() += c;
+    std::vector<std::wstring> parts;
+    std::wistringstream rest(text + separator);
+    for (std::wstring part; std::getline(rest, part, separator);) parts.push_back(part);
     return parts;
 }
 
@@ -193,6 +173,7 @@ int main(int argc, char** argv) {
     WSADATA sockets;
     if (WSAStartup(MAKEWORD(2, 2), &sockets) != 0 || FAILED(CoInitialize(nullptr))) return 1;
     testing::UnitTest::GetInstance()->listeners().Append(new vtdl::tests::Watchdog);
+    std::thread(vtdl::tests::Watch).detach();
     const int result = RUN_ALL_TESTS();
     CoUninitialize();
     WSACleanup();

@@ -14,10 +14,11 @@ sockaddr_in Loopback(unsigned short port) {
     return address;
 }
 
-std::size_t BodyLength(const std::string& head) {
-    constexpr char name[] = "Content-Length: ";
-    const std::size_t at = head.find(name);
-    return at == std::string::npos ? 0 : std::stoul(head.substr(at + sizeof name - 1));
+bool IsWhole(const std::string& request) {
+    const std::size_t end = request.find("\r\n\r\n"), length = request.find("Content-Length: ");
+    if (end == std::string::npos) return false;
+    return length == std::string::npos ||
+           request.size() >= end + 4 + std::stoul(request.substr(length + 16));
 }
 
 }  // namespace
@@ -79,56 +80,36 @@ void LoopbackServer::Serve() {
 
 void LoopbackServer::ServeOne(SOCKET connection) {
     std::string request;
-    for (std::size_t head = std::string::npos;;) {
+    while (!IsWhole(request)) {
         char block[4096];
         const int count = recv(connection, block, sizeof block, 0);
         if (count <= 0) return;
         request.append(block, static_cast<std::size_t>(count));
-        if (head == std::string::npos) head = request.find("\r\n\r\n");
-        if (head != std::string::npos && request.size() >= head + 4 + BodyLength(request)) break;
     }
-    Manners manners;
-    {
-        const std::lock_guard lock(m_mutex);
-        m_requests.push_back(request);
-        manners = m_manners;
-    }
+    std::unique_lock lock(m_mutex);
+    m_requests.push_back(request);
+    const Manners manners = m_manners;
+    lock.unlock();
     const std::string reply = m_answer(request);
+    const std::size_t piece = manners.piece ? manners.piece : reply.size();
     const int atOnce = 1;
     setsockopt(connection, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&atOnce), 4);
-    for (std::string_view rest = reply; !rest.empty() && !m_isOver;) {
-        const std::size_t size = manners.piece ? std::min(manners.piece, rest.size()) : rest.size();
-        const int count = send(connection, rest.data(), static_cast<int>(size), 0);
-        if (count <= 0) return;
-        rest.remove_prefix(static_cast<std::size_t>(count));
+    for (std::size_t at = 0; at < reply.size() && !m_isOver; at += piece) {
+        const auto size = static_cast<int>(std::min(piece, reply.size() - at));
+        if (send(connection, reply.data() + at, size, 0) != size) return;
         if (manners.piece) Sleep(3);
     }
-    if (manners.leavesOpen) return AwaitClosing(connection);
+    const DWORD pause = 10;
+    setsockopt(connection, SOL_SOCKET, SO_RCVTIMEO, reinterpret_cast<const char*>(&pause), 4);
+    while (manners.leavesOpen && !m_isOver)
+        if (char byte; recv(connection, &byte, 1, 0) == 0 || WSAGetLastError() != WSAETIMEDOUT)
+            return;
     const linger abruptly{1, 0};
     if (manners.resets)
         setsockopt(connection, SOL_SOCKET, SO_LINGER, reinterpret_cast<const char*>(&abruptly),
                    sizeof abruptly);
     else
         shutdown(connection, SD_SEND);
-}
-
-void LoopbackServer::AwaitClosing(SOCKET connection) {
-    while (!m_isOver) {
-        fd_set readable;
-        FD_ZERO(&readable);
-        FD_SET(connection, &readable);
-        timeval pause{0, 10'000};
-        char byte;
-        if (select(0, &readable, nullptr, nullptr, &pause) == 0) continue;
-        if (recv(connection, &byte, 1, 0) > 0) continue;
-        ++m_closings;
-        return;
-    }
-}
-
-bool LoopbackServer::SeesClosing(int count) const {
-    for (int i = 0; i < 500 && m_closings < count; ++i) Sleep(10);
-    return m_closings >= count;
 }
 
 }  // namespace vtdl::tests

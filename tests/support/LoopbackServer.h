@@ -50,9 +50,6 @@ public:
 
     /// From the next reply on.
     void Behave(Manners manners);
-    /// Waits for the clients of open connections to close them; false when they do not.
-    bool SeesClosing(int count = 1) const;
-
     /// What was asked so far, head and body; taken.
     std::vector<std::string> TakeRequests();
     /// The same without heads: "GET /path".
@@ -61,11 +58,9 @@ public:
 private:
     void Serve();
     void ServeOne(SOCKET connection);
-    void AwaitClosing(SOCKET connection);
 
     Answer m_answer;
     std::atomic<bool> m_isOver = false;
-    std::atomic<int> m_closings = 0;
     std::mutex m_mutex;
     Manners m_manners;
     std::vector<std::string> m_requests;

@@ -35,12 +35,6 @@ inline std::wstring NameOf(ITypeInfo* type, MEMBERID member = MEMBERID_NIL) {
     return Taken(name);
 }
 
-inline std::wstring HelpOf(ITypeInfo* type, MEMBERID member = MEMBERID_NIL) {
-    BSTR help = nullptr;
-    _com_util::CheckError(type->GetDocumentation(member, nullptr, &help, nullptr, nullptr));
-    return L" \"" + Taken(help) + L"\"\n";
-}
-
 inline Ptr<ITypeInfo> Referred(ITypeInfo* type, HREFTYPE reference) {
     Ptr<ITypeInfo> referred;
     _com_util::CheckError(type->GetRefTypeInfo(reference, &referred));
