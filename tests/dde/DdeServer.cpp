@@ -7,7 +7,7 @@
 //
 //     BYTES 31320D0A00   exactly these bytes
 //     SIZE 1000000       a text of that many letters, with a line end
-//     SLOW 300           the text "slow" after that many milliseconds
+//     SLOW 300           the text "slow", or the start of the link, after that many milliseconds
 //     REFUSE             nothing: the request is not processed
 //     DIE                the process ends instead of answering
 //     OPEN               the number of open conversations, the asking one among them
@@ -80,6 +80,8 @@ HDDEDATA StartLink(HSZ item) {
     if (name == "REFUSE") return nullptr;
     if (name == "DIE") TerminateProcess(GetCurrentProcess(), 0);
     Feed feed{item, 0, 0, 0, GetTickCount64()};
+    int pause = 0;
+    if (std::sscanf(name.c_str(), "SLOW %d", &pause) == 1) Sleep(static_cast<DWORD>(pause));
     if (std::sscanf(name.c_str(), "RATE %d %d", &feed.rate, &feed.count) == 2) {
         DdeKeepStringHandle(instance, item);
         feeds[name] = feed;

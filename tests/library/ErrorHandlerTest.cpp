@@ -180,6 +180,29 @@ TEST_F(ErrorHandlerTest, TheDialogShowsTheReportAndIsAlone) {
               L"%3Db%3F 5%%0A--------------------");
 }
 
+void CALLBACK ComeAndGo(HWND, UINT, UINT_PTR timer, DWORD) noexcept {
+    KillTimer(nullptr, timer);
+    gErrorHandler().CallStackPush(L"inner", L"");
+    gErrorHandler().CallStackPop();
+}
+
+// A trace that cannot be written asks while a routine is being entered.
+TEST_F(ErrorHandlerTest, RoutinesThatComeAndGoMeanwhileLeaveTheCallStack) {
+    gErrorHandler().ErrorHandlerActions(CErrorHandler::dialog);
+    gErrorHandler().TracingLogFile(L"no such folder\\dialog.txt");
+    gErrorHandler().TracingEnabled(true);
+    SetTimer(nullptr, 0, 1, ComeAndGo);
+    Person person("A");
+    gErrorHandler().CallStackPush(L"outer", L"");
+    person.Leave();
+    gErrorHandler().ErrorHandlerActions(CErrorHandler::errorLog);
+    gErrorHandler().SetPendingError(
+        automation::MakeRuntimeError(automation::RuntimeError::overflow), 1);
+    gErrorHandler().HandleError({});
+    gErrorHandler().CallStackPop();
+    EXPECT_EQ(TakeErrors(), L"6, (Overflow) in outer\n");
+}
+
 // The odd field stays empty, the rest of the download is kept; an abandoned download delivers
 // nothing.
 TEST_F(ErrorHandlerTest, IgnoreKeepsTheOtherRows) {

@@ -183,5 +183,24 @@ TEST_F(YahooTest, AbortFromAProgressReportEndsAtOnce) {
     EXPECT_FALSE(BlockOf(job.session));
 }
 
+TEST_F(YahooTest, DownloadsOfOneSourceNest) {
+    ChartServer chart([](const std::string& path) {
+        const bool isInner = path.find("s=INNER&") != std::string::npos;
+        return HttpReply(priceHeader + (isInner ? row : "2004-01-08,2,2,2,2,2,2\n"));
+    });
+    Use(chart);
+    const auto source = Prices();
+    Job outer(source), inner(source);
+    inner.Set(L"TICKER", L"INNER");
+    outer.sink.onEvent = [&, started = false](const std::wstring& event, _CSession*) mutable {
+        if (event.starts_with(L"Progress") && !std::exchange(started, true)) inner.Start();
+    };
+    outer.Start();
+    EXPECT_EQ(Column(inner.session, L"CLOSE"), Numbers{1});
+    EXPECT_EQ(outer.LastEvent(), failureDone);
+    outer.Start();
+    EXPECT_EQ(Column(outer.session, L"CLOSE"), Numbers{2});
+}
+
 }  // namespace
 }  // namespace vtdl::tests
