@@ -67,10 +67,10 @@ double ThirdFriday(double day) noexcept;
 /// 1 to 12 from the first three letters of an English month name, in any case; else 0.
 short GetMonthNumber(std::wstring_view monthName) noexcept;
 
-/// The page without its comments; see text::removeHtmlComments.
+/// The page without its comments; see text::RemoveHtmlComments.
 std::string DelCommentHtml(std::string_view html) noexcept;
 
-/// A query value, its characters in the system's code page; see text::urlEncode.
+/// A query value, its characters in the system's code page; see text::UrlEncode.
 std::string URLEncode(std::wstring_view text, bool spaceAsPlus) noexcept;
 
 }  // namespace mGlobals

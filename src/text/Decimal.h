@@ -3,7 +3,7 @@
 
 namespace vtdl::text {
 
-/// What readDecimal found: the number, and the first character after it.
+/// What ReadDecimal found: the number, and the first character after it.
 struct DecimalRead {
     double value;
     const char* end;  ///< equals the start when there is no plain decimal there
