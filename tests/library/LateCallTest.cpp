@@ -23,6 +23,9 @@ TEST_F(LateCallTest, ErrorsCarryNumberSourceAndText) {
     const std::wstring notLoaded = L"80044511 VTDL33.CXMLSettings Object not properly initialized";
     const std::wstring noField = L"800A0005 VTDL33 Invalid procedure call or argument: x";
     const _variant_t null = ReferenceTo(nullptr);
+    _variant_t nullText;
+    nullText.vt = VT_BYREF | VT_BSTR;
+    nullText.pbstrVal = nullptr;
     const std::tuple<const wchar_t*, const wchar_t*, WORD, std::vector<_variant_t>, std::wstring>
         cases[] = {
             {L"CXMLSettings", L"LoadFile", reading, {}, notLoaded},
@@ -31,6 +34,7 @@ TEST_F(LateCallTest, ErrorsCarryNumberSourceAndText) {
             {L"CSession", L"Data", reading, {L"TICKER"}, notSet},
             {L"CSession", L"UserData", reading, {1L}, L"8002000E  "},
             {L"CDataField", L"Data", let, {null}, L"80004003  "},
+            {L"CXMLSettings", L"DeleteSection", reading, {nullText}, L"80004003  "},
         };
     for (const auto& [className, member, flags, arguments, error] : cases) {
         const Called called = Invoke(New(className), member, flags, arguments);
