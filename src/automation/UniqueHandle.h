@@ -25,8 +25,9 @@ public:
 
     explicit operator bool() const noexcept { return m_handle != Traits::Null(); }
     Handle get() const noexcept { return m_handle; }
+    Handle release() noexcept { return std::exchange(m_handle, Traits::Null()); }
     void reset() noexcept {
-        if (*this) Traits::Close(std::exchange(m_handle, Traits::Null()));
+        if (*this) Traits::Close(release());
     }
 
 private:

@@ -29,8 +29,11 @@ std::vector<ParameterDeclaration> CDataSourceGoogleHitorical::SessionParameters(
 
 CDataSourceGoogleHitorical::PriceRequest::PriceRequest(_CParameters* parameters)
     : HistoryRequest(parameters),
-      escapedTicker(
-          mGlobals::URLEncode(ToText(ParameterValue(parameters, L"TICKER").get()).view(), false)),
+      // The client refuses control characters, and so has to see them.
+      escapedTicker(text::HasControlCharacter(ticker)
+                        ? ticker
+                        : mGlobals::URLEncode(
+                              ToText(ParameterValue(parameters, L"TICKER").get()).view(), false)),
       periodicity(ParameterBytes(parameters, L"PERIODICITY")) {}
 
 std::string CDataSourceGoogleHitorical::PriceRequest::Path() const {

@@ -53,4 +53,10 @@ inline std::string_view Trimmed(std::string_view text) {
     return text.substr(first, text.find_last_not_of(blanks) - first + 1);
 }
 
+/// Line ends, tabs, zeros: what must not get into a request.
+inline bool HasControlCharacter(std::string_view text) {
+    return std::any_of(text.begin(), text.end(),
+                       [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 127; });
+}
+
 }  // namespace vtdl::text

@@ -21,8 +21,7 @@ const char* orNull(const std::string& text) { return text.empty() ? nullptr : te
 
 template <class... Texts>
 bool HasControlCharacter(const Texts&... texts) {
-    const auto isControl = [](char c) { return static_cast<unsigned char>(c) < ' ' || c == 127; };
-    return (std::any_of(texts.begin(), texts.end(), isControl) || ...);
+    return (text::HasControlCharacter(texts) || ...);
 }
 
 // The repeats are harmless, and required.
@@ -44,6 +43,15 @@ void RaiseConnectionLimit() noexcept {
             InternetSetOptionA(nullptr, option, &connections, sizeof connections);
         return true;
     }();
+}
+
+// Closing what a server still sends to reads all of it first, under Wine 8; so a thread of the
+// system's does it, which runs nothing of this library.
+void CloseLater(HINTERNET handle) noexcept {
+    if (handle)
+        QueueUserWorkItem(
+            reinterpret_cast<LPTHREAD_START_ROUTINE>(reinterpret_cast<void*>(&InternetCloseHandle)),
+            handle, WT_EXECUTELONGFUNCTION);
 }
 
 }  // namespace
@@ -292,8 +300,12 @@ void WinInet::ReserveResponse() {
 }
 
 bool WinInet::Fail(State state) {
+    const bool isMoreToCome = m_state == receiving;
     ChangeStatus(state);
-    CloseHandles();
+    if (isMoreToCome)
+        Abandon();
+    else
+        CloseHandles();
     return false;
 }
 
@@ -319,6 +331,13 @@ void WinInet::CloseHandles() noexcept {
     m_internet.reset();
 }
 
+// The session takes its connection and its request with it.
+void WinInet::Abandon() noexcept {
+    m_request.release();
+    m_connection.release();
+    CloseLater(m_internet.release());
+}
+
 void WinInet::RequestHandle::Open(HINTERNET handle, DWORD milliseconds) {
     reset();
     m_handle = handle;
@@ -331,7 +350,7 @@ void WinInet::RequestHandle::Open(HINTERNET handle, DWORD milliseconds) {
 void WinInet::RequestHandle::reset() noexcept {
     if (m_timer)
         DeleteTimerQueueTimer(nullptr, std::exchange(m_timer, nullptr), INVALID_HANDLE_VALUE);
-    Close();
+    if (const HINTERNET handle = m_handle.exchange(nullptr)) InternetCloseHandle(handle);
 }
 
 // Closing ends a call that waits, but not in Wine 8: there the call goes on. It keeps to time-outs
@@ -339,11 +358,12 @@ void WinInet::RequestHandle::reset() noexcept {
 void CALLBACK WinInet::RequestHandle::OnTime(void* handle, BOOLEAN) noexcept {
     auto& self = *static_cast<RequestHandle*>(handle);
     vtdl::SetTimeouts(self.get(), 1);
-    self.Close();
+    CloseLater(self.m_handle.exchange(nullptr));
 }
 
-void WinInet::RequestHandle::Close() noexcept {
-    if (const HINTERNET handle = m_handle.exchange(nullptr)) InternetCloseHandle(handle);
+void WinInet::RequestHandle::release() noexcept {
+    m_handle = nullptr;
+    reset();
 }
 
 DWORD WinInet::StatusCode() const {

@@ -110,11 +110,12 @@ private:
 
         void Open(HINTERNET handle, DWORD milliseconds);
         void reset() noexcept;
+        /// Leaves the handle open.
+        void release() noexcept;
         /// Null without a handle, and when the time is over.
         HINTERNET get() const noexcept { return m_handle; }
 
     private:
-        void Close() noexcept;
         static void CALLBACK OnTime(void* handle, BOOLEAN) noexcept;
 
         std::atomic<HINTERNET> m_handle = nullptr;
@@ -147,6 +148,7 @@ private:
     bool IsCancelled();
     void ChangeStatus(State state);
     void CloseHandles() noexcept;
+    void Abandon() noexcept;
     bool QueryText(DWORD what, std::string& text) const;
     void ReserveResponse();
 

@@ -89,15 +89,15 @@ TEST_F(FaultTest, OverrideAndEarlierData) {
     }
     SetEnvironmentVariableA("VTDL_STRICT", "1");
     Job job(Source());
-    job.Set(L"TICKER", L"A\r\n\x85\x2028 B");
     m_reply = whole;
     job.Start();
     EXPECT_TRUE(BlockOf(job.session));
     job.sink.onEvent = [&](const std::wstring&, _CSession* current) {
         EXPECT_FALSE(BlockOf(current));
     };
-    m_reply = HttpReply("", "500 x");
+    job.Set(L"TICKER", L"A\r\n\x85\x2028 B");  // is refused, though it would be sent encoded
     job.Start();
+    EXPECT_EQ(Result(job), failureDone);
     EXPECT_NE(TakeLog().find("GOOGLEHIST A     B, "), std::string::npos);
 }
 
