@@ -220,7 +220,7 @@ TEST(Account, GetsPlainValuesAndNobodyElseDoes) {
             EXPECT_EQ(reply.body, body) << query;
         } else {
             EXPECT_EQ(reply.status, 401U) << credentials;
-            EXPECT_TRUE(reply.challenge.starts_with("Basic realm=")) << credentials;
+            EXPECT_TRUE(reply.headers.at(0).second.starts_with("Basic realm=")) << credentials;
         }
     }
 }

@@ -20,23 +20,33 @@ bool IsTicker(std::string_view text);
 // Case does not matter.
 bool SameTicker(std::string_view left, std::string_view right);
 
+// What the files of a ticker are called where the program makes them: Windows keeps names like CON
+// to itself.
+std::string FileNameOf(std::string_view ticker);
+
 class DataFolder {
 public:
     // Throws std::runtime_error unless the folder is there.
     explicit DataFolder(std::filesystem::path folder);
+    // Two, of which the first one counts where it has a file. It may be empty: then there is none.
+    DataFolder(std::filesystem::path folder, std::filesystem::path store);
 
     // Nothing when the folder has no such file; throws std::runtime_error if it cannot be read.
     std::optional<DataFile> Prices(std::string_view ticker) const;
     std::optional<DataFile> Dividends(std::string_view ticker) const;
     std::optional<DataFile> Options(std::string_view ticker) const;
     std::optional<DataFile> Futures(std::string_view ticker) const;
+    // Of the folder that the prices are from.
+    std::optional<DataFile> Splits(std::string_view ticker) const;
     // The quotes of all tickers.
     std::optional<DataFile> Quotes() const;
     // A file by its name, in any case.
     std::optional<DataFile> Read(const std::string& name) const;
 
 private:
-    std::filesystem::path m_folder;
+    std::optional<DataFile> OfTicker(std::string_view ticker, std::string_view suffix) const;
+
+    std::filesystem::path m_folder, m_store;
 };
 
 }  // namespace quoteserver

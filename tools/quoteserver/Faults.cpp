@@ -10,8 +10,8 @@ std::string HeadStart(const Reply& reply) {
     std::string head = "HTTP/1.1 " + std::to_string(reply.status) + " ";
     head.append(Reason(reply.status)).append("\r\n");
     head += "Connection: close\r\nContent-Type: " + reply.contentType + "\r\n";
-    if (!reply.challenge.empty()) {
-        head += "WWW-Authenticate: " + reply.challenge + "\r\n";
+    for (const auto& [name, value] : reply.headers) {
+        head += name + ": " + value + "\r\n";
     }
     return head;
 }

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
+#include <iostream>
 #include <optional>
 #include <ranges>
 #include <span>
@@ -73,12 +74,27 @@ std::string Page(const Layout& layout, const TableOptions& options, const Rows& 
     return text;
 }
 
+// Dividends come in one piece: a client that gets a full page of 200 asks for it again for ever.
+TableOptions DividendPage(TableOptions options, std::size_t rows) {
+    constexpr std::size_t fullPage = 200;
+    options.rowsPerPage = 0;
+    if (rows == fullPage) {
+        std::cerr << "quoteserver: of 200 dividends the oldest is left out\n";
+        options.rowsPerPage = fullPage - 1;
+    }
+    return options;
+}
+
 // The values were checked when the file was read.
-void AppendRounded(std::string& out, std::string_view number) {
+double NumberOf(std::string_view text) {
     double value = 0;
-    std::from_chars(number.data(), number.data() + number.size(), value);
+    std::from_chars(text.data(), text.data() + text.size(), value);
+    return value;
+}
+
+void AppendRounded(std::string& out, double value, int decimals) {
     char text[64];
-    std::snprintf(text, sizeof text, "%.2f", value);
+    std::snprintf(text, sizeof text, "%.*f", decimals, value);
     out += text;
 }
 
@@ -90,16 +106,48 @@ std::string_view Volume(std::string_view text) {
     return text;
 }
 
+// That service's prices were divided by all later splits.
+class LaterSplits {
+public:
+    explicit LaterSplits(std::optional<DataFile> file) : m_file(std::move(file)) {
+        if (m_file) {
+            m_rows = ReadRows(*m_file, splitLayout);
+        }
+    }
+
+    // From the newest day to the oldest.
+    double On(Date day) {
+        for (; m_next < m_rows.size() && m_rows[m_next].date > day; ++m_next) {
+            m_shares *= NumberOf(m_rows[m_next].values);
+        }
+        return m_shares;
+    }
+
+private:
+    std::optional<DataFile> m_file;
+    std::vector<Row> m_rows;
+    std::size_t m_next = 0;
+    double m_shares = 1;
+};
+
 template <typename Rows>
-void AppendRows(std::string& out, const Rows& rows) {
+void AppendRows(std::string& out, const Rows& rows, LaterSplits splits) {
     for (const auto& row : rows) {
         AppendDate(out, row.date, DateForm::DayMonYy);
+        const double shares = splits.On(row.date);
         std::string_view values = row.values;
         for (int i = 0; i < 4; ++i) {
             out += ',';
-            AppendRounded(out, TakeField(values, ','));
+            AppendRounded(out, NumberOf(TakeField(values, ',')) / shares, 2);
         }
-        out.append(1, ',').append(Volume(TakeField(values, ','))).append(1, '\n');
+        out += ',';
+        const std::string_view volume = Volume(TakeField(values, ','));
+        if (shares == 1) {
+            out += volume;
+        } else {
+            AppendRounded(out, NumberOf(volume) * shares, 0);
+        }
+        out += '\n';
     }
 }
 
@@ -127,7 +175,8 @@ Reply AnswerTable(const DataFolder& folder, const TableOptions& options, const Q
     }
     const std::vector<Row> all = ReadRows(*file, layout);
     const std::span<const Row> rows = InRange(all, range);
-    std::string body = kind == "w"   ? Page(layout, options, Summarise(rows, Period::Week))
+    std::string body = isOfDividends ? Page(layout, DividendPage(options, rows.size()), rows)
+                       : kind == "w" ? Page(layout, options, Summarise(rows, Period::Week))
                        : kind == "m" ? Page(layout, options, Summarise(rows, Period::Month))
                                      : Page(layout, options, rows);
     if (body.empty()) {
@@ -164,9 +213,9 @@ Reply AnswerHistory(const DataFolder& folder, const Query& query) {
         "\xEF\xBB\xBF"
         "Date,Open,High,Low,Close,Volume\n";
     if (period == "WEEKLY") {
-        AppendRows(body, Summarise(rows, Period::Week));
+        AppendRows(body, Summarise(rows, Period::Week), LaterSplits(folder.Splits(ticker)));
     } else {
-        AppendRows(body, rows);
+        AppendRows(body, rows, LaterSplits(folder.Splits(ticker)));
     }
     return {200, "text/csv", std::move(body)};
 }

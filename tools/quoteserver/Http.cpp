@@ -124,6 +124,8 @@ std::string_view Reason(unsigned status) {
             return "Payload Too Large";
         case 431:
             return "Request Header Fields Too Large";
+        case 503:
+            return "Service Unavailable";
         default:
             return "Internal Server Error";
     }

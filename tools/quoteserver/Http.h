@@ -46,13 +46,14 @@ struct Request {
     Target target;
     std::string body = {};
     std::string authorization = {};  // the header as it came
+    std::string forwardedFor = {};   // whom a proxy asks for
 };
 
 struct Reply {
     unsigned status = 200;
     std::string contentType;
     std::string body;
-    std::string challenge = {};  // the WWW-Authenticate header of a 401 reply
+    std::vector<std::pair<std::string, std::string>> headers = {};  // further ones
 };
 
 // Whether a Host header names this machine to itself. A web page can give a name of its own the

@@ -161,7 +161,7 @@ Reply AnswerQuotes(const DataFolder& folder, const Query& query) {
 Reply AnswerAccount(const DataFolder& folder, const Account& account, const Request& request) {
     if (request.authorization != "Basic " + Base64(account.user + ":" + account.password)) {
         Reply refusal = ErrorPage(401, "Sign in with the user name and password of an account");
-        refusal.challenge = "Basic realm=\"quotes\"";
+        refusal.headers = {{"WWW-Authenticate", "Basic realm=\"quotes\""}};
         return refusal;
     }
     const Quote quote = QuoteTable(folder).Of(request.target.query.value("TICKER"));

@@ -52,6 +52,7 @@ struct Layout {
 
 inline constexpr Layout priceLayout{"Date,Open,High,Low,Close,Volume,Adj Close", 6, 6};
 inline constexpr Layout dividendLayout{"Date,Dividends", 1, 1};
+inline constexpr Layout splitLayout{"Date,Splits", 1, 1};  // shares for each one before
 inline constexpr Layout futuresLayout{"Date,Open,High,Low,Close,Volume,OpenInt", 6, 4};
 
 class DataError : public std::runtime_error {

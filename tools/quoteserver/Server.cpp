@@ -16,6 +16,7 @@
 #include <chrono>
 #include <exception>
 #include <iostream>
+#include <optional>
 
 namespace quoteserver {
 
@@ -96,8 +97,9 @@ net::awaitable<void> SendBroken(beast::tcp_stream& stream, const BrokenReply& re
     if (reply.ending == Ending::Hang) {
         co_await Hang(stream);
     } else if (reply.ending == Ending::Reset) {
-        // A moment, for a reset may overtake what was sent; then closing without lingering resets.
-        co_await Pause(stream, std::chrono::milliseconds(200));
+        // A moment, for a reset may overtake what was sent, and one that comes at once is taken for
+        // an empty reply by some clients; then closing without lingering resets.
+        co_await Pause(stream, std::chrono::milliseconds(300));
         stream.socket().set_option(net::socket_base::linger(true, 0));
         stream.socket().close();
     }
@@ -176,13 +178,22 @@ net::awaitable<void> Server::ServeRequests(beast::tcp_stream& stream) {
             co_return;
         }
         const HttpRequest& request = parser.get();
-        if (!error && IsTurnOfFault()) {
+        std::optional<Reply> answer;
+        if (!error) {
             stream.expires_never();
-            co_await SendBroken(stream, Break(Answer(request), m_options.fault));
+            answer = co_await Answer(request);
+            if (!answer) {
+                co_await SendBroken(stream, {{}, Ending::Reset});
+                co_return;
+            }
+        }
+        if (!error && IsTurnOfFault()) {
+            co_await SendBroken(stream, Break(*answer, m_options.fault));
             co_return;
         }
-        HttpReply reply = error ? Refusal(error)
-                                : Message(Answer(request), request.version(), request.keep_alive());
+        HttpReply reply =
+            error ? Refusal(error)
+                  : Message(std::move(*answer), request.version(), request.keep_alive());
         stream.expires_after(sendingTime);
         const bool headOnly = request.method() == http::verb::head;
         co_await Send(stream, reply, headOnly, error);
@@ -200,23 +211,40 @@ bool Server::IsTurnOfFault() {
             request < std::size_t{m_options.goodRequests} + m_options.faultyRequests);
 }
 
-Reply Server::Answer(const HttpRequest& request) const {
+// Nothing when the only honest answer is none.
+net::awaitable<std::optional<Reply>> Server::Answer(const HttpRequest& request) const {
     const Request asked{std::string(request.method_string()),
                         ParseTarget({request.target().data(), request.target().size()}),
-                        request.body(), std::string(request[http::field::authorization])};
+                        request.body(), std::string(request[http::field::authorization]),
+                        std::string(request["X-Forwarded-For"])};
     const auto host = request.find(http::field::host);
-    Reply reply =
-        host == request.end() || IsLoopbackName({host->value().data(), host->value().size()})
-            ? m_routes.Answer(asked)
-            : ErrorPage(421, "Only a loopback address is served.");
+    std::optional<Reply> reply;
+    if (host != request.end() && !IsLoopbackName({host->value().data(), host->value().size()})) {
+        reply = ErrorPage(421, "Only a loopback address is served.");
+    } else {
+        Preparation prepared;
+        if (m_options.prepare) {
+            prepared = co_await m_options.prepare(asked);
+        }
+        if (!prepared.isFailed) {
+            reply = m_routes.Answer(asked);
+            reply->headers.insert(reply->headers.end(), prepared.headers.begin(),
+                                  prepared.headers.end());
+        } else if (m_options.saysFailure) {
+            reply = ErrorPage(503, "The sources cannot be reached.");
+        }
+    }
     if (m_options.verbose) {
         std::string target(request.target());
         std::ranges::replace_if(
             target, [](char c) { return c < ' ' || c > '~'; }, '?');
-        std::cerr << request.method_string() << ' ' << target << ' ' << reply.status << ' '
-                  << reply.body.size() << '\n';
+        std::cerr << request.method_string() << ' ' << target << ' '
+                  << (reply
+                          ? std::to_string(reply->status) + " " + std::to_string(reply->body.size())
+                          : "reset")
+                  << '\n';
     }
-    return reply;
+    co_return reply;
 }
 
 // For a request that could not be read; where the next one would begin is not known either.
@@ -234,8 +262,8 @@ Server::HttpReply Server::Message(Reply reply, unsigned version, bool keepAlive)
     HttpReply answer{static_cast<http::status>(reply.status), version};
     answer.set(http::field::server, m_options.name);
     answer.set(http::field::content_type, reply.contentType);
-    if (!reply.challenge.empty()) {
-        answer.set(http::field::www_authenticate, reply.challenge);
+    for (const auto& [name, value] : reply.headers) {
+        answer.set(name, value);
     }
     answer.body() = std::move(reply.body);
     answer.prepare_payload();

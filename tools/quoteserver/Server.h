@@ -11,12 +11,20 @@
 #include <boost/beast/http/message.hpp>
 #include <boost/beast/http/string_body.hpp>
 #include <chrono>
+#include <functional>
 #include <list>
+#include <optional>
 #include <string>
 
 #include "Faults.h"
 
 namespace quoteserver {
+
+// What has to happen before a request can be answered, and what comes of it.
+struct Preparation {
+    bool isFailed = false;  // there is nothing that could be sent
+    std::vector<std::pair<std::string, std::string>> headers = {};  // of the reply
+};
 
 struct ServerOptions {
     std::string name;  // the Server header
@@ -26,6 +34,8 @@ struct ServerOptions {
     unsigned faultyRequests = 0;  // so many are spoiled then; 0 = all that follow
     std::chrono::milliseconds patience =
         std::chrono::seconds(15);  // with a client that says nothing
+    std::function<boost::asio::awaitable<Preparation>(const Request&)> prepare = {};
+    bool saysFailure = false;  // a failed request is told, not reset
 };
 
 // The routes must outlive the server, and the server the run of its io_context.
@@ -48,7 +58,7 @@ private:
     void MakeRoom();
     boost::asio::awaitable<void> ServeRequests(boost::beast::tcp_stream& stream);
     bool IsTurnOfFault();
-    Reply Answer(const HttpRequest& request) const;
+    boost::asio::awaitable<std::optional<Reply>> Answer(const HttpRequest& request) const;
     HttpReply Refusal(const boost::system::error_code& error) const;
     HttpReply Message(Reply reply, unsigned version, bool keepAlive) const;
 

@@ -65,7 +65,8 @@ Reply AnswerAccount(const DataFolder& folder, const Account& account, const Requ
 Reply AnswerOptions(const DataFolder& folder, const Query& form);
 
 // Reads every file of a data folder and prints damaged lines: "AAPL.csv line 7: ...", of each file
-// the first twenty. Returns the number of all. Throws std::runtime_error unless the folder is there.
+// the first twenty. Returns the number of all. Throws std::runtime_error unless the folder is
+// there.
 std::size_t CheckFolder(const std::filesystem::path& folder, std::ostream& out);
 
 }  // namespace quoteserver

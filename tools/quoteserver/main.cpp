@@ -6,15 +6,19 @@
 #include <csignal>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <exception>
+#include <filesystem>
 #include <iostream>
 #include <iterator>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "Server.h"
 #include "Services.h"
+#include "living/Keeper.h"
 
 namespace {
 
@@ -43,6 +47,8 @@ struct Settings {
     std::string publishedVersion = VTDL_VERSION;
     Account account{"demo", "demo"};
     std::string check;
+    std::string feeds, record, replay, tryOut;
+    std::string failure = "reset";
     std::string fault;
     unsigned faultAfter = 0;
     unsigned faultCount = 0;
@@ -97,8 +103,25 @@ void Describe(CLI::App& app, Settings& settings) {
         ->capture_default_str();
     app.add_option("--password", settings.account.password, "Its password")->capture_default_str();
     app.add_option("--check", settings.check,
-                   "Read every file of this folder, print each damaged line, and end")
+                   "Read every file of this folder, or a file of feeds; print each damaged line or "
+                   "mistake, and end")
+        ->type_name("FOLDER|FILE");
+    app.add_option("--feeds", settings.feeds,
+                   "Living sources: a JSON file that names them (docs/feeds.md). Own files are "
+                   "then those of its \"data\"")
+        ->type_name("FILE");
+    app.add_option("--try", settings.tryOut,
+                   "With --check FILE: ask one feed for one ticker and print what came of it")
+        ->type_name("FEED:TICKER");
+    app.add_option("--record", settings.record, "Keep the replies of living sources in this folder")
         ->type_name("FOLDER");
+    app.add_option("--replay", settings.replay, "Answer from such a folder, and ask nobody")
+        ->type_name("FOLDER");
+    app.add_option("--failure", settings.failure,
+                   "What a client gets when living sources fail and no copy is left: a reset "
+                   "connection, or status 503 for a proxy in front")
+        ->check(CLI::IsMember({"reset", "503"}))
+        ->capture_default_str();
     DescribeFaults(app, settings);
     app.add_flag("--verbose", settings.verbose, "Log each request to stderr");
 }
@@ -113,8 +136,7 @@ net::ip::tcp::endpoint Loopback(const Settings& settings) {
     return {address, settings.port};
 }
 
-Routes MakeRoutes(const Settings& settings) {
-    const DataFolder folder(settings.data);
+Routes MakeRoutes(const Settings& settings, const DataFolder& folder) {
     const TableOptions tables{settings.rowsPerPage,
                               settings.dates == "iso" ? DateForm::Iso : DateForm::DayMonYy,
                               settings.comment ? settings.commentServer : ""};
@@ -141,13 +163,84 @@ Routes MakeRoutes(const Settings& settings) {
     return routes;
 }
 
-void Run(const Settings& settings) {
-    const Routes routes = MakeRoutes(settings);
-    const net::ip::tcp::endpoint where = Loopback(settings);
+// The file of feeds without a mistake; what else it has is told, and ends the program. Recordings
+// answer at any pace.
+living::FeedsFile Feeds(const Settings& settings, const std::string& file) {
+    living::Mistakes mistakes;
+    living::FeedsFile feeds = living::ReadFeedsFile(file, mistakes);
+    for (living::FeedSpec& feed : feeds.feeds) {
+        if (!settings.replay.empty()) {
+            feed.pace = {1000000, std::chrono::seconds(1)};
+        }
+    }
+    for (const std::string& mistake : mistakes) {
+        std::cout << mistake << '\n';
+    }
+    if (!mistakes.empty()) {
+        throw std::runtime_error(std::to_string(mistakes.size()) + " mistakes in " + file);
+    }
+    return feeds;
+}
+
+std::unique_ptr<living::WebClient> MakeClient(const Settings& settings,
+                                              const living::FeedsFile& feeds) {
+    if (!settings.replay.empty()) {
+        return living::ReplayClient(settings.replay);
+    }
+    auto client = living::SystemWebClient("vtdl-quoteserver/" VTDL_VERSION);
+    return settings.record.empty()
+               ? std::move(client)
+               : living::RecordingClient(std::move(client), settings.record, feeds.secrets);
+}
+
+// The living sources of a run, if there are any.
+struct Living {
+    living::FeedsFile feeds;
+    std::optional<DataFolder> own;
+    living::Keeper keeper;
+
+    Living(const Settings& settings, net::io_context& context)
+        : feeds(Feeds(settings, settings.feeds)),
+          keeper(context, feeds, MakeClient(settings, feeds)) {
+        if (!feeds.data.empty()) {
+            own.emplace(feeds.data);
+        }
+    }
+
+    net::awaitable<Preparation> Prepare(const Request& request) {
+        const bool isLocal = request.forwardedFor.empty() || IsLoopbackName(request.forwardedFor);
+        const std::vector<living::Ask> asks = living::AsksOf(request, own ? &*own : nullptr);
+        const living::Readiness ready = co_await keeper.Ready(asks, isLocal);
+        Preparation preparation{ready.isFailed};
+        if (!ready.source.empty()) {
+            preparation.headers = {{"X-Quote-Source", ready.source},
+                                   {"X-Quote-State", ready.isStale ? "stale" : "fresh"}};
+        }
+        co_return preparation;
+    }
+};
+
+void Run(Settings settings) {
     net::io_context context(1);
-    Server server(context, where, routes,
-                  {"quoteserver/" VTDL_VERSION, settings.verbose, FaultOf(settings.fault),
-                   settings.faultAfter, settings.faultCount});
+    std::optional<Living> living;
+    if (!settings.feeds.empty()) {
+        living.emplace(settings, context);
+        settings.data = settings.feeds;
+    }
+    Routes routes =
+        MakeRoutes(settings, living ? DataFolder(living->feeds.data, living->feeds.store)
+                                    : DataFolder(settings.data));
+    ServerOptions options{"quoteserver/" VTDL_VERSION, settings.verbose, FaultOf(settings.fault),
+                          settings.faultAfter, settings.faultCount};
+    if (living) {
+        options.prepare = [&](const Request& request) { return living->Prepare(request); };
+        options.saysFailure = settings.failure == "503";
+        routes.Add("GET", "/status", [&](const Request&) {
+            return Reply{200, "application/json", living->keeper.Status()};
+        });
+    }
+    const net::ip::tcp::endpoint where = Loopback(settings);
+    Server server(context, where, routes, options);
 
     net::signal_set signals(context, SIGINT, SIGTERM);
     signals.async_wait([&](const auto&, int) { context.stop(); });
@@ -160,6 +253,39 @@ void Run(const Settings& settings) {
     std::cout << "quoteserver: serving " << settings.data << " on " << server.Endpoint()
               << std::endl;
     context.run();
+    if (living) {
+        // A source may keep its thread waiting for long yet; what is written is written whole.
+        std::_Exit(0);
+    }
+}
+
+int TryFeed(const Settings& settings, const living::FeedsFile& feeds) {
+    const std::size_t colon = settings.tryOut.find(':');
+    if (colon == std::string::npos) {
+        throw std::runtime_error("--try takes FEED:TICKER");
+    }
+    net::io_context context(1);
+    living::Keeper keeper(context, feeds, MakeClient(settings, feeds));
+    const living::Outcome outcome =
+        keeper.Try(settings.tryOut.substr(0, colon), settings.tryOut.substr(colon + 1));
+    std::cout << outcome.feed << " was asked for " << outcome.symbol << ": "
+              << living::NameOf(outcome.state) << (outcome.why.empty() ? "" : ": ") << outcome.why
+              << '\n';
+    for (const auto& [suffix, text] : outcome.files) {
+        constexpr std::size_t shown = 400;
+        std::cout << "\n*" << suffix << ", " << std::ranges::count(text, '\n') << " lines:\n"
+                  << text.substr(0, text.find('\n', std::min(shown, text.size()))) << '\n';
+    }
+    if (outcome.dropped > 0) {
+        std::cout << outcome.dropped << " rows were left out\n";
+    }
+    return outcome.state == living::State::Rows ? 0 : 1;
+}
+
+int CheckFeeds(const Settings& settings) {
+    const living::FeedsFile feeds = Feeds(settings, settings.check);
+    std::cout << "quoteserver: " << settings.check << ": no mistake\n";
+    return settings.tryOut.empty() ? 0 : TryFeed(settings, feeds);
 }
 
 int Check(const std::string& folder) {
@@ -177,12 +303,16 @@ int main(int argc, char** argv) {
     Describe(app, settings);
     try {
         app.parse(argc, argv);
+        if (!settings.feeds.empty() && app.count("--rows-per-page") == 0) {
+            settings.rowsPerPage = 0;
+        }
     } catch (const CLI::ParseError& e) {
         return app.exit(e) == 0 ? 0 : 2;
     }
     try {
         if (!settings.check.empty()) {
-            return Check(settings.check);
+            return std::filesystem::is_directory(settings.check) ? Check(settings.check)
+                                                                 : CheckFeeds(settings);
         }
         Run(settings);
         return 0;

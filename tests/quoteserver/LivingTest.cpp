@@ -1,0 +1,235 @@
+// The pure half of the living sources: replies of services as they were recorded, and such as
+// services send on bad days.
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "living/Feed.h"
+#include "living/Store.h"
+
+namespace quoteserver::living {
+namespace {
+
+using namespace std::chrono;
+
+const Today today{sys_days{2026y / November / 22}, true};
+
+Recipe RecipeOf(const std::string& text) {
+    Mistakes mistakes;
+    const Json json = ParseJson(text, "recipe");
+    Section section(json, "recipe", mistakes);
+    Recipe recipe = ReadRecipe(section);
+    EXPECT_EQ(mistakes, Mistakes{});
+    return recipe;
+}
+
+Recipe Shipped(const char* name) { return RecipeOf(ShippedRecipe(name)); }
+
+// A feed of a shipped recipe over the recordings, at any pace.
+Outcome Replayed(const char* recipe, const char* feed, Kind kind, const std::string& ticker) {
+    const auto client = ReplayClient(TEST_DATA "/../living");
+    const FeedSpec spec{feed, Shipped(recipe), {}, {}, {1000, seconds(1)}};
+    const FeedsFile file;
+    return Feed(spec, file, *client).Fetch({kind, ticker}, today);
+}
+
+bool HasLine(const std::string& text, const std::string& line) {
+    return ("\n" + text).find("\n" + line + "\n") != std::string::npos;
+}
+
+TEST(LivingTest, RecordedRepliesBecomeFiles) {
+    const Outcome split = Replayed("yahoo-chart", "chart", Kind::History, "NVDA");
+    ASSERT_EQ(split.state, State::Rows) << split.why;
+    // Four for one on the 20th: prices as traded but for the split of 2024, which is not listed.
+    EXPECT_TRUE(HasLine(split.files.at(".csv"),
+                        "2021-07-16,76.122,76.628,72.292,72.644,172056000,18.126678"));
+    EXPECT_TRUE(HasLine(split.files.at(".csv"),
+                        "2021-07-20,18.73,18.838,18.164,18.612,434687008,18.576828"));
+    EXPECT_TRUE(HasLine(split.files.at(".splits.csv"), "2021-07-20,4"));
+
+    // Days that begin at midnight in London and in New York; no volume is "000".
+    const Outcome currency = Replayed("yahoo-chart", "chart", Kind::History, "EURUSD=X");
+    EXPECT_TRUE(HasLine(currency.files.at(".csv"),
+                        "2020-01-01,1.1220826,1.1228385,1.1159469,1.1220826,000,1.1220826"))
+        << currency.files.at(".csv");
+    const Outcome gold = Replayed("yahoo-chart", "chart", Kind::History, "GC=F");
+    EXPECT_TRUE(HasLine(gold.files.at(".csv"), "2020-01-02,1518.1,1528.7,1518,1524.5,214,1524.5"));
+
+    EXPECT_EQ(Replayed("yahoo-chart", "chart", Kind::History, "CAPIO").state, State::NoRows);
+
+    const std::string table =
+        Replayed("cboe-options", "cboe", Kind::Options, "AAPL").files.at(".options.csv");
+    EXPECT_TRUE(table.starts_with("AAPL (AAPL),")) << table.substr(0, 200);
+    EXPECT_NE(table.find("\r\nAug 07 2026 @ 14:58 ET,Bid,"), std::string::npos);
+    EXPECT_NE(table.find("\r\n26 Aug 110.00 (AAPL2607H110),203.67,+1.145,200.70,202.25,1,7,"
+                         "26 Aug 110.00 (AAPL2607T110),"),
+              std::string::npos);
+}
+
+TEST(LivingTest, OnlyWhatWasAskedForIsRows) {
+    const std::string json =
+        R"({"url": "http://x", "error": "/error", "unknown": {"text": "no such"}, "limitedText": "too many",
+            "root": "r", "date": "t", "columns": {"Open": "o", "High": "o", "Low": "o", "Close": "c"}})";
+    const std::string csv =
+        R"({"url": "http://x", "format": "csv", "separator": ";", "date": 1, "dates": "mm/dd/yyyy",
+            "columns": {"Close": "Fermeture"}})";
+    const struct {
+        const std::string& recipe;
+        const char* body;
+        State state;
+        const char* why;
+    } cases[] = {
+        {json, R"({"r": {"t": ["2024-01-02"], "o": [1], "c": [null]}})", State::Rows, ""},
+        {json, R"({"r": {"t": ["2024-01-02"], "o": ["1.5"], "c": [2e0]}})", State::Rows, ""},
+        {json, R"({"r": {}})", State::NoRows, ""},
+        {json, R"({"r": {"t": ["2024-01-02", "2024-01-03"], "o": [1], "c": [1, 2]}})",
+         State::Nonsense, "2 dates and 1 values at o"},
+        {json, R"({"r": {"t": ["2024-01-02"], "o": [1]}})", State::Nonsense, "no list at c"},
+        {json, R"({"r": {"o": [1], "c": [1]}})", State::Nonsense, "no dates at t"},
+        {json, R"({"r": {"t": ["2024-02-30"], "o": [1], "c": [1]}})", State::Nonsense,
+         "is not a date"},
+        {json, R"({"r": {"t": ["2024-01-02"], "o": [1], "c": [{}]}})", State::Nonsense,
+         "a number is object"},
+        {json, R"({"r": {"t": ["2024-01-02"], "o": [1], "c": [1]})", State::Nonsense,
+         "broken JSON"},
+        {json, R"({"error": "No such symbol", "r": null})", State::Unknown, ""},
+        {json, R"({"error": "upgrade your plan", "r": null})", State::Refused, "upgrade"},
+        {json, "Too Many Requests\r\n", State::Limited, ""},
+        {json, "<!DOCTYPE html><html>Please log in</html>", State::Nonsense, "a page"},
+        {json, " \r\n", State::Nonsense, "an empty reply"},
+        {csv, "Jour;Fermeture\r\n01/02/2024;12.5\r\n01/03/2024;null\r\n", State::Rows, ""},
+        {csv, "Jour;Fermeture\r\n01/02/2024;12,5\r\n", State::Nonsense, "\"12,5\" is not a number"},
+        {csv, "Jour;Fermeture;X\r\n01/02/2024\r\n", State::Nonsense, "1 values where the header"},
+        {csv, "Jour;Cloture\r\n01/02/2024;12.5\r\n", State::Nonsense, "no column Fermeture"},
+        {csv, "Jour;Fermeture\r\n", State::NoRows, ""},
+    };
+    for (const auto& c : cases) {
+        const Reading reading = ReadReply(RecipeOf(c.recipe), {Kind::History, "X"}, c.body);
+        EXPECT_EQ(NameOf(reading.state), NameOf(c.state)) << c.body << reading.why;
+        EXPECT_NE(reading.why.find(c.why), std::string::npos) << c.body << ": " << reading.why;
+    }
+}
+
+TEST(LivingTest, HistoriesAreAsTraded) {
+    const Date day = sys_days{2024y / March / 4};
+    const auto bar = [&](int after, double close, double volume = 7) {
+        return Bar{day + days(after), close, close, close, close, volume};
+    };
+    // Two for one on the third day, half a dollar (of today's) on the second; the fourth is
+    // running.
+    History history{{bar(0, 10), bar(1, 11), bar(2, 12, 0), bar(3, 13), bar(4, 14)},
+                    {{day + days(1), 0.5}},
+                    {{day + days(2), 2}}};
+    history.bars[4].low = unknown;
+    const HistoryFiles files =
+        MakeFiles(history, {true, true, true, false}, {day + days(3), false});
+    EXPECT_EQ(files.texts.at(".csv"),
+              "Date,Open,High,Low,Close,Volume,Adj Close\n"
+              "2024-03-06,12,12,12,12,000,12\n"
+              "2024-03-05,22,22,22,22,4,11\n"
+              "2024-03-04,20,20,20,20,4,9.5\n");
+    EXPECT_EQ(files.dropped, 2U);
+    EXPECT_THROW(MakeFiles({{bar(0, 1), bar(0, 2)}, {}, {}}, {.hasAdjusted = false}, today),
+                 Nonsense);
+    EXPECT_THROW(MakeFiles({{bar(999, 1)}, {}, {}}, {.hasAdjusted = false}, {day, true}), Nonsense);
+    EXPECT_TRUE(MakeFiles({{bar(0, 0)}, {}, {}}, {.hasAdjusted = false}, today).texts.empty());
+}
+
+TEST(LivingTest, AFeedIsAskedAtItsPace) {
+    const Clock::time_point start{};
+    const auto after = [&](seconds time) { return start + time; };
+    Pace pace({2, seconds(10)}, Rate{4, hours(24)});
+    for (const auto& [now, next] :
+         {std::pair{0s, 0s}, {1s, 1s}, {2s, 10s}, {10s, 11s}, {11s, 11s}, {12s, 86400s}}) {
+        EXPECT_EQ(pace.Next(after(now)), after(next)) << now.count();
+        if (now == next) {
+            pace.Count(after(now));
+        } else if (now == 2s) {
+            pace.Count(after(10s));
+        }
+    }
+    Pace cooling({1, seconds(1)}, {});
+    for (const seconds wait : {60s, 120s, 240s}) {
+        cooling.CoolDown(start);
+        EXPECT_EQ(cooling.Next(start), after(wait));
+    }
+    cooling.CoolDown(start, after(5s));
+    EXPECT_EQ(cooling.Next(start), after(5s));
+
+    const Clock::time_point now = sys_days{2015y / October / 21} + 7h;
+    EXPECT_EQ(RetryTime("120", now), now + 120s);
+    EXPECT_EQ(RetryTime("Wed, 21 Oct 2015 07:28:00 GMT", now), now + 28min);
+    EXPECT_EQ(RetryTime("soon", now), std::nullopt);
+}
+
+class FolderTest : public testing::Test {
+protected:
+    void SetUp() override {
+        std::filesystem::remove_all(m_folder);
+        std::filesystem::create_directories(m_folder);
+    }
+    void TearDown() override { std::filesystem::remove_all(m_folder); }
+
+    void Write(const char* name, const std::string& text) const {
+        std::ofstream(m_folder / name, std::ios::binary) << text;
+    }
+
+    const std::filesystem::path m_folder =
+        std::filesystem::temp_directory_path() / ("living" + std::to_string(getpid()));
+};
+
+TEST_F(FolderTest, EveryMistakeOfAFeedsFileIsTold) {
+    Write("secrets.txt", "TOKEN=geheim\n");
+    Write("symbols.csv", "ticker,feed,symbol,note\nbrk.b,*,BRK-B,\nX,a\n");
+    Write("feeds.json", R"({ // comments are allowed
+        "newDay": "25:00", "fresh": {"history": "soon"}, "colour": 1,
+        "symbols": "symbols.csv", "secrets": "secrets.txt",
+        "lineUp": {"history": ["a", "b", "cboe"], "options": ["a"]},
+        "feeds": {
+            "a": {"recipe": "yahoo-chart", "pace": "often", "headers": {"X": "${TOKEN}${MISSING}"}},
+            "cboe": {"recipe": "cboe-options"},
+            "c": {"recipe": "nowhere"},
+            "d": {"url": "ftp://x", "format": "csv", "columns": {"Open": 1}}}})");
+    Mistakes mistakes;
+    const FeedsFile feeds = ReadFeedsFile(m_folder / "feeds.json", mistakes);
+    for (const char* expected :
+         {"/newDay: ", "/fresh/history: \"soon\"", "/colour: is not known", "/secrets: others may",
+          "symbols.csv line 3: ", "/lineUp/history: there is no feed b",
+          "/lineUp/history: cboe does not serve", "/lineUp/options: a does not serve",
+          "/feeds/a/pace: \"often\"", "/feeds/a/headers: ${MISSING}",
+          "/feeds/c/recipe: there is no", "/feeds/d/url: does not begin",
+          "/feeds/d/columns/Close: is missing", "/feeds/d/date: is missing"}) {
+        EXPECT_TRUE(std::ranges::any_of(mistakes, [&](const std::string& mistake) {
+            return mistake.find(expected) != std::string::npos;
+        })) << expected;
+    }
+    EXPECT_EQ(feeds.symbols.at({"BRK.B", "*"}), "BRK-B");
+}
+
+TEST_F(FolderTest, AnEditedCopyStays) {
+    const Ask ask{Kind::History, "CON"};
+    const Clock::time_point now = floor<seconds>(Clock::now());
+    const Outcome outcome{
+        .state = State::Rows, .feed = "a", .symbol = "CON", .files = {{".csv", "1"}}};
+    Store store(m_folder);
+    EXPECT_EQ(store.Find(ask), std::nullopt);
+    EXPECT_EQ(store.Save(ask, outcome, now), "");
+    EXPECT_TRUE(std::filesystem::exists(m_folder / "_CON.csv"));  // a device of Windows
+    EXPECT_EQ(Store(m_folder).Find(ask)->fetched, now);
+    Write("_CON.csv", "mine");
+    EXPECT_NE(Store(m_folder).Save(ask, outcome, now).find("was edited"), std::string::npos);
+    EXPECT_EQ(Store(m_folder).All().size(), 1U);
+    std::filesystem::remove(m_folder / "_CON.csv");
+    EXPECT_EQ(store.Find(ask), std::nullopt);
+    EXPECT_EQ(store.Save(ask, outcome, now), "");
+}
+
+TEST(LivingTest, ProgramsAnswerInTime) {
+    EXPECT_EQ(RunCommand({"printf", "%s", "a b"}, seconds(5)).body, "a b");
+    EXPECT_EQ(RunCommand({"false"}, seconds(5)).fault, "the program ended with code 1");
+    EXPECT_EQ(RunCommand({"sleep", "9"}, seconds(1)).fault, "the program did not end in time");
+    EXPECT_NE(RunCommand({"/nowhere"}, seconds(1)).status, 200U);
+}
+
+}  // namespace
+}  // namespace quoteserver::living

@@ -1,0 +1,87 @@
+// What the living sources are asked, and what comes of it.
+#pragma once
+
+#include <chrono>
+#include <limits>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "Rows.h"
+
+namespace quoteserver::living {
+
+enum class Kind { History, Quotes, Options };
+
+inline constexpr const char* kindNames[] = {"history", "quotes", "options"};
+
+inline const char* NameOf(Kind kind) { return kindNames[static_cast<int>(kind)]; }
+
+struct Ask {
+    Kind kind;
+    std::string ticker;  // in capitals, which tell no tickers apart
+
+    auto operator<=>(const Ask&) const = default;
+};
+
+inline constexpr double unknown = std::numeric_limits<double>::quiet_NaN();
+
+struct Bar {
+    Date day = {};
+    double open = unknown, high = unknown, low = unknown, close = unknown;
+    double volume = unknown;
+    double adjusted = unknown;  // the close, less all later dividends and splits
+};
+
+struct Dividend {
+    Date day;
+    double amount;
+};
+
+struct Split {
+    Date day;
+    double shares;  // for each one before: 4 for 4:1
+};
+
+// A reply as it was understood, before anything is worked out.
+struct History {
+    std::vector<Bar> bars;
+    std::vector<Dividend> dividends;
+    std::vector<Split> splits;
+};
+
+enum class State {
+    Rows,      // what was asked
+    NoRows,    // the feed knows the ticker, and has nothing of it
+    Unknown,   // the feed says that there is no such ticker
+    Limited,   // not now: asked too often
+    Refused,   // not us
+    Nonsense,  // something came that is not what was asked
+    Down       // nothing came
+};
+
+inline constexpr const char* stateNames[] = {"rows",    "no rows",  "unknown", "limited",
+                                             "refused", "nonsense", "down"};
+
+inline const char* NameOf(State state) { return stateNames[static_cast<int>(state)]; }
+
+using Clock = std::chrono::system_clock;
+
+struct Outcome {
+    State state = State::Down;
+    std::string why = {};  // for a person, without secrets
+    std::string feed = {};
+    std::string symbol = {};       // what the feed was asked for
+    Clock::time_point until = {};  // of Limited: when to ask again; none = as the keeper likes
+    std::map<std::string, std::string> files = {};  // of Rows: name's end and text (".csv", …)
+    std::size_t dropped = 0;                        // rows that were left out
+};
+
+// A reply that is not what was asked for. Its text says why.
+class Nonsense : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+}  // namespace quoteserver::living

@@ -1,0 +1,233 @@
+#include "living/Feed.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+#include <thread>
+
+#include "living/Numbers.h"
+
+namespace quoteserver::living {
+namespace {
+
+using namespace std::chrono;
+
+// Longer than this nobody waits in a queue: the next in the line-up is asked.
+constexpr seconds longestWait(10);
+
+std::string Encoded(const std::string& text) {
+    std::string encoded;
+    for (const char c : text) {
+        const bool isPlain = (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') ||
+                             (c >= 'a' && c <= 'z') || c == '-' || c == '.' || c == '_';
+        char escape[4];
+        std::snprintf(escape, sizeof escape, "%%%02X", static_cast<unsigned char>(c));
+        encoded += isPlain ? std::string(1, c) : escape;
+    }
+    return encoded;
+}
+
+void Replace(std::string& text, std::string_view mark, const std::string& value) {
+    for (std::size_t at = text.find(mark); at != std::string::npos;
+         at = text.find(mark, at + value.size())) {
+        text.replace(at, mark.size(), value);
+    }
+}
+
+bool Has(const std::vector<unsigned>& statuses, unsigned status) {
+    return std::ranges::find(statuses, status) != statuses.end();
+}
+
+}  // namespace
+
+Clock::time_point Pace::Next(Clock::time_point now) const {
+    Clock::time_point next = std::max(now, m_coolUntil);
+    const auto wait = [&](const Rate& rate) {
+        if (m_times.size() >= rate.times) {
+            next = std::max(next, m_times[m_times.size() - rate.times] + rate.span);
+        }
+    };
+    wait(m_pace);
+    if (m_budget) {
+        wait(*m_budget);
+    }
+    return next;
+}
+
+void Pace::Count(Clock::time_point now) {
+    m_times.push_back(now);
+    const std::size_t most = std::max(m_pace.times, m_budget ? m_budget->times : 0U);
+    if (m_times.size() > most) {
+        m_times.pop_front();
+    }
+}
+
+void Pace::CoolDown(Clock::time_point now, Clock::time_point until) {
+    m_pause = std::clamp(m_pause * 2, seconds(60), seconds(3600));
+    m_coolUntil = until > now ? until : now + m_pause;
+}
+
+std::string FillIn(const std::string& url, const std::string& symbol, Clock::time_point now) {
+    std::string text = url, today;
+    AppendDate(today, floor<days>(now), DateForm::Iso);
+    Replace(text, "{symbol}", Encoded(symbol));
+    Replace(text, "{firstEpoch}", "0");
+    Replace(text, "{nowEpoch}", std::to_string(Clock::to_time_t(now)));
+    Replace(text, "{first}", "1970-01-01");
+    Replace(text, "{today}", today);
+    return text;
+}
+
+// Seconds, or "Wed, 21 Oct 2015 07:28:00 GMT".
+std::optional<Clock::time_point> RetryTime(std::string_view header, Clock::time_point now) {
+    unsigned wait = 0;
+    const auto [end, error] = std::from_chars(header.data(), header.data() + header.size(), wait);
+    if (error == std::errc{} && end == header.data() + header.size()) {
+        return now + seconds(std::min(wait, 7U * 86400U));
+    }
+    int day = 0, year = 0, hour = 0, minute = 0, second = 0;
+    char month[4] = {};
+    const std::string text(header);
+    if (std::sscanf(text.c_str(), "%*3s, %d %3s %d %d:%d:%d GMT", &day, month, &year, &hour,
+                    &minute, &second) != 6) {
+        return std::nullopt;
+    }
+    char english[32];
+    std::snprintf(english, sizeof english, "%s %d, %04d", month, day, year);
+    const std::optional<Date> date = ParseEnglishDate(english);
+    return date ? std::optional<Clock::time_point>(*date + hours(hour) + minutes(minute) +
+                                                   seconds(second))
+                : std::nullopt;
+}
+
+// The user's own word counts most: for this feed, then for all, then the recipe's patterns.
+std::string Feed::SymbolFor(const Ask& ask) const {
+    for (const std::string& name : {m_spec.name, std::string("*")}) {
+        const auto found = m_file.symbols.find({ask.ticker, name});
+        if (found != m_file.symbols.end()) {
+            return found->second;
+        }
+    }
+    return SymbolOf(m_spec.recipe, ask.ticker);
+}
+
+Outcome Feed::Fetch(const Ask& ask, const Today& today) {
+    const std::string symbol = SymbolFor(ask);
+    Outcome outcome;
+    Clock::time_point now = Clock::now(), next;
+    {
+        const std::scoped_lock lock(m_lock);
+        next = m_pace.Next(now);
+    }
+    if (next > now + longestWait) {
+        outcome = {State::Limited, "its pace allows the next request later"};
+        outcome.until = next;
+    } else {
+        std::this_thread::sleep_until(next);
+        now = Clock::now();
+        {
+            const std::scoped_lock lock(m_lock);
+            m_pace.Count(now);
+            ++m_condition.requests;
+        }
+        outcome = Request(ask, today, symbol);
+        const std::scoped_lock lock(m_lock);
+        if (outcome.state == State::Limited) {
+            m_pace.CoolDown(Clock::now(), outcome.until);
+            outcome.until = m_pace.CoolUntil();
+        } else {
+            m_pace.Recover();
+        }
+        m_condition.state = outcome.state;
+        m_condition.why = outcome.why;
+    }
+    outcome.feed = m_spec.name;
+    outcome.symbol = symbol;
+    return outcome;
+}
+
+Outcome Feed::Request(const Ask& ask, const Today& today, const std::string& symbol) {
+    try {
+        if (m_spec.command.empty()) {
+            return Judge(m_client.Fetch({m_spec.name + "." + NameOf(ask.kind) + "." + symbol,
+                                         FillIn(m_spec.recipe.url, symbol, Clock::now()),
+                                         m_spec.headers, m_spec.timeout}),
+                         ask, today);
+        }
+        std::vector<std::string> arguments = m_spec.command;
+        for (std::string& argument : arguments) {
+            Replace(argument, "{symbol}", symbol);
+        }
+        return Judge(RunCommand(arguments, m_spec.timeout), ask, today);
+    } catch (const std::exception& e) {
+        return {State::Down, PrintableText(e.what())};
+    }
+}
+
+// A status says who is meant before the body is looked at; only what the recipe knows as the word
+// for an unknown symbol counts as that.
+Outcome Feed::Judge(const WebAnswer& answer, const Ask& ask, const Today& today) const {
+    const Recipe& recipe = m_spec.recipe;
+    const std::string status = "status " + std::to_string(answer.status);
+    if (answer.status == 0) {
+        return {State::Down, PrintableText(answer.fault)};
+    }
+    if (Has(recipe.limitedStatuses, answer.status)) {
+        Outcome outcome{State::Limited, status};
+        outcome.until = RetryTime(answer.retryAfter, Clock::now()).value_or(Clock::time_point{});
+        return outcome;
+    }
+    if (Has(recipe.unknownStatuses, answer.status)) {
+        return {State::Unknown, status};
+    }
+    Reading reading = ReadReply(recipe, ask, answer.body);
+    if (answer.status != 200) {
+        const bool isKnown = reading.state == State::Unknown || reading.state == State::Limited;
+        return {isKnown                ? reading.state
+                : answer.status >= 500 ? State::Down
+                                       : State::Refused,
+                status + (isKnown ? ": " + PrintableText(reading.why) : "")};
+    }
+    Outcome outcome{reading.state, PrintableText(reading.why)};
+    outcome.dropped = reading.dropped;
+    if (reading.state != State::Rows) {
+        return outcome;
+    }
+    if (ask.kind == Kind::Options) {
+        outcome.files[".options.csv"] = std::move(reading.chain);
+        return outcome;
+    }
+    try {
+        const PriceForm form{recipe.isSplitAdjusted, recipe.isVolumeSplitAdjusted,
+                             recipe.open.IsGiven() && recipe.high.IsGiven() && recipe.low.IsGiven(),
+                             recipe.adjusted.IsGiven()};
+        HistoryFiles files = MakeFiles(std::move(reading.history), form, today);
+        outcome.files = std::move(files.texts);
+        outcome.dropped += files.dropped;
+        if (outcome.files.empty()) {
+            outcome.state = State::NoRows;
+        }
+    } catch (const Nonsense& nonsense) {
+        outcome = {State::Nonsense, nonsense.what()};
+    }
+    return outcome;
+}
+
+Feed::Condition Feed::Tell() const {
+    const std::scoped_lock lock(m_lock);
+    Condition condition = m_condition;
+    condition.next = m_pace.Next(Clock::now());
+    return condition;
+}
+
+Clock::time_point Feed::CoolUntil() const {
+    const std::scoped_lock lock(m_lock);
+    return m_pace.CoolUntil();
+}
+
+void Feed::Restore(Clock::time_point until) {
+    const std::scoped_lock lock(m_lock);
+    m_pace.Restore(until);
+}
+
+}  // namespace quoteserver::living

@@ -1,0 +1,328 @@
+#include "living/Keeper.h"
+
+#include <algorithm>
+#include <boost/asio/post.hpp>
+#include <boost/asio/redirect_error.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <cmath>
+#include <ctime>
+#include <iostream>
+
+#include "Services.h"
+#include "living/Numbers.h"
+
+namespace quoteserver::living {
+namespace {
+
+namespace net = boost::asio;
+using namespace std::chrono;
+
+std::string InCapitals(std::string_view text) {
+    std::string capitals(text);
+    std::ranges::transform(capitals, capitals.begin(), [](char c) {
+        return c >= 'a' && c <= 'z' ? static_cast<char>(c & ~0x20) : c;
+    });
+    return capitals;
+}
+
+// The clock on the server's wall, as if it were UTC.
+sys_seconds LocalTime(Clock::time_point now) {
+    const std::time_t time = Clock::to_time_t(now);
+    std::tm parts{};
+#ifdef _WIN32
+    localtime_s(&parts, &time);
+#else
+    localtime_r(&time, &parts);
+#endif
+    return sys_days{year(parts.tm_year + 1900) / (parts.tm_mon + 1) / parts.tm_mday} +
+           hours(parts.tm_hour) + minutes(parts.tm_min) + seconds(parts.tm_sec);
+}
+
+std::string TimeText(Clock::time_point time) {
+    return time == Clock::time_point{} ? "" : ClockText(floor<seconds>(time));
+}
+
+}  // namespace
+
+std::vector<Ask> AsksOf(const Request& request, const DataFolder* own) {
+    const Query& query = request.target.query;
+    const std::string& path = request.target.path;
+    std::vector<Ask> asks;
+    const auto add = [&](Kind kind, std::string_view ticker,
+                         std::optional<DataFile> (DataFolder::*find)(std::string_view) const) {
+        if (IsTicker(ticker) && !(own && (own->*find)(ticker))) {
+            asks.push_back({kind, InCapitals(ticker)});
+        }
+    };
+    if (path == "/table.csv") {
+        add(Kind::History, query.value("s"),
+            query.value("g") == "v" ? &DataFolder::Dividends : &DataFolder::Prices);
+    } else if (path == "/finance/historical") {
+        const std::string_view ticker = query.value("q");
+        add(Kind::History, ticker.substr(ticker.find(':') + 1), &DataFolder::Prices);
+    } else if (path == "/DelayedQuote/QuoteTableDownload.aspx") {
+        add(Kind::Options, Query(request.body).valueOfKeyEnding("txtTicker"), &DataFolder::Options);
+    }
+    return asks;
+}
+
+Keeper::Keeper(net::io_context& context, const FeedsFile& file, std::unique_ptr<WebClient> client)
+    : m_context(context), m_file(file), m_client(std::move(client)), m_store(file.store) {
+    const std::map<std::string, Clock::time_point> coolDowns = m_store.CoolDowns();
+    for (const FeedSpec& spec : file.feeds) {
+        m_feeds.push_back(std::make_unique<Feed>(spec, file, *m_client));
+        if (const auto until = coolDowns.find(spec.name); until != coolDowns.end()) {
+            m_feeds.back()->Restore(until->second);
+        }
+    }
+}
+
+net::awaitable<Readiness> Keeper::Ready(std::vector<Ask> asks, bool isLocal) {
+    const Clock::time_point end = Clock::now() + m_file.patience;
+    std::vector<std::shared_ptr<Flight>> flights;  // all start at once
+    for (const Ask& ask : asks) {
+        flights.push_back(Launch(ask, isLocal));
+    }
+    Readiness all;
+    for (std::size_t i = 0; i < asks.size(); ++i) {
+        const Readiness one = co_await Ready(asks[i], isLocal, end, flights[i]);
+        all.isFailed |= one.isFailed;
+        all.isStale |= one.isStale;
+        all.source = one.source;
+    }
+    co_return all;
+}
+
+net::awaitable<Readiness> Keeper::Ready(Ask ask, bool isLocal, Clock::time_point end,
+                                        std::shared_ptr<Flight> flight) {
+    if (m_file.LineUpOf(ask.kind).empty()) {
+        co_return Readiness{};
+    }
+    if (flight && !flight->outcome) {
+        net::steady_timer timer(m_context, end - Clock::now());
+        flight->waiting.push_back(&timer);
+        boost::system::error_code error;
+        co_await timer.async_wait(net::redirect_error(net::use_awaitable, error));
+        flight->waiting.remove(&timer);
+    }
+    const std::optional<Copy> copy = m_store.Find(ask);
+    if (copy && MayGive(copy->feed, isLocal)) {
+        const Clock::time_point now = Clock::now();
+        const bool isFresh = IsFresh(ask, *copy, now);
+        const bool isUsable = isFresh || now - copy->fetched < m_file.AgesOf(ask.kind).stale;
+        co_return Readiness{!isUsable, !isFresh, copy->feed};
+    }
+    // That nobody knows a ticker, or has anything of it, is an answer too; not so that there is a
+    // copy which this asker must not have.
+    const State state = flight && flight->outcome ? flight->outcome->state : State::Down;
+    const bool isNothing = state == State::Unknown || state == State::NoRows;
+    co_return Readiness{!isNothing || copy.has_value()};
+}
+
+// The flight that the copy is waited for with; none when the copy is new enough, or nobody has it.
+std::shared_ptr<Keeper::Flight> Keeper::Launch(const Ask& ask, bool isLocal) {
+    constexpr auto retry = 10min;  // for what nobody had
+    if (m_file.LineUpOf(ask.kind).empty()) {
+        return nullptr;
+    }
+    const Clock::time_point now = Clock::now();
+    const std::optional<Copy> copy = m_store.Find(ask);
+    if (copy && MayGive(copy->feed, isLocal) && IsFresh(ask, *copy, now)) {
+        return nullptr;
+    }
+    constexpr std::size_t most = 10000;  // of what nobody had
+    if (m_flights.size() > most) {
+        std::erase_if(m_flights, [](const auto& entry) { return entry.second->outcome; });
+    }
+    std::shared_ptr<Flight>& flight = m_flights[{ask, isLocal}];
+    if (!flight || (flight->outcome && now - flight->landed >= retry)) {
+        flight = std::make_shared<Flight>();
+        AskNext(ask, isLocal, 0, {});
+    }
+    return flight;
+}
+
+// The line-up, one after the other: rows, or none of them, end it; every failure goes on.
+void Keeper::AskNext(const Ask& ask, bool isLocal, std::size_t place,
+                     std::vector<Outcome> failures) {
+    const std::vector<std::size_t>& lineUp = m_file.LineUpOf(ask.kind);
+    while (place < lineUp.size() && !isLocal && !m_feeds[lineUp[place]]->Spec().isShared) {
+        ++place;
+    }
+    if (place >= lineUp.size()) {
+        const auto worst = std::ranges::find_if(
+            failures, [](const Outcome& failure) { return failure.state != State::Unknown; });
+        Land(ask, isLocal,
+             worst != failures.end() ? *worst
+             : failures.empty()      ? Outcome{State::Refused, "no source may be shared"}
+                                     : failures.front());
+        return;
+    }
+    Feed& feed = *m_feeds[lineUp[place]];
+    const Today today = TodayAt(Clock::now());
+    net::post(feed.Worker(), [this, &feed, ask, isLocal, place, today, failures]() mutable {
+        Outcome outcome = feed.Fetch(ask, today);
+        net::post(m_context, [this, ask, isLocal, place, outcome = std::move(outcome),
+                              failures = std::move(failures)]() mutable {
+            if (outcome.state == State::Rows) {
+                if (std::string doubt = Doubt(ask, outcome); !doubt.empty()) {
+                    outcome.state = State::Nonsense;
+                    outcome.why = std::move(doubt);
+                }
+            }
+            if (outcome.state == State::Rows || outcome.state == State::NoRows) {
+                Land(ask, isLocal, outcome);
+                return;
+            }
+            Log(outcome.feed + ": " + ask.ticker + " (" + NameOf(ask.kind) +
+                "): " + NameOf(outcome.state) + ": " + outcome.why);
+            failures.push_back(outcome);
+            AskNext(ask, isLocal, place + 1, std::move(failures));
+        });
+    });
+}
+
+void Keeper::Land(const Ask& ask, bool isLocal, const Outcome& outcome) {
+    const std::shared_ptr<Flight> flight = m_flights.at({ask, isLocal});
+    flight->outcome = outcome;
+    flight->landed = Clock::now();
+    if (outcome.state == State::Rows) {
+        try {
+            if (const std::string kept = m_store.Save(ask, outcome, Clock::now()); !kept.empty()) {
+                Log(kept);
+            }
+        } catch (const std::exception& e) {
+            Log(e.what());
+        }
+    }
+    std::map<std::string, Clock::time_point> coolDowns;
+    for (const std::unique_ptr<Feed>& feed : m_feeds) {
+        if (feed->CoolUntil() > Clock::now()) {
+            coolDowns[feed->Spec().name] = feed->CoolUntil();
+        }
+    }
+    if (coolDowns != m_store.CoolDowns()) {
+        m_store.SaveCoolDowns(coolDowns);
+    }
+    for (net::steady_timer* timer : flight->waiting) {
+        timer->cancel();
+    }
+    if (outcome.state != State::Unknown && outcome.state != State::NoRows) {
+        m_flights.erase({ask, isLocal});
+    }
+}
+
+// Against the copy that is there: days lost, or closes changed by what no split explains, mean that
+// the source speaks of something else now.
+std::string Keeper::Doubt(const Ask& ask, const Outcome& outcome) const {
+    if (ask.kind != Kind::History) {
+        return {};
+    }
+    const DataFolder folder(m_file.store);
+    std::optional<DataFile> file = folder.Prices(FileNameOf(ask.ticker));
+    if (!file) {
+        return {};
+    }
+    std::vector<Row> before;
+    try {
+        before = ReadRows(*file, priceLayout);
+    } catch (const std::exception&) {
+        return {};  // a damaged copy says nothing
+    }
+    const std::vector<Row> after = ParseRows(outcome.files.at(".csv"), priceLayout);
+    const auto close = [](const Row& row) {
+        std::string_view values = row.values;
+        for (int i = 0; i < 3; ++i) {
+            TakeField(values, ',');
+        }
+        return std::strtod(std::string(TakeField(values, ',')).c_str(), nullptr);
+    };
+    std::size_t lost = 0, changed = 0;
+    auto next = after.begin();
+    for (const Row& row : before) {
+        next = std::find_if(next, after.end(),
+                            [&](const Row& other) { return other.date <= row.date; });
+        if (next == after.end() || next->date != row.date) {
+            ++lost;
+        } else if (std::abs(close(*next) - close(row)) > std::abs(close(row)) * 0.01) {
+            ++changed;
+        }
+    }
+    const auto isMany = [&](std::size_t count) { return count * 100 > before.size(); };
+    return isMany(lost)      ? std::to_string(lost) + " days of the copy are missing"
+           : isMany(changed) ? std::to_string(changed) + " closes differ from the copy's"
+                             : std::string();
+}
+
+bool Keeper::MayGive(const std::string& name, bool isLocal) const {
+    return isLocal || std::ranges::any_of(m_feeds, [&](const std::unique_ptr<Feed>& feed) {
+               return feed->Spec().name == name && feed->Spec().isShared;
+           });
+}
+
+// A history is as new as the last day whose numbers were final when it was fetched.
+bool Keeper::IsFresh(const Ask& ask, const Copy& copy, Clock::time_point now) const {
+    if (now - copy.fetched >= m_file.AgesOf(ask.kind).fresh || copy.fetched > now + 1min) {
+        return false;
+    }
+    const auto days = [&](Clock::time_point time) {
+        return floor<std::chrono::days>(LocalTime(time) - m_file.newDay);
+    };
+    return ask.kind != Kind::History || days(now) == days(copy.fetched);
+}
+
+Today Keeper::TodayAt(Clock::time_point now) const {
+    const sys_seconds local = LocalTime(now);
+    const Date date = floor<days>(local);
+    return {date, local - date >= m_file.newDay};
+}
+
+void Keeper::Log(const std::string& line) {
+    constexpr std::size_t longest = 50;
+    const std::string text = TimeText(Clock::now()) + " " + PrintableText(line);
+    std::cerr << "quoteserver: " << text << '\n';
+    m_log.push_front(text);
+    if (m_log.size() > longest) {
+        m_log.pop_back();
+    }
+}
+
+Outcome Keeper::Try(const std::string& name, const std::string& ticker) {
+    for (const std::unique_ptr<Feed>& feed : m_feeds) {
+        if (feed->Spec().name == name) {
+            const Kind kind =
+                feed->Spec().recipe.Serves(Kind::Options) ? Kind::Options : Kind::History;
+            return feed->Fetch({kind, InCapitals(ticker)}, TodayAt(Clock::now()));
+        }
+    }
+    throw std::runtime_error("there is no feed " + name);
+}
+
+std::string Keeper::Status() const {
+    Json feeds = Json::object(), copies = Json::array();
+    for (const std::unique_ptr<Feed>& feed : m_feeds) {
+        const Feed::Condition condition = feed->Tell();
+        const Recipe& recipe = feed->Spec().recipe;
+        feeds[feed->Spec().name] = {
+            {"state", condition.requests == 0 ? "not asked yet" : NameOf(condition.state)},
+            {"why", condition.why},
+            {"requests", condition.requests},
+            {"next", TimeText(condition.next)},
+            {"shared", feed->Spec().isShared},
+            {"terms", recipe.terms},
+            {"termsSay", recipe.termsSay}};
+    }
+    const Clock::time_point now = Clock::now();
+    for (const auto& [ask, copy] : m_store.All()) {
+        copies.push_back({{"ticker", ask.ticker},
+                          {"kind", NameOf(ask.kind)},
+                          {"feed", copy.feed},
+                          {"symbol", copy.symbol},
+                          {"fetched", TimeText(copy.fetched)},
+                          {"fresh", IsFresh(ask, copy, now)},
+                          {"dropped", copy.dropped}});
+    }
+    return Json{{"feeds", feeds}, {"copies", copies}, {"failures", m_log}}.dump(1);
+}
+
+}  // namespace quoteserver::living

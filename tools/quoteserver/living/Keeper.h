@@ -1,0 +1,75 @@
+// Sees to it that what a request needs is in the store: new enough, asked for once however many
+// want it, from the first source in the line-up that has it.
+#pragma once
+
+#include <utility>
+
+#include <boost/asio/awaitable.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <functional>
+#include <list>
+#include <memory>
+#include <set>
+
+#include "Http.h"
+#include "living/Feed.h"
+#include "living/Store.h"
+
+namespace quoteserver::living {
+
+// How a request may be answered.
+struct Readiness {
+    bool isFailed = false;  // not at all: nothing that could be sent is true
+    bool isStale = false;
+    std::string source = {};  // the feed that the copy is from
+};
+
+// Everything but Fetch of a feed runs on the thread of the io_context.
+class Keeper {
+public:
+    Keeper(boost::asio::io_context& context, const FeedsFile& file,
+           std::unique_ptr<WebClient> client);
+
+    // Waits until every copy is there or the patience is over. Askers on other machines get
+    // nothing of a source that must not be shared.
+    boost::asio::awaitable<Readiness> Ready(std::vector<Ask> asks, bool isLocal);
+
+    // One request past every copy, for who tries a feed out; nothing is stored.
+    Outcome Try(const std::string& feed, const std::string& ticker);
+
+    // Feeds, copies and failures, as JSON.
+    std::string Status() const;
+
+private:
+    struct Flight {
+        std::optional<Outcome> outcome;  // none: on its way
+        std::list<boost::asio::steady_timer*> waiting;
+        Clock::time_point landed{};
+    };
+    using FlightOf = std::map<std::pair<Ask, bool>, std::shared_ptr<Flight>>;
+
+    boost::asio::awaitable<Readiness> Ready(Ask ask, bool isLocal, Clock::time_point end,
+                                            std::shared_ptr<Flight> flight);
+    std::shared_ptr<Flight> Launch(const Ask& ask, bool isLocal);
+    void AskNext(const Ask& ask, bool isLocal, std::size_t place, std::vector<Outcome> failures);
+    void Land(const Ask& ask, bool isLocal, const Outcome& outcome);
+    std::string Doubt(const Ask& ask, const Outcome& outcome) const;
+    bool MayGive(const std::string& feed, bool isLocal) const;
+    bool IsFresh(const Ask& ask, const Copy& copy, Clock::time_point now) const;
+    Today TodayAt(Clock::time_point now) const;
+    void Log(const std::string& line);
+
+    boost::asio::io_context& m_context;
+    const FeedsFile& m_file;
+    std::unique_ptr<WebClient> m_client;
+    Store m_store;
+    std::vector<std::unique_ptr<Feed>> m_feeds;
+    FlightOf m_flights;            // on their way; and those that brought nothing, for a while
+    std::list<std::string> m_log;  // the last failures, the newest first
+};
+
+// What a request of a classic service needs and the user's own files, if any, do not have.
+std::vector<Ask> AsksOf(const Request& request, const DataFolder* own);
+
+}  // namespace quoteserver::living

@@ -1,0 +1,145 @@
+#include "living/Mapping.h"
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+
+#include "living/Numbers.h"
+
+namespace quoteserver::living {
+namespace {
+
+// A price that was divided by a split and rounded to 32 bits is right to one part in 8 million.
+constexpr double splitPrecision = 1.0 / (1 << 23);
+
+std::string DateText(Date date) {
+    std::string text;
+    AppendDate(text, date, DateForm::Iso);
+    return text;
+}
+
+// Rows with a price missing are none, nor are such of nothing but zeros.
+bool IsTrade(const Bar& bar) {
+    const double prices[] = {bar.open, bar.high, bar.low, bar.close};
+    return std::ranges::none_of(prices, [](double price) { return std::isnan(price); }) &&
+           std::ranges::any_of(prices, [](double price) { return price != 0; });
+}
+
+template <typename Event>
+void SortNewestFirst(std::vector<Event>& events) {
+    std::ranges::stable_sort(events, std::ranges::greater{}, &Event::day);
+}
+
+void CheckDays(const std::vector<Bar>& bars, Date today) {
+    // A zone may be a day ahead of the server's.
+    if (!bars.empty() && bars.front().day > today + std::chrono::days(1)) {
+        throw Nonsense("a row of " + DateText(bars.front().day) + ", which is yet to come");
+    }
+    const auto twice = std::ranges::adjacent_find(bars, {}, &Bar::day);
+    if (twice != bars.end()) {
+        throw Nonsense(DateText(twice->day) + " comes twice");
+    }
+}
+
+// From the newest row to the oldest, how many of today's shares each of that day's has become.
+class LaterSplits {
+public:
+    explicit LaterSplits(const std::vector<Split>& newestFirst) : m_splits(newestFirst) {}
+
+    double On(Date day) {
+        for (; m_next < m_splits.size() && m_splits[m_next].day > day; ++m_next) {
+            m_shares *= m_splits[m_next].shares;
+        }
+        return m_shares;
+    }
+
+private:
+    const std::vector<Split>& m_splits;
+    std::size_t m_next = 0;
+    double m_shares = 1;
+};
+
+// As the classic service did: a dividend takes its part of the last close before it off all
+// earlier ones. The prices are those as traded.
+void WorkOutAdjusted(std::vector<Bar>& bars, const History& history, bool isSplitAdjusted) {
+    LaterSplits barSplits(history.splits), dividendSplits(history.splits);
+    double part = 1;
+    std::size_t next = 0;
+    for (Bar& bar : bars) {
+        for (; next < history.dividends.size() && history.dividends[next].day > bar.day; ++next) {
+            const Dividend& dividend = history.dividends[next];
+            const double shares = isSplitAdjusted ? 1 : dividendSplits.On(dividend.day);
+            part *= 1 - dividend.amount / shares / (bar.close / barSplits.On(bar.day));
+        }
+        bar.adjusted = Shortest(bar.close / barSplits.On(bar.day) * part, 1e-9);
+    }
+}
+
+std::string VolumeText(double volume) {
+    return std::isnan(volume) || volume < 0.5 ? "000" : DecimalText(std::round(volume));
+}
+
+}  // namespace
+
+HistoryFiles MakeFiles(History history, const PriceForm& form, const Today& today) {
+    std::vector<Bar>& bars = history.bars;
+    SortNewestFirst(bars);
+    SortNewestFirst(history.dividends);
+    SortNewestFirst(history.splits);
+    HistoryFiles files;
+    files.dropped = std::erase_if(bars, [&](Bar& bar) {
+        if (!form.hasOpenHighLow) {
+            bar.open = bar.high = bar.low = bar.close;
+        }
+        const bool isRunning = bar.day == today.date && !today.isOver;
+        return isRunning || !IsTrade(bar) || (form.hasAdjusted && std::isnan(bar.adjusted));
+    });
+    CheckDays(bars, today.date);
+    if (bars.empty()) {
+        return files;
+    }
+    LaterSplits splits(history.splits);
+    for (Bar& bar : bars) {
+        const double shares = splits.On(bar.day);
+        if (shares == 1) {
+            continue;
+        }
+        for (double Bar::*price : {&Bar::open, &Bar::high, &Bar::low, &Bar::close}) {
+            if (form.isSplitAdjusted) {
+                bar.*price = Shortest(bar.*price * shares, splitPrecision);
+            }
+        }
+        if (form.isVolumeSplitAdjusted) {
+            bar.volume /= shares;
+        }
+    }
+    if (!form.hasAdjusted) {
+        WorkOutAdjusted(bars, history, form.isSplitAdjusted);
+    }
+
+    std::string& prices = files.texts[".csv"];
+    prices = std::string(priceLayout.header) + "\n";
+    for (const Bar& bar : bars) {
+        prices += DateText(bar.day);
+        for (const double price : {bar.open, bar.high, bar.low, bar.close}) {
+            prices.append(1, ',').append(DecimalText(price));
+        }
+        prices.append(1, ',').append(VolumeText(bar.volume));
+        prices.append(1, ',').append(DecimalText(bar.adjusted)).append(1, '\n');
+    }
+    std::string& dividends = files.texts[".dividends.csv"];
+    dividends = std::string(dividendLayout.header) + "\n";
+    for (const Dividend& dividend : history.dividends) {
+        dividends += DateText(dividend.day) + "," + DecimalText(dividend.amount) + "\n";
+    }
+    std::string& splitTexts = files.texts[".splits.csv"];
+    splitTexts = std::string(splitLayout.header) + "\n";
+    for (const Split& split : history.splits) {
+        splitTexts += DateText(split.day) + "," + DecimalText(Shortest(split.shares, 1e-12)) + "\n";
+    }
+    files.first = bars.back().day;
+    files.last = bars.front().day;
+    return files;
+}
+
+}  // namespace quoteserver::living

@@ -1,0 +1,64 @@
+#include "living/Numbers.h"
+
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+
+namespace quoteserver::living {
+
+double FromFloat32(double value) {
+    std::array<char, 64> text;
+    const auto [end, error] =
+        std::to_chars(text.data(), text.data() + text.size(), static_cast<float>(value));
+    double number = value;
+    std::from_chars(text.data(), end, number);
+    return number;
+}
+
+double Shortest(double value, double part) {
+    for (int digits = 1; digits < 16; ++digits) {
+        std::array<char, 64> text;
+        const auto [end, error] = std::to_chars(text.data(), text.data() + text.size(), value,
+                                                std::chars_format::scientific, digits);
+        double number = 0;
+        std::from_chars(text.data(), end, number);
+        if (std::abs(number - value) <= std::abs(value) * part) {
+            return number;
+        }
+    }
+    return value;
+}
+
+std::string DecimalText(double value) {
+    std::array<char, 400> text;
+    const auto [end, error] =
+        std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::fixed);
+    return {text.data(), end};
+}
+
+std::vector<std::string> SplitCsvLine(std::string_view line, char separator) {
+    std::vector<std::string> cells(1);
+    bool isQuoted = false;
+    for (const char c : line) {
+        if (c == '"') {
+            isQuoted = !isQuoted;
+        } else if (c == separator && !isQuoted) {
+            cells.emplace_back();
+        } else {
+            cells.back() += c;
+        }
+    }
+    return cells;
+}
+
+std::string PrintableText(std::string_view text) {
+    constexpr std::size_t longest = 200;
+    std::string printable(text.substr(0, longest));
+    for (char& c : printable) {
+        c = c >= ' ' && c <= '~' ? c : '?';
+    }
+    return printable;
+}
+
+}  // namespace quoteserver::living

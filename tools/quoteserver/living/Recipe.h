@@ -1,0 +1,88 @@
+// How the reply of a service is read: a JSON document that anybody can write, and what it makes of
+// bytes. Whatever a service sends, it becomes rows, or a reason why there are none.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "living/Ask.h"
+#include "living/Json.h"
+
+namespace quoteserver::living {
+
+// Where a value stands: a JSON pointer below the rows, or a CSV column by its name in any case, or
+// by its position, counted from 1.
+struct Place {
+    std::string name;
+    std::size_t position = 0;
+
+    bool IsGiven() const { return !name.empty() || position > 0; }
+};
+
+struct Recipe {
+    enum class Format { JsonText, CsvText };
+    enum class Dates { Iso, Compact, American, Seconds, Milliseconds };
+
+    // Of dividends or splits: objects in a list or in an object; without such a place, values of
+    // the rows themselves, where 0 is no dividend and 1 no split.
+    struct Events {
+        std::string each;
+        std::string date = "date";
+        std::string amount;
+        std::pair<std::string, std::string> ratio;  // shares after, and before: none = 1
+    };
+
+    std::string terms, termsSay;  // where the service's terms stand, and a sentence of them
+    std::string url;
+    Format format = Format::JsonText;
+    char separator = ',';
+    std::string root;   // where the rows are; empty: the whole document
+    std::string each;   // rows are objects of this list; empty: parallel lists
+    std::string error;  // a text there is the service's own word for a failure
+    std::vector<std::string> unknownTexts, limitedTexts;  // parts of replies that are no data
+    std::vector<unsigned> unknownStatuses, limitedStatuses{429, 503, 999};
+    Place date;
+    Dates dates = Dates::Iso;
+    std::string offset;  // seconds that a place is ahead of UTC; of epoch dates
+    Place open, high, low, close, adjusted, volume;
+    Place option;  // of option tables: the symbol of 21 characters or fewer
+    Place bid, ask, last, change, interest;
+    // Of option tables: the share's own values, and when they stood so, in UTC.
+    std::string shareLast, shareChange, shareBid, shareAsk, shareVolume, time;
+    Events dividends, splits;
+    bool isSplitAdjusted = false, isVolumeSplitAdjusted = false;
+    bool isFloat32 = false;  // numbers are 32-bit ones, written as 64-bit ones
+    double scale = 1;        // of prices: 0.01 for pence
+    std::vector<std::pair<std::string, std::string>> symbols;  // patterns, and what stands for them
+
+    bool Serves(Kind kind) const {
+        return kind == (option.IsGiven() ? Kind::Options : Kind::History);
+    }
+};
+
+// Reads the keys of a recipe out of a section that may have others. Every mistake is noted there.
+Recipe ReadRecipe(Section& section);
+
+// What became of a reply's bytes; never rows without a reason to believe them.
+struct Reading {
+    State state = State::Rows;
+    std::string why = {};
+    History history = {};
+    std::string chain = {};  // the option table, in the classic form
+    std::size_t dropped = 0;
+};
+
+// The status is 200, or one that a service sends its own texts with.
+Reading ReadReply(const Recipe& recipe, const Ask& ask, const std::string& body);
+
+// The symbol that stands for a ticker after the recipe's patterns, of which the first that fits
+// counts.
+std::string SymbolOf(const Recipe& recipe, const std::string& ticker);
+
+// The recipes that come with the program, by name; null for an unknown name.
+const char* ShippedRecipe(std::string_view name);
+std::vector<std::string> ShippedRecipeNames();
+
+}  // namespace quoteserver::living

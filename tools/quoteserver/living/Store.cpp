@@ -1,0 +1,165 @@
+#include "living/Store.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <stdexcept>
+
+#include "DataFolder.h"
+#include "living/Json.h"
+
+namespace quoteserver::living {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* firstSuffix[] = {".csv", ".quote.csv", ".options.csv"};
+constexpr std::string_view noteEnd = ".from.json";
+
+std::optional<std::string> ReadText(const fs::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    std::string text{std::istreambuf_iterator<char>(in), {}};
+    return in.is_open() && !in.bad() ? std::optional(std::move(text)) : std::nullopt;
+}
+
+// Whole or not at all, whatever happens meanwhile; two servers write under different names.
+void WriteText(const fs::path& file, const std::string& text) {
+    static std::random_device random;
+    const fs::path temporary = file.string() + "." + std::to_string(random()) + ".tmp";
+    {
+        std::ofstream out(temporary, std::ios::binary);
+        out << text;
+        if (!out.flush()) {
+            throw std::runtime_error(temporary.string() + " cannot be written");
+        }
+    }
+    std::error_code error;
+    fs::rename(temporary, file, error);
+    if (error) {
+        fs::remove(temporary, error);
+        throw std::runtime_error(file.string() + " cannot be replaced");
+    }
+}
+
+// FNV-1a of 64 bits: it tells an edited file from one as it was written, and guards against nobody.
+std::string Mark(const std::string& text) {
+    std::uint64_t mark = 14695981039346656037U;
+    for (const char c : text) {
+        mark = (mark ^ static_cast<unsigned char>(c)) * 1099511628211U;
+    }
+    return std::to_string(mark);
+}
+
+Json ReadNote(const fs::path& file) {
+    const std::optional<std::string> text = ReadText(file);
+    const Json note = text ? Json::parse(*text, nullptr, false) : Json();
+    return note.is_object() ? note : Json::object();
+}
+
+std::optional<Copy> CopyOf(const Json& note) {
+    try {
+        return Copy{Clock::from_time_t(note.at("fetched").get<std::time_t>()),
+                    note.at("feed").get<std::string>(), note.at("symbol").get<std::string>(),
+                    note.at("dropped").get<std::size_t>()};
+    } catch (const Json::exception&) {
+        return std::nullopt;
+    }
+}
+
+bool IsAsNoted(const fs::path& file, const Json& marks) {
+    const std::optional<std::string> text = ReadText(file);
+    return !text ||
+           (marks.is_array() && std::ranges::find(marks, Json(Mark(*text))) != marks.end());
+}
+
+}  // namespace
+
+Store::Store(fs::path folder) : m_folder(std::move(folder)) { fs::create_directories(m_folder); }
+
+fs::path Store::NoteOf(const Ask& ask) const {
+    return m_folder / (FileNameOf(ask.ticker) + "." + NameOf(ask.kind) + std::string(noteEnd));
+}
+
+std::optional<Copy> Store::Find(const Ask& ask) {
+    const auto [copy, isNew] = m_copies.try_emplace(ask);
+    if (isNew) {
+        copy->second = CopyOf(ReadNote(NoteOf(ask)));
+    }
+    const fs::path file =
+        m_folder / (FileNameOf(ask.ticker) + firstSuffix[static_cast<int>(ask.kind)]);
+    std::error_code error;
+    return copy->second && fs::exists(file, error) ? copy->second : std::nullopt;
+}
+
+// First the note learns the new marks beside the old ones: whatever the program's end leaves of the
+// files, they count as written by it.
+std::string Store::Save(const Ask& ask, const Outcome& outcome, Clock::time_point now) {
+    const fs::path note = NoteOf(ask);
+    const Json old = ReadNote(note);
+    const Json oldMarks = old.value("marks", Json::object());
+    Json between = old, marks = Json::object();
+    for (const auto& [suffix, text] : outcome.files) {
+        const fs::path file = m_folder / (FileNameOf(ask.ticker) + suffix);
+        const Json known = oldMarks.value(suffix, Json::array());
+        if (!IsAsNoted(file, known)) {
+            return file.string() + " was edited, and stays as it is";
+        }
+        marks[suffix] = Json::array({Mark(text)});
+        between["marks"][suffix] = known;
+        between["marks"][suffix].push_back(Mark(text));
+    }
+    WriteText(note, between.dump(1));
+    for (const auto& [suffix, text] : outcome.files) {
+        WriteText(m_folder / (FileNameOf(ask.ticker) + suffix), text);
+    }
+    WriteText(note, Json{{"ticker", ask.ticker},
+                         {"kind", NameOf(ask.kind)},
+                         {"feed", outcome.feed},
+                         {"symbol", outcome.symbol},
+                         {"fetched", Clock::to_time_t(now)},
+                         {"dropped", outcome.dropped},
+                         {"marks", marks}}
+                        .dump(1));
+    m_copies[ask] = Copy{now, outcome.feed, outcome.symbol, outcome.dropped};
+    return {};
+}
+
+std::map<Ask, Copy> Store::All() const {
+    std::map<Ask, Copy> copies;
+    for (const auto& entry : fs::directory_iterator(m_folder)) {
+        if (!entry.path().string().ends_with(noteEnd)) {
+            continue;
+        }
+        const Json note = ReadNote(entry.path());
+        const std::optional<Copy> copy = CopyOf(note);
+        const auto kind = std::ranges::find(kindNames, note.value("kind", ""),
+                                            [](const char* name) { return std::string(name); });
+        if (copy && kind != std::end(kindNames)) {
+            copies[{static_cast<Kind>(kind - kindNames), note.value("ticker", "")}] = *copy;
+        }
+    }
+    return copies;
+}
+
+void Store::SaveCoolDowns(const std::map<std::string, Clock::time_point>& until) const {
+    Json times = Json::object();
+    for (const auto& [feed, time] : until) {
+        times[feed] = Clock::to_time_t(time);
+    }
+    WriteText(m_folder / "cool-down.json", times.dump(1));
+}
+
+std::map<std::string, Clock::time_point> Store::CoolDowns() const {
+    std::map<std::string, Clock::time_point> until;
+    const Json times = ReadNote(m_folder / "cool-down.json");
+    for (const auto& [feed, time] : times.items()) {
+        if (time.is_number_integer()) {
+            until[feed] = Clock::from_time_t(time.get<std::time_t>());
+        }
+    }
+    return until;
+}
+
+}  // namespace quoteserver::living

@@ -1,0 +1,51 @@
+// What living sources gave, as a data folder like the user's own, with a note beside each copy of
+// where it is from. Deleting the folder is always safe.
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "living/Ask.h"
+
+namespace quoteserver::living {
+
+struct Copy {
+    Clock::time_point fetched;
+    std::string feed, symbol;
+    std::size_t dropped = 0;
+
+    bool operator==(const Copy&) const = default;
+};
+
+// Of one thread.
+class Store {
+public:
+    // Makes the folder.
+    explicit Store(std::filesystem::path folder);
+
+    const std::filesystem::path& Folder() const { return m_folder; }
+
+    // The copy of what was asked, unless there is none or its file is gone.
+    std::optional<Copy> Find(const Ask& ask);
+
+    // Replaces a copy. A file that is not as it was written belongs to the user: it stays, and the
+    // sentence that says so is returned. Throws std::runtime_error when files cannot be written.
+    std::string Save(const Ask& ask, const Outcome& outcome, Clock::time_point now);
+
+    // Every copy there is; what cannot be read is left out.
+    std::map<Ask, Copy> All() const;
+
+    // What outlives the program: until when each feed cools down.
+    void SaveCoolDowns(const std::map<std::string, Clock::time_point>& until) const;
+    std::map<std::string, Clock::time_point> CoolDowns() const;
+
+private:
+    std::filesystem::path NoteOf(const Ask& ask) const;
+
+    std::filesystem::path m_folder;
+    std::map<Ask, std::optional<Copy>> m_copies;  // what was read of the notes so far
+};
+
+}  // namespace quoteserver::living

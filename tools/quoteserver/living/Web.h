@@ -1,0 +1,51 @@
+// One request to a service of the web, over the system's own client: libcurl, or WinHTTP on
+// Windows. Certificates are checked, the system's proxy is used, redirects stay on their host, and
+// a body has a limit.
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace quoteserver::living {
+
+struct WebRequest {
+    std::string name;  // feed, kind and symbol: what a recording is called
+    std::string url;
+    std::vector<std::pair<std::string, std::string>> headers = {};
+    std::chrono::seconds timeout{20};
+};
+
+struct WebAnswer {
+    unsigned status = 0;  // 0: there was none, and the fault says why
+    std::string fault = {};
+    std::string contentType = {}, retryAfter = {};
+    std::string body = {};
+};
+
+inline constexpr std::size_t mostBytes = 64 * 1024 * 1024;  // of a body, unpacked
+
+class WebClient {
+public:
+    virtual ~WebClient() = default;
+
+    // Waits for the answer. May be called by several threads at once.
+    virtual WebAnswer Fetch(const WebRequest& request) = 0;
+};
+
+// The system's client; the name is what services are told about who asks.
+std::unique_ptr<WebClient> SystemWebClient(std::string agent);
+
+// Answers from recordings only: what is not there counts as a service that cannot be reached.
+std::unique_ptr<WebClient> ReplayClient(std::filesystem::path folder);
+
+// Keeps every answer of another client as a file "feed.kind.symbol.reply": status line, headers,
+// an empty line, body. The texts are secrets, which are masked.
+std::unique_ptr<WebClient> RecordingClient(std::unique_ptr<WebClient> client,
+                                           std::filesystem::path folder,
+                                           std::vector<std::string> secrets);
+
+}  // namespace quoteserver::living
