@@ -117,6 +117,7 @@ TEST_F(Files, DailyPricesStandForQuotesThatLack) {
 
 TEST_F(Files, CheckNamesEveryDamagedLine) {
     Write("A.csv", priceHeader + "2004-01-09,1,2,3\n2004-01-08,1,2,3,x,5,6\n");
+    Write("B.csv", priceHeader + "2004-01-09,1,2,3,2,-5,6\n");
     Write("B.dividends.csv", "Date,Amount\n");
     Write("a b.csv", "");
     std::string quotes = "s,l1\nA\nB,1\n";
@@ -127,17 +128,18 @@ TEST_F(Files, CheckNamesEveryDamagedLine) {
           "16 Nov 70.00 (AK),1,2,3,x,5,6,xx Nov 70.00 (AW),1,2,3,4,5,6,\r\n16 Nov\r\nend");
     Write("B.options.csv", "B,1,2\r\nNov 15 2016\r\nCalls\r\n");
     std::ostringstream out;
-    EXPECT_EQ(CheckFolder(m_folder, out), 33U);
+    EXPECT_EQ(CheckFolder(m_folder, out), 35U);
     const std::string told = out.str();
     EXPECT_TRUE(told.ends_with("\nquotes.csv has 2 more\n")) << told;
     EXPECT_EQ(told.substr(0, told.find("quotes.csv line 4")),
               "A.csv line 2: 4 values instead of 7\nA.csv line 3: \"x\" is not a number\n"
-              "A.options.csv line 4: \"x\" is not a number\n"
-              "A.options.csv line 4: \"xx Nov\" is not a month like 16 Nov\n"
               "A.options.csv line 1: ticker, price and change are not all there\n"
               "A.options.csv line 2: \"Nov 33 2016\" is not a date like Nov 04 2016\n"
+              "A.options.csv line 4: \"x\" is not a number\n"
+              "A.options.csv line 4: \"xx Nov\" is not a month like 16 Nov\n"
               "A.options.csv line 5: no options from here on, of 14 values a line\n"
               "A.options.csv line 6: the last line does not end with CR LF\n"
+              "B.csv line 2: the high is below the low\nB.csv line 2: the volume is below zero\n"
               "B.dividends.csv line 1: no column is called Dividends\n"
               "B.options.csv line 4: no options from here on, of 14 values a line\n"
               "a b.csv is not named after a ticker, and never read\n"

@@ -108,7 +108,7 @@ TEST(Services, AnswerToTheLetter) {
         {Quotes, "f=sl1d1t1c1p2ohgvb3b2rt8wj1mepnx&e=.csv&s=tsla",
          "\"TSLA\",226.16,\"8/8/2016\",\"4:00pm\",-3.87,\"-1.68%\",228.00,229.60,226.09,2259465,"
          "N/A,N/A,N/A,240.08,\"141.05 - 271.57\",31.66B,\"226.09 - 229.60\",-8.45,230.03,"
-         "\"Tesla Motors, Inc.\",\"NMS\"\n"},
+         "\"Tesla Motors Inc.\",\"NMS\"\n"},
         {Quotes, "f=vl1sz9s&s=INTC", "29457900,35.44,\"INTC\",N/A,\"INTC\"\n"},
         {Quotes, "f=sl1n&s=GOOG+a1b2%22,EURUSD=X",
          "\"GOOG\",759.66,\"Alphabet Inc.\"\n\"a1b2\"\"\",N/A,N/A\n\"EURUSD=X\",1.1235,N/A\n"},
@@ -161,6 +161,7 @@ TEST(Account, GetsPlainValuesAndNobodyElseDoes) {
               "200x200,NMS,Intel Corporation,36.65,27.68,,1.04,2.06,4731000000,17.19,9/1/2016,"
               ",2.85,\n"},
           {"FIELDS=TIME,NAME&TICKER=^FCHI", "11:40:00,\n"},
+          {"FIELDS=TICK,NAME&TICKER=TSLA", "TSLA,Tesla Motors Inc.\n"},
           {"FIELDS=TICK,LAST&TICKER=nope", "Invalid symbol\n"}})
         EXPECT_EQ(ask("demo", "Basic ZGVtbzpkZW1v", query).body, body);
     // Their lengths need one and two characters of padding.
