@@ -11,7 +11,7 @@ Value Text(const char* text) { return std::string(text); }
 
 const Block prices{"HISTORICAL",
                    {{"DATE", {Date{39449}, Date{39450}}},
-                    {"CLOSE", {7.25, 1234.5}},
+                    {"CLOSE", {7.25 + 1e-14, 1234.5}},
                     {"VOLUME", {100.0, {}}},
                     {"NOTE", {Text("Zürich"), Text("a, \"b\"")}}}};
 
@@ -34,7 +34,7 @@ TEST(Tables, ListTheValuesOfAQuote) {
 TEST(Csv, QuotesOnlyWhatNeedsIt) {
     EXPECT_EQ(CsvOf({"S", {prices}}),
               "DATE,CLOSE,VOLUME,NOTE\n"
-              "2008-01-02,7.25,100,Zürich\n"
+              "2008-01-02,7.25000000000001,100,Zürich\n"
               "2008-01-03,1234.5,,\"a, \"\"b\"\"\"\n");
     EXPECT_EQ(CsvOf({"S", {{"B", {{"A\nB", {Text(" x"), Text("")}}}}}}), "\"A\nB\"\n\" x\"\n\n");
 }

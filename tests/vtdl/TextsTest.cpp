@@ -7,6 +7,7 @@
 #include "Parameters.h"
 #include "Services.h"
 #include "Values.h"
+#include "XmlFault.h"
 
 namespace vtdl::host {
 namespace {
@@ -108,13 +109,34 @@ TEST(Services, SettingsThatDoNotCountAreTold) {
           {"http", "timeuot", "5", "is no setting; did you mean timeout?"},
           {"errorhandler", "actions", "99",
            "= 99 is not a sum of 1, 2, 4 and 8; it does not count"},
-          {"htpp", "timeout", "5", "is in no section of the library; did you mean HTTP?"},
+          {"hosts", "cboe", "127.0.0.1:80:80", "= 127.0.0.1:80:80 is no host or host:port"},
+          {"hosts", "cboe", "[::1]:80", ""},
+          {"hosts", "pifin", "", "names no host, so that the default holds"},
+          {"htpp", "timeout", "5", "is in no section of the library; did you mean http?"},
+          {"HOSTS", "", "", "is not in lower case, and is never read"},
           {"my program", "colour", "red", ""},
           {"http", "Strict", "", "is not in lower case, and is never read"}}) {
         const auto faults = SettingsFaults({{section, key, value}});
-        const std::string name = std::string(section) + "/" + key + " ";
+        const std::string name = std::string(section) + (*key ? "/" : "") + key + " ";
         EXPECT_EQ(faults.empty() ? "" : faults[0], *fault ? name + fault : "");
     }
+}
+
+TEST(XmlFaults, AreToldWithTheirPlace) {
+    for (const auto& [text, fault] :
+         {std::pair{"\xEF\xBB\xBF<?xml version=\"1.0\"?>\n<a b='>'><!-- < & --><c/>&lt;</a>\n", ""},
+          {"damaged", "line 1, column 1: text outside of all tags"},
+          {"", "line 1, column 1: no tags"},
+          {"<a>\n <b>x</c></a>", "line 2, column 6: </c> where </b> is due"},
+          {"<a>\n <b></a>", "line 2, column 5: </a> where </b> is due"},
+          {"<a>\n", "line 1, column 1: <a> is not closed"},
+          {"<a></a></b>", "line 1, column 8: </b> closes nothing"},
+          {"<a></a>\n<b/>", "line 2, column 1: a second root"},
+          {"<a>x & y</a>", "line 1, column 6: & stands alone; write &amp;"},
+          {"<a b=\"c></a>",
+           "line 1, column 1: a tag that does not end, or a quote that is missing"},
+          {"<a", "line 1, column 1: a tag that does not end"}})
+        EXPECT_EQ(XmlFault(text), fault) << text;
 }
 
 TEST(Screens, CutWhatDoesNotFitAndCoverWhatWasDrawnBefore) {
@@ -131,6 +153,9 @@ TEST(FileNames, HaveTheTickerForItsMark) {
     EXPECT_EQ(FileNameFor("a.csv", "X"), "a.csv");
     EXPECT_EQ(FileNameFor("d/{ticker}-{Ticker}.csv", "^A/B:{ticker}"),
               "d/^A_B_{ticker}-^A_B_{ticker}.csv");
+    for (const auto& [name, format] :
+         {std::pair{"a.CSV", "csv"}, {"d.csv/a.json", "json"}, {"csv", "table"}, {"", "table"}})
+        EXPECT_EQ(FormatOfFile(name), format) << name;
     EXPECT_TRUE(HasTickerMark("--output", "{TICKER}{.csv"));
     EXPECT_FALSE(HasTickerMark("--output", "{a b}{}.csv"));
     EXPECT_THROW(HasTickerMark("--output", "{ticker}-{date}.csv"), UsageError);

@@ -36,11 +36,8 @@ Value Element(SAFEARRAY* array, VARTYPE type, LONG index) {
 }
 
 constexpr const char* notRegistered =
-    "the Vestora Download Library is not registered on this machine\n"
-    "Register it for all users, as administrator:\n"
-    "  regsvr32 VTDL33.dll\n"
-    "or for yourself, without administrator rights:\n"
-    "  regsvr32 /n /i:user VTDL33.dll";
+    "the Vestora Download Library is not registered on this machine. Register it for all users, as "
+    "administrator: regsvr32 VTDL33.dll; or for yourself: regsvr32 /n /i:user VTDL33.dll";
 
 ParameterType TypeOf(vtdlParameterType type) {
     switch (type) {
@@ -197,8 +194,8 @@ ComPtr<_CDataSource> Library::Source(const std::string& name) const {
         known.push_back(TextOf(source.get(), &_CDataSource::get_Name));
         if (SameName(known.back(), name)) return source;
     }
-    throw UsageError("there is no source " + name + Suggestion(name, known) + "\nThe sources are " +
-                     Joined(known));
+    throw UsageError("there is no source " + name + Suggestion(name, known, ".") +
+                     " The sources are " + Joined(known));
 }
 
 Session::Session(_CDataSource* source, std::string sourceName)
@@ -227,6 +224,10 @@ void Session::Assign(const std::vector<std::string>& texts) const {
         if (parameter.type == ParameterType::text && ValueOf(parameter.name).empty())
             throw UsageError(m_sourceName + " needs " + parameter.name +
                              "=VALUE; vtdl parameters " + m_sourceName + " lists all");
+    const std::string first = ValueOf("STARTDATE"), last = ValueOf("ENDDATE");
+    const auto begin = ParseDate(first), end = ParseDate(last);
+    if (begin && end && begin->days > end->days)
+        throw UsageError("STARTDATE " + first + " is after ENDDATE " + last + "; name both");
 }
 
 SourceParameters::SourceParameters(_CDataSource* source, const std::string& name,
