@@ -122,7 +122,7 @@ testSamples() {
     status=0
     eval "wine $sample $arguments" 2>err </dev/null | tr -d '\r' >out || status=$?
     check "$sample" [ "$(tail -n 1 out)" = "$last" ]
-    case $sample in *guide*) continue ;; esac
+    [ ! -f "${sample##* }" ] || sed -i 's/"\(INTC\|AAPL\)"/"NOSUCH"/' "${sample##* }"
     status=0
     eval "wine $sample NOSUCH" >out 2>err </dev/null || status=$?
     check "a ticker that is not there: $sample" [ "$status" = 1 ]
@@ -133,6 +133,8 @@ cscript //nologo "$(windowsPath "$root/samples/vbscript/download.vbs")"|MSFT 200
 cscript //nologo guide.vbs||140.36
 cscript //nologo guide.js||35.44
 END
+  wine cscript //nologo "$(windowsPath "$root/samples/vbscript/download.vbs")" MSFT 02.09.2003 2003-09-19 >out || status=$?
+  check "a date of another form" has out "Failed: 02.09.2003 is not a date like 2008-09-15"
 }
 
 # Every command that README and the docs show, as it is written there. What watches for ever ends after
