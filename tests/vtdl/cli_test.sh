@@ -81,6 +81,7 @@ get YAHOOHIST TICKER=AAPL --output {date}.csv|2|--output: {date} is not known; a
 get YAHOOHIST TICKER=AAPL STARTDATE=2008-02-30|2|STARTDATE: "2008-02-30" is not a date
 get YAHOOHIST TICKER=AAPL STARTDATE=2008-10-14 ENDDATE=2008-10-01|2|STARTDATE 2008-10-14 is after ENDDATE 2008-10-01
 get PCQUOTE TICKER=GOOG --source-parameter FOO=1|2|PCQUOTE itself has no parameter FOO. Its parameters are NAME,
+get PCQUOTE TICKER=GOOG USER=demo|2|USER is a parameter of PCQUOTE itself; write --source-parameter USER=VALUE
 get YAHOOHIST TICKER=AAPL --format xml|2|--format: xml
 get YAHOODIVIDENDS TICKER=SPY --format csv --decimal ,|2|--separator and --decimal must differ
 get YAHOOHIST TICKER=AAPL,INTC --chart all.svg|2|--chart: a chart shows one ticker

@@ -1,5 +1,7 @@
 #include "Host.h"
 
+#include <algorithm>
+
 #include "Parameters.h"
 #include "Services.h"
 #include "Values.h"
@@ -198,6 +200,12 @@ ComPtr<_CDataSource> Library::Source(const std::string& name) const {
                      " The sources are " + Joined(known));
 }
 
+Parameters OwnParameters(_CDataSource* source, const std::string& name) {
+    ComPtr<_CParameters> parameters;
+    Check(source->get_Parameters(parameters.put()), name);
+    return ItemsOf<_CParameter>(parameters.get());
+}
+
 Session::Session(_CDataSource* source, std::string sourceName)
     : m_sourceName(std::move(sourceName)) {
     Check(source->CreateSession(m_session.put()), m_sourceName);
@@ -205,6 +213,7 @@ Session::Session(_CDataSource* source, std::string sourceName)
     ComPtr<_CParameters> parameters;
     Check(m_session->get_Parameters(parameters.put()), m_sourceName);
     m_parameters = ItemsOf<_CParameter>(parameters.get());
+    m_ownParameters = OwnParameters(source, m_sourceName);
 }
 
 std::string Session::ValueOf(std::string_view name) const {
@@ -217,7 +226,19 @@ std::string Session::ValueOf(std::string_view name) const {
     return {};
 }
 
+void Session::RefuseSourceParameters(const std::vector<std::string>& texts) const {
+    const std::vector<Parameter> mine = Describe(m_parameters), sources = Describe(m_ownParameters);
+    for (const std::string& text : texts) {
+        const std::string name = text.substr(0, text.find('='));
+        const auto isIt = [&](const Parameter& known) { return SameName(known.name, name); };
+        if (std::ranges::none_of(mine, isIt) && std::ranges::any_of(sources, isIt))
+            throw UsageError(name + " is a parameter of " + m_sourceName +
+                             " itself; write --source-parameter " + name + "=VALUE");
+    }
+}
+
 void Session::Assign(const std::vector<std::string>& texts) const {
+    RefuseSourceParameters(texts);
     host::Assign(m_parameters, m_sourceName, texts);
     if (!HasFormat(m_sourceName)) return;  // its downloads say so
     for (const Parameter& parameter : Describe(m_parameters))
@@ -232,9 +253,7 @@ void Session::Assign(const std::vector<std::string>& texts) const {
 
 SourceParameters::SourceParameters(_CDataSource* source, const std::string& name,
                                    const std::vector<std::string>& texts) {
-    ComPtr<_CParameters> parameters;
-    Check(source->get_Parameters(parameters.put()), name);
-    m_parameters = ItemsOf<_CParameter>(parameters.get());
+    m_parameters = OwnParameters(source, name);
     for (const auto& parameter : m_parameters) {
         Variant value;
         Check(parameter->get_Value(value.put()), name);

@@ -74,10 +74,8 @@ Block SessionParameters(const Session& session) {
 }
 
 Block OwnParameters(_CDataSource* source) {
-    ComPtr<_CParameters> parameters;
-    Check(source->get_Parameters(parameters.put()), "reading the source's parameters");
     Block block{"", {{"NAME", {}}, {"VALUE", {}}}};
-    for (const auto& parameter : ItemsOf<_CParameter>(parameters.get())) {
+    for (const auto& parameter : host::OwnParameters(source, "reading the source's parameters")) {
         const std::string name = TextOf(parameter.get(), &_CParameter::get_Name);
         const std::string value = ValueText(parameter.get(), &_CParameter::get_Value);
         const bool isSecret = SameName(name, "PASSWORD") && !value.empty();
