@@ -228,13 +228,16 @@ std::string Session::ValueOf(std::string_view name) const {
 
 void Session::RefuseSourceParameters(const std::vector<std::string>& texts) const {
     const std::vector<Parameter> mine = Describe(m_parameters), sources = Describe(m_ownParameters);
-    for (const std::string& text : texts) {
-        const std::string name = text.substr(0, text.find('='));
-        const auto isIt = [&](const Parameter& known) { return SameName(known.name, name); };
-        if (std::ranges::none_of(mine, isIt) && std::ranges::any_of(sources, isIt))
-            throw UsageError(name + " is a parameter of " + m_sourceName +
-                             " itself; write --source-parameter " + name + "=VALUE");
-    }
+    const auto nameIn = [](const std::string& text) { return text.substr(0, text.find('=')); };
+    const auto found = std::ranges::find_if(texts, [&](const std::string& text) {
+        const auto isIt = [&](const Parameter& known) {
+            return SameName(known.name, nameIn(text));
+        };
+        return std::ranges::none_of(mine, isIt) && std::ranges::any_of(sources, isIt);
+    });
+    if (found != texts.end())
+        throw UsageError(nameIn(*found) + " is a parameter of " + m_sourceName +
+                         " itself; write --source-parameter " + nameIn(*found) + "=VALUE");
 }
 
 void Session::Assign(const std::vector<std::string>& texts) const {
@@ -278,6 +281,7 @@ void Assign(const Parameters& parameters, const std::string& owner,
     const std::vector<Parameter> descriptions = Describe(parameters);
     // All of them are read before the first one counts.
     std::vector<Assignment> assignments;
+    assignments.reserve(texts.size());
     for (const std::string& text : texts)
         assignments.push_back(ParseAssignment(text, owner, descriptions));
     for (const Assignment& assignment : assignments)

@@ -75,8 +75,9 @@ std::string FileNameFor(std::string_view name, std::string ticker) {
 }
 
 std::string FormatOfFile(std::string_view name) {
-    for (const std::string format : {"csv", "json"})
-        if (SameName(name.substr(std::min(name.rfind('.'), name.size())), "." + format))
+    for (const char* const format : {"csv", "json"})
+        if (SameName(name.substr(std::min(name.rfind('.'), name.size())),
+                     std::string(".") + format))
             return format;
     return "table";
 }

@@ -94,7 +94,7 @@ constexpr const char* checkHint =
 // How the library logs a reply that came, but held something it could not read.
 constexpr std::string_view unread = "a value cannot be read: ";
 
-// A damaged file is the doctor's to tell; here the defaults hold, as for the library.
+// Of a damaged file the user has been warned; the defaults hold, as for the library.
 ComPtr<_CXMLSettings> SettingsIfAny() {
     try {
         return LoadSettings();
@@ -247,7 +247,8 @@ ComPtr<_CXMLSettings> LoadSettings() {
 
 SettingsTrouble TroubleOfSettings() {
     const std::wstring folder = DataFolder();
-    if (!std::filesystem::is_directory(folder + L"\\"))
+    std::error_code ignored;
+    if (!std::filesystem::is_directory(folder + L"\\", ignored))
         return {"the data folder " + ToUtf8(folder) + " is not there, and the defaults hold",
                 "Make it, or name another in the environment variable VTDL_DATA."};
     try {

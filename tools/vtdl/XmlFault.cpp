@@ -29,7 +29,7 @@ public:
                 continue;
             if (m_open.empty() && hasRoot && !StartsWith("</")) return At(m_at, "a second root");
             hasRoot = true;
-            if (const std::string fault = TakeTag(); !fault.empty()) return fault;
+            if (std::string fault = TakeTag(); !fault.empty()) return fault;
         }
         if (!m_open.empty())
             return At(m_open.back().at, Tag(m_open.back().name) + " is not closed");
