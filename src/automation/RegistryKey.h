@@ -9,12 +9,7 @@
 
 namespace vtdl::automation {
 
-struct RegistryKeyTraits {
-    using Handle = HKEY;
-    static Handle Null() noexcept { return nullptr; }
-    static void Close(Handle handle) noexcept { RegCloseKey(handle); }
-};
-using RegistryKey = UniqueHandle<RegistryKeyTraits>;
+using RegistryKey = UniqueHandle<HKEY, RegCloseKey>;
 
 /// A key for reading, or for what is asked; null when it is missing or denied.
 inline RegistryKey OpenKey(HKEY root, const std::wstring& path, REGSAM access = KEY_READ) {

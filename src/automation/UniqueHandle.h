@@ -7,42 +7,39 @@
 
 namespace vtdl::automation {
 
-/// Traits name the handle's type, its null value (or values) and the function that closes it.
-template <class Traits>
+/// A handle of type H, closed by the function; the number stands for none where null does not.
+template <class H, auto CloseHandleOf, INT_PTR none = 0>
 class UniqueHandle {
 public:
-    using Handle = typename Traits::Handle;
+    using Handle = H;
 
     UniqueHandle() noexcept = default;
     explicit UniqueHandle(Handle handle) noexcept : m_handle(handle) {}
-    UniqueHandle(UniqueHandle&& other) noexcept
-        : m_handle(std::exchange(other.m_handle, Traits::Null())) {}
+    UniqueHandle(UniqueHandle&& other) noexcept : m_handle(std::exchange(other.m_handle, None())) {}
     UniqueHandle& operator=(UniqueHandle other) noexcept {
         std::swap(m_handle, other.m_handle);
         return *this;
     }
     ~UniqueHandle() { reset(); }
 
-    explicit operator bool() const noexcept { return m_handle != Traits::Null(); }
+    explicit operator bool() const noexcept { return m_handle != None(); }
     Handle get() const noexcept { return m_handle; }
-    Handle release() noexcept { return std::exchange(m_handle, Traits::Null()); }
+    Handle release() noexcept { return std::exchange(m_handle, None()); }
     void reset() noexcept {
-        if (*this) Traits::Close(release());
+        if (*this) CloseHandleOf(release());
     }
 
 private:
-    Handle m_handle = Traits::Null();
+    static Handle None() noexcept {
+        if constexpr (none == 0)
+            return {};
+        else
+            return reinterpret_cast<Handle>(none);
+    }
+
+    Handle m_handle = None();
 };
 
-struct FileTraits {
-    using Handle = HANDLE;
-    static Handle Null() noexcept { return INVALID_HANDLE_VALUE; }
-    static void Close(Handle handle) noexcept { CloseHandle(handle); }
-};
-using FileHandle = UniqueHandle<FileTraits>;
-
-struct FindTraits : FileTraits {
-    static void Close(Handle handle) noexcept { FindClose(handle); }
-};
+using FileHandle = UniqueHandle<HANDLE, CloseHandle, -1>;
 
 }  // namespace vtdl::automation

@@ -20,7 +20,6 @@ public:
         .name = L"DDE",
         .description = L"DDE",
         .priceDataType = vtdlPriceDataAny | vtdlPriceDataTypeRealtime,
-        .section = L"DDE/PARAMETERS",
         .nameParameter = L"DDE",
         .descriptionParameter = L"Dynamic Data Exchange",
         .dataServer = L"DDE",

@@ -56,26 +56,20 @@ private:
     DWORD m_identifier;
 };
 
-struct StringTraits {
-    struct Handle {
-        DWORD instance;
-        HSZ text;
-        bool operator==(const Handle&) const = default;
-    };
-    static Handle Null() noexcept { return {}; }
-    static void Close(Handle handle) noexcept { DdeFreeStringHandle(handle.instance, handle.text); }
+struct InstanceString {
+    DWORD instance;
+    HSZ text;
+    bool operator==(const InstanceString&) const = default;
 };
-using StringHandle = automation::UniqueHandle<StringTraits>;
+inline void FreeString(InstanceString string) noexcept {
+    DdeFreeStringHandle(string.instance, string.text);
+}
+using StringHandle = automation::UniqueHandle<InstanceString, FreeString>;
 
 /// The handle of a name in the ANSI code page, valid in the instance.
 StringHandle MakeString(DWORD instance, std::string_view text);
 
-struct DataTraits {
-    using Handle = HDDEDATA;
-    static Handle Null() noexcept { return nullptr; }
-    static void Close(Handle handle) noexcept { DdeFreeDataHandle(handle); }
-};
-using DataHandle = automation::UniqueHandle<DataTraits>;
+using DataHandle = automation::UniqueHandle<HDDEDATA, DdeFreeDataHandle>;
 
 /// The text of a data handle, up to its terminating zero and without the line end before it. A
 /// server that sends neither loses no character.

@@ -43,10 +43,7 @@ bool IsNewVersionAvailable(CXMLSettings& settings) {
     client.Port = host.port;
     client.Resource = "/files/VTDL.version";
     client.Method = "GET";
-    client.TimeoutSek = HttpSetting(settings, L"timeout");
-    client.TotalSek = HttpSetting(settings, L"total");
-    client.MaxBodyMB = HttpSetting(settings, L"maxbody");
-    client.Strict = AreRepliesStrict(settings);
+    client.Configure(settings);
     client.Execute();
     const bool isReply = client.SuccessDone && !(client.Strict && client.Status() >= 400);
     const bool isNewer = isReply && IsNewerVersion(client.Response(), libraryVersion);

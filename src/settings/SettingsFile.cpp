@@ -14,24 +14,13 @@
 namespace vtdl::settings {
 namespace {
 
-struct LocalTraits {
-    using Handle = HLOCAL;
-    static Handle Null() noexcept { return nullptr; }
-    static void Close(Handle handle) noexcept { LocalFree(handle); }
-};
-using LocalMemory = automation::UniqueHandle<LocalTraits>;
-
-struct TokenTraits {
-    using Handle = HANDLE;
-    static Handle Null() noexcept { return nullptr; }
-    static void Close(Handle handle) noexcept { CloseHandle(handle); }
-};
+using LocalMemory = automation::UniqueHandle<HLOCAL, LocalFree>;
 
 // The user's security identifier as text; empty when the system does not tell it.
 std::wstring UserIdentifier() {
     HANDLE opened = nullptr;
     if (!OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &opened)) return {};
-    const automation::UniqueHandle<TokenTraits> token(opened);
+    const automation::UniqueHandle<HANDLE, CloseHandle> token(opened);
     alignas(TOKEN_USER) char buffer[256];
     DWORD size = 0;
     LPWSTR text = nullptr;

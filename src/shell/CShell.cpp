@@ -59,7 +59,7 @@ void CheckLength(const std::wstring& name) {
 
 bool FileExists(const std::wstring& file) {
     WIN32_FIND_DATAW found;
-    const automation::UniqueHandle<automation::FindTraits> search(
+    const automation::UniqueHandle<HANDLE, FindClose, -1> search(
         FindFirstFileW(file.c_str(), &found));
     return static_cast<bool>(search);
 }

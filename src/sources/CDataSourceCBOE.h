@@ -15,7 +15,6 @@ public:
         .name = L"CBOE",
         .description = L"CBOE",
         .priceDataType = vtdlPriceDataTypeOptions | vtdlPriceDataTypeOptionsByUnderlying,
-        .section = L"CBOE/PARAMETERS",
         .nameParameter = L"CBOE",
         .descriptionParameter = L"Chicago Board Of Exchange",
         .dataServer = L"CBOE",

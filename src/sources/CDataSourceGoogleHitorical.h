@@ -16,7 +16,6 @@ public:
         .name = L"GOOGLEHIST",
         .description = L"Google.Finance. Historical data",
         .priceDataType = vtdlPriceDataTypeStocks | vtdlPriceDataTypeHistorical,
-        .section = L"GOOGLEHIST/PARAMETERS",
         .nameParameter = L"Google.Finance (historical data)",
         .descriptionParameter = L"Google.Finance (historical data)",
         .dataServer = L"GOOGLE",

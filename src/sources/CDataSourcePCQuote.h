@@ -16,7 +16,6 @@ public:
         .description = L"PCQuote",
         .priceDataType =
             vtdlPriceDataTypeOptionsByTicker | vtdlPriceDataTypeRealtime | vtdlPriceDataAny,
-        .section = L"PCQUOTE/PARAMETERS",
         .nameParameter = L"PCQuote",
         .descriptionParameter = L"PCQuote (realtime)",
         .dataServer = L"PCQUOTE",

@@ -17,7 +17,6 @@ public:
         .name = L"Pifin",
         .description = L"PIFIN",
         .priceDataType = vtdlPriceDataTypeHistorical | vtdlPriceDataTypeCommodities,
-        .section = L"PIFIN/PARAMETERS",
         .nameParameter = L"Pifin",
         .descriptionParameter = L"Pifin (historical data)",
         .dataServer = L"PIFIN",

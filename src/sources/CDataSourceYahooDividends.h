@@ -14,7 +14,6 @@ public:
         .name = L"YAHOODIVIDENDS",
         .description = L"Yahoo! Finance. Historical dividends data",
         .priceDataType = vtdlPriceDataTypeDividends | vtdlPriceDataTypeHistorical,
-        .section = L"YAHOODIVIDENDS/PARAMETERS",
         .nameParameter = L"Yahoo! Finance (historical dividends data)",
         .descriptionParameter = L"Yahoo! Finance (historical dividends data)",
         .dataServer = L"YAHOO",

@@ -14,7 +14,6 @@ public:
         .name = L"YAHOOHIST",
         .description = L"Yahoo! Finance. Historical data",
         .priceDataType = vtdlPriceDataTypeStocks | vtdlPriceDataTypeHistorical,
-        .section = L"YAHOOHIST/PARAMETERS",
         .nameParameter = L"Yahoo! Finance (historical data)",
         .descriptionParameter = L"Yahoo! Finance (historical data)",
         .dataServer = L"YAHOO",

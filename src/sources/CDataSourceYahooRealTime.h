@@ -17,10 +17,10 @@ public:
         .description = L"Yahoo! Finance (realtime)",
         .priceDataType = vtdlPriceDataTypeRealtime | vtdlPriceDataTypeCurrency |
                          vtdlPriceDataTypeIndicies | vtdlPriceDataTypeStocks,
-        .section = L"YAHOORT/PARAMETERS",  // not the name, on purpose
         .nameParameter = L"Yahoo! Finance (realtime)",
         .descriptionParameter = L"Yahoo! Finance (realtime)",
         .dataServer = L"YAHOO",
+        .settingsName = L"YAHOORT",  // not the name, on purpose
     };
     static std::vector<ParameterDeclaration> SessionParameters() { return {TickerParameter()}; }
 

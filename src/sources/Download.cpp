@@ -144,10 +144,7 @@ std::shared_ptr<WinInet> Download::NewClient(const HostAddress& host, std::strin
     client->HostName = host.name;
     client->Port = host.port;
     client->Resource = std::move(resource);
-    client->TimeoutSek = HttpSetting(m_settings, L"timeout");
-    client->TotalSek = HttpSetting(m_settings, L"total");
-    client->MaxBodyMB = HttpSetting(m_settings, L"maxbody");
-    client->Strict = AreRepliesStrict(m_settings);
+    client->Configure(m_settings);
     return client;
 }
 

@@ -29,85 +29,36 @@ public:
     }
 };
 
-constexpr SourceIdentity yahooSnapShot{
-    .name = L"YAHOOSNAPSHOT",
-    .description = L"Yahoo! Finance (snapshot)",
-    .priceDataType = vtdlPriceDataTypeStocks,
-    .section = L"YAHOOSNAPSHOT/PARAMETERS",
-    .nameParameter = L"Yahoo! Finance (snapshot)",
-    .descriptionParameter = L"Yahoo! Finance (snapshot)",
-    .dataServer = L"YAHOO",
-};
+constexpr SourceIdentity LeftOpen(std::wstring_view name, std::wstring_view description,
+                                  std::wstring_view dataServer, long priceDataType) {
+    return {.name = name,
+            .description = description,
+            .priceDataType = priceDataType,
+            .nameParameter = description,
+            .descriptionParameter = description,
+            .dataServer = dataServer};
+}
 
-constexpr SourceIdentity yahooECNRealTime{
-    .name = L"YAHOOECN",
-    .description = L"Yahoo! Finance (ecn - real time)",
-    .priceDataType = vtdlPriceDataTypeStocks | vtdlPriceDataTypeRealtime,
-    .section = L"YAHOOECN/PARAMETERS",
-    .nameParameter = L"Yahoo! Finance (ecn - real time)",
-    .descriptionParameter = L"Yahoo! Finance (ecn - real time)",
-    .dataServer = L"YAHOO",
-};
-
-constexpr SourceIdentity yahooOptions{
-    .name = L"YAHOOOPTIONS",
-    .description = L"Yahoo! Finance (Options)",
-    .priceDataType = vtdlPriceDataTypeOptions | vtdlPriceDataTypeOptionsByUnderlying,
-    .section = L"YAHOOOPTIONS/PARAMETERS",
-    .nameParameter = L"Yahoo! Finance (Options)",
-    .descriptionParameter = L"Yahoo! Finance (Options)",
-    .dataServer = L"YAHOO",
-};
-
-constexpr SourceIdentity iVolatility{
-    .name = L"IVOLATILITY",
-    .description = L"IVolatility",
-    .priceDataType = vtdlPriceDataTypeOptions | vtdlPriceDataTypeVolatility,
-    .section = L"IVOLATILITY/PARAMETERS",
-    .nameParameter = L"IVolatility",
-    .descriptionParameter = L"IVolatility",
-    .dataServer = L"IVOLATILITY",
-};
-
-constexpr SourceIdentity inoExchanges{
-    .name = L"INOEXCHANGES",
-    .description = L"INO Exchanges",
-    .priceDataType = vtdlPriceDataTypeFutures,
-    .section = L"INOEXCHANGES/PARAMETERS",
-    .nameParameter = L"INO Exchanges",
-    .descriptionParameter = L"INO Exchanges",
-    .dataServer = L"INO",
-};
-
-constexpr SourceIdentity inoFuturesList{
-    .name = L"INOFUTURESLIST",
-    .description = L"INO Futures list",
-    .priceDataType = vtdlPriceDataTypeFutures,
-    .section = L"INOFUTURESLIST/PARAMETERS",
-    .nameParameter = L"INO Futures list",
-    .descriptionParameter = L"INO Futures list",
-    .dataServer = L"INO",
-};
-
-constexpr SourceIdentity inoSnapShot{
-    .name = L"INOSNAPSHOT",
-    .description = L"INO Snapshot price",
-    .priceDataType = vtdlPriceDataTypeFutures,
-    .section = L"INOSNAPSHOT/PARAMETERS",
-    .nameParameter = L"INO Snapshot price",
-    .descriptionParameter = L"INO Snapshot price",
-    .dataServer = L"INO",
-};
-
-constexpr SourceIdentity inoOptions{
-    .name = L"INOOPTIONS",
-    .description = L"INO Options",
-    .priceDataType = vtdlPriceDataTypeOptions | vtdlPriceDataTypeOptionsByUnderlying,
-    .section = L"INOOPTIONS/PARAMETERS",
-    .nameParameter = L"INO Options",
-    .descriptionParameter = L"INO Options",
-    .dataServer = L"INO",
-};
+constexpr SourceIdentity yahooSnapShot =
+    LeftOpen(L"YAHOOSNAPSHOT", L"Yahoo! Finance (snapshot)", L"YAHOO", vtdlPriceDataTypeStocks);
+constexpr SourceIdentity yahooECNRealTime =
+    LeftOpen(L"YAHOOECN", L"Yahoo! Finance (ecn - real time)", L"YAHOO",
+             vtdlPriceDataTypeStocks | vtdlPriceDataTypeRealtime);
+constexpr SourceIdentity yahooOptions =
+    LeftOpen(L"YAHOOOPTIONS", L"Yahoo! Finance (Options)", L"YAHOO",
+             vtdlPriceDataTypeOptions | vtdlPriceDataTypeOptionsByUnderlying);
+constexpr SourceIdentity iVolatility =
+    LeftOpen(L"IVOLATILITY", L"IVolatility", L"IVOLATILITY",
+             vtdlPriceDataTypeOptions | vtdlPriceDataTypeVolatility);
+constexpr SourceIdentity inoExchanges =
+    LeftOpen(L"INOEXCHANGES", L"INO Exchanges", L"INO", vtdlPriceDataTypeFutures);
+constexpr SourceIdentity inoFuturesList =
+    LeftOpen(L"INOFUTURESLIST", L"INO Futures list", L"INO", vtdlPriceDataTypeFutures);
+constexpr SourceIdentity inoSnapShot =
+    LeftOpen(L"INOSNAPSHOT", L"INO Snapshot price", L"INO", vtdlPriceDataTypeFutures);
+constexpr SourceIdentity inoOptions =
+    LeftOpen(L"INOOPTIONS", L"INO Options", L"INO",
+             vtdlPriceDataTypeOptions | vtdlPriceDataTypeOptionsByUnderlying);
 
 using CDataSourceYahooSnapShot =
     LeftOpenAdapter<"CDataSourceYahooSnapShot", ::CDataSourceYahooSnapShot,

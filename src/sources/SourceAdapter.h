@@ -18,14 +18,14 @@ namespace vtdl {
 struct SourceIdentity {
     std::wstring_view name;
     std::wstring_view description;
-    long priceDataType;      ///< bits of vtdlPriceDataType
-    const wchar_t* section;  ///< of the settings file
+    long priceDataType;  ///< bits of vtdlPriceDataType
     // The adapter's own parameters.
     std::wstring_view nameParameter;
     std::wstring_view descriptionParameter;
     std::wstring_view dataServer;
     std::span<const replies::ColumnSpec> columns{};
     GUID sessionClass = __uuidof(::CSession);
+    std::wstring_view settingsName = name;  ///< of its section in the settings file
 };
 
 /// Base of an adapter D, which brings: className, identity, SessionParameters() and Download(),
@@ -98,7 +98,7 @@ protected:
             if (!m_settings->IsLoaded()) return;  // reported already; the declared values stay
             frame.Step([&] {
                 automation::ComPtr<_CXMLSettings> settings(m_settings.get());
-                automation::Bstr section(D::identity.section);
+                automation::Bstr section = SettingsSection();
                 automation::Check(m_parameters->LoadValues(settings.InOut(), section.put()));
             });
         });
@@ -108,7 +108,7 @@ protected:
         this->template Framed<"Class_Terminate">([&] {
             if (!m_settings->IsLoaded()) return;
             automation::ComPtr<_CXMLSettings> settings(m_settings.get());
-            automation::Bstr section(D::identity.section);
+            automation::Bstr section = SettingsSection();
             automation::Check(m_parameters->SaveValues(settings.InOut(), section.put()));
         });
     }
@@ -120,6 +120,10 @@ protected:
 
 private:
     IDispatch* AlsoAnswers() override { return static_cast<_CDataSource*>(this); }
+
+    static automation::Bstr SettingsSection() {
+        return automation::Bstr(std::wstring(D::identity.settingsName).append(L"/PARAMETERS"));
+    }
 
     static ReplyRules Rules() {
         ReplyRules rules;

@@ -33,7 +33,7 @@ void* CBufferStream::Allocate(std::size_t bytes) {
         GlobalFree(block);
         automation::ThrowLastError(L"GlobalLock");
     }
-    m_block = automation::UniqueHandle<BlockTraits>(block);
+    m_block = decltype(m_block)(block);
     return memory;
 }
 

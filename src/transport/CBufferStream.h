@@ -26,19 +26,15 @@ public:
     automation::ComPtr<::IStream> IStream() const;
 
 private:
-    struct BlockTraits {
-        using Handle = HGLOBAL;
-        static Handle Null() noexcept { return nullptr; }
-        static void Close(Handle handle) noexcept {
-            GlobalUnlock(handle);
-            GlobalFree(handle);
-        }
-    };
+    static void FreeBlock(HGLOBAL block) noexcept {
+        GlobalUnlock(block);
+        GlobalFree(block);
+    }
 
     void* Allocate(std::size_t bytes);
 
     std::wstring m_text;
-    automation::UniqueHandle<BlockTraits> m_block;
+    automation::UniqueHandle<HGLOBAL, FreeBlock> m_block;
 };
 
 }  // namespace vtdl

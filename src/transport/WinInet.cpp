@@ -8,6 +8,7 @@
 #include "automation/Error.h"
 #include "automation/MessagePump.h"
 #include "automation/PerApartment.h"
+#include "settings/SharedSettings.h"
 #include "text/Ascii.h"
 
 namespace vtdl {
@@ -62,15 +63,27 @@ std::string NoAnswer(DWORD error, ULONGLONG milliseconds, ULONGLONG limit) {
 }
 
 // Closing what a server still sends to reads all of it first, under Wine 8; so a thread of the
-// system's does it, which runs nothing of this library.
+// system's does it, which runs nothing of this library. The client's library must stay under it,
+// even when this one goes.
 void CloseLater(HINTERNET handle) noexcept {
-    if (handle)
-        QueueUserWorkItem(
-            reinterpret_cast<LPTHREAD_START_ROUTINE>(reinterpret_cast<void*>(&InternetCloseHandle)),
-            handle, WT_EXECUTELONGFUNCTION);
+    if (!handle) return;
+    static const auto close = [] {
+        HMODULE client = nullptr;
+        GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN, L"wininet.dll", &client);
+        return reinterpret_cast<LPTHREAD_START_ROUTINE>(
+            reinterpret_cast<void*>(GetProcAddress(client, "InternetCloseHandle")));
+    }();
+    if (!QueueUserWorkItem(close, handle, WT_EXECUTELONGFUNCTION)) InternetCloseHandle(handle);
 }
 
 }  // namespace
+
+void WinInet::Configure(CXMLSettings& settings) {
+    TimeoutSek = HttpSetting(settings, L"timeout");
+    TotalSek = HttpSetting(settings, L"total");
+    MaxBodyMB = HttpSetting(settings, L"maxbody");
+    Strict = AreRepliesStrict(settings);
+}
 
 void WinInet::Execute() {
     struct Running {

@@ -11,6 +11,8 @@
 
 namespace vtdl {
 
+class CXMLSettings;
+
 /// Who wants to know how a request goes. An error in a handler does not stop the request.
 class WinInetEvents {
 public:
@@ -48,6 +50,9 @@ public:
 
     /// The events' receiver, if any, outlives the request.
     explicit WinInet(WinInetEvents* events = nullptr) noexcept : m_events(events) {}
+
+    /// Takes the limits and the strictness that the settings' section "HTTP" asks for.
+    void Configure(CXMLSettings& settings);
 
     long TimeoutSek =
         0;  ///< seconds for each connect, send and receive; below 1: 300 from Execute on
@@ -92,12 +97,7 @@ public:
     static bool IsAnyRunning() noexcept;
 
 private:
-    struct InternetTraits {
-        using Handle = HINTERNET;
-        static Handle Null() noexcept { return nullptr; }
-        static void Close(Handle handle) noexcept { InternetCloseHandle(handle); }
-    };
-    using InternetHandle = automation::UniqueHandle<InternetTraits>;
+    using InternetHandle = automation::UniqueHandle<HINTERNET, InternetCloseHandle>;
 
     /// The request's handle, closed by a thread of the system's when its time is over: nothing
     /// else ends a call that waits in it.
