@@ -15,6 +15,9 @@ fi
 # Nor does Wine put Start-menu entries into the menus of whoever runs it.
 export WINEDLLOVERRIDES='mscoree=;mshtml=;winemenubuilder.exe=d' WINEDEBUG=${WINEDEBUG:--all}
 
+# -h or --help: the comment at the head of the script that was started.
+case ${1:-} in -h | --help) sed -n '/^#!/d; /^#/!q; s/^# \{0,1\}//p' "$0"; exit ;; esac
+
 say() { printf '%s: %s\n' "$(basename "$0")" "$*"; }
 
 # Makes the Wine prefix unless it is there; the lock keeps parallel builds from making it twice. One that
@@ -39,6 +42,20 @@ ensurePrefix() {
     wineserver -w
     touch "$WINEPREFIX/.ready"
   ) 9>"$WINEPREFIX.lock"
+}
+
+# Wine's desktop has the display of the program that it was started for, or none, and outlives it by some
+# seconds. Waits, not for ever, until one of another display is gone: DDE and dialogs need theirs.
+awaitOwnDesktop() {
+  [ -n "${DISPLAY:-}" ] || return 0
+  local process
+  for process in /proc/[0-9]*; do
+    grep -qs 'explorer\.exe' "$process/cmdline" &&
+      grep -qszxF "WINEPREFIX=$WINEPREFIX" "$process/environ" &&
+      ! grep -qszxF "DISPLAY=$DISPLAY" "$process/environ" || continue
+    timeout 20 wineserver -w || true
+    return 0
+  done
 }
 
 # Configures a preset on its first use, and builds it.

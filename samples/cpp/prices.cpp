@@ -66,6 +66,13 @@ void Set(_CParameters* parameters, const wchar_t* name, const wchar_t* value) {
     Check(parameter->put_Value(text), "Value");
 }
 
+// Of other forms each country reads another day.
+void SetDate(_CParameters* parameters, const wchar_t* name, const std::wstring& date) {
+    if (date.size() != 10 || date[4] != L'-' || date[7] != L'-')
+        throw std::runtime_error("a date is not written like 2008-09-15");
+    Set(parameters, name, date.c_str());
+}
+
 void Column(_CDataFields* fields, const wchar_t* name, Value& data) {
     Value key(name);
     Ref<_CDataField> field;
@@ -104,8 +111,8 @@ void Download(const wchar_t* ticker, const wchar_t* start, const wchar_t* end) {
     Check(source->CreateSession(&session), "CreateSession");
     Check(session->get_Parameters(&parameters), "Parameters");
     Set(parameters.operator->(), L"TICKER", ticker);
-    Set(parameters.operator->(), L"STARTDATE", start);
-    Set(parameters.operator->(), L"ENDDATE", end);
+    SetDate(parameters.operator->(), L"STARTDATE", start);
+    SetDate(parameters.operator->(), L"ENDDATE", end);
     Check(session->Start(), "Start");
 
     vtdlSessionError error{};

@@ -50,8 +50,12 @@ Function Argument(index, default)
     If WScript.Arguments.Count > index Then Argument = WScript.Arguments(index)
 End Function
 
+' Of other forms each country reads another day.
 Function DateFrom(text)
+    On Error Resume Next
     DateFrom = DateSerial(CInt(Left(text, 4)), CInt(Mid(text, 6, 2)), CInt(Mid(text, 9, 2)))
+    On Error GoTo 0
+    If IsoDate(DateFrom) <> text Then Fail text & " is not a date like 2008-09-15"
 End Function
 
 Function TwoDigits(number)

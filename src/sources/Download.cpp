@@ -123,7 +123,13 @@ HRESULT Download::Run(_CSession** session, const Body& body, std::source_locatio
     const ComPtr<_CDataSource> alive(&m_source);
     const Nesting nesting(*this, current.get());
     const HRESULT result = Framed(
-        m_routines.download, [&](MethodFrame& frame) { body(frame, current.get()); }, at);
+        m_routines.download,
+        [&](MethodFrame& frame) {
+            m_verdict.isUnread = true;  // unless the body comes to its end
+            body(frame, current.get());
+            m_verdict.isUnread = false;
+        },
+        at);
     Conclude(current.get());
     return result;
 }
@@ -261,7 +267,10 @@ void Download::LogFailure(_CSession* session) const noexcept {
     try {
         const long error = m_session.Error();
         std::wstring reason = ToWide(m_verdict.fault);
-        if (reason.empty() && error == dataNotAvailable) reason = L"no rows handed over";
+        if (reason.empty() && error == dataNotAvailable)
+            reason = m_verdict.isUnread
+                         ? L"a value cannot be read: " + gErrorHandler().ErrorDescription()
+                         : L"no rows handed over";
         std::wstring text = std::wstring(m_name) + L" " + TickerOf(session);
         text += L", " + ToWide(m_verdict.place) + L": ";
         text.append(SessionErrorText(error)) += ToWide(text::InParentheses(error));

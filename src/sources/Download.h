@@ -150,6 +150,7 @@ private:
         std::string place;       ///< host, port and path of the last request
         std::string fault;       ///< in words
         bool hasValues = false;  ///< in the result that was handed over
+        bool isUnread = false;   ///< a run-time error, which was reported, ended the download
     };
     class Nesting;
 

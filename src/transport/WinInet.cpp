@@ -46,6 +46,22 @@ void RaiseConnectionLimit() noexcept {
     }();
 }
 
+std::string Seconds(ULONGLONG milliseconds) { return std::to_string(milliseconds / 1000) + " s"; }
+
+// Why a request had no answer. Wine 8 tells a time-out as a connection that was ended.
+std::string NoAnswer(DWORD error, ULONGLONG milliseconds, ULONGLONG limit) {
+    std::string reason;
+    if (error == ERROR_INTERNET_NAME_NOT_RESOLVED)
+        reason = "the host's name is not known";
+    else if (error == ERROR_INTERNET_CANNOT_CONNECT)
+        reason = "the host takes no connection";
+    else if (milliseconds >= limit)
+        reason = "no answer within " + Seconds(limit);
+    else
+        reason = "no answer";
+    return reason + " (error " + std::to_string(error) + ")";
+}
+
 // Closing what a server still sends to reads all of it first, under Wine 8; so a thread of the
 // system's does it, which runs nothing of this library. The client's library must stay under it,
 // even when this one goes.
@@ -126,9 +142,11 @@ void WinInet::SetTimeouts(HINTERNET handle) {
     if (TimeoutSek < 1) TimeoutSek = 300;
     if (TimeoutSek > LONG_MAX / 1000)
         throw automation::MakeRuntimeError(automation::RuntimeError::overflow);
-    vtdl::SetTimeouts(
-        handle, static_cast<DWORD>(std::min<ULONGLONG>(1000ULL * static_cast<ULONGLONG>(TimeoutSek),
-                                                       TotalMilliseconds())));
+    vtdl::SetTimeouts(handle, static_cast<DWORD>(AnswerMilliseconds()));
+}
+
+ULONGLONG WinInet::AnswerMilliseconds() const noexcept {
+    return std::min(1000ULL * static_cast<ULONGLONG>(TimeoutSek), TotalMilliseconds());
 }
 
 ULONGLONG WinInet::TotalMilliseconds() const noexcept {
@@ -170,11 +188,12 @@ bool WinInet::Send() {
 // The form's header is fixed; ContentType is the reply's.
 bool WinInet::SendRequest() {
     constexpr char formHeader[] = "Content-Type: application/x-www-form-urlencoded";
+    const ULONGLONG start = GetTickCount64();
     const BOOL done = PostQuery.empty() ? HttpSendRequestA(m_request.get(), nullptr, 0, nullptr, 0)
                                         : HttpSendRequestA(m_request.get(), formHeader,
                                                            sizeof formHeader - 1, PostQuery.data(),
                                                            static_cast<DWORD>(PostQuery.size()));
-    if (!done) m_fault = "no answer (error " + std::to_string(GetLastError()) + ")";
+    if (!done) m_fault = NoAnswer(GetLastError(), GetTickCount64() - start, AnswerMilliseconds());
     // Wine 8 counts a server that hangs up without a status line as one that has answered.
     else if (StatusCode() == 0)
         m_fault = "no status line";
@@ -249,7 +268,9 @@ void WinInet::Receive() {
             m_response.reserve(m_response.capacity() + m_response.capacity() / 16 + blockSize);
         m_response.append(block, read);
         if (IsBeyondLimits()) {
-            m_fault = "beyond the limit of time or size";
+            m_fault = m_response.size() > MaxBody()
+                          ? "a body beyond the limit of size"
+                          : "not all there within " + Seconds(TotalMilliseconds());
             Cancel();
         } else if (read == 0 && Strict && !IsWhole()) {
             Cancel();

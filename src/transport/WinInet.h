@@ -138,6 +138,7 @@ private:
     bool IsBeyondLimits() const;
     std::size_t MaxBody() const noexcept;
     ULONGLONG TotalMilliseconds() const noexcept;
+    ULONGLONG AnswerMilliseconds() const noexcept;
     bool QueryReply();
     void Receive();
     DWORD ReadBlock(char (&block)[blockSize]);

@@ -143,9 +143,21 @@ TEST_F(WinInetTest, NoReply) {
         EXPECT_EQ(fetch.states, (States{1, 3, 6, WinInet::sendFailed}));
         EXPECT_EQ(fetch.Response(), "");
     }
-    Fetch refused{ClosedPort()};
-    refused.Execute();
-    EXPECT_EQ(refused.states, (States{1, 3, 6, WinInet::sendFailed}));
+    const ClosedPort closed;
+    LoopbackServer silent([](const std::string&) { return std::string(); });
+    silent.Behave({0, true});
+    const std::tuple<const ClosedPort*, const char*, const char*> cases[] = {
+        {&closed, "127.0.0.1", "the host takes no connection"},
+        {&closed, "nosuch.invalid", "the host's name is not known"},
+        {&silent, "127.0.0.1", "no answer within 1 s"}};
+    for (const auto& [server, host, fault] : cases) {
+        Fetch fetch(*server);
+        fetch.HostName.assign(host);
+        fetch.TimeoutSek = 1;
+        fetch.Execute();
+        EXPECT_EQ(fetch.states, (States{1, 3, 6, WinInet::sendFailed}));
+        EXPECT_TRUE(fetch.Fault().starts_with(fault)) << fetch.Fault();
+    }
 }
 
 }  // namespace

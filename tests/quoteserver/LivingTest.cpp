@@ -27,7 +27,7 @@ Recipe Shipped(const char* name) { return RecipeOf(ShippedRecipe(name)); }
 
 // A feed of a shipped recipe over the recordings, at any pace.
 Outcome Replayed(const char* recipe, const char* feed, Kind kind, const std::string& ticker) {
-    const auto client = ReplayClient(TEST_DATA "/../living");
+    const auto client = ReplayClient(RECORDINGS);
     const FeedSpec spec{feed, Shipped(recipe), {}, {}, {1000, seconds(1)}};
     const FeedsFile file;
     return Feed(spec, file, *client).Fetch({kind, ticker}, today);

@@ -43,25 +43,17 @@ vtdl() {
 
 has() { grep -qF -- "$2" "$1"; }
 lacks() { ! has "$@"; }
+succeeds() { [ "$status" = 0 ] && has out "${1:-}" && [ ! -s err ]; }
 fails() { [ "$status" = "$1" ] && has err "vtdl: $2" && [ ! -s out ]; }
-succeeds() { [ "$status" = 0 ] && [ -s out ] && [ ! -s err ]; }
 
-# The rows of a data file from one day to another, oldest first, in the form that vtdl writes.
-expectedRows() {
-  tail -n +2 "$1" | tac | awk -F, -v OFS=, -v first="$2" -v last="$3" -v adjust="$4" '
-    $1 >= first && $1 <= last {
-      if (adjust) { ratio = $7 / $5; for (i = 2; i <= 5; ++i) $i *= ratio; $6 /= ratio }
-      for (i = 2; i <= NF; ++i) $i = sprintf("%.12g", $i)
-      print
-    }'
+# Commands, each with its status and what it says: COMMAND|STATUS|TEXT on the standard input.
+checkTable() {
+  local words expected said
+  while IFS='|' read -r words expected said; do
+    eval "vtdl $words" </dev/null
+    if [ "$expected" = 0 ]; then check "$words" succeeds "$said"; else check "$words" fails "$expected" "$said"; fi
+  done
 }
-
-# The rows of a CSV output, its numbers rounded as awk has rounded the expected ones.
-rows() {
-  tail -n +2 "$1" |
-    awk -F, -v OFS=, '{ for (i = 2; i <= NF; ++i) $i = sprintf("%.12g", $i); print }'
-}
-sameRows() { [ -s "$1" ] && cmp -s <(rows "$2") "$1"; }
 
 testUnregistered() {
   wine regsvr32 /s /u "$(windowsPath "$build/VTDL33.dll")"
@@ -71,66 +63,51 @@ testUnregistered() {
 }
 
 testUsage() {
-  local said words
-  vtdl --version
-  check "--version" grep -Eqx 'vtdl [0-9]+\.[0-9]+\.[0-9]+' out
   vtdl sources
-  check "there are sixteen sources" [ "$(tail -n +3 out | wc -l)" = 16 ]
-  check "eight have no format" [ "$(grep -c 'no download: format not known$' out)" = 8 ]
-  vtdl parameters yahoohist
-  check "choices" grep -Eq '^PERIODICITY +list +DAILY +DAILY +DAILY, WEEKLY, MONTHLY$' out
-  vtdl
-  check "no command" fails 2 ""
-  while IFS='|' read -r words said; do
-    eval "vtdl $words" </dev/null
-    check "wrong usage: $words" fails 2 "$said"
-  done <<'END'
-get YAHOHIST TICKER=AAPL|there is no source YAHOHIST; did you mean YAHOOHIST?
-get YAHOOHIST TICKR=AAPL|YAHOOHIST has no parameter TICKR; did you mean TICKER?
-get YAHOOHIST|YAHOOHIST needs TICKER=VALUE
-get YAHOOHIST TICKER=|YAHOOHIST needs TICKER=VALUE
-watch DDE SERVICE=A ITEM=B --count 1|DDE needs TOPIC=VALUE
-get YAHOOHIST TICKER=AAPL,,INTC|TICKER: "AAPL,,INTC" has a comma with no ticker beside it
-watch YAHOOHIST TICKER=AAPL,INTC --count 1|TICKER: watch takes one ticker
-get YAHOOHIST TICKER=AAPL --output {date}.csv|--output: {date} is not known; a file's name may have {ticker}
-get YAHOOHIST TICKER=AAPL STARTDATE=2008-02-30|STARTDATE: "2008-02-30" is not a date
-get YAHOOHIST TICKER=AAPL PERIODICITY=YEARLY|PERIODICITY: YEARLY is none of DAILY, WEEKLY, MONTHLY
-get YAHOOHIST TICKER=AAPL --format xml|--format: xml
-get YAHOODIVIDENDS TICKER=SPY --format csv --decimal ,|--separator and --decimal must differ
-get YAHOOHIST TICKER=AAPL,INTC --chart all.svg|--chart: a chart shows one ticker
+  check "sources, and those without a format" \
+    [ "$(tail -n +3 out | wc -l) $(grep -c 'no download: format not known$' out)" = '16 8' ]
+  checkTable <<'END'
+--version|0|vtdl 
+parameters yahoohist|0|DAILY, WEEKLY, MONTHLY
+parameters PCQUOTE|0|PASSWORD     (set)
+|2|
+get YAHOHIST TICKER=AAPL|2|there is no source YAHOHIST; did you mean YAHOOHIST?
+get YAHOOHIST TICKR=AAPL|2|YAHOOHIST has no parameter TICKR; did you mean TICKER?
+get YAHOOHIST TICKER=|2|YAHOOHIST needs TICKER=VALUE
+watch DDE SERVICE=A ITEM=B --count 1|2|DDE needs TOPIC=VALUE
+get YAHOOHIST TICKER=AAPL,,INTC|2|TICKER: "AAPL,,INTC" has a comma with no ticker beside it
+watch YAHOOHIST TICKER=AAPL,INTC --count 1|2|TICKER: watch takes one ticker
+get YAHOOHIST TICKER=AAPL --output {date}.csv|2|--output: {date} is not known; a file's name may have {ticker}
+get YAHOOHIST TICKER=AAPL STARTDATE=2008-02-30|2|STARTDATE: "2008-02-30" is not a date
+get YAHOOHIST TICKER=AAPL STARTDATE=2008-10-14 ENDDATE=2008-10-01|2|STARTDATE 2008-10-14 is after ENDDATE 2008-10-01
+get PCQUOTE TICKER=GOOG --source-parameter FOO=1|2|PCQUOTE itself has no parameter FOO. Its parameters are NAME,
+get PCQUOTE TICKER=GOOG USER=demo|2|USER is a parameter of PCQUOTE itself; write --source-parameter USER=VALUE
+get YAHOOHIST TICKER=AAPL --format xml|2|--format: xml
+get YAHOODIVIDENDS TICKER=SPY --format csv --decimal ,|2|--separator and --decimal must differ
+get YAHOOHIST TICKER=AAPL,INTC --chart all.svg|2|--chart: a chart shows one ticker
+get YAHOODIVIDENDS TICKER=SPY --chart dividends.svg|2|--chart: YAHOODIVIDENDS has no columns DATE and CLOSE to draw
 END
 }
 
+# The rows of CSV, its numbers rounded as awk rounds.
+rounded() { awk -F, -v OFS=, '{ for (i = 2; i <= NF; ++i) $i = sprintf("%.12g", $i); print }'; }
+
 testPrices() {
-  expectedRows "$data/AAPL.csv" 1984-01-01 2008-12-31 '' >expected
-  vtdl get YAHOOHIST TICKER=AAPL STARTDATE=1984-01-01 ENDDATE=2008-12-31 ADJUST_VALUES=False \
-    --format csv
+  vtdl get YAHOOHIST TICKER=AAPL STARTDATE=1984-01-01 ENDDATE=2008-12-31 ADJUST_VALUES=False --format csv
   check "a long download succeeds" succeeds
-  check "its rows are the data file's" sameRows expected out
-
-  expectedRows "$data/INTC.csv" 2003-07-01 2003-07-31 1 >expected
-  vtdl get yahoohist ticker=intc startdate=2003-07-01 enddate=2003-07-31 --format csv
-  check "adjusted values" sameRows expected out
-
-  expectedRows "$data/SPY.dividends.csv" 2008-01-01 2010-12-31 '' >expected
-  vtdl get YAHOODIVIDENDS TICKER=SPY STARTDATE=2008-01-01 ENDDATE=2010-12-31 --format csv
-  check "dividends" sameRows expected out
+  check "its rows are the data file's" \
+    cmp <(tail -n +2 out | rounded) <(tail -n +2 "$data/AAPL.csv" | tac | awk '$1 < "2009"' | rounded)
 }
 
-# One row of every other service, as the data folder has it.
+# One row of every service, as the data folder has it.
 testServices() {
-  local row source
-  while read -r row source; do
-    # shellcheck disable=SC2086
-    vtdl get $source --format csv </dev/null
-    check "${source%% *} succeeds" succeeds
-    check "${source%% *} brings its row" has out "$row"
-  done <<'END'
-2011-12-30,642.02,646.76,642.02,645.9,1782300 GOOGLEHIST TICKER=NASDAQ:GOOG STARTDATE=2011-12-19 ENDDATE=2011-12-30
-2017-11-01,54.65,55.22,53.89,54.3,1339018,2520545 Pifin TICKER=CL STARTDATE=2017-11-01 ENDDATE=2017-11-30
-INTC,35.44,2016-09-09, YAHOOREALTIME TICKER=INTC
-GOOG,759.66,-15.66, PCQUOTE TICKER=GOOG
-CALLS,AAPL1604K70,,0,,39.7,39.85,,0,2016-11-18,70,41.65,0 CBOE TICKER=AAPL
+  checkTable <<'END'
+get yahoodividends ticker=spy startdate=2010-01-01 enddate=2010-12-31 --format csv|0|2010-12-17,0.653
+get GOOGLEHIST TICKER=NASDAQ:GOOG STARTDATE=2011-12-19 ENDDATE=2011-12-30 --format csv|0|2011-12-30,642.02,646.76,642.02,645.9,1782300
+get Pifin TICKER=CL STARTDATE=2017-11-01 ENDDATE=2017-11-30 --format csv|0|2017-11-01,54.65,55.22,53.89,54.3,1339018,2520545
+get YAHOOREALTIME TICKER=INTC --format CSV|0|INTC,35.44,2016-09-09,
+get PCQUOTE TICKER=GOOG --format csv|0|GOOG,759.66,-15.66,
+get CBOE TICKER=AAPL --format csv|0|CALLS,AAPL1604K70,,0,,39.7,39.85,,0,2016-11-18,70,41.65,0
 END
 }
 
@@ -146,7 +123,7 @@ testSamples() {
     status=0
     eval "wine $sample $arguments" 2>err </dev/null | tr -d '\r' >out || status=$?
     check "$sample" [ "$(tail -n 1 out)" = "$last" ]
-    case $sample in *guide*) continue ;; esac
+    [ ! -f "${sample##* }" ] || sed -i 's/"\(INTC\|AAPL\)"/"NOSUCH"/' "${sample##* }"
     status=0
     eval "wine $sample NOSUCH" >out 2>err </dev/null || status=$?
     check "a ticker that is not there: $sample" [ "$status" = 1 ]
@@ -157,6 +134,8 @@ cscript //nologo "$(windowsPath "$root/samples/vbscript/download.vbs")"|MSFT 200
 cscript //nologo guide.vbs||140.36
 cscript //nologo guide.js||35.44
 END
+  wine cscript //nologo "$(windowsPath "$root/samples/vbscript/download.vbs")" MSFT 02.09.2003 2003-09-19 >out || status=$?
+  check "a date of another form" has out "Failed: 02.09.2003 is not a date like 2008-09-15"
 }
 
 # Every command that README and the docs show, as it is written there. What watches for ever ends after
@@ -178,31 +157,26 @@ testDocumentedCommands() {
   rm -f aapl.csv aapl.svg
 }
 
-testNothing() {
-  vtdl get YAHOOHIST TICKER=NOSUCH STARTDATE=2008-01-01 ENDDATE=2008-02-01
-  check "an unknown ticker" fails 1 \
-    "YAHOOHIST: the service sent no rows for TICKER=NOSUCH from 2008-01-01 to 2008-02-01"
+testFailures() {
+  checkTable <<END
+get YAHOOHIST TICKER=NOSUCH STARTDATE=2008-01-01 ENDDATE=2008-02-01|1|YAHOOHIST: the service sent no rows for TICKER=NOSUCH from 2008-01-01 to 2008-02-01
+get YAHOODIVIDENDS TICKER=ZÜRICH|1|YAHOODIVIDENDS: Download failure (0x800C0008): 127.0.0.1:$serverPort (yahoo.chart) is there, but sent nothing usable (status 400)
+get PCQUOTE TICKER=GOOG --source-parameter PASSWORD=x|1|PCQUOTE: Download failure (0x800C0008): 127.0.0.1:$serverPort (pcquote) refuses the account (status 401)
+get INOEXCHANGES|1|INOEXCHANGES: Data not available (0x800C0007): the format
+get DDE SERVICE=NOBODY TOPIC=T ITEM=I TYPE=REQUEST|1|DDE: DMLERR_NO_CONV_ESTABLISHED (16394): no program serves
+END
   vtdl get YAHOOHIST TICKER=AAPL
   check "a default range without data" has err 'which is the default; STARTDATE= and ENDDATE='
-  vtdl get YAHOODIVIDENDS TICKER=ZÜRICH
-  check "text of any script" fails 1 "YAHOODIVIDENDS: Download failure (0x800C0008): 127.0.0.1:$serverPort \
-(yahoo.chart) is there, but sent nothing usable (status 400)"
-  vtdl get INOEXCHANGES
-  check "a source without a download" fails 1 "INOEXCHANGES: Data not available (0x800C0007): the format"
 }
 
 testTickers() {
-  local ask=(get YAHOOHIST STARTDATE=2003-07-01 ENDDATE=2003-07-03 --timeout 20)
-  vtdl "${ask[@]}" 'TICKER=AAPL, INTC' --format csv
-  check "a block a ticker" \
-    [ "$(cut -d, -f1 out | uniq -c | tr -s ' \n' ' ')" = ' 1 BLOCK 3 AAPL 3 INTC ' ]
+  local ask=(get YAHOOHIST STARTDATE=2003-07-01 ENDDATE=2003-07-03)
   vtdl "${ask[@]}" TICKER=AAPL,INTC --output '{Ticker}.txt' --chart '{ticker}.svg'
   check "a file a ticker" [ "$status$(cat AAPL.txt INTC.txt | grep -c 2003-07)" = 06 ]
   check "a chart a ticker" has INTC.svg "<title>INTC</title>"
-  vtdl "${ask[@]}" TICKER=AAPL,NOSUCH --format csv
+  vtdl "${ask[@]}" 'TICKER=AAPL, NOSUCH' --format csv
   check "one that fails" [ "$status$(grep -c ^AAPL,2003-07 out)" = 13 ]
-  check "is named" has err "vtdl: NOSUCH: YAHOOHIST: "
-  check "and counted" has err "vtdl: 1 of 2 tickers failed"
+  check "is named and counted" [ "$(grep -Ec '^vtdl: (NOSUCH: YAHOOHIST: |1 of 2 tickers failed)' err)" = 2 ]
 }
 
 # Nothing asks, whatever the settings are; a report is in the log because vtdl wants it there.
@@ -222,36 +196,41 @@ testSettings() {
   check "is not kept" lacks "$file" demo
   echo damaged >"$file"
   vtdl get CBOE TICKER=AAPL
-  check "a damaged file is named" has "Error Log.txt" "(XML parser error: $VTDL_DATA"
+  check "a damaged file is named in the log" has "Error Log.txt" "(XML parser error: $VTDL_DATA"
+  check "and by get" has err "$VTDL_DATA\\VTDL33.Settings.xml is damaged, line 1, column 1:"
+  vtdl doctor
+  check "and by doctor" has out "$VTDL_DATA\\VTDL33.Settings.xml is damaged, line 1, column 1:"
   cp good.xml "$file"
   rm -f "Error Log.txt"
 }
 
 # The server's services answer, and the locale is told; without a server, what to do.
 testDoctor() {
+  local line file=$scratch/settings/VTDL33.Settings.xml
   vtdl doctor
   check "a healthy installation" [ "$status" = 0 ]
-  check "the file that is registered" grep -Eq "^ok .*${VTDL_BITS:-32}-bit: .*VTDL33.dll, version [0-9.]+$" out
-  check "the settings file" grep -Eq '^ok .*settings.VTDL33.Settings.xml$' out
-  check "the services' one host" [ "$(grep -c 'yahoo.chart, .*, vestora) accepts connections$' out)" = 1 ]
-  check "the error log" has out "ok    the error log Error Log.txt in the current folder"
-  check "strictness" has out "OFF for a spreadsheet or script that is started here (settings HTTP/strict = 0)"
-  local file=$scratch/settings/VTDL33.Settings.xml
+  while read -r line; do
+    check "doctor: $line" grep -Eq "$line" out
+  done <<END
+^ok .*${VTDL_BITS:-32}-bit: .*VTDL33.dll, version [0-9.]+$
+^ok .*settings.VTDL33.Settings.xml$
+yahoo.chart, .*, vestora\) takes connections$
+^ok    the error log Error Log.txt in the current folder
+OFF for a spreadsheet or script that is started here \(settings http/strict = 0\)
+END
   sed -i 's|<section name="errorhandler">|&<key name="errorlog">Z:\\no\\log.txt</key>|' "$file"
   VTDL_STRICT=1 vtdl doctor
   check "a log that cannot be written" has out 'BAD   the error log Z:\no\log.txt cannot be written'
   sed -i 's|<key name="errorlog">[^<]*</key>||' "$file"
   VTDL_DATA='Z:\no\such\folder' vtdl doctor
-  check "no settings, no services" [ "$status" = 1 ]
+  check "no settings, no services" has out 'BAD   the data folder Z:\no\such\folder is not there'
   rm -f "Error Log.txt"  # the library has said so too
 }
 
 testFiles() {
-  local ask=(get YAHOOHIST STARTDATE=2008-10-10 ENDDATE=2008-10-14 --format csv --chart chart.svg)
+  local ask=(get YAHOOHIST STARTDATE=2008-10-10 ENDDATE=2008-10-14 --chart chart.svg)
   vtdl "${ask[@]}" TICKER=AAPL --output file.csv
-  check "files print nothing" [ "$status$(cat out err)" = 0 ]
-  check "the rows" [ "$(wc -l <file.csv)" = 4 ]
-  check "the ticker" has chart.svg "<title>AAPL</title>"
+  check "files print nothing" [ "$status$(cat out err)$(grep -c ^2008-10-14, file.csv)" = 01 ]
   check "a point a row" grep -Eq 'class="close" d="M[0-9. ]+L[0-9. ]+L[0-9. ]+"/>' chart.svg
   cp chart.svg before.svg
   vtdl "${ask[@]}" TICKER=NOSUCH --output file.csv
@@ -259,54 +238,41 @@ testFiles() {
   vtdl "${ask[@]}" TICKER=AAPL --output missing/file.csv
   check "a folder that is missing" fails 1 "missing/file.csv cannot be written"
   check "no other file is left" [ -z "$(find . -name '*.part')" ]
-  vtdl get YAHOODIVIDENDS TICKER=SPY --chart dividends.svg
-  check "no prices" fails 2 "--chart: YAHOODIVIDENDS has no columns DATE and CLOSE to draw"
 }
 
 updates() { [ "$(grep -Ec '^[0-9]{4}(-[0-9]{2}){2} ([0-9]{2}:){2}[0-9]{2}$' out)" "$@" ]; }
 
-testWatch() {
-  local ask=(watch YAHOOHIST STARTDATE=2008-10-13 ENDDATE=2008-10-14) client
-  vtdl get YAHOODIVIDENDS TICKER=SPY STARTDATE=2010-01-01 ENDDATE=2010-12-31 --progress
-  check "the bar" has err "YAHOODIVIDENDS [#########################] 100%"
-  vtdl "${ask[@]}" TICKER=AAPL --interval 100 --count 3
-  check "watching succeeds" succeeds
-  check "each with its rows" [ "$(grep -c '^2008-10-14  116.26' out)" = 3 ]
-  wine "$build/vtdl.exe" "${ask[@]}" TICKER=AAPL --interval 300 >out 2>err &
-  client=$!
-  sleep 2
-  kill -INT "$client"
-  status=0
-  wait "$client" || status=$?
-  check "Ctrl-C ends watching well" succeeds
-  check "after some updates" updates -ge 2
-}
-
-# A server that is stopped still has its port: the request is taken, and no answer comes.
-testInterrupt() {
-  kill -STOP "$serverPid"
-  wine "$build/vtdl.exe" get YAHOOHIST TICKER=AAPL >out 2>err &
+# Starts vtdl, and presses Ctrl-C after two seconds.
+interrupted() {
+  wine "$build/vtdl.exe" "$@" >out 2>err &
   local client=$!
   sleep 2
   kill -INT "$client"
   status=0
   wait "$client" || status=$?
-  kill -CONT "$serverPid"
-  check "Ctrl-C ends a download" [ "$status" = 1 ]
-  check "and is told" has err "vtdl: interrupted"
 }
 
-# There is no display here, and so no server of items.
-testUnreadItem() {
-  vtdl get DDE SERVICE=NOBODY TOPIC=T ITEM=I TYPE=REQUEST
-  check "an item that cannot be read" fails 1 "DDE: DMLERR_NO_CONV_ESTABLISHED (16394): no program serves"
+testWatch() {
+  local ask=(watch YAHOOHIST STARTDATE=2008-10-13 ENDDATE=2008-10-14 TICKER=AAPL)
+  vtdl get YAHOODIVIDENDS TICKER=SPY STARTDATE=2010-01-01 ENDDATE=2010-12-31 --progress
+  check "the bar" has err "YAHOODIVIDENDS [#########################] 100%"
+  vtdl "${ask[@]}" --interval 100 --count 3
+  check "watching succeeds" succeeds
+  check "each with its rows" [ "$(grep -c '^2008-10-14  116.26' out)" = 3 ]
+  interrupted "${ask[@]}" --interval 300
+  check "Ctrl-C ends watching well" succeeds
+  check "after some updates" updates -ge 2
+  # A server that is stopped still has its port: the request is taken, and no answer comes.
+  kill -STOP "$serverPid"
+  interrupted get YAHOOHIST TICKER=AAPL
+  kill -CONT "$serverPid"
+  check "Ctrl-C ends a download" fails 1 interrupted
 }
 
 testNoServer() {
   stopQuoteServer
-  vtdl get YAHOOHIST TICKER=AAPL
-  check "no server" fails 1 \
-    "YAHOOHIST: Download failure (0x800C0008): cannot reach 127.0.0.1:$serverPort (yahoo.chart); vtdl doctor"
+  checkTable <<<"get YAHOOHIST TICKER=AAPL|1|YAHOOHIST: Download failure (0x800C0008): cannot reach \
+127.0.0.1:$serverPort (yahoo.chart): it takes no connections; vtdl doctor"
 }
 
 # What the service has for X is odd; reports say which download they are about.
@@ -321,6 +287,12 @@ testOddReplies() {
   check "an odd date of a quote" has "Error Log.txt" 'mismatch: TRADE DATE "noday" (YAHOOREALTIME X))'
   vtdl get CBOE TICKER=X
   check "an odd expiry" has "Error Log.txt" 'mismatch: row 4, EXPIRATION "xx Nov" (CBOE X))'
+  printf '%s,Adj Close\n2010-03-19,1,2,1,2,9999999999,2\n' Date,Open,High,Low,Close,Volume >odd/X.csv
+  vtdl get GOOGLEHIST TICKER=X STARTDATE=2010-01-01
+  check "a volume that is too large" has err "a value cannot be read: Overflow: row 1, VOLUME (GOOGLEHIST X); see"
+  printf 'damaged' >odd/X.csv
+  vtdl get YAHOOHIST TICKER=X
+  check "a damaged row of the server" has err "(status 500); if a quote server is there, quoteserver --check"
   vtdl get YAHOODIVIDENDS TICKER=X STARTDATE=2010-01-01 ENDDATE=2010-12-31
   check "a single dividend" has err "a reply with a single row counts as none"
   rm -f "Error Log.txt"
@@ -334,7 +306,7 @@ testWatchFaults() {
   vtdl watch YAHOOHIST TICKER=AAPL STARTDATE=2008-10-13 ENDDATE=2008-10-14 --interval 100 --count 3
   check "one good update is a success" [ "$status" = 0 ]
   check "and shown" updates = 1
-  check "the others are told" [ "$(grep -c ': YAHOOHIST: ' err)" = 2 ]
+  check "the others are told" [ "$(grep -c ': YAHOOHIST: .*(a page instead of a table); see' err)" = 2 ]
 }
 
 trap cleanUp EXIT
@@ -344,8 +316,8 @@ makeDataFolder "$scratch/settings" "$serverPort"
 registerLibrary "$build"
 
 tests='testUnregistered testUsage testPrices testServices testDocumentedCommands testDoctor testSamples
-  testNothing testTickers testSettings testFiles testWatch testInterrupt testUnreadItem testNoServer
-  testOddReplies testWatchFaults'
+  testFailures testTickers testSettings testFiles testWatch testNoServer testOddReplies
+  testWatchFaults'
 [ "${2:-}" != --short ] || tests='testPrices testServices testSamples'
 for test in $tests; do $test; done
 

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <ostream>
 #include <ranges>
 #include <string>
@@ -73,18 +74,42 @@ void CheckOptions(std::string_view text, const Complaints& complain) {
     }
 }
 
+// What no market has; replies hand it on all the same.
+void CheckValues(const Row& row, const Complaints& complain) {
+    constexpr std::size_t high = 1;
+    constexpr std::size_t low = 2;
+    constexpr std::size_t volume = 4;
+    std::vector<double> values;
+    for (std::string_view rest = row.values; !rest.empty();) {
+        values.push_back(std::stod(std::string(TakeField(rest, ','))));
+    }
+    if (values.size() > low && values[high] < values[low]) {
+        complain(DataError(row.line, "the high is below the low"));
+    }
+    if (values.size() > volume && values[volume] < 0) {
+        complain(DataError(row.line, "the volume is below zero"));
+    }
+}
+
+std::vector<std::string> InOrder(std::vector<DataError> faults) {
+    std::ranges::stable_sort(faults, {}, &DataError::Line);
+    std::vector<std::string> texts;
+    std::ranges::transform(faults, std::back_inserter(texts), &DataError::what);
+    return texts;
+}
+
 std::vector<std::string> FaultsOf(const DataFolder& data, const std::string& name) {
-    std::vector<std::string> faults;
-    const Complaints complain = [&](const DataError& error) { faults.emplace_back(error.what()); };
+    std::vector<DataError> faults;
+    const Complaints complain = [&](const DataError& error) { faults.push_back(error); };
     if (SameTicker(name, "quotes.csv")) {
         QuoteTable(data, complain);
-        return faults;
+        return InOrder(std::move(faults));
     }
     const auto kind = std::ranges::find_if(kinds, [&](const Kind& candidate) {
         return SameTicker(EndOf(name, candidate.suffix.size()), candidate.suffix);
     });
     if (kind == kinds.end()) {
-        return faults;
+        return {};
     }
     if (!IsTicker(name.substr(0, name.size() - kind->suffix.size()))) {
         return {"is not named after a ticker, and never read"};
@@ -94,9 +119,11 @@ std::vector<std::string> FaultsOf(const DataFolder& data, const std::string& nam
         CheckOptions(text, complain);
     } else {
         BringIntoLayout(text, *kind->layout, complain);
-        ParseRows(text, *kind->layout, complain);
+        for (const Row& row : ParseRows(text, *kind->layout, complain)) {
+            CheckValues(row, complain);
+        }
     }
-    return faults;
+    return InOrder(std::move(faults));
 }
 
 }  // namespace

@@ -47,9 +47,16 @@ bool IsText(std::string_view field) {
     return std::ranges::find(texts, field) != texts.end();
 }
 
+// Clients of these services split lines at every comma, quoted or not.
+std::string WithoutCommas(std::string_view text) {
+    std::string plain(text);
+    std::erase(plain, ',');
+    return plain;
+}
+
 void AppendText(std::string& out, std::string_view text) {
     out += '"';
-    for (const char c : text) {
+    for (const char c : WithoutCommas(text)) {
         out.append(c == '"' ? 2 : 1, c);
     }
     out += '"';
@@ -134,7 +141,9 @@ std::string Value(const Quote& quote, std::string_view field) {
         return {};
     }
     const std::string_view value = Known(quote.value(source->letters));
-    return std::string(value.empty() ? Known(quote.value(source->alternative)) : value);
+    return IsText(source->letters)
+               ? WithoutCommas(value)
+               : std::string(value.empty() ? Known(quote.value(source->alternative)) : value);
 }
 
 }  // namespace

@@ -58,7 +58,12 @@ inline constexpr Layout futuresLayout{"Date,Open,High,Low,Close,Volume,OpenInt",
 class DataError : public std::runtime_error {
 public:
     DataError(std::size_t line, const std::string& what)
-        : std::runtime_error("line " + std::to_string(line) + ": " + what) {}
+        : std::runtime_error("line " + std::to_string(line) + ": " + what), m_line(line) {}
+
+    std::size_t Line() const noexcept { return m_line; }
+
+private:
+    std::size_t m_line;
 };
 
 // What to do about a damaged line: throw the error, or note it and go on behind the line.

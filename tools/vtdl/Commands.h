@@ -19,12 +19,12 @@ struct GetOptions {
     std::vector<std::string> assignments;
     std::vector<std::string> sourceAssignments;  // of the source itself
     unsigned timeout = 0;                        // seconds a request may take; 0 = the settings'
-    std::string format = "table";
-    std::string separator = ",";  // of CSV: one of , ; | or "tab"
-    std::string decimal = ".";    // of CSV: . or ,
-    bool isTextRaw = false;       // of CSV
-    std::string outputFile;       // empty = standard output, unless there is a chart
-    std::string chartFile;        // empty = no chart
+    std::string format;                          // empty = by the output file's name
+    std::string separator = ",";                 // of CSV: one of , ; | or "tab"
+    std::string decimal = ".";                   // of CSV: . or ,
+    bool isTextRaw = false;                      // of CSV
+    std::string outputFile;                      // empty = standard output, unless there is a chart
+    std::string chartFile;                       // empty = no chart
     bool isProgressWanted = false;
     bool isProgressUnwanted = false;
 };

@@ -158,23 +158,20 @@ ComPtr<_CXMLSettings> CheckSettings(Findings& findings) {
     findings.Heading("Settings");
     const std::wstring file = SettingsFile();
     const std::string name = ToUtf8(file);
+    ComPtr<_CXMLSettings> settings;
+    if (const SettingsTrouble trouble = TroubleOfSettings(); !trouble.what.empty()) {
+        findings.Bad(trouble.what, trouble.remedy);
+        return settings;
+    }
     if (!IsWritable(file))
         findings.Bad(name + " cannot be written",
                      "Give yourself the right to write there, or name another folder in the "
                      "environment variable VTDL_DATA.");
     else
         findings.Good(name + (std::filesystem::exists(file) ? "" : " (will be made on first use)"));
-
-    ComPtr<_CXMLSettings> settings;
     if (!std::filesystem::exists(file)) return settings;
-    try {
-        settings = LoadSettings();
-        findings.Good("it can be read");
-    } catch (const std::exception& e) {
-        findings.Bad(name + ": " + e.what(),
-                     "Mend the file or move it away; the defaults hold without it.");
-        return settings;
-    }
+    settings = LoadSettings();
+    findings.Good("it can be read");
     for (const std::string& fault : SettingsFaults(AllSettings(settings.get())))
         findings.Bad(fault, "Mend it in the settings file, or take it out.");
     return settings;
@@ -182,7 +179,7 @@ ComPtr<_CXMLSettings> CheckSettings(Findings& findings) {
 
 // Where the library would put it for a program that is started here.
 void CheckErrorLog(Findings& findings, _CXMLSettings* settings) {
-    const std::wstring name = ReadSetting(settings, L"ERRORHANDLER", L"errorlog", L"Error Log.txt");
+    const std::wstring name = ReadSetting(settings, L"errorhandler", L"errorlog", L"Error Log.txt");
     const bool isPlain = name.find_first_of(L"\\/:") == name.npos;
     const std::wstring inDataFolder = DataFolder() + L"\\" + name;
     if (IsWritable(name))
@@ -193,7 +190,7 @@ void CheckErrorLog(Findings& findings, _CXMLSettings* settings) {
         findings.Bad(
             "the error log " + ToUtf8(isPlain ? inDataFolder : name) + " cannot be written",
             "Without it nobody learns why a download failed: give yourself the right to "
-            "write there, or name another file, errorlog in the section ERRORHANDLER.");
+            "write there, or name another file, errorlog in the section errorhandler.");
 }
 
 // What a spreadsheet of this user would get; vtdl itself has set the variable.
@@ -203,12 +200,12 @@ void TellStrictness(Findings& findings, _CXMLSettings* settings, const std::wstr
     if (!value.empty() && !isVariable)
         findings.Bad("VTDL_STRICT = " + value + " is neither 0 nor 1, and does not count",
                      "Set it to 1, or take it out of the environment.");
-    const std::string setting = ToUtf8(ReadSetting(settings, L"HTTP", L"strict", L"0"));
+    const std::string setting = ToUtf8(ReadSetting(settings, L"http", L"strict", L"0"));
     const bool isStrict = (isVariable ? value : setting) == "1";
     findings.Note(std::string("strict replies are ") + (isStrict ? "ON" : "OFF") +
                   " for a spreadsheet or script that is started here (" +
                   (isVariable ? "VTDL_STRICT = " + value + ", which stands above " : "") +
-                  "settings HTTP/strict = " + setting + "); vtdl itself is always strict");
+                  "settings http/strict = " + setting + "); vtdl itself is always strict");
 }
 
 void CheckHosts(Findings& findings, _CXMLSettings* settings) {
@@ -225,16 +222,19 @@ void CheckHosts(Findings& findings, _CXMLSettings* settings) {
         }
         users[at].append(users[at].empty() ? "" : ", ").append(service);
     }
-    const std::vector<bool> areThere = Answering(hosts);
+    const std::vector<std::string> faults = ReachFaults(hosts);
     for (std::size_t i = 0; i < hosts.size(); ++i) {
         const std::string text = ToUtf8(hosts[i]) + " (" + users[i] + ")";
-        if (areThere[i])
-            findings.Good(text + " accepts connections");
+        if (faults[i].empty())
+            findings.Good(text + " takes connections");
         else
-            findings.Bad(text + " accepts no connections",
-                         "Start the quote server, or name the service's host in the section HOSTS "
+            findings.Bad(text + ": " + faults[i],
+                         "Start the quote server, or name the service's host in the section hosts "
                          "of the settings file.");
     }
+    findings.Note(
+        "what a service delivers is not tried here; a download shows it: "
+        "vtdl get YAHOOHIST TICKER=AAPL STARTDATE=2008-10-01 ENDDATE=2008-10-14");
 }
 
 void TellLocale(Findings& findings) {

@@ -90,12 +90,20 @@ void AlignPoints(std::vector<std::string>& numbers) {
     for (std::string& number : numbers) number.append(longest - fraction(number), ' ');
 }
 
+// Calculated prices have digits that nobody reads in a table.
+std::string ShownValue(const Value& value) {
+    constexpr double unit = 1e6, most = 1e9;  // six decimals, of what has digits to spare
+    const double* const number = std::get_if<double>(&value);
+    const bool isRounded = number && std::abs(*number) >= 1 / unit && std::abs(*number) < most;
+    return FormatValue(isRounded ? Value{std::round(*number * unit) / unit} : value);
+}
+
 // The lines of a column, all of one width: the header, a rule and the rows.
 std::vector<std::string> LinesOf(const Column& column, std::size_t rows) {
     const bool isNumeric = IsNumeric(column);
     std::vector<std::string> lines;
     for (std::size_t row = 0; row < rows; ++row)
-        lines.push_back(Printable(FormatValue(column.at(row))));
+        lines.push_back(Printable(ShownValue(column.at(row))));
     if (isNumeric) AlignPoints(lines);
     lines.insert(lines.begin(), Printable(column.name));
 
@@ -147,7 +155,7 @@ std::string ListOf(const Block& quote) {
     Column names{"NAME", {}}, values{"VALUE", {}};
     for (const Column& column : quote.columns) {
         names.values.emplace_back(column.name);
-        values.values.emplace_back(FormatValue(column.at(0)));
+        values.values.emplace_back(ShownValue(column.at(0)));
     }
     Lines lines = Joined({names, values}, quote.columns.size());
     lines.erase(lines.begin(), lines.begin() + 2);  // the header, which says nothing here

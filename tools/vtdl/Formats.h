@@ -9,8 +9,8 @@
 
 namespace vtdl::host {
 
-/// A header and the rows; numbers stand with their decimal points below each other. A quote is a
-/// list of names and values instead.
+/// A header and the rows; numbers have six decimals at most, and their points stand below each
+/// other. A quote is a list of names and values instead.
 std::string TableOf(const Block& block);
 
 /// All blocks; each has its name as a heading when there are several. The calls and puts of an

@@ -60,9 +60,7 @@ void RequireRows(const Session& session, const Result& result,
                       << '\n';
         return;
     }
-    throw Failure(
-        session.SourceName() + ": " +
-        (IsNothing(session, fault) ? NoRows(session, assignments) : Explained(session, fault)));
+    throw Failure(WhyNothing(session, assignments));
 }
 
 std::string Formatted(const Result& result, const GetOptions& options) {
@@ -178,7 +176,9 @@ void GetEach(_CDataSource* source, const std::string& name,
 
 }  // namespace
 
-void Get(const GetOptions& options) {
+void Get(const GetOptions& given) {
+    GetOptions options = given;
+    if (options.format.empty()) options.format = FormatOfFile(options.outputFile);
     if (options.separator == options.decimal)
         throw UsageError("--separator and --decimal must differ");
     const std::vector<TickerRequest> requests = PerTicker(options.assignments);
@@ -189,6 +189,7 @@ void Get(const GetOptions& options) {
     if (options.timeout != 0)
         SetEnvironmentVariableW(L"VTDL_TIMEOUT", std::to_wstring(options.timeout).c_str());
     const Library library;
+    WarnOfSettings();
     const ComPtr<_CDataSource> source = library.Source(options.source);
     const std::string name = TextOf(source.get(), &_CDataSource::get_Name);
     const SourceParameters sourceParameters(source.get(), name, options.sourceAssignments);

@@ -1,5 +1,7 @@
 #include "Host.h"
 
+#include <algorithm>
+
 #include "Parameters.h"
 #include "Services.h"
 #include "Values.h"
@@ -36,11 +38,8 @@ Value Element(SAFEARRAY* array, VARTYPE type, LONG index) {
 }
 
 constexpr const char* notRegistered =
-    "the Vestora Download Library is not registered on this machine\n"
-    "Register it for all users, as administrator:\n"
-    "  regsvr32 VTDL33.dll\n"
-    "or for yourself, without administrator rights:\n"
-    "  regsvr32 /n /i:user VTDL33.dll";
+    "the Vestora Download Library is not registered on this machine. Register it for all users, as "
+    "administrator: regsvr32 VTDL33.dll; or for yourself: regsvr32 /n /i:user VTDL33.dll";
 
 ParameterType TypeOf(vtdlParameterType type) {
     switch (type) {
@@ -197,8 +196,14 @@ ComPtr<_CDataSource> Library::Source(const std::string& name) const {
         known.push_back(TextOf(source.get(), &_CDataSource::get_Name));
         if (SameName(known.back(), name)) return source;
     }
-    throw UsageError("there is no source " + name + Suggestion(name, known) + "\nThe sources are " +
-                     Joined(known));
+    throw UsageError("there is no source " + name + Suggestion(name, known, ".") +
+                     " The sources are " + Joined(known));
+}
+
+Parameters OwnParameters(_CDataSource* source, const std::string& name) {
+    ComPtr<_CParameters> parameters;
+    Check(source->get_Parameters(parameters.put()), name);
+    return ItemsOf<_CParameter>(parameters.get());
 }
 
 Session::Session(_CDataSource* source, std::string sourceName)
@@ -208,6 +213,7 @@ Session::Session(_CDataSource* source, std::string sourceName)
     ComPtr<_CParameters> parameters;
     Check(m_session->get_Parameters(parameters.put()), m_sourceName);
     m_parameters = ItemsOf<_CParameter>(parameters.get());
+    m_ownParameters = OwnParameters(source, m_sourceName);
 }
 
 std::string Session::ValueOf(std::string_view name) const {
@@ -220,20 +226,37 @@ std::string Session::ValueOf(std::string_view name) const {
     return {};
 }
 
+void Session::RefuseSourceParameters(const std::vector<std::string>& texts) const {
+    const std::vector<Parameter> mine = Describe(m_parameters), sources = Describe(m_ownParameters);
+    const auto nameIn = [](const std::string& text) { return text.substr(0, text.find('=')); };
+    const auto found = std::ranges::find_if(texts, [&](const std::string& text) {
+        const auto isIt = [&](const Parameter& known) {
+            return SameName(known.name, nameIn(text));
+        };
+        return std::ranges::none_of(mine, isIt) && std::ranges::any_of(sources, isIt);
+    });
+    if (found != texts.end())
+        throw UsageError(nameIn(*found) + " is a parameter of " + m_sourceName +
+                         " itself; write --source-parameter " + nameIn(*found) + "=VALUE");
+}
+
 void Session::Assign(const std::vector<std::string>& texts) const {
+    RefuseSourceParameters(texts);
     host::Assign(m_parameters, m_sourceName, texts);
     if (!HasFormat(m_sourceName)) return;  // its downloads say so
     for (const Parameter& parameter : Describe(m_parameters))
         if (parameter.type == ParameterType::text && ValueOf(parameter.name).empty())
             throw UsageError(m_sourceName + " needs " + parameter.name +
                              "=VALUE; vtdl parameters " + m_sourceName + " lists all");
+    const std::string first = ValueOf("STARTDATE"), last = ValueOf("ENDDATE");
+    const auto begin = ParseDate(first), end = ParseDate(last);
+    if (begin && end && begin->days > end->days)
+        throw UsageError("STARTDATE " + first + " is after ENDDATE " + last + "; name both");
 }
 
 SourceParameters::SourceParameters(_CDataSource* source, const std::string& name,
                                    const std::vector<std::string>& texts) {
-    ComPtr<_CParameters> parameters;
-    Check(source->get_Parameters(parameters.put()), name);
-    m_parameters = ItemsOf<_CParameter>(parameters.get());
+    m_parameters = OwnParameters(source, name);
     for (const auto& parameter : m_parameters) {
         Variant value;
         Check(parameter->get_Value(value.put()), name);
@@ -258,6 +281,7 @@ void Assign(const Parameters& parameters, const std::string& owner,
     const std::vector<Parameter> descriptions = Describe(parameters);
     // All of them are read before the first one counts.
     std::vector<Assignment> assignments;
+    assignments.reserve(texts.size());
     for (const std::string& text : texts)
         assignments.push_back(ParseAssignment(text, owner, descriptions));
     for (const Assignment& assignment : assignments)

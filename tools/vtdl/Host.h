@@ -89,6 +89,9 @@ private:
 
 using Parameters = std::vector<ComPtr<_CParameter>>;
 
+/// Those of the source itself.
+Parameters OwnParameters(_CDataSource* source, const std::string& name);
+
 Parameter Describe(_CParameter* parameter);
 
 /// Their names, types and choices, in the same order.
@@ -128,9 +131,11 @@ public:
     _CSession* get() const { return m_session.get(); }
 
 private:
+    void RefuseSourceParameters(const std::vector<std::string>& texts) const;
+
     std::string m_sourceName;
     ComPtr<_CSession> m_session;
-    host::Parameters m_parameters;
+    host::Parameters m_parameters, m_ownParameters;
 };
 
 /// Without blocks when nothing was delivered.

@@ -74,12 +74,13 @@ Block SessionParameters(const Session& session) {
 }
 
 Block OwnParameters(_CDataSource* source) {
-    ComPtr<_CParameters> parameters;
-    Check(source->get_Parameters(parameters.put()), "reading the source's parameters");
     Block block{"", {{"NAME", {}}, {"VALUE", {}}}};
-    for (const auto& parameter : ItemsOf<_CParameter>(parameters.get()))
-        AddRow(block, {TextOf(parameter.get(), &_CParameter::get_Name),
-                       ValueText(parameter.get(), &_CParameter::get_Value)});
+    for (const auto& parameter : host::OwnParameters(source, "reading the source's parameters")) {
+        const std::string name = TextOf(parameter.get(), &_CParameter::get_Name);
+        const std::string value = ValueText(parameter.get(), &_CParameter::get_Value);
+        const bool isSecret = SameName(name, "PASSWORD") && !value.empty();
+        AddRow(block, {name, isSecret ? "(set)" : value});
+    }
     return block;
 }
 
@@ -96,8 +97,8 @@ Block Columns(_CDataSource* source) {
     return block;
 }
 
-std::string Section(const std::string& title, const Block& block) {
-    return "\n" + title + "\n\n" + (block.Rows() > 0 ? TableOf(block) : "none\n");
+std::string Section(const std::string& title, const Block& block, const std::string& none) {
+    return "\n" + title + "\n\n" + (block.Rows() > 0 ? TableOf(block) : none + "\n");
 }
 
 }  // namespace
@@ -122,9 +123,10 @@ void ListParameters(const std::string& sourceName) {
     const std::string name = TextOf(source.get(), &_CDataSource::get_Name);
     const Session session(source.get(), name);
     Print(name + ": " + TextOf(source.get(), &_CDataSource::get_Description) + "\n" +
-          Section("Parameters of a download (NAME=VALUE)", SessionParameters(session)) +
-          Section("Parameters of the source itself", OwnParameters(source.get())) +
-          Section("Columns it announces", Columns(source.get())));
+          Section("Parameters of a download (NAME=VALUE)", SessionParameters(session), "none") +
+          Section("Parameters of the source itself (--source-parameter NAME=VALUE)",
+                  OwnParameters(source.get()), "none") +
+          Section("Columns it announces", Columns(source.get()), "none; a download names them"));
 }
 
 }  // namespace vtdl::host

@@ -74,6 +74,14 @@ std::string FileNameFor(std::string_view name, std::string ticker) {
     return file;
 }
 
+std::string FormatOfFile(std::string_view name) {
+    for (const char* const format : {"csv", "json"})
+        if (SameName(name.substr(std::min(name.rfind('.'), name.size())),
+                     std::string(".") + format))
+            return format;
+    return "table";
+}
+
 void WriteFile(const std::string& name, std::string_view content) {
     const fs::path file{std::u8string(name.begin(), name.end())};
     fs::path beside = file;

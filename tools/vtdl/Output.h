@@ -15,6 +15,9 @@ bool HasTickerMark(const std::string& option, std::string_view name);
 /// The name with the ticker for its mark; what file names cannot have becomes an underscore.
 std::string FileNameFor(std::string_view name, std::string ticker);
 
+/// "csv" or "json" when the name ends so, in any case, else "table".
+std::string FormatOfFile(std::string_view name);
+
 /// Writes beside the file, then puts the new file in its place in one step; an existing file is
 /// replaced, and stays as it was when anything fails. Throws Failure.
 void WriteFile(const std::string& name, std::string_view content);

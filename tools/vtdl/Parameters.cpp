@@ -74,7 +74,8 @@ bool SameName(std::string_view left, std::string_view right) {
     return std::ranges::equal(left, right, {}, Folded, Folded);
 }
 
-std::string Suggestion(std::string_view name, std::span<const std::string> known) {
+std::string Suggestion(std::string_view name, std::span<const std::string> known,
+                       const char* without) {
     std::size_t least = std::max<std::size_t>(1, name.size() / 3) + 1;  // farther is no suggestion
     const std::string* nearest = nullptr;
     for (const std::string& candidate : known) {
@@ -83,7 +84,7 @@ std::string Suggestion(std::string_view name, std::span<const std::string> known
         least = distance;
         nearest = &candidate;
     }
-    return nearest ? "; did you mean " + *nearest + "?" : "";
+    return nearest ? "; did you mean " + *nearest + "?" : without;
 }
 
 std::string Joined(std::span<const std::string> names) {
@@ -129,8 +130,8 @@ Assignment ParseAssignment(std::string_view text, const std::string& source,
     if (found == parameters.end()) {
         std::vector<std::string> known;
         for (const Parameter& parameter : parameters) known.push_back(parameter.name);
-        throw UsageError(source + " has no parameter " + name + Suggestion(name, known) +
-                         "\nIts parameters are " + Joined(known));
+        throw UsageError(source + " has no parameter " + name + Suggestion(name, known, ".") +
+                         " Its parameters are " + Joined(known));
     }
     try {
         return {static_cast<std::size_t>(found - parameters.begin()),

@@ -13,8 +13,9 @@ namespace vtdl::host {
 /// An underscore counts as a blank: ADJUST_VALUES needs no quotes on a command line.
 bool SameName(std::string_view left, std::string_view right);
 
-/// "; did you mean NEAREST?" when one of the known names is near, else nothing.
-std::string Suggestion(std::string_view name, std::span<const std::string> known);
+/// "; did you mean NEAREST?" when one of the known names is near, else the other text.
+std::string Suggestion(std::string_view name, std::span<const std::string> known,
+                       const char* without = "");
 
 std::string Joined(std::span<const std::string> names);
 

@@ -23,22 +23,22 @@ struct KnownKey {
 };
 
 const KnownKey knownKeys[] = {
-    {"HTTP", "timeout", seconds},
-    {"HTTP", "total", seconds},
-    {"HTTP", "maxbody", Number{1, 100000, "a number of megabytes, 1 to 100000"}},
-    {"HTTP", "strict", Number{0, 1, "0 or 1"}},
-    {"CBOE/FORM", "download"},
-    {"CBOE/FORM", "lookup"},
-    {"ERRORHANDLER", "actions", Number{1, 15, "a sum of 1, 2, 4 and 8"}},
-    {"ERRORHANDLER", "errorlog"},
-    {"ERRORHANDLER", "callstack", {}, true},
-    {"ERRORHANDLER", "tracing", {}, true},
-    {"ERRORHANDLER", "tracingflags", Number{1, 3, "1, 2 or 3"}},
-    {"ERRORHANDLER", "tracinglog"},
-    {"ERRORHANDLER", "supportmail"},
+    {"http", "timeout", seconds},
+    {"http", "total", seconds},
+    {"http", "maxbody", Number{1, 100000, "a number of megabytes, 1 to 100000"}},
+    {"http", "strict", Number{0, 1, "0 or 1"}},
+    {"cboe/form", "download"},
+    {"cboe/form", "lookup"},
+    {"errorhandler", "actions", Number{1, 15, "a sum of 1, 2, 4 and 8"}},
+    {"errorhandler", "errorlog"},
+    {"errorhandler", "callstack", {}, true},
+    {"errorhandler", "tracing", {}, true},
+    {"errorhandler", "tracingflags", Number{1, 3, "1, 2 or 3"}},
+    {"errorhandler", "tracinglog"},
+    {"errorhandler", "supportmail"},
 };
 
-const std::string sections[] = {"HOSTS", "HTTP", "CBOE/FORM", "ERRORHANDLER"};
+const std::string sections[] = {"hosts", "http", "cboe/form", "errorhandler"};
 
 bool IsWholeNumber(std::string_view text, const Number& range) {
     const auto number = ParseNumber(text);
@@ -47,7 +47,9 @@ bool IsWholeNumber(std::string_view text, const Number& range) {
 }
 
 bool IsHost(std::string_view text) {
-    const std::size_t colon = text.rfind(':');
+    // Behind the brackets of an address that has colons itself.
+    const std::size_t colon =
+        text.find(':', text.starts_with('[') ? std::min(text.find(']'), text.size()) : 0);
     const std::string_view name = text.substr(0, colon);
     return !name.empty() && name.find_first_of(" /") == name.npos &&
            (colon == text.npos || IsWholeNumber(text.substr(colon + 1), {1, 65535, ""}));
@@ -67,6 +69,7 @@ std::string HostFault(const Setting& setting) {
         const std::vector<std::string> known(services.begin(), services.end());
         return "is no service" + Suggestion(setting.key, known);
     }
+    if (setting.value.empty()) return "names no host, so that the default holds";
     return IsHost(setting.value) ? "" : "= " + setting.value + " is no host or host:port";
 }
 
@@ -88,7 +91,7 @@ std::string KeyFault(const Setting& setting) {
 }
 
 std::string FaultOf(const Setting& setting) {
-    if (SameName(setting.section, "HOSTS")) return HostFault(setting);
+    if (SameName(setting.section, "hosts")) return HostFault(setting);
     if (std::ranges::any_of(
             sections, [&](const std::string& known) { return SameName(known, setting.section); }))
         return KeyFault(setting);
@@ -142,7 +145,7 @@ std::vector<std::string> SettingsFaults(const std::vector<Setting>& settings) {
     std::vector<std::string> faults;
     const auto isUpper = [](char c) { return c >= 'A' && c <= 'Z'; };
     for (const Setting& setting : settings) {
-        const std::string name = setting.section + "/" + setting.key;
+        const std::string name = setting.section + (setting.key.empty() ? "" : "/" + setting.key);
         if (std::ranges::any_of(name, isUpper))
             faults.push_back(name + " is not in lower case, and is never read");
         else if (const std::string fault = FaultOf(setting); !setting.key.empty() && !fault.empty())

@@ -8,7 +8,7 @@
 
 namespace vtdl::host {
 
-/// The services that the settings section HOSTS may name.
+/// The services that the settings section hosts may name.
 inline constexpr std::array<std::string_view, 9> services = {
     "yahoo.chart", "yahoo.quotes", "google.finance", "pcquote", "pifin",
     "cboe",        "ino",          "ivolatility",    "vestora"};

@@ -7,6 +7,8 @@
 #include <condition_variable>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
+#include <iterator>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -14,6 +16,7 @@
 #include "Parameters.h"
 #include "Services.h"
 #include "Values.h"
+#include "XmlFault.h"
 #include "automation/Environment.h"
 
 namespace vtdl::host {
@@ -36,8 +39,9 @@ std::vector<std::wstring> NamesIn(SAFEARRAY* array) {
 }
 
 constexpr std::chrono::seconds patience{3};
+constexpr const char* noAnswer = "it does not answer within 3 s";
 
-bool Answers(const std::wstring& host) {
+std::string ReachFault(const std::wstring& host) {
     TIMEVAL limit{static_cast<long>(patience.count()), 0};
     const std::size_t colon = host.rfind(L':');
     const std::wstring port = colon == std::wstring::npos ? L"80" : host.substr(colon + 1);
@@ -45,8 +49,8 @@ bool Answers(const std::wstring& host) {
     hints.ai_socktype = SOCK_STREAM;
     ADDRINFOW* found = nullptr;
     if (GetAddrInfoW(host.substr(0, colon).c_str(), port.c_str(), &hints, &found) != 0)
-        return false;
-    bool isConnected = false;
+        return "its name is not known";
+    bool isConnected = false, isRefused = false;
     for (const ADDRINFOW* one = found; one && !isConnected; one = one->ai_next) {
         const SOCKET socket = ::socket(one->ai_family, SOCK_STREAM, IPPROTO_TCP);
         u_long isNonBlocking = 1;
@@ -59,28 +63,38 @@ bool Answers(const std::wstring& host) {
         refused = writable;
         int error = 0;
         int size = sizeof error;
+        const bool isAnswered = select(0, nullptr, &writable, &refused, &limit) > 0;
         isConnected =
-            select(0, nullptr, &writable, &refused, &limit) > 0 && FD_ISSET(socket, &writable) &&
+            isAnswered && FD_ISSET(socket, &writable) &&
             getsockopt(socket, SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&error), &size) == 0 &&
             error == 0;
+        isRefused |= isAnswered;
         closesocket(socket);
     }
     FreeAddrInfoW(found);
-    return isConnected;
+    return isConnected ? "" : isRefused ? "it takes no connections" : noAnswer;
 }
 
 // Shared with threads that may still look a name up when nobody waits any more.
 struct Answered {
     std::mutex mutex;
     std::condition_variable changed;
-    std::vector<bool> hosts;
+    std::vector<std::string> faults;
     std::size_t open = 0;
 };
 
 constexpr long dataNotAvailable = static_cast<long>(0x800C0007);
 constexpr long downloadFailure = static_cast<long>(0x800C0008);
 
-// A damaged file is the doctor's to tell; here the defaults hold, as for the library.
+constexpr long badRequest = 503;  // of GOOGLEHIST
+
+constexpr const char* checkHint =
+    "; if a quote server is there, quoteserver --check FOLDER names damaged lines of its data";
+
+// How the library logs a reply that came, but held something it could not read.
+constexpr std::string_view unread = "a value cannot be read: ";
+
+// Of a damaged file the user has been warned; the defaults hold, as for the library.
 ComPtr<_CXMLSettings> SettingsIfAny() {
     try {
         return LoadSettings();
@@ -99,7 +113,7 @@ bool WasWrittenSince(const std::wstring& file, const FILETIME& time) {
 std::wstring WrittenLog(_CXMLSettings* settings) {
     FILETIME start, ignored;
     if (!GetProcessTimes(GetCurrentProcess(), &start, &ignored, &ignored, &ignored)) return {};
-    const std::wstring name = ReadSetting(settings, L"ERRORHANDLER", L"errorlog", L"Error Log.txt");
+    const std::wstring name = ReadSetting(settings, L"errorhandler", L"errorlog", L"Error Log.txt");
     for (const std::wstring& file : {name, DataFolder() + L"\\" + name})
         if (WasWrittenSince(file, start)) return file;
     return {};
@@ -117,20 +131,40 @@ std::string LoggedReason(_CXMLSettings* settings) {
     const std::string own = std::string(" ").append(std::to_string(GetCurrentProcessId())) + ": ";
     std::string reason;
     for (std::string line; std::getline(log, line);) {
-        const std::size_t end = line.rfind("): ");
+        const std::size_t end = line.find("): ", line.find(" (0x"));
         if (line.find(own) == line.npos || end == line.npos) continue;
         reason = line.substr(end + 3, line.find_last_not_of('\r') - end - 2);
     }
     return reason;
 }
 
-std::string HostTrouble(_CXMLSettings* settings, std::string_view service) {
-    const std::wstring host = HostOf(settings, service);
-    const std::string name = ToUtf8(host) + " (" + std::string(service) + ")";
-    if (!Answering({host})[0]) return "cannot reach " + name + "; vtdl doctor looks into it";
-    const std::string reason = LoggedReason(settings);
+bool IsThisMachine(std::string_view host) {
+    return host.starts_with("127.") || host.starts_with("localhost") || host.starts_with("[::1]");
+}
+
+// What was wrong with a reply of the host, and what to do about it.
+std::string ReplyTrouble(const Session& session, const std::string& host,
+                         const std::string& service, const std::string& reason) {
+    const std::string name = host + " (" + service + ")";
+    if (reason == "status 401" || reason == "status 403")
+        return name + " refuses the account (" + reason + ")" +
+               (SameName(session.SourceName(), "PCQUOTE")
+                    ? "; --source-parameter USER=NAME PASSWORD=WORD names another"
+                    : "");
+    if (reason.find(" within ") != reason.npos)
+        return name + " takes connections, but: " + reason + "; VTDL_TIMEOUT gives it more seconds";
     return name + " is there, but sent nothing usable" +
-           (reason.empty() ? "" : " (" + reason + ")");
+           (reason.empty() ? "" : " (" + reason + ")") +
+           (reason == "status 500" && IsThisMachine(host) ? checkHint : "");
+}
+
+std::string HostTrouble(const Session& session, _CXMLSettings* settings) {
+    const std::string service(ServiceOf(session.SourceName()));
+    const std::wstring host = HostOf(settings, service);
+    const std::string fault = ReachFaults({host})[0];
+    if (fault.empty()) return ReplyTrouble(session, ToUtf8(host), service, LoggedReason(settings));
+    return "cannot reach " + ToUtf8(host) + " (" + service + "): " + fault +
+           "; vtdl doctor looks into it";
 }
 
 bool IsAssigned(const std::vector<std::string>& assignments, std::string_view name) {
@@ -139,92 +173,29 @@ bool IsAssigned(const std::vector<std::string>& assignments, std::string_view na
     });
 }
 
-}  // namespace
-
-std::wstring SettingsFile() { return DataFolder() + L"\\" + settingsFileName; }
-
-ComPtr<_CXMLSettings> LoadSettings() {
-    ComPtr<_CXMLSettings> settings;
-    const std::wstring file = SettingsFile();
-    if (GetFileAttributesW(file.c_str()) == INVALID_FILE_ATTRIBUTES) return settings;
-    Check(CoCreateInstance(__uuidof(CXMLSettings), nullptr, CLSCTX_INPROC_SERVER,
-                           __uuidof(_CXMLSettings), reinterpret_cast<void**>(settings.put())),
-          "making a settings store");
-    Check(settings->put_FileName(Bstr(file).get()), "naming the settings file");
-    Check(settings->LoadFile(), "loading it");
-    return settings;
-}
-
-std::wstring ReadSetting(_CXMLSettings* settings, std::wstring_view section, std::wstring_view key,
-                         std::wstring_view fallback) {
-    if (!settings) return std::wstring(fallback);
-    Bstr sectionName(section), keyName(key), defaultValue(fallback), value;
-    Check(settings->GetSetting(sectionName.put(), keyName.put(), defaultValue.put(), value.put()),
-          "reading a setting");
-    return std::wstring(value.view());
-}
-
-std::wstring HostOf(_CXMLSettings* settings, std::string_view service) {
-    return ReadSetting(settings, L"HOSTS", ToWide(service), L"127.0.0.1:8733");
-}
-
-std::vector<Setting> AllSettings(_CXMLSettings* settings) {
-    std::vector<Setting> all;
-    SAFEARRAY* sections = nullptr;
-    long count = 0;
-    Check(settings->EnumerateAllSections(&sections, &count), "listing the settings");
-    for (const std::wstring& section : NamesIn(sections)) {
-        SAFEARRAY* keys = nullptr;
-        Bstr name(section);
-        Check(settings->EnumerateAllKeys(name.put(), &keys, &count), "listing a section");
-        const std::vector<std::wstring> names = NamesIn(keys);
-        for (const std::wstring& key : names)
-            all.push_back(
-                {ToUtf8(section), ToUtf8(key), ToUtf8(ReadSetting(settings, section, key, L""))});
-        if (names.empty()) all.push_back({ToUtf8(section), "", ""});
-    }
-    return all;
-}
-
-std::vector<bool> Answering(const std::vector<std::wstring>& hosts) {
-    WSADATA data;
-    if (WSAStartup(MAKEWORD(2, 2), &data) != 0) return std::vector<bool>(hosts.size());
-    const auto answered = std::make_shared<Answered>();
-    answered->hosts.resize(hosts.size());
-    answered->open = hosts.size();
-    for (std::size_t i = 0; i < hosts.size(); ++i)
-        std::thread([answered, i, host = hosts[i]] {
-            const bool isThere = Answers(host);
-            const std::lock_guard lock(answered->mutex);
-            answered->hosts[i] = isThere;
-            --answered->open;
-            answered->changed.notify_one();
-        }).detach();
-    std::unique_lock lock(answered->mutex);
-    answered->changed.wait_for(lock, patience, [&] { return answered->open == 0; });
-    return answered->hosts;  // the sockets' library stays: a thread may use it yet
-}
-
-bool IsNothing(const Session& session, const Fault& fault) {
-    if (fault.number == dataNotAvailable) return HasFormat(session.SourceName());
+// Nothing went wrong, but nothing came either.
+bool IsNothing(const Session& session, const Fault& fault, _CXMLSettings* settings) {
+    if (fault.number == dataNotAvailable)
+        return HasFormat(session.SourceName()) && !LoggedReason(settings).starts_with(unread);
     // How services say that they have nothing of the kind.
-    if (fault.number == downloadFailure) return LoggedReason(SettingsIfAny().get()) == "status 404";
+    if (fault.number == downloadFailure) return LoggedReason(settings) == "status 404";
     return fault.number == 0;
 }
 
-std::string Explained(const Session& session, const Fault& fault) {
-    const std::string_view service = ServiceOf(session.SourceName());
+std::string Explained(const Session& session, const Fault& fault, _CXMLSettings* settings) {
     const std::string_view sentence = DdeSentence(fault.number);
     if (!sentence.empty()) return fault.text + ": " + std::string(sentence);
     if (fault.number == dataNotAvailable && !HasFormat(session.SourceName()))
         return fault.text + ": the format of its service is not known";
-    if (service.empty()) return fault.text;
-    const ComPtr<_CXMLSettings> settings = SettingsIfAny();
-    std::string text = fault.text;
-    if (fault.number == downloadFailure) text += ": " + HostTrouble(settings.get(), service);
-    return text + LogHint(settings.get());
+    if (ServiceOf(session.SourceName()).empty()) return fault.text;
+    if (fault.number == dataNotAvailable) return fault.text + ": " + LoggedReason(settings);
+    if (fault.number == downloadFailure) return fault.text + ": " + HostTrouble(session, settings);
+    // How a page of status 500 looks to the source that knows pages by their text.
+    const std::string host = ToUtf8(HostOf(settings, ServiceOf(session.SourceName())));
+    return fault.text + (fault.number == badRequest && IsThisMachine(host) ? checkHint : "");
 }
 
+// The range that was asked, and whether it was chosen.
 std::string NoRows(const Session& session, const std::vector<std::string>& assignments) {
     std::string asked;
     for (const std::string& assignment : assignments)
@@ -239,7 +210,126 @@ std::string NoRows(const Session& session, const std::vector<std::string>& assig
     }
     if (SameName(session.SourceName(), "YAHOODIVIDENDS"))
         text += "; a reply with a single row counts as none";
-    return text + LogHint(SettingsIfAny().get());
+    return text;
+}
+
+class DamagedFile : public Failure {
+public:
+    using Failure::Failure;
+};
+
+// Of a file that the library's store could not load.
+std::string DamageOf(const std::wstring& file) {
+    std::ifstream in(std::filesystem::path(file), std::ios::binary);
+    return XmlFault(std::string(std::istreambuf_iterator<char>(in), {}));
+}
+
+}  // namespace
+
+std::wstring SettingsFile() { return DataFolder() + L"\\" + settingsFileName; }
+
+ComPtr<_CXMLSettings> LoadSettings() {
+    ComPtr<_CXMLSettings> settings;
+    const std::wstring file = SettingsFile();
+    if (GetFileAttributesW(file.c_str()) == INVALID_FILE_ATTRIBUTES) return settings;
+    Check(CoCreateInstance(__uuidof(CXMLSettings), nullptr, CLSCTX_INPROC_SERVER,
+                           __uuidof(_CXMLSettings), reinterpret_cast<void**>(settings.put())),
+          "making a settings store");
+    Check(settings->put_FileName(Bstr(file).get()), "naming the settings file");
+    try {
+        Check(settings->LoadFile(), "it cannot be loaded");
+    } catch (const Failure& e) {
+        const std::string damage = DamageOf(file);
+        throw DamagedFile(damage.empty() ? e.what() : damage);
+    }
+    return settings;
+}
+
+SettingsTrouble TroubleOfSettings() {
+    const std::wstring folder = DataFolder();
+    std::error_code ignored;
+    if (!std::filesystem::is_directory(folder + L"\\", ignored))
+        return {"the data folder " + ToUtf8(folder) + " is not there, and the defaults hold",
+                "Make it, or name another in the environment variable VTDL_DATA."};
+    try {
+        LoadSettings();
+    } catch (const DamagedFile& e) {
+        return {"the settings file " + ToUtf8(SettingsFile()) + " is damaged, " + e.what() +
+                    ", and the defaults hold",
+                "Mend it there, or move the file away."};
+    }
+    return {};
+}
+
+void WarnOfSettings() {
+    const SettingsTrouble trouble = TroubleOfSettings();
+    if (!trouble.what.empty())
+        std::cerr << "vtdl: warning: " << Printable(trouble.what) << ". " << trouble.remedy << '\n';
+}
+
+std::wstring ReadSetting(_CXMLSettings* settings, std::wstring_view section, std::wstring_view key,
+                         std::wstring_view fallback) {
+    if (!settings) return std::wstring(fallback);
+    Bstr sectionName(section), keyName(key), defaultValue(fallback), value;
+    Check(settings->GetSetting(sectionName.put(), keyName.put(), defaultValue.put(), value.put()),
+          "reading a setting");
+    return std::wstring(value.view());
+}
+
+std::wstring HostOf(_CXMLSettings* settings, std::string_view service) {
+    return ReadSetting(settings, L"hosts", ToWide(service), L"127.0.0.1:8733");
+}
+
+std::vector<Setting> AllSettings(_CXMLSettings* settings) {
+    std::vector<Setting> all;
+    SAFEARRAY* sections = nullptr;
+    long count = 0;
+    Check(settings->EnumerateAllSections(&sections, &count), "listing the settings");
+    const auto isUpper = [](wchar_t c) { return c >= L'A' && c <= L'Z'; };
+    for (const std::wstring& section : NamesIn(sections)) {
+        // The store would look into the section that is called so in lower case.
+        if (std::ranges::any_of(section, isUpper)) {
+            all.push_back({ToUtf8(section), "", ""});
+            continue;
+        }
+        SAFEARRAY* keys = nullptr;
+        Bstr name(section);
+        Check(settings->EnumerateAllKeys(name.put(), &keys, &count), "listing a section");
+        const std::vector<std::wstring> names = NamesIn(keys);
+        for (const std::wstring& key : names)
+            all.push_back(
+                {ToUtf8(section), ToUtf8(key), ToUtf8(ReadSetting(settings, section, key, L""))});
+        if (names.empty()) all.push_back({ToUtf8(section), "", ""});
+    }
+    return all;
+}
+
+std::vector<std::string> ReachFaults(const std::vector<std::wstring>& hosts) {
+    WSADATA data;
+    const auto answered = std::make_shared<Answered>();
+    answered->faults.resize(hosts.size(), noAnswer);
+    answered->open = hosts.size();
+    if (WSAStartup(MAKEWORD(2, 2), &data) != 0) return answered->faults;
+    for (std::size_t i = 0; i < hosts.size(); ++i)
+        std::thread([answered, i, host = hosts[i]] {
+            std::string fault = ReachFault(host);
+            const std::lock_guard lock(answered->mutex);
+            answered->faults[i] = std::move(fault);
+            --answered->open;
+            answered->changed.notify_one();
+        }).detach();
+    std::unique_lock lock(answered->mutex);
+    answered->changed.wait_for(lock, patience, [&] { return answered->open == 0; });
+    return answered->faults;  // the sockets' library stays: a thread may use it yet
+}
+
+std::string WhyNothing(const Session& session, const std::vector<std::string>& assignments) {
+    const Fault fault = SessionFault(session);
+    const ComPtr<_CXMLSettings> settings = SettingsIfAny();
+    return session.SourceName() + ": " +
+           (IsNothing(session, fault, settings.get()) ? NoRows(session, assignments)
+                                                      : Explained(session, fault, settings.get())) +
+           LogHint(settings.get());
 }
 
 }  // namespace vtdl::host

@@ -14,8 +14,19 @@ namespace vtdl::host {
 
 std::wstring SettingsFile();
 
-/// Nothing when there is no file; throws Failure when it cannot be read.
+/// Nothing when there is no file; throws Failure, which says where it is damaged, when it cannot be
+/// read.
 ComPtr<_CXMLSettings> LoadSettings();
+
+/// Why the settings do not count, in a sentence with its remedy: a data folder that is not there, a
+/// file that is damaged. Empty when they do, or when nobody has made any.
+struct SettingsTrouble {
+    std::string what, remedy;
+};
+SettingsTrouble TroubleOfSettings();
+
+/// The same on standard error.
+void WarnOfSettings();
 
 /// The value of a key, or the fallback, also without settings.
 std::wstring ReadSetting(_CXMLSettings* settings, std::wstring_view section, std::wstring_view key,
@@ -27,18 +38,13 @@ std::wstring HostOf(_CXMLSettings* settings, std::string_view service);
 /// A section in which the store finds nothing comes with an empty key.
 std::vector<Setting> AllSettings(_CXMLSettings* settings);
 
-/// Asks all of them at once, each "host" or "host:port", and waits three seconds at most; a host
-/// that has not answered by then does not.
-std::vector<bool> Answering(const std::vector<std::wstring>& hosts);
+/// Asks all of them at once, each "host" or "host:port", and waits three seconds at most. Why it
+/// takes no connection, for each; empty for one that does.
+std::vector<std::string> ReachFaults(const std::vector<std::wstring>& hosts);
 
-/// Nothing went wrong, but nothing came either.
-bool IsNothing(const Session& session, const Fault& fault);
-
-/// The session's error with what it means here: whose host cannot be reached, what a DDE error's
-/// name says, that a source has no format. Asks the host whether it is there.
-std::string Explained(const Session& session, const Fault& fault);
-
-/// The range that was asked, whether it was chosen, and the log if something is in it.
-std::string NoRows(const Session& session, const std::vector<std::string>& assignments);
+/// Why a download brought nothing, and what to do about it, behind the source's name: what was
+/// asked where the service has nothing, else the session's error with what it means here. Asks the
+/// host whether it is there.
+std::string WhyNothing(const Session& session, const std::vector<std::string>& assignments);
 
 }  // namespace vtdl::host

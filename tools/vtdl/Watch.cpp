@@ -55,7 +55,8 @@ Result FittingRows(const Result& result) {
 // Shows updates in place on a terminal, else one below the other.
 class Display {
 public:
-    explicit Display(const Session& session) : m_session(session) {}
+    Display(const Session& session, const std::vector<std::string>& assignments)
+        : m_session(session), m_assignments(assignments) {}
 
     void ShowUpdate() {
         ComPtr<_CData> data;
@@ -66,7 +67,7 @@ public:
         m_last = std::move(data);
         if (isNew) m_table = TableOf(IsOutputTerminal() ? FittingRows(result) : result);
         const std::string now = Now();
-        const std::string failure = isNew ? "" : m_session.SourceName() + ": " + Reason() + "\n";
+        const std::string failure = isNew ? "" : Reason() + "\n";
         if (IsOutputTerminal())
             m_screen.Draw(now + "\n\n" + m_table + failure);
         else if (isNew)
@@ -77,14 +78,11 @@ public:
 
     bool HasShown() const { return !m_table.empty(); }
 
-    std::string Reason() const {
-        const Fault fault = SessionFault(m_session);
-        return IsNothing(m_session, fault) ? "the service sent nothing"
-                                           : Explained(m_session, fault);
-    }
+    std::string Reason() const { return WhyNothing(m_session, m_assignments); }
 
 private:
     const Session& m_session;
+    const std::vector<std::string>& m_assignments;
     Screen m_screen;
     ComPtr<_CData> m_last;
     std::string m_table;  // the last one, which stands while downloads fail
@@ -93,8 +91,12 @@ private:
 // Sees the session through until Ctrl-C or so many updates; 0 = no end.
 class Watcher {
 public:
-    Watcher(const Session& session, DWORD interval, unsigned count)
-        : m_session(session), m_interval(interval), m_count(count), m_display(session) {}
+    Watcher(const Session& session, const std::vector<std::string>& assignments, DWORD interval,
+            unsigned count)
+        : m_session(session),
+          m_interval(interval),
+          m_count(count),
+          m_display(session, assignments) {}
 
     void Run() {
         const ComPtr<ProgressSink> sink(
@@ -106,8 +108,7 @@ public:
         while (!IsOver()) Wait();
         Do(m_session.get()->Done());
         Do(m_session.get()->putref_Progressor(nullptr));
-        if (!IsInterrupted() && !m_display.HasShown())
-            throw Failure(m_session.SourceName() + ": " + m_display.Reason());
+        if (!IsInterrupted() && !m_display.HasShown()) throw Failure(m_display.Reason());
     }
 
 private:
@@ -154,6 +155,7 @@ void Watch(const WatchOptions& options) {
     if (requests.size() > 1)
         throw UsageError("TICKER: watch takes one ticker; run a vtdl of its own for each");
     const Library library;
+    WarnOfSettings();
     const ComPtr<_CDataSource> source = library.Source(options.source);
     const std::string name = TextOf(source.get(), &_CDataSource::get_Name);
     const SourceParameters sourceParameters(source.get(), name, options.sourceAssignments);
@@ -168,7 +170,7 @@ void Watch(const WatchOptions& options) {
                                                   : usualInterval;
     // A session that repeats itself takes a period to end.
     const InterruptGuard guard(isPeriodWanted && PeriodOf(session) ? interval : 0);
-    Watcher(session, interval, options.count).Run();
+    Watcher(session, requests[0].assignments, interval, options.count).Run();
 }
 
 }  // namespace vtdl::host

@@ -41,7 +41,9 @@ constexpr const char* parametersExamples = R"(Example:
 
 constexpr const char* getExamples =
     R"(Names and choices are accepted in any case, with an underscore for a blank. Dates are
-written 2008-01-31, numbers 12.5, truth values True and False.
+written 2008-01-31, numbers 12.5, truth values True and False. With several blocks CSV has a first
+column BLOCK: CALLS; of several tickers AAPL, or AAPL CALLS where a ticker has several blocks.
+JSON has the same names as keys. A table shows six decimals at most, CSV and JSON all digits.
 
 Examples:
   vtdl get YAHOOHIST TICKER=AAPL STARTDATE=2008-09-15 ENDDATE=2008-10-14
@@ -97,18 +99,19 @@ void DescribeGet(CLI::App& app, GetOptions& options) {
     command->footer(getExamples);
     command->add_option("SOURCE", options.source, "Name of the source")->required();
     command->add_option("NAME=VALUE", options.assignments,
-                        "Parameters; `vtdl parameters SOURCE` lists them; several tickers are "
-                        "TICKER=A,B");
+                        "Parameters; `vtdl parameters SOURCE` lists them; several tickers, "
+                        "TICKER=A,B, bring blocks that are called after them");
     AddSourceParameters(*command, options.sourceAssignments);
     command
         ->add_option("--timeout", options.timeout,
                      "Seconds that a request may take, above the settings' timeout and total")
         ->check(CLI::Range(1, 100000));
-    command->add_option("--format", options.format, "table, csv or json")
-        ->check(CLI::IsMember({"table", "csv", "json"}))
-        ->capture_default_str();
+    command
+        ->add_option("--format", options.format,
+                     "table, csv or json; otherwise what --output ends with, else table")
+        ->transform(CLI::IsMember({"table", "csv", "json"}, CLI::ignore_case));
     command->add_option("--separator", options.separator, "Between the fields of CSV")
-        ->check(CLI::IsMember({",", ";", "|", "tab"}))
+        ->transform(CLI::IsMember({",", ";", "|", "tab"}, CLI::ignore_case))
         ->capture_default_str();
     command->add_option("--decimal", options.decimal, "Decimal separator of the numbers in CSV")
         ->check(CLI::IsMember({".", ","}))
