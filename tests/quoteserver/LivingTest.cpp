@@ -44,7 +44,7 @@ TEST(LivingTest, RecordedRepliesBecomeFiles) {
     EXPECT_TRUE(HasLine(split.files.at(".csv"),
                         "2021-07-16,76.122,76.628,72.292,72.644,172056000,18.126678"));
     EXPECT_TRUE(HasLine(split.files.at(".csv"),
-                        "2021-07-20,18.73,18.838,18.164,18.612,434687008,18.576828"));
+                        "2021-07-20,18.73,18.838,18.164,18.612,434687000,18.576828"));
     EXPECT_TRUE(HasLine(split.files.at(".splits.csv"), "2021-07-20,4"));
 
     // Days that begin at midnight in London and in New York; no volume is "000".

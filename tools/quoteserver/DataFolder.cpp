@@ -13,6 +13,7 @@ namespace {
 constexpr std::string_view priceSuffix = ".csv";
 constexpr std::string_view dividendSuffix = ".dividends.csv";
 constexpr std::string_view optionSuffix = ".options.csv";
+constexpr std::string_view quoteSuffix = ".quote.csv";
 constexpr std::string_view splitSuffix = ".splits.csv";
 constexpr std::string_view futuresSuffix = ".futures.csv";
 constexpr std::string_view quotesName = "quotes.csv";
@@ -39,12 +40,12 @@ bool SameName(const std::filesystem::path& file, std::string_view name) {
 // "SPY.dividends" and "quotes" name files too, but not such of prices.
 bool IsNameOfOtherData(std::string_view name) {
     return SameTicker(name, quotesName) ||
-           std::ranges::any_of(std::array{dividendSuffix, optionSuffix, futuresSuffix, splitSuffix},
-                               [&](std::string_view suffix) {
-                                   return name.size() >= suffix.size() &&
-                                          SameTicker(name.substr(name.size() - suffix.size()),
-                                                     suffix);
-                               });
+           std::ranges::any_of(
+               std::array{dividendSuffix, optionSuffix, futuresSuffix, splitSuffix, quoteSuffix},
+               [&](std::string_view suffix) {
+                   return name.size() >= suffix.size() &&
+                          SameTicker(name.substr(name.size() - suffix.size()), suffix);
+               });
 }
 
 std::string ReadAll(const std::filesystem::path& file, const std::string& name) {
@@ -143,6 +144,11 @@ std::optional<DataFile> DataFolder::Splits(std::string_view ticker) const {
     return isOwn             ? ReadFrom(m_folder, std::string(ticker).append(splitSuffix))
            : m_store.empty() ? std::nullopt
                              : ReadFrom(m_store, FileNameOf(ticker).append(splitSuffix));
+}
+
+std::optional<DataFile> DataFolder::Quote(std::string_view ticker) const {
+    return m_store.empty() ? std::nullopt
+                           : ReadFrom(m_store, FileNameOf(ticker).append(quoteSuffix));
 }
 
 std::optional<DataFile> DataFolder::Quotes() const { return Read(std::string(quotesName)); }

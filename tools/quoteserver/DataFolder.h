@@ -38,6 +38,8 @@ public:
     std::optional<DataFile> Futures(std::string_view ticker) const;
     // Of the folder that the prices are from.
     std::optional<DataFile> Splits(std::string_view ticker) const;
+    // The quote that a living source gave.
+    std::optional<DataFile> Quote(std::string_view ticker) const;
     // The quotes of all tickers.
     std::optional<DataFile> Quotes() const;
     // A file by its name, in any case.

@@ -89,11 +89,24 @@ Quote QuoteTable::Of(std::string_view ticker) const {
     const auto row = std::ranges::find_if(
         m_rows, [&](const Cells& cells) { return SameTicker(cells[m_tickerColumn], ticker); });
     if (row == m_rows.end()) {
-        return OfDailyPrices(ticker);
+        const Quote living = OfLivingSource(ticker);
+        return living.IsKnown() ? living : OfDailyPrices(ticker);
     }
     std::vector<std::pair<std::string, std::string>> values;
     for (std::size_t i = 0; i < m_header.size(); ++i) {
         values.emplace_back(m_header[i], (*row)[i]);
+    }
+    return Quote(std::move(values));
+}
+
+// A file of one quote, with a header of its own.
+Quote QuoteTable::OfLivingSource(std::string_view ticker) const {
+    const std::optional<DataFile> file = IsTicker(ticker) ? m_folder.Quote(ticker) : std::nullopt;
+    std::string_view text = file ? file->text : std::string_view();
+    const Cells header = SplitCells(TakeLine(text)), cells = SplitCells(TakeLine(text));
+    std::vector<std::pair<std::string, std::string>> values;
+    for (std::size_t i = 0; i < header.size() && header.size() == cells.size(); ++i) {
+        values.emplace_back(header[i], cells[i]);
     }
     return Quote(std::move(values));
 }

@@ -44,6 +44,7 @@ private:
     using Cells = std::vector<std::string>;
 
     void Parse(std::string_view text, const Complaints& complain);
+    Quote OfLivingSource(std::string_view ticker) const;
     Quote OfDailyPrices(std::string_view ticker) const;
 
     DataFolder m_folder;

@@ -14,6 +14,7 @@ namespace quoteserver::living {
 
 enum class Kind { History, Quotes, Options };
 
+inline constexpr Kind allKinds[] = {Kind::History, Kind::Quotes, Kind::Options};
 inline constexpr const char* kindNames[] = {"history", "quotes", "options"};
 
 inline const char* NameOf(Kind kind) { return kindNames[static_cast<int>(kind)]; }

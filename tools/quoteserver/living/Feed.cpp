@@ -193,8 +193,9 @@ Outcome Feed::Judge(const WebAnswer& answer, const Ask& ask, const Today& today)
     if (reading.state != State::Rows) {
         return outcome;
     }
-    if (ask.kind == Kind::Options) {
-        outcome.files[".options.csv"] = std::move(reading.chain);
+    if (ask.kind != Kind::History) {
+        outcome.files[ask.kind == Kind::Quotes ? ".quote.csv" : ".options.csv"] =
+            std::move(reading.table);
         return outcome;
     }
     try {

@@ -8,6 +8,7 @@
 #include <ctime>
 #include <iostream>
 
+#include "QuoteTable.h"
 #include "Services.h"
 #include "living/Numbers.h"
 
@@ -60,6 +61,19 @@ std::vector<Ask> AsksOf(const Request& request, const DataFolder* own) {
     } else if (path == "/finance/historical") {
         const std::string_view ticker = query.value("q");
         add(Kind::History, ticker.substr(ticker.find(':') + 1), &DataFolder::Prices);
+    } else if (path == "/d/quotes.csv" || path == "/cgi-bin/vestora.exe") {
+        std::string tickers(query.value(path == "/d/quotes.csv" ? "s" : "TICKER"));
+        std::ranges::replace(tickers, ' ', ',');
+        std::optional<QuoteTable> quotes;
+        if (own) {
+            quotes.emplace(*own);
+        }
+        for (std::string_view rest = tickers; !rest.empty();) {
+            const std::string ticker(TakeField(rest, ','));
+            if (IsTicker(ticker) && !(quotes && quotes->Of(ticker).IsKnown())) {
+                asks.push_back({Kind::Quotes, InCapitals(ticker)});
+            }
+        }
     } else if (path == "/DelayedQuote/QuoteTableDownload.aspx") {
         add(Kind::Options, Query(request.body).valueOfKeyEnding("txtTicker"), &DataFolder::Options);
     }
@@ -80,7 +94,11 @@ Keeper::Keeper(net::io_context& context, const FeedsFile& file, std::unique_ptr<
 net::awaitable<Readiness> Keeper::Ready(std::vector<Ask> asks, bool isLocal) {
     const Clock::time_point end = Clock::now() + m_file.patience;
     std::vector<std::shared_ptr<Flight>> flights;  // all start at once
-    for (const Ask& ask : asks) {
+    for (Ask& ask : asks) {
+        // Without sources of quotes, daily prices stand for them, with their date.
+        if (ask.kind == Kind::Quotes && m_file.LineUpOf(Kind::Quotes).empty()) {
+            ask.kind = Kind::History;
+        }
         flights.push_back(Launch(ask, isLocal));
     }
     Readiness all;
@@ -134,11 +152,14 @@ std::shared_ptr<Keeper::Flight> Keeper::Launch(const Ask& ask, bool isLocal) {
     if (m_flights.size() > most) {
         std::erase_if(m_flights, [](const auto& entry) { return entry.second->outcome; });
     }
-    std::shared_ptr<Flight>& flight = m_flights[{ask, isLocal}];
-    if (!flight || (flight->outcome && now - flight->landed >= retry)) {
-        flight = std::make_shared<Flight>();
-        AskNext(ask, isLocal, 0, {});
+    const auto current = m_flights.find({ask, isLocal});
+    if (current != m_flights.end() &&
+        !(current->second->outcome && now - current->second->landed >= retry)) {
+        return current->second;
     }
+    const auto flight = std::make_shared<Flight>();
+    m_flights[{ask, isLocal}] = flight;
+    AskNext(ask, isLocal, 0, {});  // it may land at once
     return flight;
 }
 
@@ -290,9 +311,9 @@ void Keeper::Log(const std::string& line) {
 Outcome Keeper::Try(const std::string& name, const std::string& ticker) {
     for (const std::unique_ptr<Feed>& feed : m_feeds) {
         if (feed->Spec().name == name) {
-            const Kind kind =
-                feed->Spec().recipe.Serves(Kind::Options) ? Kind::Options : Kind::History;
-            return feed->Fetch({kind, InCapitals(ticker)}, TodayAt(Clock::now()));
+            const auto kind = std::ranges::find_if(
+                allKinds, [&](Kind k) { return feed->Spec().recipe.Serves(k); });
+            return feed->Fetch({*kind, InCapitals(ticker)}, TodayAt(Clock::now()));
         }
     }
     throw std::runtime_error("there is no feed " + name);

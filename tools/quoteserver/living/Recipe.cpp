@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdio>
+#include <map>
 #include <regex>
 
 #include "living/Chain.h"
@@ -89,7 +91,9 @@ Recipe::Events EventsOf(Section& section, const std::string& key) {
 void ReadColumns(Recipe& recipe, Section& section) {
     const Json* columns = section.Find("columns");
     if (!columns) {
-        section.Complain("columns", "is missing");
+        if (recipe.quote.empty()) {
+            section.Complain("columns", "is missing");
+        }
         return;
     }
     const bool isCsv = recipe.format == Recipe::Format::CsvText;
@@ -157,8 +161,10 @@ Recipe ReadRecipe(Section& section) {
             *pointer = PointerOf(part, name);
         }
     }
+    recipe.quote = section.TextsByName("quote");
     ReadColumns(recipe, section);
-    if (!recipe.date.IsGiven() && !recipe.option.IsGiven()) {
+    const bool isHistory = !recipe.option.IsGiven() && recipe.quote.empty();
+    if (!recipe.date.IsGiven() && (isHistory || recipe.close.IsGiven())) {
         section.Complain("date", "is missing");
     }
     recipe.dividends = EventsOf(section, "dividends");
@@ -191,6 +197,8 @@ std::string SymbolOf(const Recipe& recipe, const std::string& ticker) {
 
 namespace {
 
+constexpr double latestTime = 253402300800.0;  // the year 10000, in seconds
+
 // One reply, one way to its values: a row is an object, or an index into parallel lists, or a line.
 class Reader {
 public:
@@ -215,6 +223,7 @@ private:
     static void AddEvents(History& history, Date day, double amount, double shares);
     void ReadParallel(const Json& root, Reading& reading) const;
     void ReadEach(const Json& list, Reading& reading) const;
+    std::string ReadQuote(const Json& root) const;
     std::string ReadChain(const Json& document, const Json& list, std::size_t& dropped) const;
 
     // Each price column, with the member of a bar that it fills.
@@ -281,15 +290,14 @@ double Reader::Number(const Json* value) const {
         throw Nonsense("a number is " + std::string(value->type_name()));
     }
     const double number = value->get<double>();
-    return m_recipe.isFloat32 ? FromFloat32(number) : number;
+    return m_recipe.isFloat32 && value->is_number_float() ? FromFloat32(number) : number;
 }
 
 // A bar of a currency or a future may begin at local midnight, and the offset is today's: without
 // three hours more, half the year the day would be the one before.
 Date Reader::Day(double epoch) const {
-    constexpr double latest = 253402300800.0;  // the year 10000
     const double time = m_recipe.dates == Recipe::Dates::Milliseconds ? epoch / 1000 : epoch;
-    if (!(std::abs(time) < latest)) {
+    if (!(std::abs(time) < latestTime)) {
         throw Nonsense("a time that is none");
     }
     return floor<days>(sys_seconds(seconds(static_cast<long long>(time))) + m_offset + 3h);
@@ -500,13 +508,17 @@ Reading Reader::ReadJson() {
         m_offset = seconds(std::abs(value) <= 86400 ? static_cast<int>(value) : 0);
     }
     Reading reading;
+    if (m_ask.kind == Kind::Quotes) {
+        reading.table = ReadQuote(*root);
+        return reading;
+    }
     const Json* list = m_recipe.each.empty() ? root : At(*root, m_recipe.each);
     if (!list) {
         throw Nonsense("there is nothing at " + m_recipe.each);
     }
     if (m_recipe.option.IsGiven()) {
-        reading.chain = ReadChain(document, *list, reading.dropped);
-        reading.state = reading.chain.empty() ? State::NoRows : State::Rows;
+        reading.table = ReadChain(document, *list, reading.dropped);
+        reading.state = reading.table.empty() ? State::NoRows : State::Rows;
         return reading;
     }
     if (m_recipe.each.empty() && !root->is_array()) {
@@ -519,6 +531,61 @@ Reading Reader::ReadJson() {
         reading.state = State::NoRows;
     }
     return reading;
+}
+
+// A header and a line, as quotes.csv has them. Commas would shift the columns of clients.
+std::string Reader::ReadQuote(const Json& root) const {
+    std::map<std::string, std::string> values{{"s", m_ask.ticker}};
+    std::map<std::string, double> numbers;
+    for (const auto& [letters, place] : m_recipe.quote) {
+        const Json* value = At(root, place);
+        if (!value || value->is_null()) {
+            continue;
+        }
+        if (value->is_string()) {
+            std::string text = PrintableText(value->get<std::string>());
+            std::erase_if(text, [](char c) { return c == ',' || c == '"'; });
+            values[letters] = text;
+            continue;
+        }
+        const double number = Number(value);
+        if (letters != "time") {
+            numbers[letters] = number;
+            values[letters] = DecimalText(number);
+            continue;
+        }
+        if (!(std::abs(number) < latestTime)) {
+            throw Nonsense("a time that is none");
+        }
+        const sys_seconds time = sys_seconds(seconds(static_cast<long long>(number))) + m_offset;
+        const year_month_day day{floor<days>(time)};
+        const hh_mm_ss clock{time - floor<days>(time)};
+        const int hour = static_cast<int>(clock.hours().count());
+        char text[64];
+        std::snprintf(text, sizeof text, "%u/%u/%d", static_cast<unsigned>(day.month()),
+                      static_cast<unsigned>(day.day()), static_cast<int>(day.year()));
+        values["d1"] = text;
+        std::snprintf(text, sizeof text, "%d:%02d%s", hour % 12 == 0 ? 12 : hour % 12,
+                      static_cast<int>(clock.minutes().count()), hour < 12 ? "am" : "pm");
+        values["t1"] = text;
+    }
+    if (!numbers.contains("l1") || !values.contains("d1")) {
+        throw Nonsense("a quote without price or time");
+    }
+    if (const auto before = numbers.find("p"); before != numbers.end() && before->second != 0) {
+        const double change = numbers["l1"] - before->second;
+        char text[64];
+        std::snprintf(text, sizeof text, "%+.2f", change);
+        values["c1"] = text;
+        std::snprintf(text, sizeof text, "%+.2f%%", 100 * change / before->second);
+        values["p2"] = text;
+    }
+    std::string header, line;
+    for (const auto& [letters, value] : values) {
+        header.append(header.empty() ? "" : ",").append(letters);
+        line.append(line.empty() ? "" : ",").append(value);
+    }
+    return header + "\n" + line + "\n";
 }
 
 std::string Reader::ReadChain(const Json& document, const Json& list, std::size_t& dropped) const {

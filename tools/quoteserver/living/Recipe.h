@@ -49,6 +49,9 @@ struct Recipe {
     Place open, high, low, close, adjusted, volume;
     Place option;  // of option tables: the symbol of 21 characters or fewer
     Place bid, ask, last, change, interest;
+    // Of quotes: the letters of quotes.csv, and where their values stand; "time" stands for d1 and
+    // t1, which are the clock's of the market.
+    std::vector<std::pair<std::string, std::string>> quote;
     // Of option tables: the share's own values, and when they stood so, in UTC.
     std::string shareLast, shareChange, shareBid, shareAsk, shareVolume, time;
     Events dividends, splits;
@@ -58,7 +61,9 @@ struct Recipe {
     std::vector<std::pair<std::string, std::string>> symbols;  // patterns, and what stands for them
 
     bool Serves(Kind kind) const {
-        return kind == (option.IsGiven() ? Kind::Options : Kind::History);
+        return kind == Kind::Options  ? option.IsGiven()
+               : kind == Kind::Quotes ? !quote.empty()
+                                      : close.IsGiven();
     }
 };
 
@@ -70,7 +75,7 @@ struct Reading {
     State state = State::Rows;
     std::string why = {};
     History history = {};
-    std::string chain = {};  // the option table, in the classic form
+    std::string table = {};  // options in the classic form, or the quote as quotes.csv has it
     std::size_t dropped = 0;
 };
 

@@ -1,0 +1,237 @@
+// The living sources at work: who is asked, how often, and what becomes of it; and the system's
+// client against a server that fails in every way there is.
+#include "living/Keeper.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <fstream>
+#include <thread>
+
+#include "Server.h"
+
+namespace quoteserver::living {
+namespace {
+
+using namespace std::chrono;
+namespace net = boost::asio;
+
+const std::string rows = "Date,Close\n2024-01-02,10\n2024-01-03,11\n";
+
+// Answers by the feed that asks.
+class ScriptedClient final : public WebClient {
+public:
+    struct Script {
+        WebAnswer answer;
+        milliseconds time{0};
+    };
+    explicit ScriptedClient(std::map<std::string, Script>& scripts, std::atomic<int>& requests)
+        : m_scripts(scripts), m_requests(requests) {}
+
+    WebAnswer Fetch(const WebRequest& request) override {
+        ++m_requests;
+        const Script& script = m_scripts.at(request.name.substr(0, request.name.find('.')));
+        std::this_thread::sleep_for(script.time);
+        return script.answer;
+    }
+
+private:
+    std::map<std::string, Script>& m_scripts;
+    std::atomic<int>& m_requests;
+};
+
+class KeeperTest : public testing::Test {
+protected:
+    void SetUp() override {
+        std::filesystem::remove_all(m_store);
+        Recipe recipe;
+        recipe.url = "http://x";
+        recipe.format = Recipe::Format::CsvText;
+        recipe.unknownStatuses = {404};
+        recipe.date = {"Date"};
+        recipe.close = {"Close"};
+        for (const char* name : {"a", "b"}) {
+            m_file.feeds.push_back({name, recipe, {}, {}, {1000, seconds(1)}});
+        }
+        m_file.feeds[1].isShared = true;
+        m_file.lineUp[0] = {0, 1};
+        m_file.store = m_store;
+        m_file.patience = seconds(1);
+        Restart();
+    }
+    void TearDown() override {
+        m_keeper.reset();
+        std::filesystem::remove_all(m_store);
+    }
+
+    void Restart() {
+        m_keeper.emplace(m_context, m_file,
+                         std::make_unique<ScriptedClient>(m_scripts, m_requests));
+    }
+
+    // "failed", or the source, with "stale" behind it.
+    std::string Ask(const std::string& ticker = "X", int askers = 1, bool isLocal = true) {
+        std::string said;
+        int ready = 0;
+        for (int i = 0; i < askers; ++i) {
+            net::co_spawn(
+                m_context,
+                [&]() -> net::awaitable<void> {
+                    const std::vector<living::Ask> asks{{Kind::History, ticker}};
+                    const Readiness readiness = co_await m_keeper->Ready(asks, isLocal);
+                    said = readiness.isFailed
+                               ? "failed"
+                               : readiness.source + (readiness.isStale ? " stale" : "");
+                    ++ready;
+                },
+                net::detached);
+        }
+        while (ready < askers) {
+            m_context.restart();
+            m_context.run_one();
+        }
+        return said;
+    }
+
+    void Age(seconds age) {
+        const std::filesystem::path note = m_store / "X.history.from.json";
+        std::ifstream in(note);
+        Json json = Json::parse(in);
+        json["fetched"] = Clock::to_time_t(Clock::now() - age);
+        std::ofstream(note) << json;
+        Restart();
+    }
+
+    const std::filesystem::path m_store =
+        std::filesystem::temp_directory_path() / ("keeper" + std::to_string(getpid()));
+    net::io_context m_context{1};
+    FeedsFile m_file;
+    std::map<std::string, ScriptedClient::Script> m_scripts{{"a", {{200, {}, {}, {}, rows}}},
+                                                            {"b", {{200, {}, {}, {}, rows}}}};
+    std::atomic<int> m_requests = 0;
+    std::optional<Keeper> m_keeper;
+};
+
+TEST_F(KeeperTest, OneRequestServesAll) {
+    m_scripts["a"].time = milliseconds(50);
+    EXPECT_EQ(Ask("X", 200), "a");
+    EXPECT_EQ(Ask(), "a");  // the copy is new enough
+    EXPECT_EQ(m_requests, 1);
+    EXPECT_TRUE(DataFolder({}, m_store).Prices("x").has_value());
+}
+
+TEST_F(KeeperTest, TheNextInTheLineUpIsAskedForEveryFailure) {
+    int ticker = 0;
+    for (const auto& [answer, said, requests] :
+         std::vector<std::tuple<WebAnswer, const char*, int>>{
+             {{0, "no connection"}, "b", 2},
+             {{500}, "b", 2},
+             {{401}, "b", 2},
+             {{404}, "b", 2},
+             {{200, {}, {}, {}, "<html>rows</html>"}, "b", 2},
+             {{200, {}, {}, {}, "Date,Close\n"}, "", 1},
+             {{200, {}, {}, {}, rows}, "a", 1}}) {
+        m_scripts["a"].answer = answer;
+        m_requests = 0;
+        EXPECT_EQ(Ask("T" + std::to_string(++ticker)), said) << answer.status;
+        EXPECT_EQ(m_requests, requests) << answer.status;
+    }
+    // What nobody knows is an answer, for a while; what cannot be had is none.
+    m_scripts["a"].answer = m_scripts["b"].answer = {404};
+    m_requests = 0;
+    EXPECT_EQ(Ask("U") + Ask("U"), "");
+    EXPECT_EQ(m_requests, 2);
+    m_scripts["b"].answer = {0, "no connection"};
+    EXPECT_EQ(Ask("V"), "failed");
+}
+
+TEST_F(KeeperTest, AnOldCopyIsBetterThanNothingForAWhile) {
+    EXPECT_EQ(Ask(), "a");
+    m_scripts["a"].answer = m_scripts["b"].answer = {0, "no connection"};
+    Age(hours(25));
+    EXPECT_EQ(Ask(), "a stale");
+    Age(hours(24 * 8));
+    EXPECT_EQ(Ask(), "failed");
+    // Days that the copy has and a source has lost, and closes that no split explains.
+    for (const char* doubtful :
+         {"Date,Close\n2024-01-03,11\n", "Date,Close\n2024-01-02,10\n2024-01-03,22\n"}) {
+        m_scripts["a"].answer = {200, {}, {}, {}, doubtful};
+        EXPECT_EQ(Ask(), "failed") << doubtful;
+    }
+    m_scripts["b"].answer = {200, {}, {}, {}, rows};
+    EXPECT_EQ(Ask(), "b");
+}
+
+TEST_F(KeeperTest, NobodyWaitsLongerThanTheirPatience) {
+    m_scripts["a"].time = milliseconds(1500);
+    const auto start = steady_clock::now();
+    EXPECT_EQ(Ask(), "failed");
+    EXPECT_LT(steady_clock::now() - start, milliseconds(1400));
+    EXPECT_EQ(Ask(), "a");  // the same request, which has come back meanwhile
+    EXPECT_EQ(m_requests, 1);
+}
+
+TEST_F(KeeperTest, ACoolDownOutlivesTheProgram) {
+    m_file.lineUp[0] = {0};
+    m_scripts["a"].answer = {429, {}, {}, "120"};
+    EXPECT_EQ(Ask(), "failed");
+    Restart();
+    EXPECT_EQ(Ask("Y"), "failed");
+    EXPECT_EQ(m_requests, 1);
+}
+
+TEST_F(KeeperTest, OthersGetNothingOfWhatMayNotBeShared) {
+    EXPECT_EQ(Ask(), "a");
+    EXPECT_EQ(Ask("X", 1, false), "b");  // whose copy it is now
+    EXPECT_EQ(Ask("X", 1, false), "b");
+    EXPECT_EQ(m_requests, 2);
+    m_file.lineUp[0] = {0};
+    EXPECT_EQ(Ask("Y", 1, false), "failed");
+}
+
+// A server that breaks its replies, or redirects.
+WebAnswer FetchFrom(Fault fault, const std::string& path = "/") {
+    Routes routes;
+    routes.Add("GET", "/", [](const Request&) {
+        return Reply{200, "text/csv", std::string(5000, 'a')};
+    });
+    const auto redirect = [&](const char* from, const char* to) {
+        routes.Add("GET", from, [to](const Request&) {
+            return Reply{302, "", "", {{"Location", to}}};
+        });
+    };
+    redirect("/here", "/");
+    redirect("/elsewhere", "http://localhost:1/");
+    redirect("/round", "/round");
+    net::io_context context(1);
+    Server server(context, {net::ip::address_v4::loopback(), 0}, routes, {"test", false, fault});
+    net::co_spawn(context, server.Run(), net::detached);
+    std::thread thread([&] { context.run(); });
+    const WebAnswer answer = SystemWebClient("test")->Fetch(
+        {"x",
+         "http://127.0.0.1:" + std::to_string(server.Endpoint().port()) + path,
+         {},
+         seconds(1)});
+    context.stop();
+    thread.join();
+    return answer;
+}
+
+TEST(WebClientTest, OnlyAWholeReplyIsOne) {
+    EXPECT_EQ(FetchFrom(Fault::None).body.size(), 5000U);
+    EXPECT_EQ(FetchFrom(Fault::None, "/here").body.size(), 5000U);
+    for (const Fault fault : {Fault::Silent, Fault::Stall, Fault::Close, Fault::Reset,
+                              Fault::Length, Fault::Drip, Fault::Chunks, Fault::Head}) {
+        const WebAnswer answer = FetchFrom(fault);
+        EXPECT_EQ(answer.status, 0U) << static_cast<int>(fault);
+        EXPECT_NE(answer.fault, "") << static_cast<int>(fault);
+    }
+    for (const char* path : {"/elsewhere", "/round"}) {
+        EXPECT_EQ(FetchFrom(Fault::None, path).fault, "it redirects to another place");
+    }
+}
+
+}  // namespace
+}  // namespace quoteserver::living
