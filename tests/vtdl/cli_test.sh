@@ -309,6 +309,40 @@ testWatchFaults() {
   check "the others are told" [ "$(grep -c ': YAHOOHIST: .*(a page instead of a table); see' err)" = 2 ]
 }
 
+# What each outcome of a living source becomes in the classic client.
+testLiving() {
+  local prices="YAHOOHIST TICKER=NVDA STARTDATE=2021-07-16 ENDDATE=2021-07-16 --format csv"
+  cat >feeds.json <<'END'
+{"store": "store", "lineUp": {"history": ["chart"], "options": ["cboe"]},
+ "feeds": {"chart": {"recipe": "yahoo-chart"}, "cboe": {"recipe": "cboe-options"}}}
+END
+  startLiving() {
+    startQuoteServer "$data" --feeds feeds.json --replay "$1"
+    makeDataFolder "$scratch/settings" "$serverPort"
+  }
+  startLiving "$root/tests/data/living"
+  checkTable <<END
+get $prices "ADJUST VALUES=false"|0|2021-07-16,76.122,76.628,72.292,72.644,172056000,18.126678
+get $prices "ADJUST VALUES=true"|0|2021-07-16,18.99453475463906,
+get GOOGLEHIST TICKER=NVDA STARTDATE=2021-07-16 ENDDATE=2021-07-16 --format csv|0|2021-07-16,19.03,19.16,18.07,18.16,688224000
+get CBOE TICKER=AAPL --format csv|0|AAPL2607H110
+get YAHOOREALTIME TICKER=NVDA|0|NVDA daily close of 2022-01-28
+get YAHOOHIST TICKER=CAPIO|1|YAHOOHIST: the service sent no rows
+get YAHOOHIST TICKER=OTHER|1|YAHOOHIST: Download failure (0x800C0008)
+END
+  stopQuoteServer
+  mkdir nothing
+  local age
+  for age in 2 8; do
+    sed -i -E "s/(\"fetched\": )[0-9]+/\\1$(($(date +%s) - age * 86400))/" store/NVDA.history.from.json
+    startLiving nothing
+    eval "vtdl get $prices"
+    if [ $age = 2 ]; then check "an old copy" succeeds 2021-07-16,; else check "a copy that is too old" fails 1 ""; fi
+    stopQuoteServer
+  done
+  rm -f "Error Log.txt"
+}
+
 trap cleanUp EXIT
 cd "$scratch"
 startQuoteServer "$data"
@@ -317,7 +351,7 @@ registerLibrary "$build"
 
 tests='testUnregistered testUsage testPrices testServices testDocumentedCommands testDoctor testSamples
   testFailures testTickers testSettings testFiles testWatch testNoServer testOddReplies
-  testWatchFaults'
+  testWatchFaults testLiving'
 [ "${2:-}" != --short ] || tests='testPrices testServices testSamples'
 for test in $tests; do $test; done
 
