@@ -2,14 +2,16 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
+#include <unordered_map>
 #include <utility>
 
 namespace quoteserver {
 namespace {
 
+constexpr auto settled = std::chrono::seconds(2);
 constexpr std::string_view priceSuffix = ".csv";
 constexpr std::string_view dividendSuffix = ".dividends.csv";
 constexpr std::string_view optionSuffix = ".options.csv";
@@ -28,15 +30,6 @@ Char Folded(Char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<Char>(c - 'A' + 'a') : c;
 }
 
-// Compares in the file system's own character type, for a folder may also hold names that have no
-// narrow form.
-bool SameName(const std::filesystem::path& file, std::string_view name) {
-    using Unit = std::filesystem::path::value_type;
-    return std::ranges::equal(file.native(), name, [](Unit left, char right) {
-        return Folded(left) == static_cast<Unit>(Folded(right));
-    });
-}
-
 // "SPY.dividends" and "quotes" name files too, but not such of prices.
 bool IsNameOfOtherData(std::string_view name) {
     return SameTicker(name, quotesName) ||
@@ -48,29 +41,71 @@ bool IsNameOfOtherData(std::string_view name) {
                });
 }
 
-std::string ReadAll(const std::filesystem::path& file, const std::string& name) {
-    std::ifstream in(file, std::ios::binary);
-    std::string text{std::istreambuf_iterator<char>(in), {}};
-    if (!in.is_open() || in.bad()) {
-        throw std::runtime_error(name + " cannot be read");
+// Nothing without a path.
+std::optional<DataFile> ReadFile(const std::filesystem::path& path) {
+    if (path.empty()) {
+        return std::nullopt;
     }
-    return text;
+    DataFile file{path.filename().string(), {}};
+    std::ifstream in(path, std::ios::binary | std::ios::ate);
+    if (in) {
+        file.text.resize(static_cast<std::size_t>(in.tellg()));
+        in.seekg(0);
+        in.read(file.text.data(), static_cast<std::streamsize>(file.text.size()));
+        file.text.resize(static_cast<std::size_t>(in.gcount()));
+    }
+    if (!in.is_open() || in.bad()) {
+        throw std::runtime_error(file.name + " cannot be read");
+    }
+    return file;
 }
 
-// A ticker is compared with the names in the folder and never becomes a path itself. So nothing
-// outside is reached, no device of Windows (CON.csv) is opened, and case does not matter anywhere.
-std::optional<DataFile> ReadFrom(const std::filesystem::path& folder, const std::string& name) {
-    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-        if (SameName(entry.path().filename(), name) && entry.is_regular_file()) {
-            std::string realName = entry.path().filename().string();
-            std::string text = ReadAll(entry.path(), realName);
-            return DataFile{std::move(realName), std::move(text)};
-        }
-    }
-    return std::nullopt;
+std::string Lower(std::string_view text) {
+    std::string lower(text);
+    std::ranges::transform(lower, lower.begin(), Folded<char>);
+    return lower;
 }
 
 }  // namespace
+
+// The names of a folder, read again when it has changed, and for a name that is not among them. A
+// ticker is compared with the names and never becomes a path itself. So nothing outside is reached,
+// no device of Windows (CON.csv) is opened, and case does not matter anywhere.
+class FolderNames {
+public:
+    explicit FolderNames(std::filesystem::path folder) : m_folder(std::move(folder)) {}
+
+    // Empty when there is no such file.
+    std::filesystem::path Find(const std::string& name) {
+        const std::string key = Lower(name);
+        std::error_code error;
+        if (const auto found = m_names.find(key);
+            found != m_names.end() && std::filesystem::is_regular_file(found->second, error)) {
+            return found->second;
+        }
+        Scan();
+        const auto found = m_names.find(key);
+        return found == m_names.end() ? std::filesystem::path() : found->second;
+    }
+
+private:
+    void Scan() {
+        m_names.clear();
+        for (const auto& entry : std::filesystem::directory_iterator(m_folder)) {
+            const std::filesystem::path file = entry.path().filename();
+            const auto& name = file.native();
+            // A folder may also hold names that have no narrow form.
+            const bool isNarrow =
+                std::ranges::all_of(name, [](auto c) { return c > 0 && c < 128; });
+            if (isNarrow && entry.is_regular_file()) {
+                m_names.emplace(Lower(std::string(name.begin(), name.end())), entry.path());
+            }
+        }
+    }
+
+    std::filesystem::path m_folder;
+    std::unordered_map<std::string, std::filesystem::path> m_names;
+};
 
 bool IsTicker(std::string_view text) {
     static constexpr std::string_view punctuation = "^.-=_$&!@#";
@@ -95,29 +130,55 @@ std::string FileNameOf(std::string_view ticker) {
     return std::string(isPort || std::ranges::any_of(devices, isSame) ? "_" : "").append(ticker);
 }
 
-DataFolder::DataFolder(std::filesystem::path folder) : m_folder(std::move(folder)) {
-    if (!std::filesystem::is_directory(m_folder)) {
-        throw std::runtime_error("there is no data folder " + m_folder.string());
+DataFolder::DataFolder(const std::filesystem::path& folder)
+    : m_own(std::make_shared<FolderNames>(folder)) {
+    if (!std::filesystem::is_directory(folder)) {
+        throw std::runtime_error("there is no data folder " + folder.string());
     }
 }
 
-DataFolder::DataFolder(std::filesystem::path folder, std::filesystem::path store)
-    : m_folder(std::move(folder)), m_store(std::move(store)) {
-    if (!m_folder.empty()) {
-        m_folder = DataFolder(std::move(m_folder)).m_folder;
+DataFolder::DataFolder(const std::filesystem::path& folder, const std::filesystem::path& store) {
+    if (!folder.empty()) {
+        *this = DataFolder(folder);
     }
+    m_store = std::make_shared<FolderNames>(store);
+}
+
+std::filesystem::path DataFolder::PathOf(std::string_view ticker, std::string_view suffix) const {
+    std::filesystem::path path;
+    if (m_own) {
+        path = m_own->Find(std::string(ticker).append(suffix));
+    }
+    if (path.empty() && m_store) {
+        path = m_store->Find(FileNameOf(ticker).append(suffix));
+    }
+    return path;
+}
+
+std::string DataFolder::StampOf(std::string_view ticker) const {
+    std::string stamp;
+    for (const std::string_view suffix : {priceSuffix, dividendSuffix, splitSuffix}) {
+        const std::filesystem::path path = PathOf(ticker, suffix);
+        if (path.empty()) {
+            continue;
+        }
+        std::error_code error;
+        const auto time = std::filesystem::last_write_time(path, error);
+        const auto size = std::filesystem::file_size(path, error);
+        // What was written a moment ago may be written again without a later time.
+        const bool isSettled = std::filesystem::file_time_type::clock::now() - time > settled;
+        if (error || !isSettled) {
+            return {};
+        }
+        stamp.append(path.string()).append(std::to_string(time.time_since_epoch().count()));
+        stamp.append(1, ' ').append(std::to_string(size)).append(1, '\n');
+    }
+    return stamp;
 }
 
 std::optional<DataFile> DataFolder::OfTicker(std::string_view ticker,
                                              std::string_view suffix) const {
-    std::optional<DataFile> file;
-    if (!m_folder.empty()) {
-        file = ReadFrom(m_folder, std::string(ticker).append(suffix));
-    }
-    if (!file && !m_store.empty()) {
-        file = ReadFrom(m_store, FileNameOf(ticker).append(suffix));
-    }
-    return file;
+    return ReadFile(PathOf(ticker, suffix));
 }
 
 std::optional<DataFile> DataFolder::Prices(std::string_view ticker) const {
@@ -139,22 +200,20 @@ std::optional<DataFile> DataFolder::Futures(std::string_view ticker) const {
 }
 
 std::optional<DataFile> DataFolder::Splits(std::string_view ticker) const {
-    const bool isOwn =
-        !m_folder.empty() && ReadFrom(m_folder, std::string(ticker).append(priceSuffix));
-    return isOwn             ? ReadFrom(m_folder, std::string(ticker).append(splitSuffix))
-           : m_store.empty() ? std::nullopt
-                             : ReadFrom(m_store, FileNameOf(ticker).append(splitSuffix));
+    const bool isOwn = m_own && !m_own->Find(std::string(ticker).append(priceSuffix)).empty();
+    const auto& folder = isOwn ? m_own : m_store;
+    const std::string name = isOwn ? std::string(ticker) : FileNameOf(ticker);
+    return folder ? ReadFile(folder->Find(name + std::string(splitSuffix))) : std::nullopt;
 }
 
 std::optional<DataFile> DataFolder::Quote(std::string_view ticker) const {
-    return m_store.empty() ? std::nullopt
-                           : ReadFrom(m_store, FileNameOf(ticker).append(quoteSuffix));
+    return m_store ? ReadFile(m_store->Find(FileNameOf(ticker).append(quoteSuffix))) : std::nullopt;
 }
 
 std::optional<DataFile> DataFolder::Quotes() const { return Read(std::string(quotesName)); }
 
 std::optional<DataFile> DataFolder::Read(const std::string& name) const {
-    return m_folder.empty() ? std::nullopt : ReadFrom(m_folder, name);
+    return m_own ? ReadFile(m_own->Find(name)) : std::nullopt;
 }
 
 }  // namespace quoteserver

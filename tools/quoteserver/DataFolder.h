@@ -3,6 +3,7 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -24,12 +25,15 @@ bool SameTicker(std::string_view left, std::string_view right);
 // to itself.
 std::string FileNameOf(std::string_view ticker);
 
+class FolderNames;
+
+// For one thread. Copies share what they know of the folder.
 class DataFolder {
 public:
     // Throws std::runtime_error unless the folder is there.
-    explicit DataFolder(std::filesystem::path folder);
+    explicit DataFolder(const std::filesystem::path& folder);
     // Two, of which the first one counts where it has a file. It may be empty: then there is none.
-    DataFolder(std::filesystem::path folder, std::filesystem::path store);
+    DataFolder(const std::filesystem::path& folder, const std::filesystem::path& store);
 
     // Nothing when the folder has no such file; throws std::runtime_error if it cannot be read.
     std::optional<DataFile> Prices(std::string_view ticker) const;
@@ -42,13 +46,17 @@ public:
     std::optional<DataFile> Quote(std::string_view ticker) const;
     // The quotes of all tickers.
     std::optional<DataFile> Quotes() const;
+    // Changes whenever a file of the ticker's history does; empty while one has just changed.
+    std::string StampOf(std::string_view ticker) const;
     // A file by its name, in any case.
     std::optional<DataFile> Read(const std::string& name) const;
 
 private:
     std::optional<DataFile> OfTicker(std::string_view ticker, std::string_view suffix) const;
 
-    std::filesystem::path m_folder, m_store;
+    std::filesystem::path PathOf(std::string_view ticker, std::string_view suffix) const;
+
+    std::shared_ptr<FolderNames> m_own, m_store;  // null: there is none
 };
 
 }  // namespace quoteserver

@@ -96,7 +96,8 @@ Target ParseTarget(std::string_view target) {
     target = target.substr(0, target.find('#'));
     const std::size_t mark = std::min(target.find('?'), target.size());
     const std::size_t queryStart = std::min(mark + 1, target.size());
-    return {std::string(target.substr(0, mark)), Query{target.substr(queryStart)}};
+    return {std::string(target.substr(0, mark)), Query{target.substr(queryStart)},
+            std::string(target)};
 }
 
 bool IsLoopbackName(std::string_view host) {

@@ -36,6 +36,7 @@ public:
 struct Target {
     std::string path;
     Query query;
+    std::string text = {};  // as it was asked
 };
 
 // A request target ("/table.csv?s=AAPL&g=d") taken apart.

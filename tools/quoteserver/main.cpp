@@ -14,6 +14,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "Server.h"
@@ -136,13 +137,46 @@ net::ip::tcp::endpoint Loopback(const Settings& settings) {
     return {address, settings.port};
 }
 
+// Replies that need not be made again while the ticker's files stay as they are: in the morning
+// many desktops ask for the same.
+class ReplyCache {
+public:
+    template <typename Answer>
+    Reply Find(const std::string& question, const std::string& stamp, const Answer& answer) {
+        const auto found = m_replies.find(question);
+        if (found != m_replies.end() && !stamp.empty() && found->second.first == stamp) {
+            return found->second.second;
+        }
+        Reply reply = answer();
+        if (!stamp.empty()) {
+            if ((m_bytes += reply.body.size()) > mostBytes) {
+                m_replies.clear();
+                m_bytes = reply.body.size();
+            }
+            m_replies[question] = {stamp, reply};
+        }
+        return reply;
+    }
+
+private:
+    static constexpr std::size_t mostBytes = 64 * 1024 * 1024;
+
+    std::unordered_map<std::string, std::pair<std::string, Reply>> m_replies;
+    std::size_t m_bytes = 0;
+};
+
 Routes MakeRoutes(const Settings& settings, const DataFolder& folder) {
     const TableOptions tables{settings.rowsPerPage,
                               settings.dates == "iso" ? DateForm::Iso : DateForm::DayMonYy,
                               settings.comment ? settings.commentServer : ""};
     Routes routes;
+    const auto cache = std::make_shared<ReplyCache>();
+    const bool hasTime = !tables.commentServer.empty();  // at the end of each reply
     routes.Add("GET", "/table.csv", [=](const Request& request) {
-        return AnswerTable(folder, tables, request.target.query);
+        const Query& query = request.target.query;
+        const std::string stamp = hasTime ? "" : folder.StampOf(query.value("s"));
+        return cache->Find(request.target.text, stamp,
+                           [&] { return AnswerTable(folder, tables, query); });
     });
     for (const auto& [path, answer] : {std::pair{"/d/quotes.csv", &AnswerQuotes},
                                        {"/finance/historical", &AnswerHistory},
