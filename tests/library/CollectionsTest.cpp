@@ -7,15 +7,15 @@ namespace {
 
 using Items = std::vector<IDispatch*>;
 
+Ptr<IEnumVARIANT> EnumeratorOf(IDispatch* collection) {
+    return Ptr<IEnumVARIANT>(Get(collection, L"NewEnum").punkVal);
+}
+
 Items Walk(IEnumVARIANT* enumerator) {
     Items found;
     for (_variant_t item; enumerator->Next(1, &item, nullptr) == S_OK; item.Clear())
         found.push_back(item.pdispVal);
     return found;
-}
-
-Ptr<IEnumVARIANT> EnumeratorOf(IDispatch* collection) {
-    return Ptr<IEnumVARIANT>(Get(collection, L"NewEnum").punkVal);
 }
 
 class CollectionsTest : public LibraryTest {
@@ -46,11 +46,9 @@ TEST_F(CollectionsTest, KeepOrderAndFindByKeyWithoutCase) {
         EXPECT_EQ(find(L"oNE"), items[0]);
         EXPECT_EQ(find(L"\u00c4\u0436"), items[2]);
         EXPECT_EQ(find(ReferenceTo(&variable)), items[0]);
-        if (name != L"CParameters") {  // there, numbers are names too
-            EXPECT_EQ(find(2L), items[1]);
-        }
+        EXPECT_TRUE(name == L"CParameters" || find(2L) == items[1]) << "there, numbers are names";
         const std::pair<_variant_t, bool> keys[] = {
-            {L"ONE", true}, {3L, true}, {0L, false}, {4L, false}, {L"b", false}};
+            {L"ONE", true}, {3L, true}, {0L, false}, {4L, false}};
         for (const auto& [key, exists] : keys) {
             if (name == L"CDataSources") break;
             EXPECT_EQ(Get(collection, L"Exists", {key}), _variant_t(exists));

@@ -13,14 +13,13 @@ std::string Unescaped(const std::string& text) {
     static const std::string letters = "rnt0", bytes("\r\n\t\0", 4);
     std::string plain;
     for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != '\\') {
+        if (text[i] != '\\')
             plain += text[i];
-        } else if (text[++i] == 'x') {
-            plain += static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
-            i += 2;
-        } else {
+        else if (text[++i] != 'x')
             plain += bytes.at(letters.find(text[i]));
-        }
+        else
+            plain += static_cast<char>(
+                std::stoi(text.substr(std::exchange(i, i + 2) + 1, 2), nullptr, 16));
     }
     return plain;
 }
@@ -73,11 +72,11 @@ protected:
                     const std::string& reply) {
         const std::vector<std::wstring> words = Split(Wide(service), L' ');
         const std::vector<std::wstring> parts = Split(Wide(Unescaped(reply)), L'|');
-        const std::string head = Narrow(parts[0]), headers = Narrow(parts[1]);
-        LoopbackServer server([&](const std::string&) {
-            return (head.empty() ? "" : head + "\r\n") + headers + (headers.empty() ? "" : "\r\n") +
-                   (head.empty() ? "" : "\r\n") + Narrow(parts[2]);
-        });
+        std::string head, sent = Narrow(parts[2]);
+        for (const int i : {0, 1})
+            if (!parts[i].empty()) head += Narrow(parts[i]) + "\r\n";
+        if (!parts[0].empty()) head += "\r\n";
+        LoopbackServer server([&](const std::string&) { return head + sent; });
         WriteSettings({{"hosts", Narrow(words[1]), server.Host()},
                        {"hosts", "vestora", server.Host()},
                        {"http", "strict", words.size() > 2 ? "1" : "0"},

@@ -2,6 +2,7 @@
 // whole replies give, strictly or not, is in tests/data/downloads.txt.
 
 #include "support/Downloads.h"
+#include "support/HostLoop.h"
 
 namespace vtdl::tests {
 namespace {
@@ -62,15 +63,7 @@ TEST_F(FaultTest, AbortEndsADrippingDownload) {
     m_reply = HttpReply(std::string(100'000, 'x'));
     m_server.Behave({1});
     Job job(Source());
-    static _CSession* running;
-    running = job.session;
-    struct Patience {
-        static void CALLBACK Ends(HWND, UINT, UINT_PTR timer, DWORD) noexcept {
-            KillTimer(nullptr, timer);
-            running->Abort();
-        }
-    };
-    SetTimer(nullptr, 0, 200, Patience::Ends);
+    const Later patience(200, [&] { job.session->Abort(); });
     const ULONGLONG start = GetTickCount64();
     job.Start();
     EXPECT_LT(GetTickCount64() - start, 20'000u) << "all of it would take minutes";

@@ -77,7 +77,6 @@ TEST_F(SourcesTest, CboeForm) {
         for (const char* part :
              {"POST /DelayedQuote/QuoteTableDownload.aspx HTTP/1.0\r\n",
               "User-Agent: Mozilla/4.0\r\n", "Referer: /DelayedQuote/QuoteTableDownload.aspx\r\n",
-              "\r\n\r\n__EVENTTARGET=&__EVENTARGUMENT=&__VIEWSTATE=",
               "QuoteTableDownloadCtl1%24txtTicker=XYZ&ctl00%24ctl00%24AllContent%24ContentMain"
               "%24QuoteTableDownloadCtl1%24cmdSubmit=DownloadGET /DelayedQuote/QuoteData.dat "
               "HTTP/1.1"})

@@ -124,19 +124,12 @@ inline Ptr<IDispatch> GetObject(IDispatch* object, const wchar_t* member,
     return Ptr<IDispatch>(static_cast<IDispatch*>(Get(object, member, arguments)), false);
 }
 
-/// The description and source that a failed call left on the thread.
-struct ErrorInformation {
-    std::wstring source;
-    std::wstring description;
-};
-
-inline ErrorInformation TakeErrorInformation() {
+/// The description that a failed call left on the thread.
+inline std::wstring TakeDescription() {
     Ptr<IErrorInfo> information;
-    BSTR source = nullptr, description = nullptr;
-    if (GetErrorInfo(0, &information) != S_OK) return {};
-    information->GetSource(&source);
-    information->GetDescription(&description);
-    return {Taken(source), Taken(description)};
+    BSTR description = nullptr;
+    if (GetErrorInfo(0, &information) == S_OK) information->GetDescription(&description);
+    return Taken(description);
 }
 
 }  // namespace vtdl::tests

@@ -75,18 +75,6 @@ Ptr<I> New() {
 /// The same by the class's name, through its default interface's IDispatch.
 Ptr<IDispatch> New(std::wstring_view className);
 
-/// What an action throws, as "number description"; "none" if it throws nothing.
-template <class Action>
-std::wstring ErrorFrom(const wchar_t* source, Action&& action) {
-    try {
-        action();
-        return L"none";
-    } catch (const automation::Error& error) {
-        EXPECT_EQ(error.Source(), source);
-        return Hexadecimal(error.Code()) + L" " + error.Description();
-    }
-}
-
 /// The date of a day, as an automation date.
 double Day(int year, int month, int day);
 
