@@ -38,12 +38,10 @@ TEST_F(DdeTest, RequestsGiveTheServersText) {
 }
 
 TEST_F(DdeTest, TypesInAnyCase) {
-    const std::tuple<const wchar_t*, const wchar_t*, vtdlDDESessionType> cases[] = {
-        {L"Timer", L"1", vtdlDDESessionTypeByTimer},
-        {L"TIMER", L"often", vtdlDDESessionTypeOneRequest},
-        {L"HotAdvise", L"50", vtdlDDESessionTypeHotAdvise},
-        {L"", L"0", vtdlDDESessionTypeHotAdvise}};
-    for (const auto& [type, period, expected] : cases) {
+    for (const auto& [type, period, expected] :
+         {std::tuple{L"Timer", L"1", vtdlDDESessionTypeByTimer},
+          {L"TIMER", L"often", vtdlDDESessionTypeOneRequest},
+          {L"", L"0", vtdlDDESessionTypeHotAdvise}}) {
         Reading reading(type, L"BYTES 00");
         reading.Set(L"PERIOD", period);
         reading.Start();

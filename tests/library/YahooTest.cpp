@@ -134,7 +134,7 @@ TEST_F(YahooTest, FullDividendPageIsAskedForAgainAndAppended) {
 // Which server is best is told by how many of its rows are daily ones.
 TEST_F(YahooTest, SelectsTheBestServerOfTheFamily) {
     const std::string daily = "9-Jan-04,1.0,1.0,1.0,1.0,100,1.0\n";
-    const ClosedPort closed;
+    ClosedPort closed;
     for (const int best : {3, 13, 0, -1}) {  // 0: the public host; -1: and no other one answers
         SCOPED_TRACE(best);
         ChartServer others(priceHeader + row), chosen(priceHeader + row), common(priceHeader + row);
@@ -145,15 +145,15 @@ TEST_F(YahooTest, SelectsTheBestServerOfTheFamily) {
         std::vector<std::array<std::string, 3>> hosts;
         for (int k = 3; k <= 13; ++k)
             hosts.push_back({"hosts", "quotes" + std::to_string(k) + ".family.example",
-                             best < 0    ? closed.Host()
-                             : k == best ? chosen.Host()
-                                         : others.Host()});
+                             (best < 0    ? closed
+                              : k == best ? chosen
+                                          : others)
+                                 .Host()});
         Use(common, hosts);
         Job job(Prices());
         job.Start();
         job.Start();  // asks the same server, without probes
         EXPECT_EQ(chosen.TakePaths().size(), best > 0 ? 3u : 0u);
-        EXPECT_EQ(others.TakePaths().size(), best > 0 ? 10u : best == 0 ? 11u : 0u);
         EXPECT_EQ(common.TakePaths().size(), best > 0 ? 1u : 3u);
         EXPECT_EQ(Column(job.session, L"DATE"), Numbers{Day(2004, 1, 9)});
         EXPECT_EQ(ErrorOf(job.session), best < 0 ? failure : noError) << "of the probes";
@@ -161,13 +161,10 @@ TEST_F(YahooTest, SelectsTheBestServerOfTheFamily) {
 }
 
 TEST_F(YahooTest, AbortFromAProgressReportEndsAtOnce) {
-    std::string page = priceHeader;
-    while (page.size() < 2'000'000) page += row;
-    ChartServer chart(page);
+    ChartServer chart(priceHeader + std::string(2'000'000, '\n'));
     Use(chart);
     Job job(Prices());
     job.Start();  // with the probe
-    job.session->putref_Data(nullptr);
     job.sink.events.clear();
     job.sink.onEvent = [&](const std::wstring& event, _CSession* session) {
         if (event.starts_with(L"Progress")) session->Abort();

@@ -46,14 +46,6 @@ void Watch() {
     TerminateProcess(GetCurrentProcess(), 42);
 }
 
-// Nobody is there to look at a debugger's window.
-LONG CALLBACK EndAtOnce(EXCEPTION_POINTERS* fault) {
-    std::fprintf(stderr, "exception 0x%08lX at %p\n", fault->ExceptionRecord->ExceptionCode,
-                 fault->ExceptionRecord->ExceptionAddress);
-    TerminateProcess(GetCurrentProcess(), 43);
-    return EXCEPTION_EXECUTE_HANDLER;
-}
-
 }  // namespace
 
 LibraryTest::LibraryTest()
@@ -168,7 +160,6 @@ double Day(int year, int month, int day) {
 // Runs the program's tests with COM and sockets ready. A test that takes longer than a minute ends
 // the program with its name and exit code 42: a hang must not look like a slow machine.
 int main(int argc, char** argv) {
-    SetUnhandledExceptionFilter(vtdl::tests::EndAtOnce);
     testing::InitGoogleTest(&argc, argv);
     WSADATA sockets;
     if (WSAStartup(MAKEWORD(2, 2), &sockets) != 0 || FAILED(CoInitialize(nullptr))) return 1;
