@@ -65,22 +65,19 @@ TEST_F(CollectionsTest, KeepOrderAndFindByKeyWithoutCase) {
 // What fails inside a member goes to the error handler; the call succeeds and changes nothing.
 TEST_F(CollectionsTest, FailuresGoToTheErrorHandler) {
     ForEach([](const std::wstring& name, IDispatch* collection, const Items& items) {
-        const std::wstring prefix = L" in vtdl." + name + L".";
-        const std::wstring invalid = L"5, (Invalid procedure call or argument)" + prefix;
+        const std::wstring invalid = L"5, (Invalid procedure call or argument) in vtdl." + name;
         Get(collection, L"Add", {items[0], L"key"});
         Get(collection, L"Add", {items[0], L"KEY"});
         EXPECT_EQ(TakeErrors(),
-                  L"457, (This key is already associated with an element of this collection: KEY)" +
-                      prefix + L"Add\n");
-        Get(collection, L"Remove", {L"no"});
+                  L"457, (This key is already associated with an element of this "
+                  L"collection: KEY) in vtdl." +
+                      name + L".Add\n");
         Get(collection, L"Remove", {2L});
-        EXPECT_EQ(TakeErrors(), invalid + L"Remove\n" + invalid + L"Remove\n");
+        EXPECT_EQ(TakeErrors(), invalid + L".Remove\n");
         EXPECT_EQ(Get(collection, L"Count"), _variant_t(1L));
         if (name == L"CParameters") return;  // creates what is missing
-        for (const _variant_t& key : {_variant_t(L"no"), _variant_t(0L)})
-            EXPECT_EQ(Get(collection, L"Item", {key}).pdispVal, nullptr);
-        EXPECT_EQ(TakeErrors(),
-                  invalid + L"Item\n9, (Subscript out of range)" + prefix + L"Item\n");
+        EXPECT_EQ(Get(collection, L"Item", {L"no"}).pdispVal, nullptr);
+        EXPECT_EQ(TakeErrors(), invalid + L".Item\n");
     });
 }
 

@@ -77,19 +77,6 @@ protected:
     };
 };
 
-TEST_F(ErrorHandlerTest, ReportsNumberTextRoutineLineAndStack) {
-    CErrorHandler handler;
-    handler.Init(2, L"log.txt", true, false, 2, L"trace.txt");
-    handler.CallStackPush(L"vtdl.A.Outer", L"");
-    handler.CallStackPush(L"vtdl.A.Inner", L"x, 1");
-    handler.SetPendingError(automation::MakeRuntimeError(automation::RuntimeError::overflow), 12);
-    EXPECT_EQ(handler.HandleError(L""), CErrorHandler::abort);
-    EXPECT_TRUE(ReadAll("log.txt").ends_with(
-        "\r\n\tError: 6, (Overflow)\r\n\tin vtdl.A.Inner at line 12\r\n\r\n"
-        "The call stack is:\r\n                    vtdl.A.Inner(x, 1)\r\n"
-        "                    vtdl.A.Outer()\r\n"));
-}
-
 TEST_F(ErrorHandlerTest, LogsThatCannotBeWritten) {
     gErrorHandler().ErrorLogFile(L"NUL");  // cannot be locked
     EXPECT_NO_THROW(gErrorHandler().HandleError(L"x"));

@@ -84,10 +84,10 @@ TEST_F(LateCallTest, ErrorRecordOfADownload) {
     TestSource source;
     const auto session = New<::CSession, _CSession>();
     session->putref_DataSource(&source);
-    long number = static_cast<long>(0x800C0004);
     source.download = [&](_CSession* current) {
         IUnknown* caller = current;
-        return Ptr<_IProgressCallBack>(current)->Done(&caller, std::exchange(number, 0));
+        const long number = source.downloads == 1 ? static_cast<long>(0x800C0004) : 0;
+        return Ptr<_IProgressCallBack>(current)->Done(&caller, number);
     };
     for (int run = 0; run < 2; ++run) {
         session->Start();
@@ -95,13 +95,11 @@ TEST_F(LateCallTest, ErrorRecordOfADownload) {
     }
     // Not copied: Wine does not copy fields of enumeration types.
     const Called called = Invoke(session, L"Error", DISPATCH_PROPERTYGET);
+    ASSERT_EQ(called.value.vt, VT_RECORD);
     const VARIANT& record = called.value;
-    ASSERT_EQ(record.vt, VT_RECORD);
-    const auto* error = static_cast<const vtdlSessionError*>(record.pvRecord);
-    EXPECT_EQ(error->ErrorType, vtdlSessionErrorDownload);
-    EXPECT_STREQ(error->ErrorDescription, L"Cannot connect");
+    EXPECT_STREQ(static_cast<const vtdlSessionError*>(record.pvRecord)->ErrorDescription,
+                 L"Cannot connect");
     EXPECT_EQ(TextOf(Get(session, L"error", {L"ErrorNumber"})), L"-2146697212");
-    EXPECT_EQ(TextOf(Get(session, L"error", {L"NewVersionAvailable"})), L"False");
 }
 
 TEST_F(LateCallTest, SinksOfScripts) {
@@ -125,7 +123,7 @@ TEST_F(LateCallTest, SinksOfScripts) {
     EXPECT_EQ(raising.events, (Events{L"DataReady", L"Done 0"}));
     const std::wstring errors = TakeErrors();
     for (const wchar_t* part : {L"went wrong", L"vtdl.CSession.NextTick", L"vtdl.CSession.Done"})
-        EXPECT_NE(errors.find(part), std::wstring::npos) << testing::PrintToString(errors);
+        EXPECT_NE(errors.find(part), errors.npos) << testing::PrintToString(errors);
 }
 
 TEST_F(LateCallTest, RoutinesShowInTheTrace) {

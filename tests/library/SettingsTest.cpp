@@ -96,12 +96,12 @@ TEST_F(SettingsTest, KeepsValuesAsTheyAreAndNamesInLowerCase) {
 
 TEST_F(SettingsTest, PrettyPrintedTextReadsBackTheSame) {
     const auto store = NewStore();
-    const std::wstring printed =
+    const _bstr_t printed =
         L"<?xml version=\"1.0\"?><sections name=\"XML settings file\">\r\n\t<section "
         L"name=\"s\">\r\n"
         L"\t\t<key name=\"k\">\r\n\t\t\tv  w\r\n\t\t</key>\r\n\t</section>\r\n</sections>\r\n";
-    store->put_XMLString(_bstr_t(printed.c_str()));
-    EXPECT_EQ(Read(store, &_CXMLSettings::get_XMLString), printed);
+    store->put_XMLString(printed);
+    EXPECT_EQ(Read(store, &_CXMLSettings::get_XMLString), std::wstring(printed));
     EXPECT_EQ(ValueOf(store, L"s", L"k"), L"v  w");
 }
 

@@ -59,8 +59,8 @@ TEST_F(WinInetTest, GetAndPost) {
         const std::string request = server.TakeRequests().at(0);
         EXPECT_TRUE(request.starts_with(fetch.Method + " /table.csv?s=A HTTP/1.0\r\n")) << request;
         EXPECT_TRUE(request.ends_with("\r\n\r\n" + fetch.PostQuery)) << request;
-        EXPECT_TRUE(Has(request, "Referer: http://example.com/here\r\n"));
-        EXPECT_TRUE(Has(request, "User-Agent: the agent\r\n"));
+        for (const char* header : {"Referer: http://example.com/here", "User-Agent: the agent"})
+            EXPECT_TRUE(Has(request, header)) << request;
         EXPECT_EQ(Has(request, "Content-Type: application/x-www-form-urlencoded\r\n"), isPost);
         EXPECT_FALSE(Has(request, "never-sent"));
     }
@@ -125,18 +125,6 @@ TEST_F(WinInetTest, CancelAtEachState) {
         EXPECT_EQ(fetch.states, expected);
         EXPECT_EQ(fetch.Response(), "");
     }
-}
-
-TEST_F(WinInetTest, NoReply) {
-    const auto expectNone = [](const ClosedPort& server) {
-        Fetch fetch(server);
-        fetch.Execute();
-        EXPECT_EQ(fetch.states, (States{1, 3, 6, WinInet::sendFailed}));
-        EXPECT_EQ(fetch.Response(), "");
-    };
-    for (const char* reply : {"", "HTTP/1.0\r\n\r\npage"})
-        expectNone(LoopbackServer([=](const std::string&) { return reply; }));
-    expectNone(ClosedPort());
 }
 
 }  // namespace

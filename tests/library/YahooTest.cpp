@@ -107,7 +107,7 @@ TEST_F(YahooTest, LaterPages) {
         Job job(Prices());
         job.SetRange(lastDay - 1000, lastDay);
         job.Start();
-        EXPECT_EQ(chart.TakeTables().size(), 2u);
+        EXPECT_EQ(chart.TakeTables(), 2u);
         EXPECT_EQ(BlockOf(job.session) ? Column(job.session, L"DATE").size() : 0, rows);
         EXPECT_EQ(ErrorOf(job.session), error);
         EXPECT_EQ(job.Count(L"DataReady"), 1);
@@ -165,6 +165,7 @@ TEST_F(YahooTest, AbortFromAProgressReportEndsAtOnce) {
     Use(chart);
     Job job(Prices());
     job.Start();  // with the probe
+    job.session->putref_Data(nullptr);
     job.sink.events.clear();
     job.sink.onEvent = [&](const std::wstring& event, _CSession* session) {
         if (event.starts_with(L"Progress")) session->Abort();

@@ -80,15 +80,13 @@ std::string LibraryTest::TakeLog() {
 }
 
 std::wstring LibraryTest::TakeErrors() {
+    const std::string log = TakeLog();
     const std::wstring text =
-        std::filesystem::path(std::u8string(reinterpret_cast<const char8_t*>(TakeLog().c_str())))
-            .wstring();
+        std::filesystem::path(std::u8string(log.begin(), log.end())).wstring();
     std::wstring errors;
     for (std::size_t at = 0; (at = text.find(L"Error: ", at)) != std::wstring::npos; ++at) {
-        const std::size_t end = text.find(L" at line", at);
-        std::wstring report = text.substr(at + 7, end - at - 7);
-        report.replace(report.find(L"\r\n\tin "), 6, L" in ");
-        errors += report + L"\n";
+        std::wstring report = text.substr(at + 7, text.find(L" at line", at) - at - 7);
+        errors += report.replace(report.find(L"\r\n\tin "), 6, L" in ") + L"\n";
     }
     return errors;
 }
@@ -111,8 +109,8 @@ void WriteAll(const std::filesystem::path& file, const std::string& bytes) {
 }
 
 Process::Process(const std::wstring& command, HANDLE output) {
-    const std::wstring self = automation::ModulePath();
-    std::wstring line = self.substr(0, self.rfind(L'\\') + 1) + command;
+    const auto folder = std::filesystem::path(automation::ModulePath()).parent_path();
+    std::wstring line = (folder / command).wstring();
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     startup.dwFlags = output ? STARTF_USESTDHANDLES : 0;

@@ -47,15 +47,12 @@ inline double Serial(int year, unsigned month, unsigned day) {
 
 inline double PlainDate(const std::string& text) {
     const std::vector<std::string> parts = Split(text, '-');
-    const int first = std::stoi(parts[0]);
-    const int third = std::stoi(parts[2]);
-    const auto month = std::find(std::begin(monthNames), std::end(monthNames), parts[1]);
-    if (month == std::end(monthNames)) {
+    const auto month = std::ranges::find(monthNames, parts[1]) - std::begin(monthNames) + 1;
+    const int first = std::stoi(parts[0]), third = std::stoi(parts[2]);
+    if (month > 12)
         return Serial(first, static_cast<unsigned>(std::stoi(parts[1])),
                       static_cast<unsigned>(third));
-    }
-    return Serial(third + (third < 50 ? 2000 : 1900),
-                  static_cast<unsigned>(month - std::begin(monthNames)) + 1,
+    return Serial(third + (third < 50 ? 2000 : 1900), static_cast<unsigned>(month),
                   static_cast<unsigned>(first));
 }
 

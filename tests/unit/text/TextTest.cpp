@@ -4,12 +4,9 @@
 #include <cctype>
 #include <cstdio>
 #include <set>
-#include <tuple>
 
 #include "text/CalendarDate.h"
 #include "text/CaseFold.h"
-#include "text/HtmlComments.h"
-#include "text/HttpHead.h"
 #include "text/UrlEncode.h"
 
 namespace vtdl::text {
@@ -68,15 +65,6 @@ TEST(CaseFold, JoinsOnlyPairs) {
     }
 }
 
-// After one that does not end, the scan starts again at the third character.
-TEST(HtmlComments, AreRemoved) {
-    for (const auto& [text, plain] : {std::pair{"<b>c</b> -->", "<b>c</b> -->"},
-                                      {"<!---->a<!--\n--><!--c--->b<!--d-->", "ab"},
-                                      {"abcd<!-- e", "abcdcd<!-- e"},
-                                      {"abcd<!--1-->ef<!--2", "abcdefcdef<!--2"}})
-        EXPECT_EQ(RemoveHtmlComments(text), plain);
-}
-
 TEST(UrlEncode, EveryOtherByte) {
     for (int code = 0; code < 256; ++code) {
         if (code == ' ') continue;
@@ -89,26 +77,6 @@ TEST(UrlEncode, EveryOtherByte) {
         EXPECT_EQ(UrlEncode({&c, 1}, true), isPlain ? std::string(1, c) : hex) << code;
     }
     EXPECT_EQ(UrlEncode("A B", true) + UrlEncode("A B", false), "A+BA%20B");
-}
-
-TEST(HttpHead, SplitsUrls) {
-    const struct {
-        const wchar_t *url, *host;
-        long port;
-        const wchar_t* path;
-    } cases[] = {{L"http://quotes.example.com/a/b?c=d", L"quotes.example.com", 80, L"/a/b?c=d"},
-                 {L"quotes.example.com:8080/", L"quotes.example.com", 8080, L"/"},
-                 {L"host", L"host", 80, L""},
-                 {L"", L"", 80, L""},
-                 {L"h:99999999999/", L"h", 2147483647, L"/"},  // no other port instead
-                 {L"h:80x/", L"h", 80, L"/"},
-                 {L"h:8\u0661/", L"h", 80, L"/"}};
-    for (const auto& [url, host, port, path] : cases) {
-        const HttpUrl parts = SplitUrl(url);
-        EXPECT_EQ(std::tuple(parts.host, parts.port, parts.path),
-                  std::tuple(std::wstring(host), port, std::wstring(path)))
-            << host;
-    }
 }
 
 }  // namespace
