@@ -4,7 +4,6 @@
 #include <set>
 
 #include "Host.h"
-#include "support/TypeDescriptions.h"
 
 namespace vtdl::tests {
 namespace {

@@ -46,21 +46,27 @@ std::wstring ValuesText(const _variant_t& data) {
     return std::to_wstring(data.vt & VT_TYPEMASK) + L"[" + text + L"]";
 }
 
+/// The items of a collection.
+std::vector<Ptr<IDispatch>> ItemsOf(IDispatch* collection) {
+    std::vector<Ptr<IDispatch>> items;
+    const Ptr<IEnumVARIANT> each(Get(collection, L"NewEnum").punkVal);
+    for (_variant_t item; each->Next(1, &item, nullptr) == S_OK; item.Clear())
+        items.emplace_back(item.pdispVal);
+    return items;
+}
+
 std::wstring BlocksText(_CSession* session) {
-    std::wstring text;
     const auto data = Read(session, &_CSession::get_Data);
     if (!data) return L"  no data\n";
-    const auto blocks = Read(data, &_CData::get_Values);
-    Ptr<IEnumVARIANT> each(Read(blocks, &_CParameters::NewEnum));
-    for (_variant_t block; each->Next(1, &block, nullptr) == S_OK; block.Clear()) {
-        const _variant_t fields = Get(block.pdispVal, L"Value");
-        text += L"  " + TextOf(Get(block.pdispVal, L"Name")) + L"\n";
+    std::wstring text;
+    for (IDispatch* const block : ItemsOf(GetObject(data, L"Values"))) {
+        const _variant_t fields = Get(block, L"Value");
+        text += L"  " + TextOf(Get(block, L"Name")) + L"\n";
         if (fields.vt != VT_DISPATCH) continue;
-        Ptr<IEnumVARIANT> columns(Get(fields.pdispVal, L"NewEnum").punkVal);
-        for (_variant_t column; columns->Next(1, &column, nullptr) == S_OK; column.Clear())
-            text += L"    " + TextOf(Get(column.pdispVal, L"Name")) + L" " +
-                    TextOf(Get(column.pdispVal, L"DataType")) + L" " +
-                    ValuesText(Get(column.pdispVal, L"Data")) + L"\n";
+        for (IDispatch* const column : ItemsOf(fields.pdispVal))
+            text += L"    " + TextOf(Get(column, L"Name")) + L" " +
+                    TextOf(Get(column, L"DataType")) + L" " + ValuesText(Get(column, L"Data")) +
+                    L"\n";
     }
     return text;
 }

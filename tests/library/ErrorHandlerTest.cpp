@@ -207,13 +207,6 @@ TEST_F(UnattendedTest, EachSettingStandsForItselfAndTheVariableAboveTheActions) 
                                     L"ERRORHANDLER/callstack = perhaps: Type mismatch) in "
                                     L"vtdl.CManager.ApplySettings\n");
     }
-    // Also before any setting is read: the first object of an apartment.
-    WriteAll("VTDL33.Settings.xml", "damaged");
-    SetEnvironmentVariableW(L"VTDL_ACTIONS", L"6");
-    std::thread([] {
-        ApplyErrorHandlerSettingsOnce();
-        EXPECT_EQ(gErrorHandler().ErrorHandlerActions(), 6);
-    }).join();
     SetEnvironmentVariableW(L"VTDL_ACTIONS", nullptr);
 }
 

@@ -49,12 +49,8 @@ TEST_F(HttpDownloaderTest, HandlersOfALongReply) {
         if (client->Response().size() >= reply.size()) client->Disconnect();
     };
     EXPECT_EQ(Fetch(server), L"");
-    EXPECT_EQ(client->LastError(), 4);
+    EXPECT_EQ(client->LastError(), 4) << "cancelled";
     EXPECT_TRUE(client->Response() == std::wstring(reply.begin(), reply.end()));
-    onEvent = [](std::wstring_view) {};
-    client->Timeout(1);
-    EXPECT_EQ(Fetch(server), L"") << "a part is no result";
-    EXPECT_EQ(client->LastError(), 3);
 }
 
 }  // namespace

@@ -101,8 +101,8 @@ protected:
             EXPECT_EQ(job.Count(L"DataReady"), 1) << "Start gave " << started;
             EXPECT_TRUE(job.LastEvent().starts_with(L"Done ")) << "Start gave " << started;
             EXPECT_EQ(StatusOf(job.session), vtdlSessionStatusDone);
-            ErrorOf(job.session);  // its text is the host's
             const _variant_t column = ColumnOf(job.session, isPrices ? L"CLOSE" : L"DIVIDENDS");
+            ErrorOf(job.session);  // its text is the host's
             hasRows = column.vt == (VT_ARRAY | VT_R8) && NumbersOf(column) == Numbers{1, 2};
         } catch (const _com_error&) {
         }

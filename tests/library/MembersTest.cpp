@@ -9,7 +9,6 @@
 #include "automation/TypeInformation.h"
 #include "support/LibraryTest.h"
 #include "support/LoopbackServer.h"
-#include "support/TypeDescriptions.h"
 
 namespace vtdl::tests {
 namespace {

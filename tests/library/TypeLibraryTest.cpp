@@ -8,7 +8,6 @@
 
 #include "automation/TypeInformation.h"
 #include "support/LibraryTest.h"
-#include "support/TypeDescriptions.h"
 #include "typelib/TypeLibraryFile.h"
 
 namespace vtdl::tests {

@@ -108,7 +108,7 @@ TEST_F(WinInetTest, StrictRedirects) {
         EXPECT_EQ(fetch.SuccessDone, *body != 0);
         const auto requests = server.TakeRequests();
         EXPECT_EQ(requests.size(), count);
-        for (const std::string& request : requests) EXPECT_FALSE(Has(request, "Cookie"));
+        EXPECT_FALSE(Has(requests.back(), "Cookie"));
     }
     EXPECT_TRUE(other.TakeRequests().empty());
 }

@@ -20,7 +20,7 @@
 #include <random>
 #include <utility>
 
-#include "support/TypeDescriptions.h"
+#include "support/Com.h"
 
 namespace {
 

@@ -4,6 +4,7 @@
 
 #include "Replies.h"
 #include "replies/ServiceDate.h"
+#include "replies/YahooProbe.h"
 
 namespace vtdl::replies {
 namespace {
@@ -78,13 +79,11 @@ TEST(YahooTable, RowsEndWhereTheTextDoes) {
 }
 
 TEST(YahooTable, PagesWithoutRows) {
-    // A # stands for the header line, a @ for three rows.
-    for (const char* text : {"", "\n", "#", "#\n\n", "#<!-- only a comment -->\n", "Date,Open",
-                             " #@", "\n#@", "date,open\n@", "@", "<!",
-                             "<!DOCTYPE html>\n<html>\n<h1>404 Not Found</h1>\n</html>\n"}) {
-        const std::string page = ReplaceAll(ReplaceAll(text, '#', headerLine), '@', threeRows);
-        EXPECT_TRUE(ParseClean(page).empty()) << text;
-    }
+    for (const std::string& page :
+         {std::string(), headerLine + "\n\n", headerLine + "<!-- only a comment -->\n",
+          " " + headerLine + threeRows, "\n" + headerLine + threeRows, "date,open\n" + threeRows,
+          threeRows, std::string("<!"), std::string("<!DOCTYPE html>\n<html>\n</html>\n")})
+        EXPECT_TRUE(ParseClean(page).empty()) << page;
 }
 
 TEST(YahooTable, PagesAreAppended) {
@@ -168,6 +167,34 @@ TEST(YahooTable, NotFoundPage) {
          {"404 Not Found\n404 Not Found\n", "\n\n 404 Not Found\n", "\n\n\n404 Not Found\n",
           "\n\n404 Not Foun\nd", "", "Date,Open\n1,2\n404,3\n"})
         EXPECT_FALSE(IsYahooNotFoundPage(page)) << page;
+}
+
+// The score of a probe's reply; what family of servers one names is held against the documented
+// expression by the fuzz target.
+TEST(YahooProbe, ScoreCountsDailyRows) {
+    const std::string row = "9-Jan-04,1.0,1.0,1.0,1.0,100,1.0";
+    const std::pair<std::string, long> cases[] = {
+        {"Date,Ope", -1},
+        {" Date,Open\n" + row, -1},
+        {"dATE,oPEN", 0},
+        {"Date,Open\r\n" + row + "\r\n\r\n" + row + "\n<!-- x -->\n", 2},
+        {"Date,Open\n" + row + "\r" + row + "\n " + row + "\n" + row + " \n" + row + ",\n", 2},
+        {"Date,Open\n1-_-2,.,.,.,.,1,.\n1-J-04,1,1,1,1,1.0,1\n2004-01-09,1,1,1,1,1,1\n", 2},
+        {"Date,Open\n-Jan-04,1,1,1,1,1,1\n9-J\xE9-04,1,1,1,1,1,1\n9-Jan-04,1,,1,1,1,1\n", 0},
+    };
+    for (const auto& [reply, score] : cases)
+        EXPECT_EQ(YahooReplyValidityIndex(reply), score) << reply;
+}
+
+// Whatever a server sends, it is looked at once.
+TEST(YahooProbe, TimeGrowsWithTheReply) {
+    const auto start = std::chrono::steady_clock::now();
+    for (const char* piece : {" ", "a", "1", ".", "<!-- a1.b \r", "<!--\n", "<!-- a1.b x\r\n"}) {
+        std::string text = "<!-- a1.b";
+        while (text.size() < 400'000) text += piece;
+        EXPECT_EQ(FindServerFamily(text), std::nullopt) << piece;
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
 }
 
 }  // namespace
