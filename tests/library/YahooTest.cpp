@@ -2,6 +2,7 @@
 // choice of a server.
 
 #include <cstdio>
+#include <numeric>
 
 #include "support/Downloads.h"
 
@@ -78,8 +79,8 @@ TEST_F(YahooTest, PagesUntilThereIsNoFullOne) {
         job.SetRange(start, lastDay);
         job.Start();
         EXPECT_EQ(page, requests);
-        Numbers dates;
-        for (double day = start; day <= lastDay; ++day) dates.push_back(day);
+        Numbers dates(static_cast<std::size_t>(rows));
+        std::iota(dates.begin(), dates.end(), start);
         EXPECT_EQ(Column(job.session, L"DATE"), dates);
         EXPECT_EQ(Column(job.session, L"OPEN"), dates);
         EXPECT_EQ(job.Count(L"DataReady"), 1);

@@ -203,9 +203,9 @@ Description<FUNCDESC> AnyFunction(Random& random, ITypeInfo* type) {
     if (attributes->cFuncs <= first) return {};
     auto function = FunctionOf(type, first + random.Below(attributes->cFuncs - first));
     const std::wstring name = NameOf(type, function->memid);
-    unsigned rarity = name == L"SelectYahooInternalServer" ? 200 : 1;
-    for (const wchar_t* slow : {L"Start", L"NextTick", L"Download", L"Done", L"CheckForNewVersion"})
-        if (name == slow) rarity = 16;
+    const bool isSlow = name == L"Start" || name == L"NextTick" || name == L"Download" ||
+                        name == L"Done" || name == L"CheckForNewVersion";
+    const unsigned rarity = name == L"SelectYahooInternalServer" ? 200 : isSlow ? 16 : 1;
     if (isVerbose)
         std::printf("%u: %ls %s", currentStep, name.c_str(), depth ? "(nested)\n" : "\n");
     if ((function->wFuncFlags & FUNCFLAG_FRESTRICTED) || !random.OneIn(rarity)) return {};
@@ -305,15 +305,6 @@ void Step(Random& random) {
         CallThroughVtable(random, own);
 }
 
-LONG WINAPI Crashed(EXCEPTION_POINTERS* pointers) {
-    const EXCEPTION_RECORD& record = *pointers->ExceptionRecord;
-    std::printf("random_calls: exception 0x%08lX at %p (library at %p) in step %u of seed %u\n",
-                record.ExceptionCode, record.ExceptionAddress,
-                static_cast<void*>(GetModuleHandleW(L"VTDL33.dll")), currentStep, seed);
-    TerminateProcess(GetCurrentProcess(), 3);
-    return EXCEPTION_EXECUTE_HANDLER;
-}
-
 void Load(const std::wstring& path) {
     Ptr<ITypeLib> library;
     getClassObject = reinterpret_cast<decltype(getClassObject)>(
@@ -331,7 +322,6 @@ void Load(const std::wstring& path) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    SetUnhandledExceptionFilter(Crashed);
     isVerbose = std::getenv("RANDOM_CALLS_VERBOSE") != nullptr;
     std::setvbuf(stdout, nullptr, _IONBF, 0);
     if (argc != 3 && argc != 5) return 2;

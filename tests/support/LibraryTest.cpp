@@ -2,6 +2,7 @@
 
 #include <winsock2.h>
 
+#include <algorithm>
 #include <atomic>
 #include <fstream>
 #include <sstream>
@@ -106,6 +107,15 @@ std::string ReadAll(const std::filesystem::path& file) {
 
 void WriteAll(const std::filesystem::path& file, const std::string& bytes) {
     std::ofstream(file, std::ios::binary) << bytes;
+}
+
+void ExpectAsRecorded(const std::string& text, const char* fileName) {
+    const std::string recorded = ReadAll(std::filesystem::path(VTDL_TEST_DATA) / fileName);
+    if (text == recorded && !text.empty()) return;
+    const auto end =
+        std::mismatch(text.begin(), text.end(), recorded.begin(), recorded.end()).first;
+    WriteAll(std::filesystem::temp_directory_path() / fileName, text);
+    ADD_FAILURE() << fileName << " differs in line " << 1 + std::count(text.begin(), end, '\n');
 }
 
 Process::Process(const std::wstring& command, HANDLE output) {

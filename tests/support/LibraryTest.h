@@ -41,6 +41,9 @@ private:
 std::string ReadAll(const std::filesystem::path& file);
 void WriteAll(const std::filesystem::path& file, const std::string& bytes);
 
+/// A text that has to be a file of tests/data. One that differs is left in the temporary folder.
+void ExpectAsRecorded(const std::string& text, const char* fileName);
+
 /// A process of another program in this one's folder, or of this one, in the current folder. Its
 /// end is this object's.
 class Process {
