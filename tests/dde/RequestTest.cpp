@@ -45,10 +45,12 @@ TEST_F(DdeTest, TypesInAnyCase) {
         Reading reading(type, L"BYTES 00");
         reading.Set(L"PERIOD", period);
         reading.Start();
+        reading.Start();  // ends what was started before
         const Ptr<_CSessionDDE> face(reading.session);
         EXPECT_EQ(Read(face, &_CSessionDDE::get_SessionType), expected) << type << period;
         reading.session->Done();
     }
+    EXPECT_TRUE(NoConversationIsOpen());
 }
 
 // Read again, by the timer or started from its own callback, a session has one conversation.

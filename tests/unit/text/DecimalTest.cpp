@@ -37,7 +37,8 @@ void ExpectSameAsStrtod(const std::string& text) {
     const std::string used = text.substr(0, static_cast<std::size_t>(end - text.c_str()));
     const bool isZero =
         used.substr(0, used.find_first_of("eE")).find_first_of("123456789") == used.npos;
-    const bool isInRange = !std::isinf(expected) && (expected != 0 || isZero);
+    const bool isInRange =
+        end != text.c_str() && !std::isinf(expected) && (expected != 0 || isZero);
     if (!isInRange) expected = 0;
     const std::vector<char> bytes(text.begin(), text.end());
     const DecimalRead actual = ReadDecimal(bytes.data(), bytes.data() + bytes.size());
