@@ -7,7 +7,7 @@
 //
 //     BYTES 31320D0A00   exactly these bytes
 //     SIZE 1000000       a text of that many letters, with a line end
-//     SLOW 300           the text "slow", or the start of the link, after that many milliseconds
+//     SLOW 300           any text, or the start of the link, after that many milliseconds
 //     REFUSE             nothing: the request is not processed
 //     DIE                the process ends instead of answering
 //     OPEN               the number of open conversations, the asking one among them
@@ -25,8 +25,6 @@
 
 namespace {
 
-constexpr char topicName[] = "QUOTES";
-
 DWORD instance = 0;
 int conversations = 0, asked = 0;
 HSZ topic = nullptr;
@@ -35,7 +33,7 @@ HSZ topic = nullptr;
 struct Feed {
     HSZ item = nullptr;
     int rate = 0, count = 0, sent = 0;
-    ULONGLONG start = 0;
+    ULONGLONG start = GetTickCount64();
 };
 std::map<std::string, Feed> feeds;
 
@@ -45,41 +43,32 @@ std::string NameOf(HSZ handle) {
     return text;
 }
 
-HDDEDATA Bytes(std::string bytes, HSZ item) {
-    return DdeCreateDataHandle(instance, reinterpret_cast<BYTE*>(bytes.data()),
-                               static_cast<DWORD>(bytes.size()), 0, item, CF_TEXT, 0);
-}
-
-HDDEDATA Line(const std::string& text, HSZ item) {
-    return Bytes((text + "\r\n").append(1, '\0'), item);
-}
-
 HDDEDATA Answer(HSZ item) {
     const std::string name = NameOf(item), fault = name.substr(0, name.find(' '));
     const std::string argument = name.substr(std::min(fault.size() + 1, name.size()));
     const auto number = static_cast<DWORD>(std::atoi(argument.c_str()));
-    if (fault == "BYTES") {
-        std::string bytes;
+    if (fault == "DIE") TerminateProcess(GetCurrentProcess(), 0);
+    if (fault == "REFUSE") return nullptr;
+    if (fault == "SLOW") Sleep(number);
+    std::string bytes;
+    if (fault == "BYTES")
         for (std::size_t i = 0; i < argument.size(); i += 2)
             bytes += static_cast<char>(std::strtol(argument.substr(i, 2).c_str(), nullptr, 16));
-        return Bytes(bytes, item);
-    }
-    if (fault == "DIE") TerminateProcess(GetCurrentProcess(), 0);
-    if (fault == "SLOW") Sleep(number);
-    const std::map<std::string, std::string> lines{
-        {"SIZE", std::string(number, 'x')},
-        {"OPEN", std::to_string(conversations)},
-        {"COUNT", std::to_string(fault == "COUNT" ? ++asked : 0)},
-        {"RATE", name + "#" + std::to_string(feeds[name].sent)},
-        {"SLOW", "slow"}};
-    return lines.contains(fault) ? Line(lines.at(fault), item) : nullptr;
+    else
+        bytes = (fault == "SIZE"    ? std::string(number, 'x')
+                 : fault == "OPEN"  ? std::to_string(conversations)
+                 : fault == "COUNT" ? std::to_string(++asked)
+                                    : name + "#" + std::to_string(feeds[name].sent)) +
+                "\r\n" + '\0';
+    return DdeCreateDataHandle(instance, reinterpret_cast<BYTE*>(bytes.data()),
+                               static_cast<DWORD>(bytes.size()), 0, item, CF_TEXT, 0);
 }
 
 HDDEDATA StartLink(HSZ item) {
     const std::string name = NameOf(item);
     if (name == "REFUSE") return nullptr;
     if (name == "DIE") TerminateProcess(GetCurrentProcess(), 0);
-    Feed feed{item, 0, 0, 0, GetTickCount64()};
+    Feed feed{item};
     int pause = 0;
     if (std::sscanf(name.c_str(), "SLOW %d", &pause) == 1) Sleep(static_cast<DWORD>(pause));
     if (std::sscanf(name.c_str(), "RATE %d %d", &feed.rate, &feed.count) == 2) {
@@ -92,7 +81,7 @@ HDDEDATA StartLink(HSZ item) {
 HDDEDATA CALLBACK OnTransaction(UINT type, UINT format, HCONV, HSZ first, HSZ second, HDDEDATA,
                                 ULONG_PTR, ULONG_PTR) {
     if (type == XTYP_CONNECT)
-        return reinterpret_cast<HDDEDATA>(NameOf(first) == topicName ? TRUE : FALSE);
+        return reinterpret_cast<HDDEDATA>(NameOf(first) == "QUOTES" ? TRUE : FALSE);
     if (type == XTYP_CONNECT_CONFIRM) ++conversations;
     if (type == XTYP_DISCONNECT) --conversations;
     if (type == XTYP_ADVSTOP) feeds.erase(NameOf(second));
@@ -117,7 +106,7 @@ int main(int argc, char** argv) {
     const HANDLE parent =
         OpenProcess(SYNCHRONIZE, FALSE, static_cast<DWORD>(std::strtoul(argv[2], nullptr, 10)));
     if (!parent || DdeInitializeA(&instance, OnTransaction, APPCLASS_STANDARD, 0) != 0) return 1;
-    topic = DdeCreateStringHandleA(instance, topicName, CP_WINANSI);
+    topic = DdeCreateStringHandleA(instance, "QUOTES", CP_WINANSI);
     const HSZ service = DdeCreateStringHandleA(instance, argv[1], CP_WINANSI);
     if (!DdeNameService(instance, service, nullptr, DNS_REGISTER)) return 1;
     SetTimer(nullptr, 0, 10, SendFeeds);

@@ -29,8 +29,7 @@ public:
     void Stop() {
         if (!m_process) return;
         PostThreadMessageW(m_process->Thread(), WM_QUIT, 0, 0);
-        for (int i = 0; i < 500 && WaitForSingleObject(m_process->Handle(), 0); ++i) RunLoop(20);
-        EXPECT_EQ(WaitForSingleObject(m_process->Handle(), 0), WAIT_OBJECT_0) << "it does not end";
+        EXPECT_TRUE(RunLoop(enough, [&] { return !WaitForSingleObject(m_process->Handle(), 20); }));
         Kill();
     }
     /// Ends the process, as a crash does.
@@ -71,8 +70,7 @@ protected:
     }
     /// Whether the server has come to know that no conversation is open.
     static bool NoConversationIsOpen() {
-        for (int i = 0; i < 500 && Ask(L"OPEN") != L"1"; ++i) RunLoop(20);
-        return Ask(L"OPEN") == L"1";
+        return RunLoop(enough, [] { return RunLoop(20), Ask(L"OPEN") == L"1"; });
     }
 
     ServerProcess m_server{L"dde_server.exe " + Reading::Service() + L" " +

@@ -38,19 +38,19 @@ TEST_F(DdeTest, RequestsGiveTheServersText) {
 }
 
 TEST_F(DdeTest, TypesInAnyCase) {
-    const std::tuple<const wchar_t*, const wchar_t*, vtdlDDESessionType> cases[] = {
-        {L"Timer", L"1", vtdlDDESessionTypeByTimer},
-        {L"TIMER", L"often", vtdlDDESessionTypeOneRequest},
-        {L"HotAdvise", L"50", vtdlDDESessionTypeHotAdvise},
-        {L"", L"0", vtdlDDESessionTypeHotAdvise}};
-    for (const auto& [type, period, expected] : cases) {
+    for (const auto& [type, period, expected] :
+         {std::tuple{L"Timer", L"1", vtdlDDESessionTypeByTimer},
+          {L"TIMER", L"often", vtdlDDESessionTypeOneRequest},
+          {L"", L"0", vtdlDDESessionTypeHotAdvise}}) {
         Reading reading(type, L"BYTES 00");
         reading.Set(L"PERIOD", period);
         reading.Start();
+        reading.Start();  // ends what was started before
         const Ptr<_CSessionDDE> face(reading.session);
         EXPECT_EQ(Read(face, &_CSessionDDE::get_SessionType), expected) << type << period;
         reading.session->Done();
     }
+    EXPECT_TRUE(NoConversationIsOpen());
 }
 
 // Read again, by the timer or started from its own callback, a session has one conversation.

@@ -18,7 +18,7 @@ void Run(const std::string& input) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    constexpr std::size_t smallSize = 2048;
+    constexpr std::size_t smallSize = 1024;
     int inputs = 0;
     for (int i = 1; i < argc; ++i) {
         for (const auto& entry : std::filesystem::directory_iterator(argv[i])) {

@@ -21,7 +21,6 @@ protected:
 TEST_F(ServerTest, IsUnloadedWhenNothingIsAlive) {
     auto manager = Create<_CManager>(L"CManager");
     auto sources = Read(manager, &_CManager::get_DataSources);
-    EXPECT_EQ(Call("DllCanUnloadNow"), S_FALSE);
     manager = nullptr;
     EXPECT_EQ(Call("DllCanUnloadNow"), S_FALSE) << "a collection is still held";
     sources = nullptr;
@@ -68,7 +67,6 @@ TEST_F(ServerTest, FactoriesRefuseAggregationAndUnknownClasses) {
         ASSERT_EQ(get(__uuidof(::CData)), S_OK);
         EXPECT_EQ(factory->CreateInstance(factory, __uuidof(_CData), &object),
                   CLASS_E_NOAGGREGATION);
-        EXPECT_EQ(factory->CreateInstance(nullptr, __uuidof(_CSession), &object), E_NOINTERFACE);
         EXPECT_EQ(object, nullptr);
         EXPECT_EQ(factory->LockServer(locks), S_OK);
         factory = nullptr;

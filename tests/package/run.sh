@@ -63,9 +63,14 @@ disk() {
 }
 remember() { registry >"$scratch/registry.$1"; disk >"$scratch/disk.$1"; }
 same() { diff "$scratch/$1.before" "$scratch/$1.$2" >&2; }
+asBefore() {
+  remember "$1"
+  check "the registry is as before" same registry "$1"
+  check "the disk is as before" same disk "$1"
+}
 
-machineHas() { run reg query "HKLM\\$1" "/reg:$2" >/dev/null 2>&1; }
-userHas() { run reg query "HKCU\\$1" "/reg:$2" >/dev/null 2>&1; }
+# has HIVE KEY BITS: a key of the registry.
+has() { run reg query "$1\\$2" "/reg:$3" >/dev/null 2>&1; }
 lacks() { ! "$@"; }
 uninstallKey='Software\Microsoft\Windows\CurrentVersion\Uninstall\VestoraDownloadLibrary'
 machineVersion() { run reg query "HKLM\\$uninstallKey" /v DisplayVersion /reg:64 | tr -d '\r' | grep -oE '[0-9.]+$'; }
@@ -85,7 +90,7 @@ unixPath() { local path=${1#?:}; printf '%s/drive_c%s' "$WINEPREFIX" "${path//\\
 setup=VTDL-$(sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' "$root/build/win64/CMakeCache.txt")-setup.exe
 machineFolder='C:\Program Files\Vestora\VTDL'
 ask=(get YAHOOHIST TICKER=AAPL STARTDATE=2008-10-10 ENDDATE=2008-10-14 --format csv)
-managerKey() { machineHas 'Software\Classes\vtdl.CManager' "$1"; }
+manager='Software\Classes\vtdl.CManager'
 
 # Both programs of a folder download from the quote server.
 downloads() {
@@ -103,31 +108,27 @@ settings() { printf '%s\n' "$WINEPREFIX"/drive_c/users/*/AppData/Local/Vestora/V
 strictIs() { grep -qF "<key name=\"strict\">$1</key>" "$(settings)"; }
 
 testUserInstallation() {
-  local folder
+  local folder key
   check "the setup installs for oneself" run "$packages/$setup" /S
   wineserver -w
   folder=$(find "$WINEPREFIX/drive_c/users" -path '*Programs/Vestora/VTDL' -printf '%P\n')
-  check "its folder is the user's" [ -n "$folder" ]
   folder='C:\users\'${folder//\//\\}
-  check "the classes are the user's, 32-bit" userHas 'Software\Classes\vtdl.CManager' 32
-  check "the classes are the user's, 64-bit" userHas 'Software\Classes\vtdl.CManager' 64
-  check "none are the machine's" lacks managerKey 64
-  check "the programs list has it" userHas "$uninstallKey" 64
-  check "the data folder is named" userHas 'Software\Vestora\VTDL' 64
+  check "the classes are the user's, 32-bit" has HKCU "$manager" 32
+  for key in "$manager" "$uninstallKey" 'Software\Vestora\VTDL'; do
+    check "the user has $key" has HKCU "$key" 64
+  done
+  check "no classes are the machine's" lacks has HKLM "$manager" 64
   check "replies are strict" strictIs 1
   check "the samples are there" [ -f "$(unixPath "$folder")/samples/data/AAPL.csv" ]
   remember installed
   check "the comparison sees the classes" lacks same registry installed 2>/dev/null
   check "the comparison sees the files" lacks same disk installed 2>/dev/null
   check "it is removed, and what it set" uninstall "$folder" /PURGE
-  remember user
-  check "the registry is as before" same registry user
-  check "the disk is as before" same disk user
+  asBefore user
 }
 
 testMachineInstallation() {
   check "an older version installs for all users" run "$packages/old/VTDL-4.0.9-setup.exe" /S /ALLUSERS /STRICT=0
-  check "replies are not strict" strictIs 0
   check "it says so" [ "$(machineVersion)" = 4.0.9 ]
   check "it works" downloads "$machineFolder"
   echo stale >"$(unixPath "$machineFolder")/x86/stale.txt"
@@ -135,25 +136,18 @@ testMachineInstallation() {
   check "the settings file is left alone" strictIs 0
   check "it says so too" [ "$(machineVersion)" = "$(cut -d- -f2 <<<"$setup")" ]
   check "it works too" downloads "$machineFolder"
-  check "a file of somebody else stays" [ -f "$(unixPath "$machineFolder")/x86/stale.txt" ]
-  rm "$(unixPath "$machineFolder")/x86/stale.txt"
+  check "a file of somebody else stays" rm "$(unixPath "$machineFolder")/x86/stale.txt"
 }
 
+# An installation of other bitness lives when one is unregistered; installing again repairs.
 testRepair() {
-  rm "$(unixPath "$machineFolder")/x64/VTDL33.dll"
-  run 'C:\windows\syswow64\reg.exe' delete 'HKLM\Software\Classes\vtdl.CManager' /f >/dev/null
-  check "the damage shows" lacks downloads "$machineFolder" 2>/dev/null
-  check "installing again succeeds" run "$packages/$setup" /S /ALLUSERS
-  check "and repairs" downloads "$machineFolder"
-}
-
-# A second installation of other bitness lives when the first is unregistered.
-testBothBitnesses() {
   run 'C:\windows\system32\regsvr32.exe' /s /u "$machineFolder\\x64\\VTDL33.dll"
   check "the 64-bit class is gone" lacks run "$machineFolder\\x64\\vtdl.exe" sources >/dev/null 2>&1
   check "the 32-bit library still works" run "$machineFolder\\x86\\vtdl.exe" sources >/dev/null
-  check "what both share stays" managerKey 64
-  check "repaired again" run "$packages/$setup" /S /ALLUSERS
+  check "what both share stays" has HKLM "$manager" 64
+  rm "$(unixPath "$machineFolder")/x64/VTDL33.dll"
+  check "installing again succeeds" run "$packages/$setup" /S /ALLUSERS
+  check "and repairs" downloads "$machineFolder"
 }
 
 testInUse() {
@@ -173,19 +167,16 @@ testInUse() {
 
 testRemoval() {
   local data=$1 bits
-  rm -rf "$data"
   for bits in x86 x64; do
+    rm -rf "$data"
     (unset VTDL_DATA && run "$machineFolder\\$bits\\vtdl.exe" sources >/dev/null)
     check "settings go where the installation says, $bits" [ -f "$data/VTDL33.Settings.xml" ]
-    [ $bits = x64 ] || rm -rf "$data"
   done
   check "it is removed for all users" uninstall "$machineFolder" /ALLUSERS
   check "the settings are kept" [ -f "$data/VTDL33.Settings.xml" ]
   check "installed once more" run "$packages/$setup" /S /ALLUSERS
   check "removed with everything" uninstall "$machineFolder" /ALLUSERS /PURGE
-  remember machine
-  check "the registry is as before" same registry machine
-  check "the disk is as before" same disk machine
+  asBefore machine
 }
 
 testPortable() {
@@ -193,7 +184,6 @@ testPortable() {
   mkdir "$folder"
   (cd "$folder" && cmake -E tar xf "$packages/${setup%setup.exe}portable.zip")
   folder='C:\portable\'${setup%setup.exe}portable
-  check "nothing is registered" lacks managerKey 64
   check "the portable programs work" downloads "$folder"
   local bits
   for bits in x86 x64; do
@@ -203,8 +193,7 @@ testPortable() {
       <(run "$folder\\$bits\\vtdl.exe" doctor | tr -d '\r')
   done
   rm -rf "$WINEPREFIX/drive_c/portable"
-  remember portable
-  check "the registry is as before" same registry portable
+  asBefore portable
 }
 
 "$root/script/package" --output "$packages" >/dev/null
@@ -224,7 +213,6 @@ makeDataFolder "$scratch/data" "$serverPort"
 testUserInstallation
 testMachineInstallation
 testRepair
-testBothBitnesses
 testInUse
 user=$(find "$WINEPREFIX/drive_c/users" -mindepth 1 -maxdepth 1 ! -name Public)
 testRemoval "$user/AppData/Local/Vestora/VTDL"

@@ -20,7 +20,7 @@
 #include <random>
 #include <utility>
 
-#include "support/TypeDescriptions.h"
+#include "support/Com.h"
 
 namespace {
 
@@ -64,19 +64,15 @@ void* Held(Random& random, const IID& id) {
     return object;
 }
 
-/// An object of the host: a sink and a data source, which call back.
-class HostObject final : public _IProgressCallBack, public _CDataSource {
+/// A sink of the host, which calls back.
+class Sink final : public _IProgressCallBack {
 public:
-    bool isSink = true;
-
     STDMETHODIMP QueryInterface(REFIID id, void** object) override {
-        *object = nullptr;
-        if (id == __uuidof(IUnknown) || id == __uuidof(IDispatch) ||
-            (isSink && id == __uuidof(_IProgressCallBack)))
-            *object = static_cast<_IProgressCallBack*>(this);
-        if (id == __uuidof(_CDataSource)) *object = static_cast<_CDataSource*>(this);
-        if (*object) AddRef();
-        return *object ? S_OK : E_NOINTERFACE;
+        const bool isKnown = id == __uuidof(IUnknown) || id == __uuidof(IDispatch) ||
+                             id == __uuidof(_IProgressCallBack);
+        *object = isKnown ? this : nullptr;
+        m_references += isKnown;
+        return isKnown ? S_OK : E_NOINTERFACE;
     }
     STDMETHODIMP_(ULONG) AddRef() override { return ++m_references; }
     STDMETHODIMP_(ULONG) Release() override {
@@ -91,40 +87,20 @@ public:
     }
     STDMETHODIMP Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT* result, EXCEPINFO*,
                         UINT*) override {
-        return result ? Value(result) : CallBack();
+        if (result) *result = VARIANT{};
+        return CallBack();
     }
     STDMETHODIMP Start(IUnknown**) override { return CallBack(); }
     STDMETHODIMP Progress(IUnknown**, long, BSTR*) override { return CallBack(); }
     STDMETHODIMP DataReady(IUnknown**) override { return CallBack(); }
     STDMETHODIMP Done(IUnknown**, long) override { return CallBack(); }
-    STDMETHODIMP get_PriceDataType(vtdlPriceDataType* result) override { return Value(result); }
-    STDMETHODIMP get_DataFields(_CDataFields** result) override { return Give(result); }
-    STDMETHODIMP get_Description(BSTR* result) override { return Value(result); }
-    STDMETHODIMP get_Name(BSTR* result) override { return Value(result); }
-    STDMETHODIMP get_Parameters(_CParameters** result) override { return Give(result); }
-    STDMETHODIMP Download(_CSession**) override { return CallBack(); }
-    STDMETHODIMP Abort() override { return CallBack(); }
-    STDMETHODIMP Search(_CParameters**, BSTR* result) override { return Value(result); }
-    STDMETHODIMP CreateSession(_CSession** result) override { return Give(result); }
-    STDMETHODIMP Clone(_CDataSource** result) override { return Give(result); }
 
 private:
-    template <class I>
-    HRESULT Give(I** result) {
-        Random random(seed, ++callbacks);
-        *result = static_cast<I*>(Held(random, __uuidof(I)));
-        return CallBack();
-    }
-    template <class T>
-    HRESULT Value(T* result) {
-        *result = T{};
-        return CallBack();
-    }
     // An object that is called is held, or its caller would be gone.
     HRESULT CallBack() {
         constexpr HRESULT results[] = {S_OK, S_OK, S_OK, E_FAIL, E_OUTOFMEMORY, DISP_E_EXCEPTION};
         Random random(seed, currentStep * 1000 + ++callbacks);
-        const Ptr<IUnknown> self(static_cast<_CDataSource*>(this));
+        const Ptr<IUnknown> self(this);
         if (depth < 3 && random.OneIn(3)) {
             ++depth;
             Step(random);
@@ -138,9 +114,9 @@ private:
 
 BSTR AnyText(Random& random) {
     constexpr const wchar_t* texts[] = {
-        L"TICKER",   L"PERIOD",    L"TYPE", L"TIMER", L"REQUEST",
-        L"DATA",     L"",          L"3",    L"1.5",   L"STARTDATE",
-        L"1/2/2004", L"YAHOOHIST", L"x'y",  L"CALLS", L"settings.xml"};
+        L"TICKER",   L"PERIOD",    L"TYPE", L"TIMER",     L"REQUEST",
+        L"DATA",     L"",          L"3",    L"STARTDATE", L"1.5",
+        L"1/2/2004", L"YAHOOHIST", L"x'y",  L"CALLS",     L"settings.xml"};
     if (random.OneIn(12)) return nullptr;
     if (random.OneIn(40)) return SysAllocStringLen(nullptr, 3000);
     return SysAllocString(random.Of(texts));
@@ -227,9 +203,9 @@ Description<FUNCDESC> AnyFunction(Random& random, ITypeInfo* type) {
     if (attributes->cFuncs <= first) return {};
     auto function = FunctionOf(type, first + random.Below(attributes->cFuncs - first));
     const std::wstring name = NameOf(type, function->memid);
-    unsigned rarity = name == L"SelectYahooInternalServer" ? 200 : 1;
-    for (const wchar_t* slow : {L"Start", L"NextTick", L"Download", L"Done", L"CheckForNewVersion"})
-        if (name == slow) rarity = 16;
+    const bool isSlow = name == L"Start" || name == L"NextTick" || name == L"Download" ||
+                        name == L"Done" || name == L"CheckForNewVersion";
+    const unsigned rarity = name == L"SelectYahooInternalServer" ? 200 : isSlow ? 16 : 1;
     if (isVerbose)
         std::printf("%u: %ls %s", currentStep, name.c_str(), depth ? "(nested)\n" : "\n");
     if ((function->wFuncFlags & FUNCFLAG_FRESTRICTED) || !random.OneIn(rarity)) return {};
@@ -248,8 +224,8 @@ void CallByName(Random& random, IUnknown* object) {
     std::deque<Argument> given;
     std::vector<VARIANT> arguments;
     for (UINT i = 0; i < count; ++i) arguments.push_back(given.emplace_back(random).passed);
-    constexpr WORD flags[] = {DISPATCH_METHOD | DISPATCH_PROPERTYGET, DISPATCH_METHOD,
-                              DISPATCH_PROPERTYGET, DISPATCH_PROPERTYPUT, DISPATCH_PROPERTYPUTREF};
+    constexpr WORD flags[] = {DISPATCH_METHOD | DISPATCH_PROPERTYGET, DISPATCH_PROPERTYGET,
+                              DISPATCH_PROPERTYPUT, DISPATCH_PROPERTYPUTREF};
     const WORD flag = random.OneIn(3) ? random.Of(flags) : static_cast<WORD>(function->invkind);
     const bool isPut = flag & (DISPATCH_PROPERTYPUT | DISPATCH_PROPERTYPUTREF);
     DISPID names[8] = {DISPID_PROPERTYPUT};
@@ -261,9 +237,8 @@ void CallByName(Random& random, IUnknown* object) {
     DISPPARAMS parameters{arguments.data(), named ? names : nullptr, count, named};
     _variant_t result;
     EXCEPINFO exception{};
-    UINT bad = 0;
     target->Invoke(function->memid, IID{}, 0x409, flag, &parameters, isPut ? nullptr : &result,
-                   random.OneIn(4) ? nullptr : &exception, &bad);
+                   random.OneIn(4) ? nullptr : &exception, nullptr);
     ++calls;
     SysFreeString(exception.bstrSource);
     SysFreeString(exception.bstrDescription);
@@ -302,11 +277,7 @@ void CallThroughVtable(Random& random, IUnknown* object) {
 }
 
 void Create(Random& random) {
-    if (random.OneIn(6)) {
-        auto* const host = new HostObject;
-        host->isSink = random.OneIn(2);
-        return Hold(random, {static_cast<_CDataSource*>(host), false});
-    }
+    if (random.OneIn(6)) return Hold(random, {new Sink, false});
     Ptr<IClassFactory> factory;
     Ptr<IUnknown> object;
     getClassObject(classes[random.Below(classes.size())], __uuidof(IClassFactory),
@@ -334,16 +305,6 @@ void Step(Random& random) {
         CallThroughVtable(random, own);
 }
 
-LONG WINAPI Crashed(EXCEPTION_POINTERS* pointers) {
-    const EXCEPTION_RECORD& record = *pointers->ExceptionRecord;
-    std::printf("random_calls: exception 0x%08lX at %p (library at %p) in step %u of seed %u\n",
-                record.ExceptionCode, record.ExceptionAddress,
-                static_cast<void*>(GetModuleHandleW(L"VTDL33.dll")), currentStep, seed);
-    std::fflush(stdout);
-    TerminateProcess(GetCurrentProcess(), 3);
-    return EXCEPTION_EXECUTE_HANDLER;
-}
-
 void Load(const std::wstring& path) {
     Ptr<ITypeLib> library;
     getClassObject = reinterpret_cast<decltype(getClassObject)>(
@@ -361,33 +322,30 @@ void Load(const std::wstring& path) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    SetUnhandledExceptionFilter(Crashed);
     isVerbose = std::getenv("RANDOM_CALLS_VERBOSE") != nullptr;
-    if (isVerbose) std::setvbuf(stdout, nullptr, _IONBF, 0);
+    std::setvbuf(stdout, nullptr, _IONBF, 0);
     if (argc != 3 && argc != 5) return 2;
     const auto number = [argv](int i) {
         return static_cast<unsigned>(std::strtoul(argv[i], nullptr, 10));
     };
     seed = number(1);
-    const unsigned first = argc == 5 ? number(3) : 1, last = number(argc == 5 ? 4 : 2);
+    const unsigned first = argc == 5 ? number(3) : 1, last = number(argc - 1);
 
     wchar_t program[MAX_PATH];
     GetModuleFileNameW(nullptr, program, MAX_PATH);
     const std::filesystem::path dll = std::filesystem::path(program).parent_path() / L"VTDL33.dll";
-    const std::filesystem::path folder = std::filesystem::temp_directory_path() /
-                                         (L"vtdl-random-" + std::to_wstring(GetCurrentProcessId()));
+    const auto folder = std::filesystem::temp_directory_path() /
+                        (L"vtdl-random-" + std::to_wstring(GetCurrentProcessId()));
     std::filesystem::create_directories(folder);
     std::filesystem::current_path(folder);
     SetEnvironmentVariableW(L"VTDL_DATA", folder.c_str());
     std::ofstream(folder / L"VTDL33.Settings.xml")
         << "<sections name=\"XML settings file\"><section name=\"errorhandler\"><key "
-           "name=\"actions\">2</key>"
-           "<key name=\"errorlog\">NUL</key></section></sections>";
+           "name=\"actions\">2</key><key name=\"errorlog\">NUL</key></section></sections>";
 
     CoInitialize(nullptr);
     Load(dll.wstring());
     std::printf("random_calls: seed %u\n", seed);
-    std::fflush(stdout);
     for (currentStep = first; currentStep <= last; ++currentStep) {
         Random random(seed, currentStep);
         callbacks = 0;

@@ -1,10 +1,12 @@
 #pragma once
-// COM as a host in C++ uses it: smart pointers, getters, and calls by name.
+// COM as a host in C++ uses it: smart pointers, getters, calls by name, and type information.
 
 #include <windows.h>
 
 #include <comdef.h>
 
+#include <functional>
+#include <memory>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -124,19 +126,52 @@ inline Ptr<IDispatch> GetObject(IDispatch* object, const wchar_t* member,
     return Ptr<IDispatch>(static_cast<IDispatch*>(Get(object, member, arguments)), false);
 }
 
-/// The description and source that a failed call left on the thread.
-struct ErrorInformation {
-    std::wstring source;
-    std::wstring description;
-};
-
-inline ErrorInformation TakeErrorInformation() {
+/// The description that a failed call left on the thread.
+inline std::wstring TakeDescription() {
     Ptr<IErrorInfo> information;
-    BSTR source = nullptr, description = nullptr;
-    if (GetErrorInfo(0, &information) != S_OK) return {};
-    information->GetSource(&source);
-    information->GetDescription(&description);
-    return {Taken(source), Taken(description)};
+    BSTR description = nullptr;
+    if (GetErrorInfo(0, &information) == S_OK) information->GetDescription(&description);
+    return Taken(description);
+}
+
+template <class T>
+using Description = std::unique_ptr<T, std::function<void(T*)>>;
+
+inline Description<TYPEATTR> AttributesOf(ITypeInfo* type) {
+    TYPEATTR* attributes = nullptr;
+    _com_util::CheckError(type->GetTypeAttr(&attributes));
+    return {attributes, [type](TYPEATTR* held) { type->ReleaseTypeAttr(held); }};
+}
+
+inline Description<FUNCDESC> FunctionOf(ITypeInfo* type, UINT index) {
+    FUNCDESC* function = nullptr;
+    _com_util::CheckError(type->GetFuncDesc(index, &function));
+    return {function, [type](FUNCDESC* held) { type->ReleaseFuncDesc(held); }};
+}
+
+inline Description<VARDESC> VariableOf(ITypeInfo* type, UINT index) {
+    VARDESC* variable = nullptr;
+    _com_util::CheckError(type->GetVarDesc(index, &variable));
+    return {variable, [type](VARDESC* held) { type->ReleaseVarDesc(held); }};
+}
+
+inline std::wstring NameOf(ITypeInfo* type, MEMBERID member = MEMBERID_NIL) {
+    BSTR name = nullptr;
+    _com_util::CheckError(type->GetDocumentation(member, &name, nullptr, nullptr, nullptr));
+    return Taken(name);
+}
+
+inline Ptr<ITypeInfo> Referred(ITypeInfo* type, HREFTYPE reference) {
+    Ptr<ITypeInfo> referred;
+    _com_util::CheckError(type->GetRefTypeInfo(reference, &referred));
+    return referred;
+}
+
+/// What a class implements; of a dual interface, under -1, its vtable side.
+inline Ptr<ITypeInfo> Implemented(ITypeInfo* type, int index = -1) {
+    HREFTYPE reference = 0;
+    _com_util::CheckError(type->GetRefTypeOfImplType(static_cast<UINT>(index), &reference));
+    return Referred(type, reference);
 }
 
 }  // namespace vtdl::tests

@@ -62,11 +62,8 @@ using Numbers = std::vector<double>;
 inline Numbers NumbersOf(const _variant_t& column, VARTYPE type = VT_R8) {
     EXPECT_EQ(column.vt, VT_ARRAY | type);
     if (column.vt != (VT_ARRAY | type)) return {};
-    Numbers numbers(column.parray->rgsabound[0].cElements);
-    for (std::size_t i = 0; i < numbers.size(); ++i)
-        numbers[i] = type == VT_I4 ? static_cast<long*>(column.parray->pvData)[i]
-                                   : static_cast<double*>(column.parray->pvData)[i];
-    return numbers;
+    const auto* values = static_cast<const double*>(column.parray->pvData);
+    return {values, values + column.parray->rgsabound[0].cElements};
 }
 
 inline Numbers Column(_CSession* session, const wchar_t* name) {
@@ -108,11 +105,10 @@ public:
     explicit ChartServer(const std::string& body)
         : ChartServer([body](const std::string&) { return HttpReply(body); }) {}
 
-    /// What was asked, without probes.
-    std::vector<std::string> TakeTables() {
-        std::vector<std::string> paths = TakePaths();
-        std::erase_if(paths, IsProbe);
-        return paths;
+    /// How often tables were asked for.
+    std::size_t TakeTables() {
+        const std::vector<std::string> paths = TakePaths();
+        return paths.size() - static_cast<std::size_t>(std::ranges::count_if(paths, IsProbe));
     }
 
 private:

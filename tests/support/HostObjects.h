@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <vtdl.h>
 
+#include <algorithm>
 #include <functional>
 #include <string>
 #include <vector>
@@ -83,19 +84,16 @@ public:
     bool isRaising = false;
 
     STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR* names, UINT, LCID, DISPID* member) override {
-        for (std::size_t i = 0; i < methods.size(); ++i) {
-            *member = static_cast<DISPID>(i);
-            if (_wcsicmp(methods[i].c_str(), names[0]) == 0) return S_OK;
-        }
-        return DISP_E_UNKNOWNNAME;
+        const auto found = std::ranges::find(methods, names[0]);
+        *member = static_cast<DISPID>(found - methods.begin());
+        return found == methods.end() ? DISP_E_UNKNOWNNAME : S_OK;
     }
     STDMETHODIMP Invoke(DISPID member, REFIID, LCID, WORD, DISPPARAMS* parameters, VARIANT*,
                         EXCEPINFO* exception, UINT*) override {
-        std::wstring event = methods[static_cast<std::size_t>(member)];
+        events.push_back(methods[static_cast<std::size_t>(member)]);
         for (UINT i = parameters->cArgs - 1; i-- > 0;)
-            event += L" " + TextOf(parameters->rgvarg[i]);
+            events.back() += L" " + TextOf(parameters->rgvarg[i]);
         EXPECT_EQ(parameters->rgvarg[parameters->cArgs - 1].vt, VT_DISPATCH);
-        events.push_back(event);
         if (!isRaising) return S_OK;
         exception->scode = static_cast<HRESULT>(0x800A0005);
         exception->bstrDescription = SysAllocString(L"went wrong");

@@ -2,6 +2,7 @@
 
 #include <winsock2.h>
 
+#include <algorithm>
 #include <atomic>
 #include <fstream>
 #include <sstream>
@@ -46,14 +47,6 @@ void Watch() {
     TerminateProcess(GetCurrentProcess(), 42);
 }
 
-// Nobody is there to look at a debugger's window.
-LONG CALLBACK EndAtOnce(EXCEPTION_POINTERS* fault) {
-    std::fprintf(stderr, "exception 0x%08lX at %p\n", fault->ExceptionRecord->ExceptionCode,
-                 fault->ExceptionRecord->ExceptionAddress);
-    TerminateProcess(GetCurrentProcess(), 43);
-    return EXCEPTION_EXECUTE_HANDLER;
-}
-
 }  // namespace
 
 LibraryTest::LibraryTest()
@@ -88,15 +81,13 @@ std::string LibraryTest::TakeLog() {
 }
 
 std::wstring LibraryTest::TakeErrors() {
+    const std::string log = TakeLog();
     const std::wstring text =
-        std::filesystem::path(std::u8string(reinterpret_cast<const char8_t*>(TakeLog().c_str())))
-            .wstring();
+        std::filesystem::path(std::u8string(log.begin(), log.end())).wstring();
     std::wstring errors;
     for (std::size_t at = 0; (at = text.find(L"Error: ", at)) != std::wstring::npos; ++at) {
-        const std::size_t end = text.find(L" at line", at);
-        std::wstring report = text.substr(at + 7, end - at - 7);
-        report.replace(report.find(L"\r\n\tin "), 6, L" in ");
-        errors += report + L"\n";
+        std::wstring report = text.substr(at + 7, text.find(L" at line", at) - at - 7);
+        errors += report.replace(report.find(L"\r\n\tin "), 6, L" in ") + L"\n";
     }
     return errors;
 }
@@ -118,9 +109,18 @@ void WriteAll(const std::filesystem::path& file, const std::string& bytes) {
     std::ofstream(file, std::ios::binary) << bytes;
 }
 
+void ExpectAsRecorded(const std::string& text, const char* fileName) {
+    const std::string recorded = ReadAll(std::filesystem::path(VTDL_TEST_DATA) / fileName);
+    if (text == recorded && !text.empty()) return;
+    const auto end =
+        std::mismatch(text.begin(), text.end(), recorded.begin(), recorded.end()).first;
+    WriteAll(std::filesystem::temp_directory_path() / fileName, text);
+    ADD_FAILURE() << fileName << " differs in line " << 1 + std::count(text.begin(), end, '\n');
+}
+
 Process::Process(const std::wstring& command, HANDLE output) {
-    const std::wstring self = automation::ModulePath();
-    std::wstring line = self.substr(0, self.rfind(L'\\') + 1) + command;
+    const auto folder = std::filesystem::path(automation::ModulePath()).parent_path();
+    std::wstring line = (folder / command).wstring();
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     startup.dwFlags = output ? STARTF_USESTDHANDLES : 0;
@@ -168,7 +168,6 @@ double Day(int year, int month, int day) {
 // Runs the program's tests with COM and sockets ready. A test that takes longer than a minute ends
 // the program with its name and exit code 42: a hang must not look like a slow machine.
 int main(int argc, char** argv) {
-    SetUnhandledExceptionFilter(vtdl::tests::EndAtOnce);
     testing::InitGoogleTest(&argc, argv);
     WSADATA sockets;
     if (WSAStartup(MAKEWORD(2, 2), &sockets) != 0 || FAILED(CoInitialize(nullptr))) return 1;

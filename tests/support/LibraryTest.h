@@ -41,6 +41,9 @@ private:
 std::string ReadAll(const std::filesystem::path& file);
 void WriteAll(const std::filesystem::path& file, const std::string& bytes);
 
+/// A text that has to be a file of tests/data. One that differs is left in the temporary folder.
+void ExpectAsRecorded(const std::string& text, const char* fileName);
+
 /// A process of another program in this one's folder, or of this one, in the current folder. Its
 /// end is this object's.
 class Process {
@@ -74,18 +77,6 @@ Ptr<I> New() {
 
 /// The same by the class's name, through its default interface's IDispatch.
 Ptr<IDispatch> New(std::wstring_view className);
-
-/// What an action throws, as "number description"; "none" if it throws nothing.
-template <class Action>
-std::wstring ErrorFrom(const wchar_t* source, Action&& action) {
-    try {
-        action();
-        return L"none";
-    } catch (const automation::Error& error) {
-        EXPECT_EQ(error.Source(), source);
-        return Hexadecimal(error.Code()) + L" " + error.Description();
-    }
-}
 
 /// The date of a day, as an automation date.
 double Day(int year, int month, int day);

@@ -7,9 +7,7 @@ namespace vtdl::tests {
 namespace {
 
 sockaddr_in Loopback(unsigned short port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(port);
+    sockaddr_in address{AF_INET, htons(port), {}, {}};
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     return address;
 }

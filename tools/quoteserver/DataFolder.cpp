@@ -83,13 +83,27 @@ public:
             found != m_names.end() && std::filesystem::is_regular_file(found->second, error)) {
             return found->second;
         }
-        Scan();
+        if (!IsKnown()) {
+            Scan();
+        }
         const auto found = m_names.find(key);
         return found == m_names.end() ? std::filesystem::path() : found->second;
     }
 
 private:
+    using Time = std::filesystem::file_time_type;
+
+    // A change right after the last look may have left the folder's time as it was.
+    bool IsKnown() const {
+        std::error_code error;
+        const Time changed = std::filesystem::last_write_time(m_folder, error);
+        return !error && changed == m_changed && m_looked - changed > settled;
+    }
+
     void Scan() {
+        std::error_code error;
+        m_looked = Time::clock::now();
+        m_changed = std::filesystem::last_write_time(m_folder, error);
         m_names.clear();
         for (const auto& entry : std::filesystem::directory_iterator(m_folder)) {
             const std::filesystem::path file = entry.path().filename();
@@ -104,6 +118,7 @@ private:
     }
 
     std::filesystem::path m_folder;
+    Time m_changed{}, m_looked{};  // the folder, and at the folder
     std::unordered_map<std::string, std::filesystem::path> m_names;
 };
 

@@ -9,8 +9,8 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <span>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -47,27 +47,14 @@ inline double Serial(int year, unsigned month, unsigned day) {
 
 inline double PlainDate(const std::string& text) {
     const std::vector<std::string> parts = Split(text, '-');
-    const int first = std::stoi(parts[0]);
-    const int third = std::stoi(parts[2]);
-    const auto month = std::find(std::begin(monthNames), std::end(monthNames), parts[1]);
-    if (month == std::end(monthNames)) {
+    const auto month = std::ranges::find(monthNames, parts[1]) - std::begin(monthNames) + 1;
+    const int first = std::stoi(parts[0]), third = std::stoi(parts[2]);
+    if (month > 12)
         return Serial(first, static_cast<unsigned>(std::stoi(parts[1])),
                       static_cast<unsigned>(third));
-    }
-    return Serial(third + (third < 50 ? 2000 : 1900),
-                  static_cast<unsigned>(month - std::begin(monthNames)) + 1,
+    return Serial(third + (third < 50 ? 2000 : 1900), static_cast<unsigned>(month),
                   static_cast<unsigned>(first));
 }
-
-/// A heap block of exactly the reply's size, so that the sanitizer sees a read past it.
-class Block {
-public:
-    explicit Block(std::string_view reply) : m_bytes(reply.begin(), reply.end()) {}
-    operator std::string_view() const { return {m_bytes.data(), m_bytes.size()}; }
-
-private:
-    std::vector<char> m_bytes;
-};
 
 struct OddText {
     std::size_t row, column;
@@ -92,17 +79,48 @@ private:
     double m_value;
 };
 
-class ThrowingReader final : public OddFieldReader {
-public:
-    double Read(const OddField&) override { throw std::invalid_argument("odd field"); }
-};
-
 inline std::vector<Row> RowsOf(const Columns& columns) {
     std::vector<Row> rows(columns.Rows());
     for (std::size_t column = 0; column < columns.Specs().size(); ++column) {
         if (columns.Specs()[column].type == ColumnType::string) continue;
         for (std::size_t row = 0; row < rows.size(); ++row)
             rows[row].push_back(columns[column][row]);
+    }
+    return rows;
+}
+
+/// What a parser makes of a reply; fields that are no numbers read as 99.
+struct Parsed {
+    std::vector<Row> rows;
+    std::vector<OddText> oddTexts;
+};
+
+/// Parses a heap block of exactly the reply's size, so that the sanitizer sees a read past it.
+template <class Parser>
+Parsed ParsedBy(Parser parser, std::span<const ColumnSpec> specs, const std::string& reply) {
+    const std::vector<char> bytes(reply.begin(), reply.end());
+    Columns columns(specs);
+    RecordingReader reader(99);
+    parser(std::string_view(bytes.data(), bytes.size()), columns, reader);
+    return {RowsOf(columns), reader.fields};
+}
+
+/// The rows below a header, read the plain way.
+inline std::vector<Row> PlainRows(const std::string& reply, char separator, std::size_t width) {
+    std::vector<std::string> lines = Split(reply, '\n');
+    std::vector<Row> rows;
+    for (auto line = lines.begin() + 1; line < lines.end(); ++line) {
+        while (line->ends_with('\r')) line->pop_back();
+        if (line->empty()) continue;
+        std::vector<std::string> fields = Split(*line, separator);
+        fields.resize(width, "missing");
+        Row row{PlainDate(fields[0])};
+        for (std::size_t i = 1; i < width; ++i) {
+            char* end = nullptr;
+            const double value = std::strtod(fields[i].c_str(), &end);
+            row.push_back(*end || fields[i].empty() ? 99 : value);
+        }
+        rows.push_back(row);
     }
     return rows;
 }

@@ -21,71 +21,38 @@ int RandomBetween(int low, int high) {
 }
 
 std::string RandomText(std::string_view alphabet, int length) {
-    const int last = static_cast<int>(alphabet.size()) - 1;
     std::string text;
-    for (; length > 0; --length) text += alphabet[static_cast<std::size_t>(RandomBetween(0, last))];
+    for (; length > 0; --length)
+        text +=
+            alphabet[static_cast<std::size_t>(RandomBetween(1, static_cast<int>(alphabet.size()))) -
+                     1];
     return text;
 }
 
-struct Read {
-    double value;
-    std::ptrdiff_t length;
-};
-
-// Reads from a heap block of exactly the text's size, so that the sanitizer sees a read past it.
-Read read(std::string_view text) {
-    const std::vector<char> bytes(text.begin(), text.end());
-    const DecimalRead result = ReadDecimal(bytes.data(), bytes.data() + bytes.size());
-    return {result.value, result.end - bytes.data()};
-}
-
-// What strtod makes of a text of digits, points, signs and exponents; nothing out of range.
-Read ExpectedRead(const std::string& text) {
-    char* end = nullptr;
-    const double value = std::strtod(text.c_str(), &end);
-    if (end == text.c_str()) return {0, 0};
-    const std::string used = text.substr(0, static_cast<std::size_t>(end - text.c_str()));
-    const std::string mantissa = used.substr(0, used.find_first_of("eE"));
-    const bool isZero = mantissa.find_first_of("123456789") == std::string::npos;
-    if (std::isinf(value) || (value == 0 && !isZero)) return {0, 0};
-    return {value, end - text.c_str()};
-}
-
+// The value and where it ends, as strtod has it, but for what is out of range: nothing. It is read
+// from a heap block of exactly the text's size, so that the sanitizer sees a read past it.
 void ExpectSameAsStrtod(const std::string& text) {
-    const Read expected = ExpectedRead(text);
-    const Read actual = read(text);
-    EXPECT_EQ(actual.length, expected.length) << text;
-    EXPECT_EQ(std::bit_cast<std::uint64_t>(actual.value),
-              std::bit_cast<std::uint64_t>(expected.value))
+    char* end = nullptr;
+    double expected = std::strtod(text.c_str(), &end);
+    const std::string used = text.substr(0, static_cast<std::size_t>(end - text.c_str()));
+    const bool isZero =
+        used.substr(0, used.find_first_of("eE")).find_first_of("123456789") == used.npos;
+    const bool isInRange =
+        end != text.c_str() && !std::isinf(expected) && (expected != 0 || isZero);
+    if (!isInRange) expected = 0;
+    const std::vector<char> bytes(text.begin(), text.end());
+    const DecimalRead actual = ReadDecimal(bytes.data(), bytes.data() + bytes.size());
+    EXPECT_EQ(actual.end - bytes.data(), isInRange ? end - text.c_str() : 0) << text;
+    EXPECT_EQ(std::bit_cast<std::uint64_t>(actual.value), std::bit_cast<std::uint64_t>(expected))
         << text;
 }
 
-TEST(Decimal, EveryLengthWithThePointAnywhere) {
-    for (int length = 1; length <= 25; ++length) {
-        for (int point = -1; point <= length; ++point) {
-            for (const char* sign : {"", "-", "+"}) {
-                std::string text = RandomText("0123456789", length);
-                if (point >= 0) text.insert(static_cast<std::size_t>(point), 1, '.');
-                ExpectSameAsStrtod(std::string(sign).append(text));
-            }
-        }
-    }
-}
-
-TEST(Decimal, AgreesWithStrtodOnPlausibleNumbers) {
+TEST(Decimal, AgreesWithStrtodOnRandomTexts) {
     for (int i = 0; i < 100'000; ++i) {
-        std::string text = RandomText("0123456789", RandomBetween(1, 10));
-        if (RandomBetween(0, 3) > 0)
-            text.append(1, '.').append(RandomText("0123456789", RandomBetween(1, 8)));
-        if (RandomBetween(0, 9) == 0)
-            text.append(1, 'e').append(std::to_string(RandomBetween(-30, 30)));
-        ExpectSameAsStrtod(text);
-    }
-}
-
-TEST(Decimal, AgreesWithStrtodOnHostileTexts) {
-    for (int i = 0; i < 100'000; ++i)
         ExpectSameAsStrtod(RandomText("0123456789012345.eE+-,", RandomBetween(0, 30)));
+        ExpectSameAsStrtod(RandomText("0123456789", RandomBetween(0, 12)) + "." +
+                           RandomText("0123456789", RandomBetween(0, 12)));
+    }
 }
 
 // Borders of exact integers, and where a number stops.
@@ -99,12 +66,8 @@ TEST(Decimal, AgreesWithStrtodOnTexts) {
         "-1e400 "
         "1e-400 123456789012345678901234567890e300");
     for (std::string text; texts >> text;) ExpectSameAsStrtod(text);
-}
-
-TEST(Decimal, RefusesWhatStrtodTakes) {
-    for (const char* text : {"", " 1", "inf", "-inf", "nan", "infinity"})
-        EXPECT_EQ(read(text).length, 0) << text;
-    EXPECT_EQ(read("0x10").length, 1);
+    for (const std::string_view text : {" 1", "inf", "-inf", "nan"})
+        EXPECT_EQ(ReadDecimal(text.begin(), text.end()).end, text.begin()) << text;
 }
 
 }  // namespace
