@@ -95,6 +95,27 @@ TEST(Periods, RunFromMondayToSundayAndFromTheFirstTradingDay) {
               "2008-01-02,21.00,31,8,30.5,2,3.0\n2007-12-30,7,100.0,6,11,2000000002,1.1\n");
 }
 
+TEST_F(Files, EveryChangeIsSeenAtOnce) {
+    const auto write = [&](const char* name, const std::string& text) {
+        std::ofstream(m_folder / name, std::ios::binary) << text;
+    };
+    write("X.csv", "1");
+    const DataFolder folder{m_folder};
+    EXPECT_FALSE(folder.Prices("Y"));
+    write("Y.csv", "2");
+    EXPECT_EQ(folder.Prices("Y")->text, "2");
+    EXPECT_EQ(folder.StampOf("Y"), "");  // it may change again without a later time
+    const auto before = std::filesystem::file_time_type::clock::now() - std::chrono::hours(1);
+    std::filesystem::last_write_time(m_folder / "Y.csv", before);
+    const std::string stamp = folder.StampOf("Y");
+    EXPECT_NE(stamp, "");
+    write("Y.csv", "33");
+    std::filesystem::last_write_time(m_folder / "Y.csv", before);
+    EXPECT_NE(folder.StampOf("Y"), stamp);
+    std::filesystem::remove(m_folder / "Y.csv");
+    EXPECT_FALSE(folder.Prices("Y"));
+}
+
 TEST_F(Files, QuotesAreReadAsEditorsLeaveThem) {
     Write("quotes.csv",
           "\xEF\xBB\xBF"
