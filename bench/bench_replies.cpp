@@ -15,9 +15,7 @@
 
 #include "Timing.h"
 #include "replies/CboeTable.h"
-#include "replies/GoogleTable.h"
-#include "replies/PifinTable.h"
-#include "replies/YahooTable.h"
+#include "replies/HistoryTables.h"
 #include "text/CalendarDate.h"
 
 namespace {

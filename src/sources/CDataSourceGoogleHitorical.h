@@ -1,7 +1,7 @@
 #pragma once
 // Daily and weekly prices of the finance service. The class's name is published so.
 
-#include "replies/GoogleTable.h"
+#include "replies/HistoryTables.h"
 #include "sources/SessionParameters.h"
 #include "sources/SourceAdapter.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 // Daily history of futures and commodities, with open interest.
 
-#include "replies/PifinTable.h"
+#include "replies/HistoryTables.h"
 #include "sources/SessionParameters.h"
 #include "sources/SourceAdapter.h"
 #include "transport/CHTTPDownloader.h"

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "replies/YahooTable.h"
+#include "replies/HistoryTables.h"
 #include "sources/SessionParameters.h"
 #include "sources/SourceAdapter.h"
 

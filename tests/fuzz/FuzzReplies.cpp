@@ -7,12 +7,9 @@
 #include "Fuzz.h"
 #include "replies/CboeTable.h"
 #include "replies/DelimitedRows.h"
-#include "replies/GoogleTable.h"
-#include "replies/PifinTable.h"
+#include "replies/HistoryTables.h"
 #include "replies/Quote.h"
-#include "replies/ServiceDate.h"
 #include "replies/YahooProbe.h"
-#include "replies/YahooTable.h"
 #include "text/Decimal.h"
 
 namespace {

@@ -1,8 +1,7 @@
 // The finance service's and the futures service's tables.
 
 #include "Replies.h"
-#include "replies/GoogleTable.h"
-#include "replies/PifinTable.h"
+#include "replies/HistoryTables.h"
 
 namespace vtdl::replies {
 namespace {

@@ -1,9 +1,8 @@
-#include "replies/YahooTable.h"
+#include "replies/HistoryTables.h"
 
 #include <cstdio>
 
 #include "Replies.h"
-#include "replies/ServiceDate.h"
 #include "replies/YahooProbe.h"
 
 namespace vtdl::replies {
