@@ -2,7 +2,12 @@
 // services send on bad days.
 #include <gtest/gtest.h>
 
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <fstream>
+#include <thread>
 
 #include "living/Feed.h"
 #include "living/Store.h"
@@ -222,6 +227,32 @@ TEST_F(FolderTest, AnEditedCopyStays) {
     std::filesystem::remove(m_folder / "_CON.csv");
     EXPECT_EQ(store.Find(ask), std::nullopt);
     EXPECT_EQ(store.Save(ask, outcome, now), "");
+}
+
+// Ends a program that saves without pause, again and again.
+TEST_F(FolderTest, TheEndOfTheProgramLeavesOldOrNew) {
+    const Ask ask{Kind::History, "X"};
+    const auto outcome = [](char c) {
+        return Outcome{.state = State::Rows,
+                       .files = {{".csv", std::string(200000, c)}, {".dividends.csv", {c}}}};
+    };
+    Store(m_folder).Save(ask, outcome('a'), Clock::now());
+    for (int i = 0; i < 30; ++i) {
+        const pid_t child = fork();
+        if (child == 0) {
+            for (Store store(m_folder);;) {
+                store.Save(ask, outcome('a'), Clock::now());
+                store.Save(ask, outcome('b'), Clock::now());
+            }
+        }
+        std::this_thread::sleep_for(milliseconds(1 + i % 10));
+        kill(child, SIGKILL);
+        waitpid(child, nullptr, 0);
+        const std::string text = DataFolder(m_folder).Prices("X")->text;
+        ASSERT_EQ(text, std::string(200000, text.at(0)));
+        ASSERT_EQ(Store(m_folder).Save(ask, outcome('a'), Clock::now()), "");
+    }
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_folder), {}), 4);
 }
 
 TEST(LivingTest, ProgramsAnswerInTime) {

@@ -2,6 +2,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
 #include <boost/asio/signal_set.hpp>
 #include <csignal>
 #include <cstddef>
@@ -267,6 +268,7 @@ void Run(Settings settings) {
     ServerOptions options{"quoteserver/" VTDL_VERSION, settings.verbose, FaultOf(settings.fault),
                           settings.faultAfter, settings.faultCount};
     if (living) {
+        net::co_spawn(context, living->keeper.Renew(), net::detached);
         options.prepare = [&](const Request& request) { return living->Prepare(request); };
         options.saysFailure = settings.failure == "503";
         routes.Add("GET", "/status", [&](const Request&) {

@@ -14,6 +14,8 @@ using namespace std::chrono;
 
 // Longer than this nobody waits in a queue: the next in the line-up is asked.
 constexpr seconds longestWait(10);
+// Whatever a service says, it is asked again some day.
+constexpr hours longestPause(7 * 24);
 
 std::string Encoded(const std::string& text) {
     std::string encoded;
@@ -64,7 +66,7 @@ void Pace::Count(Clock::time_point now) {
 
 void Pace::CoolDown(Clock::time_point now, Clock::time_point until) {
     m_pause = std::clamp(m_pause * 2, seconds(60), seconds(3600));
-    m_coolUntil = until > now ? until : now + m_pause;
+    m_coolUntil = until > now ? std::min(until, now + longestPause) : now + m_pause;
 }
 
 std::string FillIn(const std::string& url, const std::string& symbol, Clock::time_point now) {
@@ -83,7 +85,7 @@ std::optional<Clock::time_point> RetryTime(std::string_view header, Clock::time_
     unsigned wait = 0;
     const auto [end, error] = std::from_chars(header.data(), header.data() + header.size(), wait);
     if (error == std::errc{} && end == header.data() + header.size()) {
-        return now + seconds(std::min(wait, 7U * 86400U));
+        return now + std::min<seconds>(seconds(wait), longestPause);
     }
     int day = 0, year = 0, hour = 0, minute = 0, second = 0;
     char month[4] = {};
@@ -138,6 +140,7 @@ Outcome Feed::Fetch(const Ask& ask, const Today& today) {
         } else {
             m_pace.Recover();
         }
+        outcome.why = Masked(std::move(outcome.why), m_file.secrets);  // services repeat them
         m_condition.state = outcome.state;
         m_condition.why = outcome.why;
     }

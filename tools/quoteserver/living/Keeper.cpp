@@ -100,6 +100,9 @@ net::awaitable<Readiness> Keeper::Ready(std::vector<Ask> asks, bool isLocal) {
             ask.kind = Kind::History;
         }
         flights.push_back(Launch(ask, isLocal));
+        if (ask.kind == Kind::History && isLocal) {
+            m_asked[ask] = Clock::now();
+        }
     }
     Readiness all;
     for (std::size_t i = 0; i < asks.size(); ++i) {
@@ -161,6 +164,21 @@ std::shared_ptr<Keeper::Flight> Keeper::Launch(const Ask& ask, bool isLocal) {
     m_flights[{ask, isLocal}] = flight;
     AskNext(ask, isLocal, 0, {});  // it may land at once
     return flight;
+}
+
+net::awaitable<void> Keeper::Renew() {
+    net::steady_timer timer(m_context);
+    for (;;) {
+        timer.expires_after(1min);
+        co_await timer.async_wait(net::use_awaitable);
+        const Clock::time_point now = Clock::now();
+        std::erase_if(m_asked, [&](const auto& asked) { return now - asked.second > 14 * 24h; });
+        for (const auto& [ask, time] : m_asked) {
+            if (m_store.Find(ask)) {
+                Launch(ask, true);  // nothing happens while the copy is new enough
+            }
+        }
+    }
 }
 
 // The line-up, one after the other: rows, or none of them, end it; every failure goes on.

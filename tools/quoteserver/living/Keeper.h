@@ -35,6 +35,10 @@ public:
     // nothing of a source that must not be shared.
     boost::asio::awaitable<Readiness> Ready(std::vector<Ask> asks, bool isLocal);
 
+    // Renews histories that were asked for in the last two weeks when a day is over, until the
+    // context ends.
+    boost::asio::awaitable<void> Renew();
+
     // One request past every copy, for who tries a feed out; nothing is stored.
     Outcome Try(const std::string& feed, const std::string& ticker);
 
@@ -65,8 +69,9 @@ private:
     std::unique_ptr<WebClient> m_client;
     Store m_store;
     std::vector<std::unique_ptr<Feed>> m_feeds;
-    FlightOf m_flights;            // on their way; and those that brought nothing, for a while
-    std::list<std::string> m_log;  // the last failures, the newest first
+    FlightOf m_flights;  // on their way; and those that brought nothing, for a while
+    std::map<Ask, Clock::time_point> m_asked;  // of histories, when last
+    std::list<std::string> m_log;              // the last failures, the newest first
 };
 
 // What a request of a classic service needs and the user's own files, if any, do not have.

@@ -81,13 +81,8 @@ public:
             text += "Retry-After: " + PrintableText(answer.retryAfter) + "\r\n";
         }
         text += "\r\n" + answer.body;
-        for (const std::string& secret : m_secrets) {
-            for (std::size_t at = text.find(secret); at != std::string::npos;
-                 at = text.find(secret, at)) {
-                text.replace(at, secret.size(), secret.size(), '*');
-            }
-        }
-        std::ofstream(m_folder / FileName(request.name), std::ios::binary) << text;
+        std::ofstream(m_folder / FileName(request.name), std::ios::binary)
+            << Masked(std::move(text), m_secrets);
         return answer;
     }
 
@@ -99,6 +94,16 @@ private:
 
 }  // namespace
 
+std::string Masked(std::string text, const std::vector<std::string>& secrets) {
+    for (const std::string& secret : secrets) {
+        for (std::size_t at = text.find(secret); !secret.empty() && at != std::string::npos;
+             at = text.find(secret, at)) {
+            text.replace(at, secret.size(), secret.size(), '*');
+        }
+    }
+    return text;
+}
+
 std::unique_ptr<WebClient> ReplayClient(std::filesystem::path folder) {
     return std::make_unique<Replay>(std::move(folder));
 }
@@ -106,7 +111,6 @@ std::unique_ptr<WebClient> ReplayClient(std::filesystem::path folder) {
 std::unique_ptr<WebClient> RecordingClient(std::unique_ptr<WebClient> client,
                                            std::filesystem::path folder,
                                            std::vector<std::string> secrets) {
-    std::erase(secrets, "");
     return std::make_unique<Recording>(std::move(client), std::move(folder), std::move(secrets));
 }
 

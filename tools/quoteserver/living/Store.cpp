@@ -1,6 +1,7 @@
 #include "living/Store.h"
 
 #include <algorithm>
+#include <boost/interprocess/sync/scoped_lock.hpp>
 #include <cstdint>
 #include <fstream>
 #include <iterator>
@@ -17,6 +18,7 @@ namespace fs = std::filesystem;
 
 constexpr const char* firstSuffix[] = {".csv", ".quote.csv", ".options.csv"};
 constexpr std::string_view noteEnd = ".from.json";
+constexpr const char* temporaryEnd = ".tmp";
 
 std::optional<std::string> ReadText(const fs::path& file) {
     std::ifstream in(file, std::ios::binary);
@@ -24,10 +26,10 @@ std::optional<std::string> ReadText(const fs::path& file) {
     return in.is_open() && !in.bad() ? std::optional(std::move(text)) : std::nullopt;
 }
 
-// Whole or not at all, whatever happens meanwhile; two servers write under different names.
+// Whole or not at all, whatever happens meanwhile.
 void WriteText(const fs::path& file, const std::string& text) {
     static std::random_device random;
-    const fs::path temporary = file.string() + "." + std::to_string(random()) + ".tmp";
+    const fs::path temporary = file.string() + "." + std::to_string(random()) + temporaryEnd;
     {
         std::ofstream out(temporary, std::ios::binary);
         out << text;
@@ -76,7 +78,19 @@ bool IsAsNoted(const fs::path& file, const Json& marks) {
 
 }  // namespace
 
-Store::Store(fs::path folder) : m_folder(std::move(folder)) { fs::create_directories(m_folder); }
+Store::Store(fs::path folder) : m_folder(std::move(folder)) {
+    fs::create_directories(m_folder);
+    const fs::path lock = m_folder / "lock";
+    std::ofstream(lock, std::ios::app).flush();
+    m_lock = boost::interprocess::file_lock(lock.string().c_str());
+    const boost::interprocess::scoped_lock locked(m_lock);
+    for (const auto& entry : fs::directory_iterator(m_folder)) {
+        if (entry.path().extension() == temporaryEnd) {
+            std::error_code error;
+            fs::remove(entry.path(), error);
+        }
+    }
+}
 
 fs::path Store::NoteOf(const Ask& ask) const {
     return m_folder / (FileNameOf(ask.ticker) + "." + NameOf(ask.kind) + std::string(noteEnd));
@@ -96,6 +110,7 @@ std::optional<Copy> Store::Find(const Ask& ask) {
 // First the note learns the new marks beside the old ones: whatever the program's end leaves of the
 // files, they count as written by it.
 std::string Store::Save(const Ask& ask, const Outcome& outcome, Clock::time_point now) {
+    const boost::interprocess::scoped_lock locked(m_lock);
     const fs::path note = NoteOf(ask);
     const Json old = ReadNote(note);
     const Json oldMarks = old.value("marks", Json::object());

@@ -2,6 +2,7 @@
 // where it is from. Deleting the folder is always safe.
 #pragma once
 
+#include <boost/interprocess/sync/file_lock.hpp>
 #include <filesystem>
 #include <map>
 #include <optional>
@@ -22,7 +23,7 @@ struct Copy {
 // Of one thread.
 class Store {
 public:
-    // Makes the folder.
+    // Makes the folder, and clears away what killed programs left unfinished.
     explicit Store(std::filesystem::path folder);
 
     const std::filesystem::path& Folder() const { return m_folder; }
@@ -45,6 +46,7 @@ private:
     std::filesystem::path NoteOf(const Ask& ask) const;
 
     std::filesystem::path m_folder;
+    boost::interprocess::file_lock m_lock;  // two servers on one folder save one after the other
     std::map<Ask, std::optional<Copy>> m_copies;  // what was read of the notes so far
 };
 

@@ -28,6 +28,9 @@ struct WebAnswer {
 
 inline constexpr std::size_t mostBytes = 64 * 1024 * 1024;  // of a body, unpacked
 
+// The text with stars for secrets.
+std::string Masked(std::string text, const std::vector<std::string>& secrets);
+
 class WebClient {
 public:
     virtual ~WebClient() = default;
