@@ -116,6 +116,20 @@ TEST_F(Files, EveryChangeIsSeenAtOnce) {
     EXPECT_FALSE(folder.Prices("Y"));
 }
 
+// A client that gets 200 asks again for ever.
+TEST_F(Files, NeverTwoHundredDividends) {
+    std::string text = "Date,Dividends\n";
+    Date day = *ParseIsoDate("2000-01-01");
+    for (std::ptrdiff_t rows = 1; rows <= 201; ++rows) {
+        AppendDate(text, day += std::chrono::days(1), DateForm::Iso);
+        text += ",1\n";
+        if (rows < 199) continue;
+        std::ofstream(m_folder / "X.dividends.csv") << text;
+        const Reply reply = AnswerTable(DataFolder{m_folder}, {}, Query("s=X&g=v"));
+        EXPECT_EQ(std::ranges::count(reply.body, '\n'), 1 + (rows == 200 ? 199 : rows));
+    }
+}
+
 TEST_F(Files, QuotesAreReadAsEditorsLeaveThem) {
     Write("quotes.csv",
           "\xEF\xBB\xBF"

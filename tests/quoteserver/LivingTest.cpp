@@ -115,6 +115,46 @@ TEST(LivingTest, OnlyWhatWasAskedForIsRows) {
     }
 }
 
+// Dividends and splits in the rows of days, as a service with keys sends them.
+TEST(LivingTest, EventsStandInRowsToo) {
+    for (
+        const auto& [recipe, body] :
+        {std::pair{
+             "tiingo",
+             R"([{"date": "2024-06-07T00:00:00.000Z", "open": 1, "high": 1, "low": 1, "close": 1208.88,
+                         "volume": 4, "adjClose": 120.888, "divCash": 0.0, "splitFactor": 1.0},
+                        {"date": "2024-06-10T00:00:00.000Z", "open": 1, "high": 1, "low": 1, "close": 121.79,
+                         "volume": 5, "adjClose": 121.79, "divCash": 0.01, "splitFactor": 10.0}])"},
+         {"tiingo-csv",
+          "date,close,high,low,open,volume,adjClose,adjHigh,divCash,splitFactor\n"
+          "2024-06-07,1208.88,1,1,1,4,120.888,1,0.0,1.0\n"
+          "2024-06-10,121.79,1,1,1,5,121.79,1,0.01,10.0\n"}}) {
+        const Reading reading = ReadReply(Shipped(recipe), {Kind::History, "NVDA"}, body);
+        const HistoryFiles files = MakeFiles(reading.history, {}, today);
+        EXPECT_EQ(files.texts.at(".csv"),
+                  "Date,Open,High,Low,Close,Volume,Adj Close\n2024-06-10,1,1,1,121.79,5,121.79\n"
+                  "2024-06-07,1,1,1,1208.88,4,120.888\n")
+            << recipe << reading.why;
+        EXPECT_EQ(files.texts.at(".dividends.csv"), "Date,Dividends\n2024-06-10,0.01\n");
+        EXPECT_EQ(files.texts.at(".splits.csv"), "Date,Splits\n2024-06-10,10\n");
+    }
+}
+
+TEST(LivingTest, ACutReplyIsNeverFewerRows) {
+    for (const auto& [recipe, name, kind] :
+         {std::tuple{"yahoo-chart", "chart.history.NVDA", Kind::History},
+          {"cboe-options", "cboe.options.AAPL", Kind::Options}}) {
+        const std::string whole = ReplayClient(RECORDINGS)->Fetch({name, ""}).body;
+        ASSERT_GT(whole.size(), 10000U);
+        for (std::size_t length = whole.find_last_of('}'); length > 499; length -= 499) {
+            EXPECT_EQ(ReadReply(Shipped(recipe), {kind, "X"}, whole.substr(0, length)).state,
+                      State::Nonsense)
+                << name << length;
+        }
+    }
+    EXPECT_EQ(ReadReply(Shipped("tiingo"), {}, std::string(1000000, '[')).state, State::Nonsense);
+}
+
 TEST(LivingTest, HistoriesAreAsTraded) {
     const Date day = sys_days{2024y / March / 4};
     const auto bar = [&](int after, double close, double volume = 7) {

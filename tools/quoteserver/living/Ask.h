@@ -20,8 +20,8 @@ inline constexpr const char* kindNames[] = {"history", "quotes", "options"};
 inline const char* NameOf(Kind kind) { return kindNames[static_cast<int>(kind)]; }
 
 struct Ask {
-    Kind kind;
-    std::string ticker;  // in capitals, which tell no tickers apart
+    Kind kind = Kind::History;
+    std::string ticker = {};  // in capitals, which tell no tickers apart
 
     auto operator<=>(const Ask&) const = default;
 };
