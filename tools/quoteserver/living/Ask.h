@@ -23,7 +23,7 @@ struct Ask {
     Kind kind = Kind::History;
     std::string ticker = {};  // in capitals, which tell no tickers apart
 
-    auto operator<=>(const Ask&) const = default;
+    auto operator<=>(const Ask&) const = default;  // NOLINT(modernize-use-nullptr): not in it
 };
 
 inline constexpr double unknown = std::numeric_limits<double>::quiet_NaN();

@@ -26,7 +26,7 @@ public:
     FeedsReader(const fs::path& file, Mistakes& mistakes)
         : m_file(file), m_name(file.filename().string()), m_mistakes(mistakes) {}
 
-    FeedsFile Read();
+    FeedsFile Read(const std::string& text);
 
 private:
     fs::path Beside(const std::string& path) const {
@@ -47,8 +47,8 @@ private:
     FeedsFile m_feeds;
 };
 
-FeedsFile FeedsReader::Read() {
-    const Json document = ParseJson(ReadText(m_file), m_name);
+FeedsFile FeedsReader::Read(const std::string& text) {
+    const Json document = ParseJson(text, m_name);
     Section section(document, m_name + ":", m_mistakes);
     m_feeds.data = Beside(section.Text("data"));
     m_feeds.store = Beside(section.Text("store", "store"));
@@ -269,7 +269,11 @@ void FeedsReader::ReadLineUp(Section& section) {
 }  // namespace
 
 FeedsFile ReadFeedsFile(const fs::path& file, Mistakes& mistakes) {
-    return FeedsReader(file, mistakes).Read();
+    return ParseFeedsFile(ReadText(file), file, mistakes);
+}
+
+FeedsFile ParseFeedsFile(const std::string& text, const fs::path& file, Mistakes& mistakes) {
+    return FeedsReader(file, mistakes).Read(text);
 }
 
 }  // namespace quoteserver::living

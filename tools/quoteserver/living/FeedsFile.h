@@ -51,4 +51,8 @@ struct FeedsFile {
 // are relative to it. Throws std::runtime_error for a file that cannot be read or is no JSON.
 FeedsFile ReadFeedsFile(const std::filesystem::path& file, Mistakes& mistakes);
 
+// The same for the text of such a file.
+FeedsFile ParseFeedsFile(const std::string& text, const std::filesystem::path& file,
+                         Mistakes& mistakes);
+
 }  // namespace quoteserver::living

@@ -160,7 +160,7 @@ std::shared_ptr<Keeper::Flight> Keeper::Launch(const Ask& ask, bool isLocal) {
         !(current->second->outcome && now - current->second->landed >= retry)) {
         return current->second;
     }
-    const auto flight = std::make_shared<Flight>();
+    auto flight = std::make_shared<Flight>();
     m_flights[{ask, isLocal}] = flight;
     AskNext(ask, isLocal, 0, {});  // it may land at once
     return flight;

@@ -1,0 +1,97 @@
+// Replies of living services under the shipped recipes, and recipes and feeds files of a user's.
+// The first character says what the rest is.
+#include <fstream>
+#include <iterator>
+
+#include "Fuzz.h"
+#include "living/FeedsFile.h"
+#include "living/Mapping.h"
+
+namespace quoteserver::living {
+namespace {
+
+constexpr const char* names[] = {"yahoo-chart", "cboe-options", "tiingo",
+                                 "tiingo-csv",  "quoteserver",  "yahoo-quote"};
+
+std::string TextOf(std::string_view name) {
+    std::ifstream in(RECIPES "/" + std::string(name) + ".json");
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+}  // namespace
+
+const char* ShippedRecipe(std::string_view) { return nullptr; }
+std::vector<std::string> ShippedRecipeNames() { return {}; }
+
+namespace {
+
+Recipe RecipeOf(const Json& json) {
+    Mistakes mistakes;
+    Section section(json, "", mistakes);
+    return ReadRecipe(section);
+}
+
+// Rows are there, and can be read again, or there is a word for what became of them.
+void CheckReply(const Recipe& recipe, const std::string& body) {
+    using vtdl::fuzz::Require;
+    const Kind kind = recipe.Serves(Kind::Options)  ? Kind::Options
+                      : recipe.Serves(Kind::Quotes) ? Kind::Quotes
+                                                    : Kind::History;
+    const Reading reading = ReadReply(recipe, {kind, "X"}, body);
+    if (reading.state != State::Rows) {
+        Require(reading.state == State::NoRows || !reading.why.empty(), "a failure has a reason");
+        return;
+    }
+    if (kind != Kind::History) {
+        Require(reading.table.size() > 2 && reading.table.ends_with('\n'), "a table has lines");
+        return;
+    }
+    Require(!reading.history.bars.empty(), "there are rows");
+    try {
+        const PriceForm form{recipe.isSplitAdjusted, recipe.isVolumeSplitAdjusted, true,
+                             recipe.adjusted.IsGiven()};
+        const HistoryFiles files = MakeFiles(
+            reading.history, form, {std::chrono::sys_days{std::chrono::days(20000)}, true});
+        for (const auto& [suffix, text] : files.texts) {
+            ParseRows(text,
+                      suffix == ".csv"             ? priceLayout
+                      : suffix == ".dividends.csv" ? dividendLayout
+                                                   : splitLayout,
+                      [&](const DataError& error) {
+                          Require(std::string_view(error.what()).find("date") == std::string::npos,
+                                  "what is written can be read");
+                      });
+        }
+    } catch (const Nonsense&) {
+    }
+}
+
+}  // namespace
+}  // namespace quoteserver::living
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    using namespace quoteserver::living;
+    static const auto recipes = [] {
+        std::vector<Recipe> all;
+        for (const char* name : names) {
+            all.push_back(RecipeOf(Json::parse(TextOf(name), nullptr, true, true)));
+        }
+        return all;
+    }();
+    if (size < 2) return 0;
+    const std::string text(reinterpret_cast<const char*>(data) + 1, size - 1);
+    const std::size_t what = data[0] - std::size_t{'0'};
+    if (what < std::size(recipes)) {
+        CheckReply(recipes[what], text);
+    } else if (what == std::size(recipes)) {
+        const Json json = Json::parse(text, nullptr, false, true);
+        if (!json.is_discarded()) CheckReply(RecipeOf(json), R"({"a":[{"b":1}],"c":"2024-01-02"})");
+    } else {
+        Mistakes mistakes;
+        try {
+            ParseFeedsFile(text, "feeds.json", mistakes);
+        } catch (const std::runtime_error&) {
+        }
+    }
+    return 0;
+}
