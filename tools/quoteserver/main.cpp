@@ -19,6 +19,7 @@
 #include "Server.h"
 #include "Services.h"
 #include "living/Keeper.h"
+#include "living/StatusPage.h"
 
 namespace {
 
@@ -227,9 +228,9 @@ void Run(Settings settings) {
         living.emplace(settings, context);
         settings.data = settings.feeds;
     }
-    Routes routes =
-        MakeRoutes(settings, living ? DataFolder(living->feeds.data, living->feeds.store)
-                                    : DataFolder(settings.data));
+    const DataFolder folder =
+        living ? DataFolder(living->feeds.data, living->feeds.store) : DataFolder(settings.data);
+    Routes routes = MakeRoutes(settings, folder);
     ServerOptions options{"quoteserver/" VTDL_VERSION, settings.verbose, FaultOf(settings.fault),
                           settings.faultAfter, settings.faultCount};
     if (living) {
@@ -237,6 +238,10 @@ void Run(Settings settings) {
         options.saysFailure = settings.failure == "503";
         routes.Add("GET", "/status", [&](const Request&) {
             return Reply{200, "application/json", living->keeper.Status()};
+        });
+        routes.Add("GET", "/", [&](const Request& request) {
+            return living::StatusPage(living->keeper.Status(), folder,
+                                      request.target.query.value("ticker"));
         });
     }
     const net::ip::tcp::endpoint where = Loopback(settings);
