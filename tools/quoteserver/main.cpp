@@ -33,6 +33,8 @@ Examples:
   quoteserver --check quotes                  which lines of my files are damaged?
   quoteserver --rows-per-page 0 --verbose     replies of any length, and a line a request
   quoteserver --fault stall --fault-after 1   one good reply, then such as break off
+  quoteserver --check feeds.json --try chart:NVDA   what does this source say?
+  quoteserver --feeds feeds.json              living sources, in the classic formats
 
 Then, from another window:
   curl "http://127.0.0.1:8733/table.csv?s=AAPL&a=0&b=1&c=2008&d=11&e=31&f=2008&g=m")";
