@@ -141,7 +141,7 @@ END
 # Every command that README and the docs show, as it is written there. What watches for ever ends after
 # one update; DDE needs a display, and is shown by the demo and tested elsewhere.
 testDocumentedCommands() {
-  local command count=0
+  local command file count=0
   while read -r command; do
     case $command in
       *' DDE '* | *SOURCE*) continue ;;
@@ -155,6 +155,15 @@ testDocumentedCommands() {
     sed -E 's/ {3,}.*//' | sort -u)
   check "there are some" [ "$count" -ge 10 ]
   rm -f aapl.csv aapl.svg
+  # And the files of feeds that they show.
+  count=0
+  awk '/^```jsonc/ { file = "feeds" ++n ".json"; next } /^```/ { file = "" } file { print > file }' "$root"/docs/feeds.md
+  for file in feeds*.json; do
+    count=$((count + 1)) status=0
+    TIINGO_TOKEN=key "$root/build/native/quoteserver" --check "$file" >out 2>err || status=$?
+    check "documented: $file" [ "$status" = 0 ]
+  done
+  check "there are some" [ "$count" -ge 2 ]
 }
 
 testFailures() {

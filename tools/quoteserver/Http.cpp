@@ -34,27 +34,6 @@ std::string Decode(std::string_view text) {
     return decoded;
 }
 
-// Explanations repeat what was asked.
-std::string Escaped(std::string_view text) {
-    std::string html;
-    for (const char c : text) {
-        switch (c) {
-            case '&':
-                html += "&amp;";
-                break;
-            case '<':
-                html += "&lt;";
-                break;
-            case '>':
-                html += "&gt;";
-                break;
-            default:
-                html += c;
-        }
-    }
-    return html;
-}
-
 std::string Lower(std::string_view text) {
     std::string lower(text);
     for (char& c : lower) {
@@ -130,6 +109,29 @@ std::string_view Reason(unsigned status) {
         default:
             return "Internal Server Error";
     }
+}
+
+std::string Escaped(std::string_view text) {
+    std::string html;
+    for (const char c : text) {
+        switch (c) {
+            case '&':
+                html += "&amp;";
+                break;
+            case '<':
+                html += "&lt;";
+                break;
+            case '>':
+                html += "&gt;";
+                break;
+            case '"':
+                html += "&quot;";
+                break;
+            default:
+                html += c;
+        }
+    }
+    return html;
 }
 
 Reply ErrorPage(unsigned status, std::string_view explanation) {

@@ -64,6 +64,9 @@ bool IsLoopbackName(std::string_view host);
 // "Not Found" and the like.
 std::string_view Reason(unsigned status);
 
+// A text as HTML shows it, between tags or in an attribute's quotes.
+std::string Escaped(std::string_view text);
+
 // A short HTML page. Its third line begins with the status ("404 Not Found"), for that is where
 // clients of the classic service look.
 Reply ErrorPage(unsigned status, std::string_view explanation);

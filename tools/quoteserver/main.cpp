@@ -21,6 +21,7 @@
 #include "Server.h"
 #include "Services.h"
 #include "living/Keeper.h"
+#include "living/StatusPage.h"
 
 namespace {
 
@@ -34,6 +35,8 @@ Examples:
   quoteserver --check quotes                  which lines of my files are damaged?
   quoteserver --rows-per-page 0 --verbose     replies of any length, and a line a request
   quoteserver --fault stall --fault-after 1   one good reply, then such as break off
+  quoteserver --check feeds.json --try chart:NVDA   what does this source say?
+  quoteserver --feeds feeds.json              living sources, in the classic formats
 
 Then, from another window:
   curl "http://127.0.0.1:8733/table.csv?s=AAPL&a=0&b=1&c=2008&d=11&e=31&f=2008&g=m")";
@@ -262,9 +265,9 @@ void Run(Settings settings) {
         living.emplace(settings, context);
         settings.data = settings.feeds;
     }
-    Routes routes =
-        MakeRoutes(settings, living ? DataFolder(living->feeds.data, living->feeds.store)
-                                    : DataFolder(settings.data));
+    const DataFolder folder =
+        living ? DataFolder(living->feeds.data, living->feeds.store) : DataFolder(settings.data);
+    Routes routes = MakeRoutes(settings, folder);
     ServerOptions options{"quoteserver/" VTDL_VERSION, settings.verbose, FaultOf(settings.fault),
                           settings.faultAfter, settings.faultCount};
     if (living) {
@@ -273,6 +276,10 @@ void Run(Settings settings) {
         options.saysFailure = settings.failure == "503";
         routes.Add("GET", "/status", [&](const Request&) {
             return Reply{200, "application/json", living->keeper.Status()};
+        });
+        routes.Add("GET", "/", [&](const Request& request) {
+            return living::StatusPage(living->keeper.Status(), folder,
+                                      request.target.query.value("ticker"));
         });
     }
     const net::ip::tcp::endpoint where = Loopback(settings);

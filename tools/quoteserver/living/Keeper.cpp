@@ -339,6 +339,7 @@ Outcome Keeper::Try(const std::string& name, const std::string& ticker) {
 
 std::string Keeper::Status() const {
     Json feeds = Json::object(), copies = Json::array();
+    const Clock::time_point now = Clock::now();
     for (const std::unique_ptr<Feed>& feed : m_feeds) {
         const Feed::Condition condition = feed->Tell();
         const Recipe& recipe = feed->Spec().recipe;
@@ -346,12 +347,11 @@ std::string Keeper::Status() const {
             {"state", condition.requests == 0 ? "not asked yet" : NameOf(condition.state)},
             {"why", condition.why},
             {"requests", condition.requests},
-            {"next", TimeText(condition.next)},
+            {"next", condition.next > now ? TimeText(condition.next) : ""},
             {"shared", feed->Spec().isShared},
             {"terms", recipe.terms},
             {"termsSay", recipe.termsSay}};
     }
-    const Clock::time_point now = Clock::now();
     for (const auto& [ask, copy] : m_store.All()) {
         copies.push_back({{"ticker", ask.ticker},
                           {"kind", NameOf(ask.kind)},
