@@ -157,6 +157,9 @@ Outcome Feed::Request(const Ask& ask, const Today& today, const std::string& sym
                                          m_spec.headers, m_spec.timeout}),
                          ask, today);
         }
+        if (symbol.starts_with('-')) {
+            return {State::Unknown, "a program would take it for an option"};
+        }
         std::vector<std::string> arguments = m_spec.command;
         for (std::string& argument : arguments) {
             Replace(argument, "{symbol}", symbol);
