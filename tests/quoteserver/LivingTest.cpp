@@ -298,41 +298,25 @@ TEST_F(FolderTest, TheEndOfTheProgramLeavesOldOrNew) {
 
 TEST_F(FolderTest, NothingOnTheStatusPageIsMarkup) {
     const std::string bad = "<script>'\"&";
-    const Json text = bad;
-    const Json status = {{"feeds",
-                          {{bad,
-                            {{"state", text},
-                             {"why", text},
-                             {"requests", 1},
-                             {"next", text},
-                             {"shared", true},
-                             {"terms", "http://" + bad},
-                             {"termsSay", text}}},
-                           {"b",
-                            {{"state", "rows"},
-                             {"why", ""},
-                             {"requests", 1},
-                             {"next", ""},
-                             {"shared", true},
-                             {"terms", "javascript:x"},
-                             {"termsSay", "say"}}}}},
-                         {"copies",
-                          {{{"ticker", text},
-                            {"kind", "history"},
-                            {"feed", text},
-                            {"symbol", text},
-                            {"fetched", text},
-                            {"fresh", true},
-                            {"dropped", 0}}}},
-                         {"failures", {text}}};
-    const std::string page = StatusPage(status.dump(), DataFolder(m_folder), bad).body;
+    std::string status = R"({
+        "feeds": {"BAD": {"state": "BAD", "why": "BAD", "requests": 1, "next": "BAD",
+                          "shared": true, "terms": "http://BAD", "termsSay": "BAD"},
+                  "b": {"state": "rows", "why": "", "requests": 1, "next": "", "shared": true,
+                        "terms": "javascript:x", "termsSay": "say"}},
+        "copies": [{"ticker": "BAD", "kind": "history", "feed": "BAD", "symbol": "BAD",
+                    "fetched": "BAD", "fresh": true, "dropped": 0}],
+        "failures": ["BAD"]})";
+    for (std::size_t at = 0; (at = status.find("BAD", at)) != std::string::npos;) {
+        status.replace(at, 3, "<script>'\\\"&");
+    }
+    const std::string page = StatusPage(status, DataFolder(m_folder), bad).body;
     EXPECT_EQ(page.find("<script"), std::string::npos) << page;
     EXPECT_EQ(page.find("javascript:"), std::string::npos) << page;
     EXPECT_NE(page.find("href=\"http://&lt;script&gt;'&quot;&amp;\""), std::string::npos) << page;
     Write("A.csv",
           "Date,Open,High,Low,Close,Volume,Adj Close\n2024-01-03,1,1,1,3,1,2\n"
           "2024-01-02,1,1,1,1,1,1\n");
-    EXPECT_NE(StatusPage(status.dump(), DataFolder(m_folder), "a")
+    EXPECT_NE(StatusPage(status, DataFolder(m_folder), "a")
                   .body.find("class=\"close\" d=\"M950.0 40.0L80.0 270.0h0\""),
               std::string::npos);
 }

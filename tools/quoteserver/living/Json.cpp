@@ -187,6 +187,15 @@ std::vector<std::pair<std::string, std::string>> Section::TextsByName(const std:
     return texts;
 }
 
+Json::json_pointer Pointer(const std::string& text) {
+    return Json::json_pointer(text.empty() || text.starts_with('/') ? text : "/" + text);
+}
+
+const Json* At(const Json& value, const std::string& path) {
+    const Json::json_pointer pointer = Pointer(path);
+    return value.contains(pointer) ? &value.at(pointer) : nullptr;
+}
+
 Json ParseJson(const std::string& text, const std::string& name) {
     try {
         return Json::parse(text, nullptr, true, true);

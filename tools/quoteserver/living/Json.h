@@ -59,6 +59,13 @@ private:
     std::set<std::string> m_known;
 };
 
+// "a/b" and "/a/b" are the same pointer, and nothing is the document itself. Throws
+// Json::exception.
+Json::json_pointer Pointer(const std::string& text);
+
+// What the pointer leads to; null when it is missing.
+const Json* At(const Json& value, const std::string& path);
+
 // The document of a file, with comments allowed. Throws std::runtime_error with line and column.
 Json ParseJson(const std::string& text, const std::string& name);
 

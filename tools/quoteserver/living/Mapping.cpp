@@ -118,7 +118,7 @@ HistoryFiles MakeFiles(History history, const PriceForm& form, const Today& toda
     }
 
     std::string& prices = files.texts[".csv"];
-    prices = std::string(priceLayout.header) + "\n";
+    prices.assign(priceLayout.header).append(1, '\n');
     for (const Bar& bar : bars) {
         prices += DateText(bar.day);
         for (const double price : {bar.open, bar.high, bar.low, bar.close}) {
@@ -128,12 +128,12 @@ HistoryFiles MakeFiles(History history, const PriceForm& form, const Today& toda
         prices.append(1, ',').append(DecimalText(bar.adjusted)).append(1, '\n');
     }
     std::string& dividends = files.texts[".dividends.csv"];
-    dividends = std::string(dividendLayout.header) + "\n";
+    dividends.assign(dividendLayout.header).append(1, '\n');
     for (const Dividend& dividend : history.dividends) {
         dividends += DateText(dividend.day) + "," + DecimalText(dividend.amount) + "\n";
     }
     std::string& splitTexts = files.texts[".splits.csv"];
-    splitTexts = std::string(splitLayout.header) + "\n";
+    splitTexts.assign(splitLayout.header).append(1, '\n');
     for (const Split& split : history.splits) {
         splitTexts += DateText(split.day) + "," + DecimalText(Shortest(split.shares, 1e-12)) + "\n";
     }

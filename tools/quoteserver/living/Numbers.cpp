@@ -1,5 +1,6 @@
 #include "living/Numbers.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -51,6 +52,16 @@ std::vector<std::string> SplitCsvLine(std::string_view line, char separator) {
     }
     return cells;
 }
+
+std::string Lower(std::string_view text) {
+    std::string lower(text);
+    std::ranges::transform(lower, lower.begin(), [](char c) {
+        return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c;
+    });
+    return lower;
+}
+
+// "No data found|delisted" are two texts.
 
 std::string PrintableText(std::string_view text) {
     constexpr std::size_t longest = 200;

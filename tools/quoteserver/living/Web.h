@@ -26,7 +26,7 @@ struct WebAnswer {
     std::string body = {};
 };
 
-inline constexpr std::size_t mostBytes = 64 * 1024 * 1024;  // of a body, unpacked
+inline constexpr std::size_t mostBytes = 32 * 1024 * 1024;  // of a body, unpacked
 
 // The text with stars for secrets.
 std::string Masked(std::string text, const std::vector<std::string>& secrets);
