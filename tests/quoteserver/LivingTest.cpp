@@ -164,7 +164,7 @@ TEST(LivingTest, HistoriesAreAsTraded) {
     // Two for one on the third day, half a dollar (of today's) on the second; the fourth is
     // running.
     History history{{bar(0, 10), bar(1, 11), bar(2, 12, 0), bar(3, 13), bar(4, 14)},
-                    {{day + days(1), 0.5}},
+                    {{day + days(1), 0.25}, {day + days(1), 0.25}},
                     {{day + days(2), 2}}};
     history.bars[4].low = unknown;
     const HistoryFiles files =
@@ -174,6 +174,7 @@ TEST(LivingTest, HistoriesAreAsTraded) {
               "2024-03-06,12,12,12,12,000,12\n"
               "2024-03-05,22,22,22,22,4,11\n"
               "2024-03-04,20,20,20,20,4,9.5\n");
+    EXPECT_EQ(files.texts.at(".dividends.csv"), "Date,Dividends\n2024-03-05,0.5\n");
     EXPECT_EQ(files.dropped, 2U);
     EXPECT_THROW(MakeFiles({{bar(0, 1), bar(0, 2)}, {}, {}}, {.hasAdjusted = false}, today),
                  Nonsense);
@@ -263,7 +264,9 @@ TEST_F(FolderTest, AnEditedCopyStays) {
     EXPECT_TRUE(std::filesystem::exists(m_folder / "_CON.csv"));  // a device of Windows
     EXPECT_EQ(Store(m_folder).Find(ask)->fetched, now);
     Write("_CON.csv", "mine");
-    EXPECT_NE(Store(m_folder).Save(ask, outcome, now).find("was edited"), std::string::npos);
+    EXPECT_NE(Store(m_folder).Save(ask, outcome, now + hours(1)).find("was edited"),
+              std::string::npos);
+    EXPECT_EQ(Store(m_folder).Find(ask)->fetched, now + hours(1));  // it is as good as new
     EXPECT_EQ(Store(m_folder).All().size(), 1U);
     std::filesystem::remove(m_folder / "_CON.csv");
     EXPECT_EQ(store.Find(ask), std::nullopt);

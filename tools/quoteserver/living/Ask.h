@@ -36,13 +36,13 @@ struct Bar {
 };
 
 struct Dividend {
-    Date day;
-    double amount;
+    Date day = {};
+    double amount = 0;
 };
 
 struct Split {
-    Date day;
-    double shares;  // for each one before: 4 for 4:1
+    Date day = {};
+    double shares = 1;  // for each one before: 4 for 4:1
 };
 
 // A reply as it was understood, before anything is worked out.

@@ -214,8 +214,15 @@ Outcome Feed::Judge(const WebAnswer& answer, const Ask& ask, const Today& today)
         if (outcome.files.empty()) {
             outcome.state = State::NoRows;
         }
+        for (const auto& [suffix, text] : outcome.files) {
+            ParseRows(text, suffix == ".csv"             ? priceLayout
+                            : suffix == ".dividends.csv" ? dividendLayout
+                                                         : splitLayout);
+        }
     } catch (const Nonsense& nonsense) {
         outcome = {State::Nonsense, nonsense.what()};
+    } catch (const DataError& error) {  // a number that no file may hold, or an event twice a day
+        outcome = {State::Nonsense, error.what()};
     }
     return outcome;
 }

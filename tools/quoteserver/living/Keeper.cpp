@@ -82,10 +82,10 @@ std::vector<Ask> AsksOf(const Request& request, const DataFolder* own) {
 
 Keeper::Keeper(net::io_context& context, const FeedsFile& file, std::unique_ptr<WebClient> client)
     : m_context(context), m_file(file), m_client(std::move(client)), m_store(file.store) {
-    const std::map<std::string, Clock::time_point> coolDowns = m_store.CoolDowns();
+    m_coolDowns = m_store.CoolDowns();
     for (const FeedSpec& spec : file.feeds) {
         m_feeds.push_back(std::make_unique<Feed>(spec, file, *m_client));
-        if (const auto until = coolDowns.find(spec.name); until != coolDowns.end()) {
+        if (const auto until = m_coolDowns.find(spec.name); until != m_coolDowns.end()) {
             m_feeds.back()->Restore(until->second);
         }
     }
@@ -225,29 +225,34 @@ void Keeper::Land(const Ask& ask, bool isLocal, const Outcome& outcome) {
     const std::shared_ptr<Flight> flight = m_flights.at({ask, isLocal});
     flight->outcome = outcome;
     flight->landed = Clock::now();
-    if (outcome.state == State::Rows) {
-        try {
+    try {
+        if (outcome.state == State::Rows) {
             if (const std::string kept = m_store.Save(ask, outcome, Clock::now()); !kept.empty()) {
                 Log(kept);
             }
-        } catch (const std::exception& e) {
-            Log(e.what());
         }
-    }
-    std::map<std::string, Clock::time_point> coolDowns;
-    for (const std::unique_ptr<Feed>& feed : m_feeds) {
-        if (feed->CoolUntil() > Clock::now()) {
-            coolDowns[feed->Spec().name] = feed->CoolUntil();
-        }
-    }
-    if (coolDowns != m_store.CoolDowns()) {
-        m_store.SaveCoolDowns(coolDowns);
+        SaveCoolDowns();
+    } catch (const std::exception& e) {
+        Log(e.what());
     }
     for (net::steady_timer* timer : flight->waiting) {
         timer->cancel();
     }
     if (outcome.state != State::Unknown && outcome.state != State::NoRows) {
         m_flights.erase({ask, isLocal});
+    }
+}
+
+void Keeper::SaveCoolDowns() {
+    std::map<std::string, Clock::time_point> coolDowns;
+    for (const std::unique_ptr<Feed>& feed : m_feeds) {
+        if (feed->CoolUntil() > Clock::now()) {
+            coolDowns[feed->Spec().name] = feed->CoolUntil();
+        }
+    }
+    if (coolDowns != m_coolDowns) {
+        m_store.SaveCoolDowns(coolDowns);
+        m_coolDowns = std::move(coolDowns);
     }
 }
 

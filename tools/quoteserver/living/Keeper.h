@@ -58,6 +58,7 @@ private:
     std::shared_ptr<Flight> Launch(const Ask& ask, bool isLocal);
     void AskNext(const Ask& ask, bool isLocal, std::size_t place, std::vector<Outcome> failures);
     void Land(const Ask& ask, bool isLocal, const Outcome& outcome);
+    void SaveCoolDowns();
     std::string Doubt(const Ask& ask, const Outcome& outcome) const;
     bool MayGive(const std::string& feed, bool isLocal) const;
     bool IsFresh(const Ask& ask, const Copy& copy, Clock::time_point now) const;
@@ -70,8 +71,9 @@ private:
     Store m_store;
     std::vector<std::unique_ptr<Feed>> m_feeds;
     FlightOf m_flights;  // on their way; and those that brought nothing, for a while
-    std::map<Ask, Clock::time_point> m_asked;  // of histories, when last
-    std::list<std::string> m_log;              // the last failures, the newest first
+    std::map<std::string, Clock::time_point> m_coolDowns;  // as they are stored
+    std::map<Ask, Clock::time_point> m_asked;              // of histories, when last
+    std::list<std::string> m_log;                          // the last failures, the newest first
 };
 
 // What a request of a classic service needs and the user's own files, if any, do not have.

@@ -30,6 +30,20 @@ void SortNewestFirst(std::vector<Event>& events) {
     std::ranges::stable_sort(events, std::ranges::greater{}, &Event::day);
 }
 
+// A day may have two dividends, a usual and a special one; files have a row a day.
+template <typename Event, typename Join>
+void JoinDays(std::vector<Event>& events, const Join& join) {
+    std::size_t count = 0;
+    for (const Event& event : events) {
+        if (count > 0 && events[count - 1].day == event.day) {
+            join(events[count - 1], event);
+        } else {
+            events[count++] = event;
+        }
+    }
+    events.resize(count);
+}
+
 void CheckDays(const std::vector<Bar>& bars, Date today) {
     // A zone may be a day ahead of the server's.
     if (!bars.empty() && bars.front().day > today + std::chrono::days(1)) {
@@ -86,6 +100,10 @@ HistoryFiles MakeFiles(History history, const PriceForm& form, const Today& toda
     SortNewestFirst(bars);
     SortNewestFirst(history.dividends);
     SortNewestFirst(history.splits);
+    JoinDays(history.dividends, [](Dividend& all, const Dividend& one) {
+        all.amount = Shortest(all.amount + one.amount, 1e-12);
+    });
+    JoinDays(history.splits, [](Split& all, const Split& one) { all.shares *= one.shares; });
     HistoryFiles files;
     files.dropped = std::erase_if(bars, [&](Bar& bar) {
         if (!form.hasOpenHighLow) {

@@ -70,6 +70,18 @@ std::optional<Copy> CopyOf(const Json& note) {
     }
 }
 
+std::string NoteText(const Ask& ask, const Outcome& outcome, Clock::time_point now,
+                     const Json& marks) {
+    return Json{{"ticker", ask.ticker},
+                {"kind", NameOf(ask.kind)},
+                {"feed", outcome.feed},
+                {"symbol", outcome.symbol},
+                {"fetched", Clock::to_time_t(now)},
+                {"dropped", outcome.dropped},
+                {"marks", marks}}
+        .dump(1);
+}
+
 bool IsAsNoted(const fs::path& file, const Json& marks) {
     const std::optional<std::string> text = ReadText(file);
     return !text ||
@@ -119,6 +131,9 @@ std::string Store::Save(const Ask& ask, const Outcome& outcome, Clock::time_poin
         const fs::path file = m_folder / (FileNameOf(ask.ticker) + suffix);
         const Json known = oldMarks.value(suffix, Json::array());
         if (!IsAsNoted(file, known)) {
+            // It is the user's own from now on, and as good as new.
+            WriteText(note, NoteText(ask, outcome, now, oldMarks));
+            m_copies[ask] = Copy{now, outcome.feed, outcome.symbol, outcome.dropped};
             return file.string() + " was edited, and stays as it is";
         }
         marks[suffix] = Json::array({Mark(text)});
@@ -129,14 +144,7 @@ std::string Store::Save(const Ask& ask, const Outcome& outcome, Clock::time_poin
     for (const auto& [suffix, text] : outcome.files) {
         WriteText(m_folder / (FileNameOf(ask.ticker) + suffix), text);
     }
-    WriteText(note, Json{{"ticker", ask.ticker},
-                         {"kind", NameOf(ask.kind)},
-                         {"feed", outcome.feed},
-                         {"symbol", outcome.symbol},
-                         {"fetched", Clock::to_time_t(now)},
-                         {"dropped", outcome.dropped},
-                         {"marks", marks}}
-                        .dump(1));
+    WriteText(note, NoteText(ask, outcome, now, marks));
     m_copies[ask] = Copy{now, outcome.feed, outcome.symbol, outcome.dropped};
     return {};
 }
