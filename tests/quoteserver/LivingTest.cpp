@@ -108,6 +108,7 @@ TEST(LivingTest, OnlyWhatWasAskedForIsRows) {
         {csv, "Jour;Fermeture;X\r\n01/02/2024\r\n", State::Nonsense, "1 values where the header"},
         {csv, "Jour;Cloture\r\n01/02/2024;12.5\r\n", State::Nonsense, "no column Fermeture"},
         {csv, "Jour;Fermeture\r\n", State::NoRows, ""},
+        {csv, "01/02/2024;1\r\n01/03/2024;2\r\n", State::Nonsense, "the first line is a row"},
     };
     for (const auto& c : cases) {
         const Reading reading = ReadReply(RecipeOf(c.recipe), {Kind::History, "X"}, c.body);
@@ -326,6 +327,7 @@ TEST_F(FolderTest, NothingOnTheStatusPageIsMarkup) {
 
 TEST(LivingTest, ProgramsAnswerInTime) {
     EXPECT_EQ(RunCommand({"printf", "%s", "a b"}, seconds(5)).body, "a b");
+    EXPECT_EQ(RunCommand({"pwd"}, seconds(5), "/usr/bin").body, "/usr/bin\n");
     EXPECT_EQ(RunCommand({"false"}, seconds(5)).fault, "the program ended with code 1");
     EXPECT_EQ(RunCommand({"sleep", "9"}, seconds(1)).fault, "the program did not end in time");
     EXPECT_NE(RunCommand({"/nowhere"}, seconds(1)).status, 200U);

@@ -343,7 +343,7 @@ END
   mkdir nothing
   local age
   for age in 2 8; do
-    sed -i -E "s/(\"fetched\": )[0-9]+/\\1$(($(date +%s) - age * 86400))/" store/NVDA.history.from.json
+    sed -i -E "s/(\"fetched\": )[0-9]+/\\1$(($(date +%s) - age * 86400))/" store-replay/NVDA.history.from.json
     startLiving nothing
     eval "vtdl get $prices"
     if [ $age = 2 ]; then check "an old copy" succeeds 2021-07-16,; else check "a copy that is too old" fails 1 ""; fi

@@ -202,12 +202,13 @@ Routes MakeRoutes(const Settings& settings, const DataFolder& folder) {
 }
 
 // The file of feeds without a mistake; what else it has is told, and ends the program. Recordings
-// answer at any pace.
+// answer at any pace, and into a store of their own: they are not of today.
 living::FeedsFile Feeds(const Settings& settings, const std::string& file) {
     living::Mistakes mistakes;
     living::FeedsFile feeds = living::ReadFeedsFile(file, mistakes);
-    for (living::FeedSpec& feed : feeds.feeds) {
-        if (!settings.replay.empty()) {
+    if (!settings.replay.empty()) {
+        feeds.store += "-replay";
+        for (living::FeedSpec& feed : feeds.feeds) {
             feed.pace = {1000000, std::chrono::seconds(1)};
         }
     }

@@ -164,7 +164,7 @@ Outcome Feed::Request(const Ask& ask, const Today& today, const std::string& sym
         for (std::string& argument : arguments) {
             Replace(argument, "{symbol}", symbol);
         }
-        return Judge(RunCommand(arguments, m_spec.timeout), ask, today);
+        return Judge(RunCommand(arguments, m_spec.timeout, m_file.folder), ask, today);
     } catch (const std::exception& e) {
         return {State::Down, PrintableText(e.what())};
     }

@@ -83,7 +83,9 @@ std::string FillIn(const std::string& url, const std::string& symbol, Clock::tim
 // What the time of a Retry-After header is; nothing for one that cannot be read.
 std::optional<Clock::time_point> RetryTime(std::string_view header, Clock::time_point now);
 
-// Runs a program without a shell; its output is an answer of status 200, unless it fails.
-WebAnswer RunCommand(const std::vector<std::string>& arguments, std::chrono::seconds timeout);
+// Runs a program without a shell, in the folder, if one is given; its output is an answer of status
+// 200, unless it fails.
+WebAnswer RunCommand(const std::vector<std::string>& arguments, std::chrono::seconds timeout,
+                     const std::filesystem::path& folder = {});
 
 }  // namespace quoteserver::living

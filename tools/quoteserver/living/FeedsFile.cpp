@@ -50,6 +50,7 @@ private:
 FeedsFile FeedsReader::Read(const std::string& text) {
     const Json document = ParseJson(text, m_name);
     Section section(document, m_name + ":", m_mistakes);
+    m_feeds.folder = m_file.parent_path();
     m_feeds.data = Beside(section.Text("data"));
     m_feeds.store = Beside(section.Text("store", "store"));
     if (const std::string time = section.Text("newDay", "17:45"); time.size() == 5) {
@@ -77,6 +78,11 @@ FeedsFile FeedsReader::Read(const std::string& text) {
         section.Complain("feeds", "is missing");
     }
     ReadLineUp(section);
+    for (const auto& [key, symbol] : m_feeds.symbols) {
+        if (key.second != "*" && !std::ranges::count(m_feeds.feeds, key.second, &FeedSpec::name)) {
+            m_mistakes.push_back("symbols of " + key.first + ": there is no feed " + key.second);
+        }
+    }
     return std::move(m_feeds);
 }
 

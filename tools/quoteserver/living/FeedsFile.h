@@ -29,6 +29,7 @@ struct Ages {
 };
 
 struct FeedsFile {
+    std::filesystem::path folder;       // of the file, where programs run; empty: the current one
     std::filesystem::path data, store;  // data may be empty: then nobody's files go first
     std::chrono::minutes newDay{17 * 60 + 45};
     Ages ages[3] = {{std::chrono::hours(24), std::chrono::hours(7 * 24)},

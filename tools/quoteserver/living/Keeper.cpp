@@ -256,15 +256,20 @@ void Keeper::SaveCoolDowns() {
     }
 }
 
-// Against the copy that is there: days lost, or closes changed by what no split explains, mean that
-// the source speaks of something else now.
-std::string Keeper::Doubt(const Ask& ask, const Outcome& outcome) const {
-    if (ask.kind != Kind::History) {
+// Against the copy that is there, while it is better than nothing: days lost, or closes changed by
+// what no split explains, mean that the source speaks of something else now. After that, and after
+// splits that are new, it counts as corrected.
+std::string Keeper::Doubt(const Ask& ask, const Outcome& outcome) {
+    const std::optional<Copy> copy = m_store.Find(ask);
+    if (ask.kind != Kind::History || !copy || m_store.IsEdited(ask) ||
+        Clock::now() - copy->fetched >= m_file.AgesOf(ask.kind).stale) {
         return {};
     }
     const DataFolder folder(m_file.store);
     std::optional<DataFile> file = folder.Prices(FileNameOf(ask.ticker));
-    if (!file) {
+    const std::optional<DataFile> splits = DataFolder({}, m_file.store).Splits(ask.ticker);
+    const bool hasNewSplits = splits && splits->text != outcome.files.at(".splits.csv");
+    if (!file || hasNewSplits) {
         return {};
     }
     std::vector<Row> before;
@@ -293,8 +298,9 @@ std::string Keeper::Doubt(const Ask& ask, const Outcome& outcome) const {
         }
     }
     const auto isMany = [&](std::size_t count) { return count * 100 > before.size(); };
-    return isMany(lost)      ? std::to_string(lost) + " days of the copy are missing"
-           : isMany(changed) ? std::to_string(changed) + " closes differ from the copy's"
+    const std::string cure = "; without the copy " + file->name + " they are taken as they come";
+    return isMany(lost)      ? std::to_string(lost) + " days of the copy are missing" + cure
+           : isMany(changed) ? std::to_string(changed) + " closes differ from the copy's" + cure
                              : std::string();
 }
 

@@ -59,7 +59,7 @@ private:
     void AskNext(const Ask& ask, bool isLocal, std::size_t place, std::vector<Outcome> failures);
     void Land(const Ask& ask, bool isLocal, const Outcome& outcome);
     void SaveCoolDowns();
-    std::string Doubt(const Ask& ask, const Outcome& outcome) const;
+    std::string Doubt(const Ask& ask, const Outcome& outcome);
     bool MayGive(const std::string& feed, bool isLocal) const;
     bool IsFresh(const Ask& ask, const Copy& copy, Clock::time_point now) const;
     Today TodayAt(Clock::time_point now) const;

@@ -57,7 +57,8 @@ std::wstring Quoted(const std::string& argument) {
 
 }  // namespace
 
-WebAnswer RunCommand(const std::vector<std::string>& arguments, std::chrono::seconds timeout) {
+WebAnswer RunCommand(const std::vector<std::string>& arguments, std::chrono::seconds timeout,
+                     const std::filesystem::path& folder) {
     std::wstring line;
     for (const std::string& argument : arguments) {
         line.append(line.empty() ? L"" : L" ").append(Quoted(argument));
@@ -82,7 +83,8 @@ WebAnswer RunCommand(const std::vector<std::string>& arguments, std::chrono::sec
     start.hStdError = GetStdHandle(STD_ERROR_HANDLE);
     PROCESS_INFORMATION started{};
     if (!CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE,
-                        CREATE_SUSPENDED | CREATE_NO_WINDOW, nullptr, nullptr, &start, &started)) {
+                        CREATE_SUSPENDED | CREATE_NO_WINDOW, nullptr,
+                        folder.empty() ? nullptr : folder.c_str(), &start, &started)) {
         return {0, arguments[0] + " cannot be started"};
     }
     const Handle process(started.hProcess), thread(started.hThread);
@@ -116,7 +118,8 @@ WebAnswer RunCommand(const std::vector<std::string>& arguments, std::chrono::sec
 
 #else
 
-WebAnswer RunCommand(const std::vector<std::string>& arguments, std::chrono::seconds timeout) {
+WebAnswer RunCommand(const std::vector<std::string>& arguments, std::chrono::seconds timeout,
+                     const std::filesystem::path& folder) {
     std::vector<char*> line;
     for (const std::string& argument : arguments) {
         line.push_back(const_cast<char*>(argument.c_str()));
@@ -132,6 +135,9 @@ WebAnswer RunCommand(const std::vector<std::string>& arguments, std::chrono::sec
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
     posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    if (!folder.empty()) {
+        posix_spawn_file_actions_addchdir_np(&actions, folder.c_str());
+    }
     posix_spawnattr_init(&attributes);
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
     pid_t process = 0;

@@ -29,6 +29,7 @@ private:
     Reading ReadJson();
     Reading ReadCsv();
     void ReadEvents(const Json& root, History& history) const;
+    bool IsDay(const std::string& text) const;
     static void AddEvents(History& history, Date day, double amount, double shares);
     void ReadParallel(const Json& root, Reading& reading) const;
     void ReadEach(const Json& list, Reading& reading) const;
@@ -236,6 +237,15 @@ Reading Reader::ReadJson() {
     return reading;
 }
 
+bool Reader::IsDay(const std::string& text) const {
+    try {
+        m_values.Day(std::string_view(text));
+        return true;
+    } catch (const Nonsense&) {
+        return false;
+    }
+}
+
 Reading Reader::ReadCsv() {
     std::string_view rest = WithoutByteOrderMark(m_body);
     const Cells header = SplitCsvLine(TakeLine(rest), m_recipe.separator);
@@ -256,6 +266,9 @@ Reading Reader::ReadCsv() {
         return index;
     };
     const std::size_t date = require(m_recipe.date, "of dates");
+    if (IsDay(header[date])) {
+        throw Nonsense("the first line is a row; it has to name the columns");
+    }
     const std::vector<Column> columns = Columns();
     std::vector<std::size_t> places;
     for (const Column& column : columns) {

@@ -119,6 +119,13 @@ std::optional<Copy> Store::Find(const Ask& ask) {
     return copy->second && fs::exists(file, error) ? copy->second : std::nullopt;
 }
 
+bool Store::IsEdited(const Ask& ask) const {
+    const char* suffix = firstSuffix[static_cast<int>(ask.kind)];
+    const Json marks = ReadNote(NoteOf(ask)).value("marks", Json::object());
+    return !IsAsNoted(m_folder / (FileNameOf(ask.ticker) + suffix),
+                      marks.value(suffix, Json::array()));
+}
+
 // First the note learns the new marks beside the old ones: whatever the program's end leaves of the
 // files, they count as written by it.
 std::string Store::Save(const Ask& ask, const Outcome& outcome, Clock::time_point now) {

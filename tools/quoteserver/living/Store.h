@@ -31,6 +31,9 @@ public:
     // The copy of what was asked, unless there is none or its file is gone.
     std::optional<Copy> Find(const Ask& ask);
 
+    // Whether its table is not as it was written.
+    bool IsEdited(const Ask& ask) const;
+
     // Replaces a copy. A file that is not as it was written belongs to the user: it stays, and the
     // sentence that says so is returned. Throws std::runtime_error when files cannot be written.
     std::string Save(const Ask& ask, const Outcome& outcome, Clock::time_point now);
