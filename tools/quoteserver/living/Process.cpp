@@ -43,6 +43,9 @@ using Handle = std::unique_ptr<void, CloseIt>;
 
 // As the C runtime of the program takes its line apart again.
 std::wstring Quoted(const std::string& argument) {
+    if (!argument.empty() && argument.find_first_of(" \t\"") == std::string::npos) {
+        return {argument.begin(), argument.end()};
+    }
     std::wstring text = L"\"";
     std::size_t backslashes = 0;
     for (const char c : argument) {
