@@ -316,6 +316,7 @@ testWatchFaults() {
   check "one good update is a success" [ "$status" = 0 ]
   check "and shown" updates = 1
   check "the others are told" [ "$(grep -c ': YAHOOHIST: .*(a page instead of a table); see' err)" = 2 ]
+  stopQuoteServer
 }
 
 # What each outcome of a living source becomes in the classic client.
