@@ -269,6 +269,10 @@ TEST_F(FolderTest, AnEditedCopyStays) {
               std::string::npos);
     EXPECT_EQ(Store(m_folder).Find(ask)->fetched, now + hours(1));  // it is as good as new
     EXPECT_EQ(Store(m_folder).All().size(), 1U);
+    Write("_CON.history.from.json", R"({"marks": 1})");
+    EXPECT_TRUE(store.IsEdited(ask));
+    std::filesystem::remove_all(m_folder);
+    EXPECT_EQ(store.Save(ask, outcome, now), "");
     std::filesystem::remove(m_folder / "_CON.csv");
     EXPECT_EQ(store.Find(ask), std::nullopt);
     EXPECT_EQ(store.Save(ask, outcome, now), "");

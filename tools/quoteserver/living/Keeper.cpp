@@ -265,9 +265,9 @@ std::string Keeper::Doubt(const Ask& ask, const Outcome& outcome) {
         Clock::now() - copy->fetched >= m_file.AgesOf(ask.kind).stale) {
         return {};
     }
-    const DataFolder folder(m_file.store);
-    std::optional<DataFile> file = folder.Prices(FileNameOf(ask.ticker));
-    const std::optional<DataFile> splits = DataFolder({}, m_file.store).Splits(ask.ticker);
+    const DataFolder folder({}, m_file.store);
+    std::optional<DataFile> file = folder.Prices(ask.ticker);
+    const std::optional<DataFile> splits = folder.Splits(ask.ticker);
     const bool hasNewSplits = splits && splits->text != outcome.files.at(".splits.csv");
     if (!file || hasNewSplits) {
         return {};

@@ -60,6 +60,12 @@ Json ReadNote(const fs::path& file) {
     return note.is_object() ? note : Json::object();
 }
 
+// Of one file; anybody may have edited the note.
+Json MarksOf(const Json& note, const std::string& suffix) {
+    const Json::json_pointer place = Json::json_pointer("/marks") / suffix;
+    return note.contains(place) && note.at(place).is_array() ? note.at(place) : Json::array();
+}
+
 std::optional<Copy> CopyOf(const Json& note) {
     try {
         return Copy{Clock::from_time_t(note.at("fetched").get<std::time_t>()),
@@ -84,8 +90,7 @@ std::string NoteText(const Ask& ask, const Outcome& outcome, Clock::time_point n
 
 bool IsAsNoted(const fs::path& file, const Json& marks) {
     const std::optional<std::string> text = ReadText(file);
-    return !text ||
-           (marks.is_array() && std::ranges::find(marks, Json(Mark(*text))) != marks.end());
+    return !text || std::ranges::find(marks, Json(Mark(*text))) != marks.end();
 }
 
 }  // namespace
@@ -121,30 +126,31 @@ std::optional<Copy> Store::Find(const Ask& ask) {
 
 bool Store::IsEdited(const Ask& ask) const {
     const char* suffix = firstSuffix[static_cast<int>(ask.kind)];
-    const Json marks = ReadNote(NoteOf(ask)).value("marks", Json::object());
     return !IsAsNoted(m_folder / (FileNameOf(ask.ticker) + suffix),
-                      marks.value(suffix, Json::array()));
+                      MarksOf(ReadNote(NoteOf(ask)), suffix));
 }
 
 // First the note learns the new marks beside the old ones: whatever the program's end leaves of the
 // files, they count as written by it.
 std::string Store::Save(const Ask& ask, const Outcome& outcome, Clock::time_point now) {
     const boost::interprocess::scoped_lock locked(m_lock);
+    fs::create_directories(m_folder);  // somebody may have deleted it meanwhile
     const fs::path note = NoteOf(ask);
     const Json old = ReadNote(note);
-    const Json oldMarks = old.value("marks", Json::object());
-    Json between = old, marks = Json::object();
+    Json between = old, oldMarks = Json::object(), marks = Json::object();
+    for (const auto& [suffix, text] : outcome.files) {
+        oldMarks[suffix] = MarksOf(old, suffix);
+    }
+    between["marks"] = oldMarks;
     for (const auto& [suffix, text] : outcome.files) {
         const fs::path file = m_folder / (FileNameOf(ask.ticker) + suffix);
-        const Json known = oldMarks.value(suffix, Json::array());
-        if (!IsAsNoted(file, known)) {
+        if (!IsAsNoted(file, oldMarks.at(suffix))) {
             // It is the user's own from now on, and as good as new.
             WriteText(note, NoteText(ask, outcome, now, oldMarks));
             m_copies[ask] = Copy{now, outcome.feed, outcome.symbol, outcome.dropped};
             return file.string() + " was edited, and stays as it is";
         }
         marks[suffix] = Json::array({Mark(text)});
-        between["marks"][suffix] = known;
         between["marks"][suffix].push_back(Mark(text));
     }
     WriteText(note, between.dump(1));
