@@ -45,6 +45,8 @@ const wchar_t* RuntimeText(RuntimeError number) {
 
 }  // namespace
 
+const char* Error::what() const noexcept { return "automation error"; }
+
 long Error::Number() const noexcept {
     const bool isRuntimeError = (m_code & ~0xFFFF) == runtimeBase;
     return isRuntimeError ? m_code & 0xFFFF : m_code;
@@ -119,6 +121,15 @@ HRESULT Report(const Error& error, EXCEPINFO& exception) noexcept {
     exception.bstrDescription = textOf(error.Description());
     exception.scode = error.Code();
     return DISP_E_EXCEPTION;
+}
+
+HRESULT Raising(FunctionRef<void()> body) noexcept {
+    try {
+        body();
+        return S_OK;
+    } catch (...) {
+        return Raise(CurrentError());
+    }
 }
 
 HRESULT NullReference() noexcept {

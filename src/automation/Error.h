@@ -9,6 +9,8 @@
 #include <string>
 #include <string_view>
 
+#include "automation/FunctionRef.h"
+
 namespace vtdl::automation {
 
 class Error : public std::exception {
@@ -19,7 +21,7 @@ public:
     HRESULT Code() const noexcept { return m_code; }
     const std::wstring& Source() const noexcept { return m_source; }
     const std::wstring& Description() const noexcept { return m_description; }
-    const char* what() const noexcept override { return "automation error"; }
+    const char* what() const noexcept override;
 
     /// The number that hosts show: run-time errors (0x800A0000 + n) as n, others as they are.
     long Number() const noexcept;
@@ -62,6 +64,9 @@ HRESULT Raise(const Error& error) noexcept;
 
 /// Fills the record in which a call by name reports its error, and returns what says so.
 HRESULT Report(const Error& error, EXCEPINFO& exception) noexcept;
+
+/// Runs the body of a member that raises its errors to the caller.
+HRESULT Raising(FunctionRef<void()> body) noexcept;
 
 /// E_POINTER, the answer to a null reference: without error information, be it an earlier call's.
 HRESULT NullReference() noexcept;

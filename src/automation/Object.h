@@ -31,6 +31,35 @@ private:
     static inline long s_count = 0;
 };
 
+/// One dual interface of an object, and what calls by name need of it. The members are what
+/// IDispatch demands, for every interface.
+class Face {
+public:
+    /// Makes calls that the platform's dispatcher cannot make; false leaves the call to it. The
+    /// arguments stand in reverse order, all by position. Throws what goes wrong.
+    using OwnInvoke = FunctionRef<bool(DISPPARAMS& parameters)>;
+
+    /// The other one's names are reached by a late-bound host through this one, if there is
+    /// another.
+    Face(IDispatch* self, REFIID id, ITypeInfo* (*type)(), IDispatch* other) noexcept
+        : m_self(self), m_id(id), m_type(type), m_other(other) {}
+
+    HRESULT GetTypeInfo(UINT index, ITypeInfo** information) const noexcept;
+    HRESULT GetIDsOfNames(REFIID asker, LPOLESTR* names, UINT count, LCID locale,
+                          DISPID* identifiers) const noexcept;
+    HRESULT Invoke(DISPID member, REFIID asker, LCID locale, WORD flags, DISPPARAMS* parameters,
+                   VARIANT* result, EXCEPINFO* exception, UINT* badArgument,
+                   OwnInvoke own) const noexcept;
+
+private:
+    ComPtr<IDispatch> OtherFace(REFIID asker, bool isNeeded) const noexcept;
+
+    IDispatch* m_self;
+    REFIID m_id;
+    ITypeInfo* (*m_type)();
+    IDispatch* m_other;
+};
+
 /// Implements the IDispatch half of a dual interface. A class with several dual interfaces has one
 /// Dual for each, so that each face answers its own names.
 template <class I>
@@ -43,45 +72,24 @@ public:
     }
 
     STDMETHODIMP GetTypeInfo(UINT index, LCID, ITypeInfo** information) noexcept final {
-        if (!information) return NullReference();
-        *information = nullptr;
-        return Guarded(nullptr, [&]() -> HRESULT {
-            if (index != 0) return DISP_E_BADINDEX;
-            *information = TypeInformationOf<I>();
-            (*information)->AddRef();
-            return S_OK;
-        });
+        return Own().GetTypeInfo(index, information);
     }
 
     STDMETHODIMP GetIDsOfNames(REFIID asker, LPOLESTR* names, UINT count, LCID locale,
                                DISPID* identifiers) noexcept final {
-        return Guarded(nullptr, [&] {
-            const HRESULT hr = TypeInformationOf<I>()->GetIDsOfNames(names, count, identifiers);
-            const auto other = OtherFace(asker, hr == DISP_E_UNKNOWNNAME);
-            return other ? other->GetIDsOfNames(__uuidof(I), names, count, locale, identifiers)
-                         : hr;
-        });
+        return Own().GetIDsOfNames(asker, names, count, locale, identifiers);
     }
 
     STDMETHODIMP Invoke(DISPID member, REFIID asker, LCID locale, WORD flags,
                         DISPPARAMS* parameters, VARIANT* result, EXCEPINFO* exception,
                         UINT* badArgument) noexcept final {
-        return Guarded(exception, [&] {
-            if (!parameters || HasNullReference(*parameters)) return E_POINTER;
-            LateCall call(TypeInformationOf<I>(), member, flags, *parameters);
-            if (InvokeOwn(member, flags, call.Parameters(), result)) return S_OK;
-            const HRESULT hr =
-                call.Make(static_cast<I*>(this), locale, result, exception, badArgument);
-            const auto other = OtherFace(asker, hr == DISP_E_MEMBERNOTFOUND);
-            return other ? other->Invoke(member, __uuidof(I), locale, flags, parameters, result,
-                                         exception, badArgument)
-                         : hr;
-        });
+        return Own().Invoke(
+            member, asker, locale, flags, parameters, result, exception, badArgument,
+            [&](DISPPARAMS& arguments) { return InvokeOwn(member, flags, arguments, result); });
     }
 
 protected:
-    /// Makes calls that the platform's dispatcher cannot make; false leaves the call to it. The
-    /// arguments stand in reverse order, all by position. Throws what goes wrong.
+    /// Face::OwnInvoke of a class that has one.
     virtual bool InvokeOwn(DISPID, WORD, DISPPARAMS&, VARIANT*) { return false; }
 
     /// The face of the object whose names a late-bound host reaches through the default one, and
@@ -89,23 +97,8 @@ protected:
     virtual IDispatch* AlsoAnswers() { return nullptr; }
 
 private:
-    // The reserved identifier, which is null in a host's calls, tells that the other face asks and
-    // must not be asked again.
-    ComPtr<IDispatch> OtherFace(REFIID asker, bool isNeeded) {
-        IDispatch* const other = isNeeded && asker == GUID{} ? AlsoAnswers() : nullptr;
-        const bool isOther = other != static_cast<IDispatch*>(static_cast<I*>(this));
-        return isOther ? ComPtr<IDispatch>(other) : Query<IDispatch>(other);
-    }
-
-    // What a failure returns by its number alone must not find the texts of an earlier one.
-    template <class Body>
-    static HRESULT Guarded(EXCEPINFO* exception, Body&& body) noexcept {
-        SetErrorInfo(0, nullptr);
-        try {
-            return body();
-        } catch (...) {
-            return exception ? Report(CurrentError(), *exception) : Raise(CurrentError());
-        }
+    Face Own() noexcept {
+        return {static_cast<I*>(this), __uuidof(I), TypeInformationOf<I>, AlsoAnswers()};
     }
 };
 
@@ -165,22 +158,10 @@ public:
     STDMETHODIMP GetClassInfo(ITypeInfo** information) noexcept final {
         if (!information) return NullReference();
         *information = nullptr;
-        return Raising([&] {
+        return automation::Raising([&] {
             *information = TypeInformationOf<Coclass>();
             (*information)->AddRef();
         });
-    }
-
-protected:
-    /// Runs the body of a member that raises its errors to the caller.
-    template <class Body>
-    static HRESULT Raising(Body&& body) noexcept {
-        try {
-            body();
-            return S_OK;
-        } catch (...) {
-            return Raise(CurrentError());
-        }
     }
 
 private:

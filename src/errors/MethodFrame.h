@@ -35,42 +35,20 @@ public:
 
     /// Runs the statement, again for every "retry". False when it failed and was ignored; leaves
     /// the method on "abort".
-    template <class Statement>
-    bool Step(Statement&& statement, std::source_location at = std::source_location::current()) {
-        while (!Succeeds(statement, at))
-            if (Ask() != CErrorHandler::retry) return false;
-        return true;
-    }
+    bool Step(automation::FunctionRef<void()> statement,
+              std::source_location at = std::source_location::current());
 
     /// Runs a whole method body. What fails outside every step cannot be run again, nor can the
     /// method go on behind it: any answer leaves the method.
-    template <class Body>
-    void Run(Body&& body, std::source_location at) {
-        if (!Succeeds([&] { body(*this); }, at)) {
-            Ask();
-            throw MethodAbandoned();
-        }
-        m_isOver = true;
-        m_handler.CallStackPop();
-    }
+    void Run(automation::FunctionRef<void(MethodFrame&)> body, std::source_location at);
+
+    /// The same for a body that is a single statement.
+    void RunStatement(automation::FunctionRef<void()> statement, std::source_location at);
 
 private:
-    // The question shows windows and pumps messages, so it is asked when the exception is over.
-    template <class Statement>
-    bool Succeeds(Statement&& statement, const std::source_location& at) {
-        try {
-            statement();
-            return true;
-        } catch (const MethodAbandoned&) {
-            throw;
-        } catch (const HandlerFailure&) {
-            throw;
-        } catch (...) {
-            m_handler.SetPendingError(automation::CurrentError(), static_cast<long>(at.line()));
-            return false;
-        }
-    }
+    void Leave();
 
+    bool Succeeds(automation::FunctionRef<void()> statement, const std::source_location& at);
     CErrorHandler::Answer Ask();  ///< "retry" or "ignore"; throws MethodAbandoned for "abort"
 
     CErrorHandler& m_handler = gErrorHandler();
@@ -81,41 +59,33 @@ private:
 /// the frame has several statements; one that takes nothing is a single statement. Abandoned
 /// methods succeed with the result they have so far; only a failure of the error handler itself
 /// reaches the caller.
+HRESULT RunFramed(std::wstring_view routine, automation::FunctionRef<void(MethodFrame&)> body,
+                  const std::source_location& at) noexcept;
+HRESULT RunFramed(std::wstring_view routine, automation::FunctionRef<void()> body,
+                  const std::source_location& at) noexcept;
 template <class Body>
 HRESULT Framed(std::wstring_view routine, Body&& body,
                std::source_location at = std::source_location::current()) noexcept {
-    try {
-        MethodFrame frame(routine);
-        if constexpr (std::is_invocable_v<Body&, MethodFrame&>)
-            frame.Run(body, at);
-        else
-            frame.Run([&](MethodFrame& inner) { inner.Step(body, at); }, at);
-        return S_OK;
-    } catch (const MethodAbandoned&) {
-        return S_OK;
-    } catch (...) {
-        return automation::Raise(automation::CurrentError());
-    }
+    using Statements =
+        std::conditional_t<std::is_invocable_v<Body&, MethodFrame&>, void(MethodFrame&), void()>;
+    return RunFramed(routine, automation::FunctionRef<Statements>(body), at);
 }
 
 /// The same for a member of a class.
 template <text::FixedString Class, text::FixedString Member, class Body>
 HRESULT Framed(Body&& body, std::source_location at = std::source_location::current()) noexcept {
-    return Framed(text::RoutineName<Class, Member>::value, std::forward<Body>(body), at);
+    return Framed(text::RoutineName<Class, Member>::value, body, at);
 }
 
 /// For what is raised to the caller: on the call stack, but nobody is asked about its
-/// errors. The body is given the routine's name, the source of what it raises.
+/// errors. The body is given the routine's name, which ends with a null: the source of what it
+/// raises.
+HRESULT RunUntrapped(std::wstring_view routine,
+                     automation::FunctionRef<void(const wchar_t*)> body) noexcept;
+
 template <text::FixedString Class, text::FixedString Member, class Body>
 HRESULT Untrapped(Body&& body) noexcept {
-    try {
-        const auto& routine = text::RoutineName<Class, Member>::text.characters;
-        const MethodFrame frame(text::RoutineName<Class, Member>::value);
-        body(routine);
-        return S_OK;
-    } catch (...) {
-        return automation::Raise(automation::CurrentError());
-    }
+    return RunUntrapped(text::RoutineName<Class, Member>::value, body);
 }
 
 /// Base of the automation classes whose members are framed. D::className is the class's name.

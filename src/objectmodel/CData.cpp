@@ -32,6 +32,17 @@ Variant Entry(const VARIANT& data, long index) {
 
 }  // namespace
 
+CDataField::CDataField() = default;
+CDataField::~CDataField() = default;
+CDataFields::CDataFields() = default;
+CDataFields::~CDataFields() = default;
+CData::CData() : m_values(Make<CParameters>()) {}
+CData::~CData() = default;
+
+STDMETHODIMP CData::get_Values(_CParameters** result) noexcept {
+    return FramedResult<"Values">(result, [&] { *result = m_values.AddRefed(); });
+}
+
 STDMETHODIMP CDataField::get_Name(BSTR* result) noexcept {
     return FramedResult<"Name">(result, [&] { *result = Bstr(m_name).release(); });
 }

@@ -18,6 +18,9 @@ class CDataField final : public FramedObject<CDataField, ::CDataField, _CDataFie
 public:
     static constexpr text::FixedString className{"CDataField"};
 
+    CDataField();
+    ~CDataField();
+
     STDMETHODIMP get_Name(BSTR* result) noexcept override;
     STDMETHODIMP put_Name(BSTR value) noexcept override;
     STDMETHODIMP get_DataType(vtdlDataType* result) noexcept override;
@@ -40,6 +43,9 @@ private:
 class CDataFields final : public Collection<CDataFields, ::CDataFields, _CDataFields, _CDataField> {
 public:
     static constexpr text::FixedString className{"CDataFields"};
+
+    CDataFields();
+    ~CDataFields();
 
     STDMETHODIMP Exists(VARIANT* index, VARIANT_BOOL* result) noexcept override {
         return IsPresent(index, result);
@@ -68,15 +74,16 @@ class CData final : public FramedObject<CData, ::CData, _CData> {
 public:
     static constexpr text::FixedString className{"CData"};
 
-    STDMETHODIMP get_Values(_CParameters** result) noexcept override {
-        return FramedResult<"Values">(result, [&] { *result = m_values.AddRefed(); });
-    }
+    CData();
+    ~CData();
+
+    STDMETHODIMP get_Values(_CParameters** result) noexcept override;
 
     /// For the library's own classes.
     CParameters& Values() noexcept { return *m_values.get(); }
 
 private:
-    automation::ComPtr<CParameters> m_values = automation::Make<CParameters>();
+    automation::ComPtr<CParameters> m_values;
 };
 
 /// Puts a block into a new result under its name; a fixed block cannot be changed by the host.

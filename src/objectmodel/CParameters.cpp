@@ -6,6 +6,9 @@ namespace vtdl {
 
 using namespace automation;
 
+CParameters::CParameters() = default;
+CParameters::~CParameters() = default;
+
 STDMETHODIMP CParameter::get_Editable(VARIANT_BOOL* result) noexcept {
     return FramedResult<"Editable">(result,
                                     [&] { *result = m_isEditable ? VARIANT_TRUE : VARIANT_FALSE; });

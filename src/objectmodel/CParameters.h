@@ -45,12 +45,16 @@ private:
     automation::Variant m_defaultValue;
 };
 
+// Constructors and destructors stand in the .cpp files: so does then, once, all that they bring.
 /// The published parameter collection. Keys are upper-cased, which shows nowhere: keys compare
 /// without regard to case. Item creates a parameter that is missing, and takes every index, numbers
 /// included, as a name; both on purpose.
 class CParameters final : public Collection<CParameters, ::CParameters, _CParameters, _CParameter> {
 public:
     static constexpr text::FixedString className{"CParameters"};
+
+    CParameters();
+    ~CParameters();
 
     STDMETHODIMP Item(VARIANT* index, _CParameter** result) noexcept override;
     STDMETHODIMP Exists(VARIANT* index, VARIANT_BOOL* result) noexcept override {

@@ -64,8 +64,7 @@ bool IsBlank(const std::wstring& text) {
 
 // Whatever else fails, the document's own failures included, is the component's failure. A name
 // that cannot be asked for, and a lack of memory, keep their own numbers.
-template <class Body>
-void CXMLSettings::Guarded(Body&& body) {
+void CXMLSettings::Guarded(FunctionRef<void()> body) {
     try {
         body();
     } catch (const InvalidName&) {
@@ -78,9 +77,8 @@ void CXMLSettings::Guarded(Body&& body) {
     }
 }
 
-template <class Body>
-HRESULT CXMLSettings::Raising(Body&& body) noexcept {
-    return Object::Raising([&] { Guarded(body); });
+HRESULT CXMLSettings::Raising(FunctionRef<void()> body) noexcept {
+    return automation::Raising([&] { Guarded(body); });
 }
 
 CXMLSettings::CXMLSettings() : m_document(settings::NewDocument()) {}

@@ -43,10 +43,8 @@ private:
     using Node = automation::ComPtr<IXMLDOMNode>;
 
     bool InvokeOwn(DISPID member, WORD flags, DISPPARAMS& parameters, VARIANT* result) override;
-    template <class Body>
-    static HRESULT Raising(Body&& body) noexcept;
-    template <class Body>
-    static void Guarded(Body&& body);
+    static HRESULT Raising(automation::FunctionRef<void()> body) noexcept;
+    static void Guarded(automation::FunctionRef<void()> body);
     void RequireLoaded(const wchar_t* source) const;
     void Load();
     void Save(const std::wstring& fileName, bool isPrivate) const;
