@@ -13,7 +13,8 @@ function(vtdl_type_library target)
   # -I: oaidl.idl, of the platform's own IDL files; -L: the compiled stdole2.tlb.
   set(widl ${WIDL} ${options} -I/usr/include/wine/wine/windows -I${source} -L${out})
 
-  add_executable(finish ${source}/finish.cpp)
+  add_executable(finish ${source}/finish.cpp)  # runs here, once
+  target_compile_options(finish PRIVATE -O0)
   target_link_libraries(finish PRIVATE vtdl_compiler oleaut32 ole32 uuid)
   target_link_options(finish PRIVATE -municode)
 

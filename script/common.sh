@@ -67,12 +67,15 @@ buildPreset() {
 # The Windows form of a Unix path, for programs under Wine.
 windowsPath() { printf 'Z:%s' "${1//\//\\}"; }
 
+# The tests have one that runs under the sanitizers.
+quoteServer=${VTDL_QUOTESERVER:-$root/build/native/quoteserver}
+
 # Starts the quote server on a free port: startQuoteServer FOLDER [OPTION]... Sets serverPid and
 # serverPort; the caller ends it with stopQuoteServer.
 startQuoteServer() {
   local log
   log=$(mktemp)
-  "$root/build/native/quoteserver" --port 0 --data "$@" >"$log" 2>&1 &
+  "$quoteServer" --port 0 --data "$@" >"$log" 2>&1 &
   serverPid=$!
   local line=
   for _ in $(seq 100); do
