@@ -16,7 +16,7 @@
 namespace quoteserver {
 
 void WriteMessagesTo(const std::string& file) {
-    constexpr std::uintmax_t longest = 1024 * 1024;  // of what earlier runs have said
+    constexpr std::uintmax_t longest = 1'000'000;  // of what earlier runs have said
     std::error_code error;
     const std::uintmax_t size = std::filesystem::file_size(file, error);
     const auto mode = !error && size > longest ? std::ios::trunc : std::ios::app;
@@ -26,7 +26,16 @@ void WriteMessagesTo(const std::string& file) {
         throw std::runtime_error(file + " cannot be written");
     }
 #ifdef _WIN32
+    // It closes what stands where the console stood, which is the file now.
+    constexpr DWORD places[] = {STD_OUTPUT_HANDLE, STD_ERROR_HANDLE};
+    HANDLE files[] = {GetStdHandle(places[0]), GetStdHandle(places[1])};
+    for (const DWORD place : places) {
+        SetStdHandle(place, nullptr);
+    }
     FreeConsole();
+    for (int i = 0; i < 2; ++i) {
+        SetStdHandle(places[i], files[i]);
+    }
 #endif
 }
 
