@@ -10,6 +10,7 @@ Unicode true
 !define TITLE "Vestora Download Library"
 !define KEY "Software\Microsoft\Windows\CurrentVersion\Uninstall\VestoraDownloadLibrary"
 !define SETTINGS "Software\Vestora\VTDL"
+!define STARTUP "$SMSTARTUP\Vestora quote server.lnk"
 
 ; What the exit status means; 0 is success, 1 a person's cancel.
 !define EXIT_FAILED 2
@@ -36,6 +37,7 @@ VIAddVersionKey "LegalCopyright" ""
 !insertmacro MUI_PAGE_WELCOME
 !insertmacro MUI_PAGE_DIRECTORY
 Page custom StrictPage StrictPageLeave
+Page custom LivingPage LivingPageLeave
 !insertmacro MUI_PAGE_INSTFILES
 !insertmacro MUI_PAGE_FINISH
 !insertmacro MUI_UNPAGE_CONFIRM
@@ -45,6 +47,7 @@ Page custom StrictPage StrictPageLeave
 Var allUsers     ; 1 or 0
 Var purge        ; 1 or 0
 Var strict       ; 1 or 0
+Var living       ; 1 or 0: the quote server starts at log-on
 Var settings     ; the settings file
 Var directory    ; named by /D, before defaults
 Var folder       ; scratch of the macros below
@@ -120,6 +123,21 @@ Var registration ; the arguments of regsvr32 for the scope
   ${EndIf}
 !macroend
 
+; Those that run from this installation; its other files are nobody's to hold open.
+!macro EndQuoteServer
+  ${If} ${FileExists} "$INSTDIR\x86\quoteserver.exe"
+    nsExec::Exec '"$INSTDIR\x86\quoteserver.exe" --stop'
+    Pop $R2
+  ${EndIf}
+!macroend
+
+; What starts at log-on is the user's own, also in an installation for all users.
+!macro UseScopeAgain
+  ${If} $allUsers = 1
+    SetShellVarContext all
+  ${EndIf}
+!macroend
+
 !macro ForgetDataFolder
   ReadRegStr $R4 SHCTX "${KEY}" "DataFolder"
   ReadRegStr $R5 SHCTX "${SETTINGS}" "DataFolder"
@@ -142,6 +160,16 @@ Function .onInit
     StrCpy $strict 0
   ${EndIf}
   !insertmacro ReadOptions
+  ; As it is, unless told otherwise.
+  StrCpy $living 0
+  ${If} ${FileExists} "${STARTUP}"
+    StrCpy $living 1
+  ${EndIf}
+  ClearErrors
+  ${GetOptions} $R0 "/LIVING=" $R1
+  ${IfNot} ${Errors}
+    StrCpy $living $R1
+  ${EndIf}
   !insertmacro UseScope "$EXEPATH"
   !insertmacro UseSystemView
   ReadRegStr $folder SHCTX "${KEY}" "InstallLocation"
@@ -198,6 +226,28 @@ Function StrictPageLeave
   ${NSD_GetState} $R1 $strict
 FunctionEnd
 
+Function LivingPage
+  !insertmacro MUI_HEADER_TEXT "Prices of today" "Who answers when a workbook asks for prices."
+  nsDialogs::Create 1018
+  Pop $R1
+  ${NSD_CreateCheckBox} 0 0 100% 12u "&Start the quote server, with living sources, whenever I log on"
+  Pop $R1
+  ${If} $living = 1
+    ${NSD_Check} $R1
+  ${EndIf}
+  ${NSD_CreateLabel} 0 18u 100% 84u "The services that old workbooks ask are gone. The quote server answers in \
+    their place, to programs on this computer: it asks services of today, and keeps copies. It has no window; \
+    http://127.0.0.1:8733/ is its page.$\r$\n$\r$\nWhom it asks is yours to say, in the file feeds.json of your \
+    data folder (%LOCALAPPDATA%\Vestora\VTDL). Those services have terms of use (docs\docs\terms.md), and a free \
+    one may refuse."
+  Pop $R2
+  nsDialogs::Show
+FunctionEnd
+
+Function LivingPageLeave
+  ${NSD_GetState} $R1 $living
+FunctionEnd
+
 ; A version that is there is taken away first, so that no file of it stays. It keeps the settings.
 Function RemovePrevious
   ReadRegStr $folder SHCTX "${KEY}" "InstallLocation"
@@ -238,6 +288,7 @@ FunctionEnd
 Section
   !insertmacro StopIfInUse "$INSTDIR\x86\VTDL33.dll"
   !insertmacro StopIfInUse "$INSTDIR\x64\VTDL33.dll"
+  !insertmacro EndQuoteServer
   Call RemovePrevious
   ClearErrors
   !include "${STAGE}/install.nsh"
@@ -267,6 +318,7 @@ Section
   Call WriteSettings
   Call WriteRegistry
   Call WriteShortcuts
+  Call WriteLiving
 SectionEnd
 
 ; Before the library is registered, which would write the same.
@@ -325,6 +377,27 @@ Function WriteShortcuts
   CreateShortcut "$SMPROGRAMS\${TITLE}\Uninstall.lnk" "$INSTDIR\uninstall.exe" "$R7"
 FunctionEnd
 
+; Whom the quote server asks, unless the user has such a file, and its start at log-on: minimized, for
+; the moment that its console takes to go.
+Function WriteLiving
+  Call FindSettings
+  SetShellVarContext current
+  SetOutPath $R4
+  SetOverwrite off
+  File "${STAGE}/stage/samples/living/feeds.json"
+  SetOverwrite on
+  Delete "${STARTUP}"
+  ${If} $living = 1
+    CreateShortcut "${STARTUP}" "$INSTDIR\x86\quoteserver.exe" \
+      '--feeds "$R4\feeds.json" --log "$R4\quoteserver.log"' "" "" SW_SHOWMINIMIZED
+    ; Not from here where that would give it an administrator's rights.
+    ${If} $allUsers = 0
+      ExecShell "" "${STARTUP}" "" SW_SHOWMINIMIZED
+    ${EndIf}
+  ${EndIf}
+  !insertmacro UseScopeAgain
+FunctionEnd
+
 Function un.onInit
   !insertmacro ReadOptions
   !insertmacro UseScope "$INSTDIR\uninstall.exe"
@@ -334,6 +407,10 @@ FunctionEnd
 Section "Uninstall"
   !insertmacro StopIfInUse "$INSTDIR\x86\VTDL33.dll"
   !insertmacro StopIfInUse "$INSTDIR\x64\VTDL33.dll"
+  !insertmacro EndQuoteServer
+  SetShellVarContext current
+  Delete "${STARTUP}"
+  !insertmacro UseScopeAgain
   ; Before the registration is taken back, which may have provided it.
   ReadRegStr $folder SHCTX "${SETTINGS}" "DataFolder"
   !insertmacro Register32 "/u" "$INSTDIR\x86\VTDL33.dll"
@@ -346,6 +423,14 @@ Section "Uninstall"
       Delete "$folder\VTDL33.Settings.xml"
       Delete "$folder\Error Log.txt"
       Delete "$folder\Tracing Log.txt"
+      Delete "$folder\quoteserver.log"
+      Delete "$folder\feeds.json"
+      ${If} ${FileExists} "$folder\store\lock"
+        Delete "$folder\store\*.csv"
+        Delete "$folder\store\*.json"
+        Delete "$folder\store\lock"
+        RMDir "$folder\store"
+      ${EndIf}
       RMDir "$folder"
       ExpandEnvStrings $folder "%LOCALAPPDATA%\Vestora"
       RMDir "$folder"

@@ -80,7 +80,7 @@ uninstall() {
   run "$1\\uninstall.exe" /S "${@:2}" || return
   local try
   for try in $(seq 100); do
-    [ -e "$(unixPath "$1")/uninstall.exe" ] || { wineserver -w; return; }
+    [ -e "$(unixPath "$1")/uninstall.exe" ] || { timeout 60 wineserver -w; return; }
     sleep 0.1
   done
   return 1
@@ -107,6 +107,42 @@ downloads() {
 settings() { printf '%s\n' "$WINEPREFIX"/drive_c/users/*/AppData/Local/Vestora/VTDL/VTDL33.Settings.xml; }
 strictIs() { grep -qF "<key name=\"strict\">$1</key>" "$(settings)"; }
 
+# What the log of the quote server says since it was last read. It is another one's port if somebody
+# runs a server on this machine.
+startsByItself() {
+  local try log=$1/quoteserver.log
+  for try in $(seq 100); do
+    [ -s "$log" ] && break
+    sleep 0.1
+  done
+  grep -qE '^quoteserver: (serving .*feeds\.json on|cannot listen on .*: the port is in use)' "$log" && rm "$log"
+}
+
+# The server of an installation, which a setup ends, and the user's file, which it does not touch.
+testLiving() {
+  local folder=$1 data
+  data=$(dirname "$(settings)")
+  check "the file of feeds is there" [ -f "$data/feeds.json" ]
+  check "installing again starts the server" run "$packages/$setup" /S /LIVING=1
+  local server=("$folder\\x86\\quoteserver.exe")
+  check "it begins" startsByItself "$data"
+  check "the file of feeds has no mistake" run "${server[@]}" --check "$(windowsPath "$data/feeds.json")" >/dev/null
+  run wineboot
+  check "and begins at log-on" startsByItself "$data"
+  echo '// mine' >>"$data/feeds.json"
+  run "${server[@]}" --port 0 --data "$folder\\samples\\data" >"$scratch/server" 2>&1 &
+  local job=$!
+  while [ ! -s "$scratch/server" ] && kill -0 $job; do sleep 0.1; done
+  check "installing again replaces a program that runs" run "$packages/$setup" /S
+  check "it was ended" wait $job
+  check "the start at log-on stays" startsByItself "$data"
+  check "the user's file stays" grep -q '^// mine$' "$data/feeds.json"
+  check "without the choice nothing starts" run "$packages/$setup" /S /LIVING=0
+  check "nor at log-on" [ -z "$(find "$WINEPREFIX/drive_c/users" -name '*quote server.lnk' -path '*Startup*')" ]
+  check "installing with it again" run "$packages/$setup" /S /LIVING=1
+  check "it begins" startsByItself "$data"
+}
+
 testUserInstallation() {
   local folder key
   check "the setup installs for oneself" run "$packages/$setup" /S
@@ -123,6 +159,7 @@ testUserInstallation() {
   remember installed
   check "the comparison sees the classes" lacks same registry installed 2>/dev/null
   check "the comparison sees the files" lacks same disk installed 2>/dev/null
+  testLiving "$folder"
   check "it is removed, and what it set" uninstall "$folder" /PURGE
   asBefore user
 }

@@ -122,6 +122,18 @@ TEST(Services, SettingsThatDoNotCountAreTold) {
     }
 }
 
+TEST(Servers, AreKnownByTheHeadsOfTheirReplies) {
+    for (const auto& [head, who] :
+         {std::pair{"", "it does not say who it is"},
+          {"SSH-2.0-x\r\n", "some other server, not of the web"},
+          {"HTTP/1.1 404 Not Found\r\nServer: quoteserver/4.1.0\r\n\r\n",
+           "quote server 4.1.0, from files"},
+          {"HTTP/1.1 200 OK\r\nserver:nginx\r\nx-quote-sources: history from a, b\r\n\r\n",
+           "quote server, living: history from a, b"},
+          {"HTTP/1.0 200 OK\r\nServer: a\x1b[2J\r\n", "some other server, a [2J"}})
+        EXPECT_EQ(WhoAnswers(head).text, who);
+}
+
 TEST(XmlFaults, AreToldWithTheirPlace) {
     for (const auto& [text, fault] :
          {std::pair{"\xEF\xBB\xBF<?xml version=\"1.0\"?>\n<a b='>'><!-- < & --><c/>&lt;</a>\n", ""},

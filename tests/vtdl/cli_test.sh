@@ -84,6 +84,7 @@ get PCQUOTE TICKER=GOOG --source-parameter FOO=1|2|PCQUOTE itself has no paramet
 get PCQUOTE TICKER=GOOG USER=demo|2|USER is a parameter of PCQUOTE itself; write --source-parameter USER=VALUE
 get YAHOOHIST TICKER=AAPL --format xml|2|--format: xml
 get YAHOODIVIDENDS TICKER=SPY --format csv --decimal ,|2|--separator and --decimal must differ
+get YAHOOHIST TICKER=AAPL --chart chart.png|2|--chart: chart.png does not end with .svg
 get YAHOOHIST TICKER=AAPL,INTC --chart all.svg|2|--chart: a chart shows one ticker
 get YAHOODIVIDENDS TICKER=SPY --chart dividends.svg|2|--chart: YAHOODIVIDENDS has no columns DATE and CLOSE to draw
 END
@@ -158,12 +159,16 @@ testDocumentedCommands() {
   # And the files of feeds that they show.
   count=0
   awk '/^```jsonc/ { file = "feeds" ++n ".json"; next } /^```/ { file = "" } file { print > file }' "$root"/docs/feeds.md
-  for file in feeds*.json; do
+  for file in feeds*.json "$root/samples/living/feeds.json"; do
     count=$((count + 1)) status=0
     TIINGO_TOKEN=key "$quoteServer" --check "$file" >out 2>err || status=$?
     check "documented: $file" [ "$status" = 0 ]
   done
-  check "there are some" [ "$count" -ge 2 ]
+  check "there are some" [ "$count" -ge 3 ]
+  for file in "$root"/tools/quoteserver/recipes/*.json; do
+    check "its terms are told: $file" [ -n "$(grep -F "| \`$(basename "$file" .json)\` | " "$root/docs/terms.md" |
+      grep -F "$(sed -n 's/.*"terms": "\(.*\)",$/\1/p' "$file") |")" ]
+  done
 }
 
 testFailures() {
@@ -197,8 +202,9 @@ testSettings() {
   sed -i 's|<section name="errorhandler">|&<key name="callstack">perhaps</key>|' "$file"
   vtdl get YAHOOHIST TICKER=NOSUCH
   check "the report of a bad value" has err "; see Error Log.txt"
+  sed -i "s|\(name=\"cboe\">\)[^<]*|\1http://127.0.0.1/|" "$file"
   vtdl doctor
-  check "values are looked into" [ "$status$(grep -c '^BAD   [a-z]*/' out)" = 13 ]
+  check "values are looked into" [ "$status$(grep -c '^BAD   [a-z]*/' out)$(grep -c http://127 out)" = 141 ]
   check "a misspelt service" has out "hosts/pifn is no service; did you mean pifin?"
   vtdl get PCQUOTE TICKER=GOOG --source-parameter USER=demo PASSWORD=demo --format csv
   check "an account of the command line" has out "GOOG,759.66"
@@ -223,7 +229,7 @@ testDoctor() {
   done <<END
 ^ok .*${VTDL_BITS:-32}-bit: .*VTDL33.dll, version [0-9.]+$
 ^ok .*settings.VTDL33.Settings.xml$
-yahoo.chart, .*, vestora\) takes connections$
+yahoo.chart, .*, vestora\) takes connections: quote server [0-9.]+, from files$
 ^ok    the error log Error Log.txt in the current folder
 OFF for a spreadsheet or script that is started here \(settings http/strict = 0\)
 END
@@ -274,8 +280,10 @@ testWatch() {
   # A server that is stopped still has its port: the request is taken, and no answer comes.
   kill -STOP "$serverPid"
   interrupted get YAHOOHIST TICKER=AAPL
-  kill -CONT "$serverPid"
   check "Ctrl-C ends a download" fails 1 interrupted
+  vtdl get GOOGLEHIST TICKER=GOOG --timeout 1
+  check "a silent server" has err "; --timeout of get, or VTDL_TIMEOUT, gives it more seconds"
+  kill -CONT "$serverPid"
 }
 
 testNoServer() {
@@ -340,6 +348,9 @@ get YAHOOREALTIME TICKER=NVDA|0|NVDA daily close of 2022-01-28
 get YAHOOHIST TICKER=CAPIO|1|YAHOOHIST: the service sent no rows
 get YAHOOHIST TICKER=OTHER|1|YAHOOHIST: Download failure (0x800C0008)
 END
+  check "the page that knows more is named" has err "; http://127.0.0.1:$serverPort/ says why"
+  vtdl doctor
+  check "who answers what" grep -q ' takes connections: quote server [0-9.]*, living: history from chart; options from cboe$' out
   stopQuoteServer
   mkdir nothing
   local age

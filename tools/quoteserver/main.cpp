@@ -18,6 +18,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "Background.h"
 #include "Server.h"
 #include "Services.h"
 #include "living/Keeper.h"
@@ -58,6 +59,8 @@ struct Settings {
     unsigned faultAfter = 0;
     unsigned faultCount = 0;
     bool verbose = false;
+    std::string log;
+    bool isStop = false;
 };
 
 Fault FaultOf(const std::string& name) {
@@ -129,6 +132,12 @@ void Describe(CLI::App& app, Settings& settings) {
         ->capture_default_str();
     DescribeFaults(app, settings);
     app.add_flag("--verbose", settings.verbose, "Log each request to stderr");
+    app.add_option("--log", settings.log,
+                   "Write all messages to the end of this file; on Windows the console window goes")
+        ->type_name("FILE");
+#ifdef _WIN32
+    app.add_flag("--stop", settings.isStop, "End those that run from this program's file");
+#endif
 }
 
 // Real data services listen to the world; this one has no business there.
@@ -232,6 +241,23 @@ std::unique_ptr<living::WebClient> MakeClient(const Settings& settings,
                : living::RecordingClient(std::move(client), settings.record, feeds.secrets);
 }
 
+// Who is asked for what, so that a user can be told without asking them:
+// "history from tiingo, chart; options from cboe".
+std::string LineUps(const living::FeedsFile& feeds) {
+    std::string text;
+    for (const living::Kind kind : living::allKinds) {
+        std::string names;
+        for (const std::size_t feed : feeds.LineUpOf(kind)) {
+            names.append(names.empty() ? "" : ", ").append(feeds.feeds[feed].name);
+        }
+        if (!names.empty()) {
+            text.append(text.empty() ? "" : "; ").append(living::NameOf(kind));
+            text.append(" from ").append(names);
+        }
+    }
+    return text;
+}
+
 // The living sources of a run, if there are any.
 struct Living {
     living::FeedsFile feeds;
@@ -276,7 +302,10 @@ void Run(Settings settings) {
         options.prepare = [&](const Request& request) { return living->Prepare(request); };
         options.saysFailure = settings.failure == "503";
         routes.Add("GET", "/status", [&](const Request&) {
-            return Reply{200, "application/json", living->keeper.Status()};
+            return Reply{200,
+                         "application/json",
+                         living->keeper.Status(),
+                         {{"X-Quote-Sources", LineUps(living->feeds)}}};
         });
         routes.Add("GET", "/", [&](const Request& request) {
             return living::StatusPage(living->keeper.Status(), folder,
@@ -354,6 +383,14 @@ int main(int argc, char** argv) {
         return app.exit(e) == 0 ? 0 : 2;
     }
     try {
+#ifdef _WIN32
+        if (settings.isStop) {
+            return EndOthers() ? 0 : 1;
+        }
+#endif
+        if (!settings.log.empty()) {
+            WriteMessagesTo(settings.log);
+        }
         if (!settings.check.empty()) {
             return std::filesystem::is_directory(settings.check) ? Check(settings.check)
                                                                  : CheckFeeds(settings);

@@ -5,6 +5,7 @@
 #include "Commands.h"
 #include "Console.h"
 #include "Host.h"
+#include "Reach.h"
 #include "Trouble.h"
 #include "Values.h"
 #include "automation/Environment.h"
@@ -115,14 +116,13 @@ void CheckRegistrations(Findings& findings) {
                       : "this runs without elevation; elevated programs see only what is "
                         "registered for all users");
     bool isRegistered = false;
-    for (const HKEY root : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE})
-        for (const REGSAM view : {KEY_WOW64_32KEY, KEY_WOW64_64KEY}) {
-            BOOL isWow64 = FALSE;
-            IsWow64Process(GetCurrentProcess(), &isWow64);
-            const bool hasSecondView = isWow64 || sizeof(void*) == 8;
-            if (view == KEY_WOW64_32KEY || hasSecondView)
-                isRegistered |= CheckRegistration(findings, root, view);
-        }
+    BOOL isWow64 = FALSE;
+    IsWow64Process(GetCurrentProcess(), &isWow64);
+    const bool hasSecondView = isWow64 || sizeof(void*) == 8;
+    for (const HKEY root : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE}) {
+        isRegistered |= CheckRegistration(findings, root, KEY_WOW64_32KEY);
+        if (hasSecondView) isRegistered |= CheckRegistration(findings, root, KEY_WOW64_64KEY);
+    }
     const std::string bits = std::to_string(8 * sizeof(void*)) + "-bit programs";
     try {
         const Library library;
@@ -215,6 +215,7 @@ void CheckHosts(Findings& findings, _CXMLSettings* settings) {
     for (const std::string_view service : services) {
         if (service == "ino" || service == "ivolatility") continue;  // nothing asks them
         const std::wstring host = HostOf(settings, service);
+        if (!IsHost(ToUtf8(host))) continue;  // which has been told
         const auto at = static_cast<std::size_t>(std::ranges::find(hosts, host) - hosts.begin());
         if (at == hosts.size()) {
             hosts.push_back(host);
@@ -222,15 +223,18 @@ void CheckHosts(Findings& findings, _CXMLSettings* settings) {
         }
         users[at].append(users[at].empty() ? "" : ", ").append(service);
     }
-    const std::vector<std::string> faults = ReachFaults(hosts);
+    const std::vector<HostAnswer> answers = AskHosts(hosts);
     for (std::size_t i = 0; i < hosts.size(); ++i) {
         const std::string text = ToUtf8(hosts[i]) + " (" + users[i] + ")";
-        if (faults[i].empty())
-            findings.Good(text + " takes connections");
-        else
-            findings.Bad(text + ": " + faults[i],
+        if (!answers[i].fault.empty()) {
+            findings.Bad(text + ": " + answers[i].fault,
                          "Start the quote server, or name the service's host in the section hosts "
                          "of the settings file.");
+            continue;
+        }
+        const Who who = WhoAnswers(answers[i].head);
+        findings.Good(text + " takes connections: " + who.text);
+        if (who.isLiving) findings.Note("how its sources do: http://" + ToUtf8(hosts[i]) + "/");
     }
     findings.Note(
         "what a service delivers is not tried here; a download shows it: "

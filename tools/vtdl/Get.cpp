@@ -186,6 +186,9 @@ void Get(const GetOptions& given) {
     if (!HasTickerMark("--chart", options.chartFile) && requests.size() > 1 &&
         !options.chartFile.empty())
         throw UsageError("--chart: a chart shows one ticker; put {ticker} into the file's name");
+    if (const std::string& chart = options.chartFile;
+        !chart.empty() && !SameName(chart.substr(chart.find_last_of('.') + 1), "svg"))
+        throw UsageError("--chart: " + chart + " does not end with .svg; charts are SVG");
     if (options.timeout != 0)
         SetEnvironmentVariableW(L"VTDL_TIMEOUT", std::to_wstring(options.timeout).c_str());
     const Library library;

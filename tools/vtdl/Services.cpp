@@ -46,15 +46,6 @@ bool IsWholeNumber(std::string_view text, const Number& range) {
            *number >= range.least && *number <= range.most;
 }
 
-bool IsHost(std::string_view text) {
-    // Behind the brackets of an address that has colons itself.
-    const std::size_t colon =
-        text.find(':', text.starts_with('[') ? std::min(text.find(']'), text.size()) : 0);
-    const std::string_view name = text.substr(0, colon);
-    return !name.empty() && name.find_first_of(" /") == name.npos &&
-           (colon == text.npos || IsWholeNumber(text.substr(colon + 1), {1, 65535, ""}));
-}
-
 // "ichart3.example.org", one of several servers of the chart service.
 bool IsNumberedServer(std::string_view name) {
     const std::size_t digit = name.find_first_of("0123456789");
@@ -99,6 +90,19 @@ std::string FaultOf(const Setting& setting) {
     return suggestion.empty() ? "" : "is in no section of the library" + suggestion;
 }
 
+// Of the first header that is called so; what it holds is anybody's.
+std::optional<std::string> HeaderOf(std::string_view head, std::string_view name) {
+    while (!head.empty()) {
+        const std::string_view line = head.substr(0, head.find("\r\n"));
+        head.remove_prefix(std::min(line.size() + 2, head.size()));
+        const std::size_t colon = line.find(':');
+        if (colon == line.npos || !SameName(line.substr(0, colon), name)) continue;
+        const std::size_t value = line.find_first_not_of(' ', colon + 1);
+        return Printable(value == line.npos ? "" : line.substr(value));
+    }
+    return std::nullopt;
+}
+
 }  // namespace
 
 std::string_view ServiceOf(std::string_view source) {
@@ -118,6 +122,31 @@ std::string_view ServiceOf(std::string_view source) {
 
 bool HasFormat(std::string_view source) {
     return SameName(source, "DDE") || !ServiceOf(source).empty();
+}
+
+bool IsHost(std::string_view text) {
+    // Behind the brackets of an address that has colons itself.
+    const std::size_t colon =
+        text.find(':', text.starts_with('[') ? std::min(text.find(']'), text.size()) : 0);
+    const std::string_view name = text.substr(0, colon);
+    return !name.empty() && name.find_first_of(" /") == name.npos &&
+           (colon == text.npos || IsWholeNumber(text.substr(colon + 1), {1, 65535, ""}));
+}
+
+Who WhoAnswers(std::string_view head) {
+    constexpr std::string_view own = "quoteserver/";
+    if (head.empty()) return {"it does not say who it is"};
+    if (!head.starts_with("HTTP/")) return {"some other server, not of the web"};
+    const std::string server = HeaderOf(head, "Server").value_or("");
+    const bool isOwn = server.starts_with(own);
+    std::string name = "quote server";
+    if (isOwn) name.append(" ").append(server, own.size());
+    if (const auto sources = HeaderOf(head, "X-Quote-Sources"))
+        return {name + ", living: " + (sources->empty() ? "nobody is asked" : *sources), true};
+    if (isOwn) return {name + ", from files"};
+    std::string other = "some other server";
+    if (!server.empty()) other.append(", ").append(server);
+    return {other};
 }
 
 std::string_view DdeSentence(long number) {

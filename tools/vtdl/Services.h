@@ -19,6 +19,16 @@ std::string_view ServiceOf(std::string_view source);
 /// False for a source whose service's format is not known: its downloads bring nothing.
 bool HasFormat(std::string_view source);
 
+/// "name" or "name:port", as the section hosts takes it.
+bool IsHost(std::string_view text);
+
+/// Who sent a reply, by its head.
+struct Who {
+    std::string text;       // "quote server 4.1.0, from files"
+    bool isLiving = false;  // a quote server that asks others, and has a page about them
+};
+Who WhoAnswers(std::string_view head);
+
 /// What a DDE error means to who asked; empty for numbers that are none, or that say all.
 std::string_view DdeSentence(long number);
 

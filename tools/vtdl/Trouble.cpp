@@ -1,19 +1,13 @@
 #include "Trouble.h"
 
-#include <winsock2.h>
-#include <ws2tcpip.h>
-
 #include <algorithm>
-#include <condition_variable>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <iterator>
-#include <memory>
-#include <mutex>
-#include <thread>
 
 #include "Parameters.h"
+#include "Reach.h"
 #include "Services.h"
 #include "Values.h"
 #include "XmlFault.h"
@@ -37,51 +31,6 @@ std::vector<std::wstring> NamesIn(SAFEARRAY* array) {
     if (array) SafeArrayDestroy(array);
     return names;
 }
-
-constexpr std::chrono::seconds patience{3};
-constexpr const char* noAnswer = "it does not answer within 3 s";
-
-std::string ReachFault(const std::wstring& host) {
-    TIMEVAL limit{static_cast<long>(patience.count()), 0};
-    const std::size_t colon = host.rfind(L':');
-    const std::wstring port = colon == std::wstring::npos ? L"80" : host.substr(colon + 1);
-    ADDRINFOW hints{};
-    hints.ai_socktype = SOCK_STREAM;
-    ADDRINFOW* found = nullptr;
-    if (GetAddrInfoW(host.substr(0, colon).c_str(), port.c_str(), &hints, &found) != 0)
-        return "its name is not known";
-    bool isConnected = false, isRefused = false;
-    for (const ADDRINFOW* one = found; one && !isConnected; one = one->ai_next) {
-        const SOCKET socket = ::socket(one->ai_family, SOCK_STREAM, IPPROTO_TCP);
-        u_long isNonBlocking = 1;
-        ioctlsocket(socket, static_cast<long>(FIONBIO), &isNonBlocking);
-        connect(socket, one->ai_addr, static_cast<int>(one->ai_addrlen));
-        // Windows tells a refusal in the third set.
-        fd_set writable, refused;
-        FD_ZERO(&writable);
-        FD_SET(socket, &writable);
-        refused = writable;
-        int error = 0;
-        int size = sizeof error;
-        const bool isAnswered = select(0, nullptr, &writable, &refused, &limit) > 0;
-        isConnected =
-            isAnswered && FD_ISSET(socket, &writable) &&
-            getsockopt(socket, SOL_SOCKET, SO_ERROR, reinterpret_cast<char*>(&error), &size) == 0 &&
-            error == 0;
-        isRefused |= isAnswered;
-        closesocket(socket);
-    }
-    FreeAddrInfoW(found);
-    return isConnected ? "" : isRefused ? "it takes no connections" : noAnswer;
-}
-
-// Shared with threads that may still look a name up when nobody waits any more.
-struct Answered {
-    std::mutex mutex;
-    std::condition_variable changed;
-    std::vector<std::string> faults;
-    std::size_t open = 0;
-};
 
 constexpr long dataNotAvailable = static_cast<long>(0x800C0007);
 constexpr long downloadFailure = static_cast<long>(0x800C0008);
@@ -152,7 +101,8 @@ std::string ReplyTrouble(const Session& session, const std::string& host,
                     ? "; --source-parameter USER=NAME PASSWORD=WORD names another"
                     : "");
     if (reason.find(" within ") != reason.npos)
-        return name + " takes connections, but: " + reason + "; VTDL_TIMEOUT gives it more seconds";
+        return name + " takes connections, but: " + reason +
+               "; --timeout of get, or VTDL_TIMEOUT, gives it more seconds";
     return name + " is there, but sent nothing usable" +
            (reason.empty() ? "" : " (" + reason + ")") +
            (reason == "status 500" && IsThisMachine(host) ? checkHint : "");
@@ -161,10 +111,12 @@ std::string ReplyTrouble(const Session& session, const std::string& host,
 std::string HostTrouble(const Session& session, _CXMLSettings* settings) {
     const std::string service(ServiceOf(session.SourceName()));
     const std::wstring host = HostOf(settings, service);
-    const std::string fault = ReachFaults({host})[0];
-    if (fault.empty()) return ReplyTrouble(session, ToUtf8(host), service, LoggedReason(settings));
-    return "cannot reach " + ToUtf8(host) + " (" + service + "): " + fault +
-           "; vtdl doctor looks into it";
+    const HostAnswer answer = AskHosts({host})[0];
+    if (!answer.fault.empty())
+        return "cannot reach " + ToUtf8(host) + " (" + service + "): " + answer.fault +
+               "; vtdl doctor looks into it";
+    return ReplyTrouble(session, ToUtf8(host), service, LoggedReason(settings)) +
+           (WhoAnswers(answer.head).isLiving ? "; http://" + ToUtf8(host) + "/ says why" : "");
 }
 
 bool IsAssigned(const std::vector<std::string>& assignments, std::string_view name) {
@@ -277,7 +229,9 @@ std::wstring ReadSetting(_CXMLSettings* settings, std::wstring_view section, std
 }
 
 std::wstring HostOf(_CXMLSettings* settings, std::string_view service) {
-    return ReadSetting(settings, L"hosts", ToWide(service), L"127.0.0.1:8733");
+    constexpr wchar_t usual[] = L"127.0.0.1:8733";
+    const std::wstring host = ReadSetting(settings, L"hosts", ToWide(service), usual);
+    return host.empty() ? usual : host;
 }
 
 std::vector<Setting> AllSettings(_CXMLSettings* settings) {
@@ -302,25 +256,6 @@ std::vector<Setting> AllSettings(_CXMLSettings* settings) {
         if (names.empty()) all.push_back({ToUtf8(section), "", ""});
     }
     return all;
-}
-
-std::vector<std::string> ReachFaults(const std::vector<std::wstring>& hosts) {
-    WSADATA data;
-    const auto answered = std::make_shared<Answered>();
-    answered->faults.resize(hosts.size(), noAnswer);
-    answered->open = hosts.size();
-    if (WSAStartup(MAKEWORD(2, 2), &data) != 0) return answered->faults;
-    for (std::size_t i = 0; i < hosts.size(); ++i)
-        std::thread([answered, i, host = hosts[i]] {
-            std::string fault = ReachFault(host);
-            const std::lock_guard lock(answered->mutex);
-            answered->faults[i] = std::move(fault);
-            --answered->open;
-            answered->changed.notify_one();
-        }).detach();
-    std::unique_lock lock(answered->mutex);
-    answered->changed.wait_for(lock, patience, [&] { return answered->open == 0; });
-    return answered->faults;  // the sockets' library stays: a thread may use it yet
 }
 
 std::string WhyNothing(const Session& session, const std::vector<std::string>& assignments) {

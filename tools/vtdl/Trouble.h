@@ -1,6 +1,6 @@
 #pragma once
 // What to say about a download that brought nothing, and where to look: the library's settings
-// file, and whether the hosts that it names take connections.
+// file.
 
 #include <vtdl.h>
 
@@ -37,10 +37,6 @@ std::wstring HostOf(_CXMLSettings* settings, std::string_view service);
 
 /// A section in which the store finds nothing comes with an empty key.
 std::vector<Setting> AllSettings(_CXMLSettings* settings);
-
-/// Asks all of them at once, each "host" or "host:port", and waits three seconds at most. Why it
-/// takes no connection, for each; empty for one that does.
-std::vector<std::string> ReachFaults(const std::vector<std::wstring>& hosts);
 
 /// Why a download brought nothing, and what to do about it, behind the source's name: what was
 /// asked where the service has nothing, else the session's error with what it means here. Asks the

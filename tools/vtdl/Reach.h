@@ -1,0 +1,17 @@
+#pragma once
+// Whether the services' hosts are there, and who they are.
+
+#include <string>
+#include <vector>
+
+namespace vtdl::host {
+
+struct HostAnswer {
+    std::string fault;  // why it takes no connection; empty for one that does
+    std::string head;   // of its reply to a question that no source is asked for; empty for none
+};
+
+/// Asks all of them at once, each "host" or "host:port", and waits three seconds at most.
+std::vector<HostAnswer> AskHosts(const std::vector<std::wstring>& hosts);
+
+}  // namespace vtdl::host
