@@ -23,7 +23,12 @@ struct Readiness {
     bool isFailed = false;  // not at all: nothing that could be sent is true
     bool isStale = false;
     std::string source = {};  // the feed that the copy is from
+    Clock::time_point fetched{};
 };
+
+// Says so at the end of a table. No client may take it for the line in which the classic service
+// named a server, letters and a number with a point behind them.
+std::string SourceLine(const Readiness& readiness);
 
 // Everything but Fetch of a feed runs on the thread of the io_context.
 class Keeper {
@@ -32,8 +37,10 @@ public:
            std::unique_ptr<WebClient> client);
 
     // Waits until every copy is there or the patience is over. Askers on other machines get
-    // nothing of a source that must not be shared.
-    boost::asio::awaitable<Readiness> Ready(std::vector<Ask> asks, bool isLocal);
+    // nothing of a source that must not be shared. It is noted that a copy begins after the first
+    // day asked for.
+    boost::asio::awaitable<Readiness> Ready(std::vector<Ask> asks, bool isLocal,
+                                            std::optional<Date> from = {});
 
     // Renews histories that were asked for in the last two weeks when a day is over, until the
     // context ends.
@@ -58,6 +65,7 @@ private:
     std::shared_ptr<Flight> Launch(const Ask& ask, bool isLocal);
     void AskNext(const Ask& ask, bool isLocal, std::size_t place, std::vector<Outcome> failures);
     void Land(const Ask& ask, bool isLocal, const Outcome& outcome);
+    void NoteAsked(const Ask& ask, Date from);
     void SaveCoolDowns();
     std::string Doubt(const Ask& ask, const Outcome& outcome);
     bool MayGive(const std::string& feed, bool isLocal) const;
