@@ -172,6 +172,26 @@ TEST_F(KeeperTest, AnOldCopyIsBetterThanNothingForAWhile) {
     EXPECT_EQ(Ask(), "b");
 }
 
+// Where a source fails, the others are not tried; the next round goes on behind it.
+TEST_F(KeeperTest, OldCopiesAreRenewedWhileTheSourceAnswers) {
+    m_file.ages[0].fresh = seconds(1);
+    for (const char* ticker : {"A", "B", "C"}) {
+        EXPECT_EQ(Ask(ticker), "a");
+    }
+    std::this_thread::sleep_for(milliseconds(1100));
+    for (const auto& [status, requests] : {std::pair{500U, 2}, {401U, 2}, {200U, 3}}) {
+        m_requests = 0;
+        m_scripts["a"].answer.status = m_scripts["b"].answer.status = status;
+        bool isDone = false;
+        net::co_spawn(m_context, m_keeper->RenewOnce(), [&](auto) { isDone = true; });
+        while (!isDone) {
+            m_context.restart();
+            m_context.run_one();
+        }
+        EXPECT_EQ(m_requests, requests) << status;
+    }
+}
+
 TEST_F(KeeperTest, NobodyWaitsLongerThanTheirPatience) {
     m_scripts["a"].time = milliseconds(1500);
     const auto start = steady_clock::now();
@@ -249,6 +269,7 @@ TEST(WebClientTest, OnlyAWholeReplyIsOne) {
                               Fault::Length, Fault::Drip, Fault::Chunks, Fault::Head}) {
         server.Answer("/" + std::to_string(static_cast<int>(fault)), Break(whole, fault));
     }
+    server.Answer("/huge", {{{"HTTP/1.1 200 OK\r\n\r\n"}, {std::string(1 << 20, ' '), 40}}});
     for (const auto& [path, reply] : server.replies) {
         const WebAnswer answer = server.Fetch(path);
         const std::string body = path == "/0" || path == "/here" ? whole.body

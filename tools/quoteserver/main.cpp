@@ -277,7 +277,7 @@ std::optional<BrokenReply> RawReply(const std::string& folder, const std::string
     if (!std::filesystem::is_regular_file(file)) {
         return std::nullopt;
     }
-    std::string bytes(std::filesystem::file_size(file), 0);
+    std::string bytes(static_cast<std::size_t>(std::filesystem::file_size(file)), 0);
     std::ifstream(file, std::ios::binary)
         .read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     const Ending ending = bytes.empty() ? Ending::Hang : Ending::Close;

@@ -85,9 +85,9 @@ std::string FillIn(const std::string& url, const std::string& symbol, Clock::tim
     std::string text = url, today;
     AppendDate(today, floor<days>(now), DateForm::Iso);
     Replace(text, "{symbol}", Encoded(symbol));
-    Replace(text, "{firstEpoch}", "0");
+    Replace(text, "{firstEpoch}", "-2208988800");  // of 1900
     Replace(text, "{nowEpoch}", std::to_string(Clock::to_time_t(now)));
-    Replace(text, "{first}", "1970-01-01");
+    Replace(text, "{first}", "1900-01-01");
     Replace(text, "{today}", today);
     return text;
 }

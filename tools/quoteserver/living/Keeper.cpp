@@ -191,12 +191,27 @@ net::awaitable<void> Keeper::Renew() {
     for (;;) {
         timer.expires_after(1min);
         co_await timer.async_wait(net::use_awaitable);
-        const Clock::time_point now = Clock::now();
-        std::erase_if(m_asked, [&](const auto& asked) { return now - asked.second > 14 * 24h; });
-        for (const auto& [ask, time] : m_asked) {
-            if (m_store.Find(ask)) {
-                Launch(ask, true);  // nothing happens while the copy is new enough
-            }
+        co_await RenewOnce();
+    }
+}
+
+net::awaitable<void> Keeper::RenewOnce() {
+    const Clock::time_point start = Clock::now();
+    std::erase_if(m_asked, [&](const auto& asked) { return start - asked.second > 14 * 24h; });
+    for (std::size_t left = m_asked.size(); left > 0; --left) {
+        // Behind the last one, for the first may be what a source always fails at.
+        auto asked = m_renewed ? m_asked.upper_bound(*m_renewed) : m_asked.begin();
+        asked = asked == m_asked.end() ? m_asked.begin() : asked;
+        const Ask ask = asked->first;
+        m_renewed = ask;
+        const auto flight = m_store.Find(ask) ? Launch(ask, true) : nullptr;
+        if (!flight) {
+            continue;  // it is new enough
+        }
+        co_await Ready(ask, true, Clock::now() + m_file.patience, flight);
+        const State state = flight->outcome ? flight->outcome->state : State::Down;
+        if (state == State::Limited || state == State::Refused || state == State::Down) {
+            co_return;
         }
     }
 }

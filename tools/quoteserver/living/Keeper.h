@@ -42,9 +42,12 @@ public:
     boost::asio::awaitable<Readiness> Ready(std::vector<Ask> asks, bool isLocal,
                                             std::optional<Date> from = {});
 
-    // Renews histories that were asked for in the last two weeks when a day is over, until the
-    // context ends.
+    // Every minute, until the context ends.
     boost::asio::awaitable<void> Renew();
+    // Renews histories that were asked for in the last two weeks when a day is over, one after the
+    // other, so that nobody who asks meanwhile stands behind them; a source that fails is let
+    // alone.
+    boost::asio::awaitable<void> RenewOnce();
 
     // One request past every copy, for who tries a feed out; nothing is stored.
     Outcome Try(const std::string& feed, const std::string& ticker);
@@ -81,6 +84,7 @@ private:
     FlightOf m_flights;  // on their way; and those that brought nothing, for a while
     std::map<std::string, Clock::time_point> m_coolDowns;  // as they are stored
     std::map<Ask, Clock::time_point> m_asked;              // of histories, when last
+    std::optional<Ask> m_renewed;                          // the last one
     std::list<std::string> m_log;                          // the last failures, the newest first
 };
 

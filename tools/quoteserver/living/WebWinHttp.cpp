@@ -1,6 +1,7 @@
 #include <windows.h>
 #include <winhttp.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 
@@ -117,6 +118,9 @@ private:
         }
         const int time = static_cast<int>(request.timeout.count() * 1000);
         WinHttpSetTimeouts(handle.get(), time, time, time, time);
+        DWORD headTime = static_cast<DWORD>(time);  // which is apart, and 90 s unless given
+        WinHttpSetOption(handle.get(), WINHTTP_OPTION_RECEIVE_RESPONSE_TIMEOUT, &headTime,
+                         sizeof headTime);
         DWORD redirects = WINHTTP_DISABLE_REDIRECTS;
         WinHttpSetOption(handle.get(), WINHTTP_OPTION_DISABLE_FEATURE, &redirects,
                          sizeof redirects);
@@ -139,9 +143,12 @@ private:
         answer.contentType = HeaderOf(handle.get(), WINHTTP_QUERY_CONTENT_TYPE);
         answer.retryAfter = HeaderOf(handle.get(), WINHTTP_QUERY_RETRY_AFTER);
         for (;;) {
+            // What is asked for is waited for, all of it; so no more than is there.
             char block[16384];
-            DWORD read = 0;
-            if (!WinHttpReadData(handle.get(), block, sizeof block, &read)) {
+            DWORD there = 0, read = 0;
+            if (!WinHttpQueryDataAvailable(handle.get(), &there) ||
+                !WinHttpReadData(handle.get(), block, std::min<DWORD>(there, sizeof block),
+                                 &read)) {
                 return Failed("the reply breaks off");
             }
             if (read == 0) {
