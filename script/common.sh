@@ -70,16 +70,17 @@ windowsPath() { printf 'Z:%s' "${1//\//\\}"; }
 # The tests have one that runs under the sanitizers.
 quoteServer=${VTDL_QUOTESERVER:-$root/build/native/quoteserver}
 
-# Starts the quote server on a free port: startQuoteServer FOLDER [OPTION]... Sets serverPid and
-# serverPort; the caller ends it with stopQuoteServer.
+# Starts the quote server, or windowsServer under Wine, on a free port: startQuoteServer FOLDER
+# [OPTION]... Sets serverPid and serverPort; the caller ends it with stopQuoteServer.
 startQuoteServer() {
-  local log
+  local log program=("$quoteServer")
+  [ -z "${windowsServer:-}" ] || program=(wine "$windowsServer")
   log=$(mktemp)
-  "$quoteServer" --port 0 --data "$@" >"$log" 2>&1 &
+  "${program[@]}" --port 0 --data "$@" >"$log" 2>&1 &
   serverPid=$!
   local line=
   for _ in $(seq 100); do
-    line=$(head -n 1 "$log")
+    line=$(head -n 1 "$log" | tr -d '\r')
     [ -n "$line" ] && break
     kill -0 "$serverPid" 2>/dev/null || break
     sleep 0.05

@@ -6,6 +6,7 @@
 #include "Fuzz.h"
 #include "living/FeedsFile.h"
 #include "living/Mapping.h"
+#include "living/Web.h"
 
 namespace quoteserver::living {
 namespace {
@@ -86,6 +87,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     } else if (what == std::size(recipes)) {
         const Json json = Json::parse(text, nullptr, false, true);
         if (!json.is_discarded()) CheckReply(RecipeOf(json), R"({"a":[{"b":1}],"c":"2024-01-02"})");
+    } else if (what == std::size(recipes) + 2) {
+        WebAnswer answer{.status = 200, .body = text};
+        Unpack(answer, "gzip");
+        vtdl::fuzz::Require(answer.fault.empty() == (answer.status == 200), "whole or not at all");
     } else {
         Mistakes mistakes;
         try {

@@ -80,7 +80,8 @@ protected:
                 m_context,
                 [&]() -> net::awaitable<void> {
                     const std::vector<living::Ask> asks{{Kind::History, ticker}};
-                    const Readiness readiness = co_await m_keeper->Ready(asks, isLocal);
+                    const Readiness readiness =
+                        co_await m_keeper->Ready(asks, isLocal, sys_days{2000y / January / 1});
                     said = readiness.isFailed
                                ? "failed"
                                : readiness.source + (readiness.isStale ? " stale" : "");
@@ -120,6 +121,11 @@ TEST_F(KeeperTest, OneRequestServesAll) {
     EXPECT_EQ(Ask(), "a");  // the copy is new enough
     EXPECT_EQ(m_requests, 1);
     EXPECT_TRUE(DataFolder({}, m_store).Prices("x").has_value());
+    // Whose days before the first one are asked for; it is known in the next run, too.
+    Age(hours(1));
+    const std::string status = m_keeper->Status();
+    EXPECT_NE(status.find(R"("asked": "2000-01-01")"), std::string::npos) << status;
+    EXPECT_NE(status.find(R"("first": "2024-01-02")"), std::string::npos) << status;
 }
 
 TEST_F(KeeperTest, TheNextInTheLineUpIsAskedForEveryFailure) {
@@ -166,6 +172,26 @@ TEST_F(KeeperTest, AnOldCopyIsBetterThanNothingForAWhile) {
     EXPECT_EQ(Ask(), "b");
 }
 
+// Where a source fails, the others are not tried; the next round goes on behind it.
+TEST_F(KeeperTest, OldCopiesAreRenewedWhileTheSourceAnswers) {
+    m_file.ages[0].fresh = seconds(1);
+    for (const char* ticker : {"A", "B", "C"}) {
+        EXPECT_EQ(Ask(ticker), "a");
+    }
+    std::this_thread::sleep_for(milliseconds(1100));
+    for (const auto& [status, requests] : {std::pair{500U, 2}, {401U, 2}, {200U, 3}}) {
+        m_requests = 0;
+        m_scripts["a"].answer.status = m_scripts["b"].answer.status = status;
+        bool isDone = false;
+        net::co_spawn(m_context, m_keeper->RenewOnce(), [&](auto) { isDone = true; });
+        while (!isDone) {
+            m_context.restart();
+            m_context.run_one();
+        }
+        EXPECT_EQ(m_requests, requests) << status;
+    }
+}
+
 TEST_F(KeeperTest, NobodyWaitsLongerThanTheirPatience) {
     m_scripts["a"].time = milliseconds(1500);
     const auto start = steady_clock::now();
@@ -193,45 +219,68 @@ TEST_F(KeeperTest, OthersGetNothingOfWhatMayNotBeShared) {
     EXPECT_EQ(Ask("Y", 1, false), "failed");
 }
 
-// A server that breaks its replies, or redirects.
-WebAnswer FetchFrom(Fault fault, const std::string& path = "/") {
-    Routes routes;
-    routes.Add("GET", "/", [](const Request&) {
-        return Reply{200, "text/csv", std::string(5000, 'a')};
-    });
-    const auto redirect = [&](const char* from, const char* to) {
-        routes.Add("GET", from, [to](const Request&) {
-            return Reply{302, "", "", {{"Location", to}}};
-        });
-    };
-    redirect("/here", "/");
-    redirect("/elsewhere", "http://localhost:1/");
-    redirect("/round", "/round");
-    net::io_context context(1);
-    Server server(context, {net::ip::address_v4::loopback(), 0}, routes, {"test", false, fault});
-    net::co_spawn(context, server.Run(), net::detached);
-    std::thread thread([&] { context.run(); });
-    const WebAnswer answer = SystemWebClient("test")->Fetch(
-        {"x",
-         "http://127.0.0.1:" + std::to_string(server.Endpoint().port()) + path,
-         {},
-         seconds(1)});
-    context.stop();
-    thread.join();
-    return answer;
-}
+// A server that breaks its replies, or redirects: an answer a path.
+class ScriptedServer {
+public:
+    ScriptedServer() {
+        net::co_spawn(context, server.Run(), net::detached);
+        thread = std::thread([this] { context.run(); });
+    }
+    ~ScriptedServer() {
+        context.stop();
+        thread.join();
+    }
+    WebAnswer Fetch(const std::string& path) {
+        const std::string url = "http://127.0.0.1:" + std::to_string(server.Endpoint().port());
+        return SystemWebClient("test")->Fetch({"x", url + path, {}, seconds(1)});
+    }
+    void Answer(const std::string& path, const BrokenReply& reply) { replies[path] = reply; }
+
+    net::io_context context{1};
+    std::map<std::string, BrokenReply> replies;
+    const Routes routes;
+    Server server{context, {net::ip::address_v4::loopback(), 0}, routes, Options()};
+    std::thread thread;
+
+private:
+    ServerOptions Options() {
+        ServerOptions options{"test"};
+        options.script = [this](const std::string& path) { return replies.at(path); };
+        return options;
+    }
+};
 
 TEST(WebClientTest, OnlyAWholeReplyIsOne) {
-    EXPECT_EQ(FetchFrom(Fault::None).body.size(), 5000U);
-    EXPECT_EQ(FetchFrom(Fault::None, "/here").body.size(), 5000U);
-    for (const Fault fault : {Fault::Silent, Fault::Stall, Fault::Close, Fault::Reset,
+    ScriptedServer server;
+    const Reply whole{200, "text/csv", std::string(5000, 'a')};
+    const auto redirect = [&](const char* from, const char* to) {
+        server.Answer(from, Break({302, "", "", {{"Location", to}}}, Fault::None));
+    };
+    redirect("/here", "/0");
+    redirect("/elsewhere", "http://localhost:1/");
+    redirect("/round", "/round");
+    // "aaaaaaaaaa\n", packed.
+    const std::string packed("\x1f\x8b\x08\0\0\0\0\0\0\3KL\x84\1.\0B\xe5&\x8f\v\0\0\0", 24);
+    for (std::size_t size = 0; size <= packed.size(); ++size) {
+        const Reply cut{200, "text/csv", packed.substr(0, size), {{"Content-Encoding", "gzip"}}};
+        server.Answer("/gzip" + std::to_string(size), Break(cut, Fault::None));
+    }
+    for (const Fault fault : {Fault::None, Fault::Silent, Fault::Stall, Fault::Close, Fault::Reset,
                               Fault::Length, Fault::Drip, Fault::Chunks, Fault::Head}) {
-        const WebAnswer answer = FetchFrom(fault);
-        EXPECT_EQ(answer.status, 0U) << static_cast<int>(fault);
-        EXPECT_NE(answer.fault, "") << static_cast<int>(fault);
+        server.Answer("/" + std::to_string(static_cast<int>(fault)), Break(whole, fault));
+    }
+    server.Answer("/huge", {{{"HTTP/1.1 200 OK\r\n\r\n"}, {std::string(1 << 20, ' '), 40}}});
+    for (const auto& [path, reply] : server.replies) {
+        const WebAnswer answer = server.Fetch(path);
+        const std::string body = path == "/0" || path == "/here" ? whole.body
+                                 : path == "/gzip24"             ? "aaaaaaaaaa\n"
+                                                                 : "";
+        EXPECT_EQ(answer.body, body) << path;
+        EXPECT_EQ(answer.status, body.empty() ? 0U : 200U) << path;
+        EXPECT_EQ(answer.fault.empty(), !body.empty()) << path;
     }
     for (const char* path : {"/elsewhere", "/round"}) {
-        EXPECT_EQ(FetchFrom(Fault::None, path).fault, "it redirects to another place");
+        EXPECT_EQ(server.Fetch(path).fault, "it redirects to another place");
     }
 }
 

@@ -62,6 +62,19 @@ TEST(LivingTest, RecordedRepliesBecomeFiles) {
     EXPECT_TRUE(HasLine(gold.files.at(".csv"), "2020-01-02,1518.1,1528.7,1518,1524.5,214,1524.5"));
 
     EXPECT_EQ(Replayed("yahoo-chart", "chart", Kind::History, "CAPIO").state, State::NoRows);
+    const Recipe futures = RecipeOf(
+        R"({"url": "http://x", "format": "csv", "date": "Date", "prices": "split-adjusted", "futures": {"^": "F."},
+            "columns": {"Close": "Settle", "Volume": "Vol", "Open Interest": "OI"}})");
+    EXPECT_EQ(SymbolOf(futures, {Kind::Futures, "CL"}) + SymbolOf(futures, {Kind::History, "CL"}),
+              "F.CLCL");
+    const Reading reading = ReadReply(futures, {Kind::Futures, "CL"},
+                                      "Date,Settle,Vol,OI\n2020-04-20,-37.63,247947,108593\n"
+                                      "2020-04-21,10.01,2288230,\n");
+    EXPECT_EQ(
+        MakeFiles(reading.history, {.hasOpenHighLow = false, .isFuture = true}, today)
+            .texts.at(".futures.csv"),
+        "Date,Open,High,Low,Close,Volume,OpenInt\n2020-04-21,10.01,10.01,10.01,10.01,2288230\n"
+        "2020-04-20,-37.63,-37.63,-37.63,-37.63,247947,108593\n");
 
     const std::string table =
         Replayed("cboe-options", "cboe", Kind::Options, "AAPL").files.at(".options.csv");
@@ -107,6 +120,7 @@ TEST(LivingTest, OnlyWhatWasAskedForIsRows) {
         {csv, "Jour;Fermeture\r\n01/02/2024;12,5\r\n", State::Nonsense, "\"12,5\" is not a number"},
         {csv, "Jour;Fermeture;X\r\n01/02/2024\r\n", State::Nonsense, "1 values where the header"},
         {csv, "Jour;Cloture\r\n01/02/2024;12.5\r\n", State::Nonsense, "no column Fermeture"},
+        {csv, "Jour;Fermeture\r\n01/02/2024;1\r\n<!-- source: x -->\n", State::Rows, ""},
         {csv, "Jour;Fermeture\r\n", State::NoRows, ""},
         {csv, "01/02/2024;1\r\n01/03/2024;2\r\n", State::Nonsense, "the first line is a row"},
     };
@@ -177,6 +191,8 @@ TEST(LivingTest, HistoriesAreAsTraded) {
               "2024-03-04,20,20,20,20,4,9.5\n");
     EXPECT_EQ(files.texts.at(".dividends.csv"), "Date,Dividends\n2024-03-05,0.5\n");
     EXPECT_EQ(files.dropped, 2U);
+    EXPECT_EQ(files.notes, (std::vector<std::string>{"2024-03-08: a price is missing",
+                                                     "2024-03-07: the day is not over"}));
     EXPECT_THROW(MakeFiles({{bar(0, 1), bar(0, 2)}, {}, {}}, {.hasAdjusted = false}, today),
                  Nonsense);
     EXPECT_THROW(MakeFiles({{bar(999, 1)}, {}, {}}, {.hasAdjusted = false}, {day, true}), Nonsense);
@@ -312,7 +328,7 @@ TEST_F(FolderTest, NothingOnTheStatusPageIsMarkup) {
                   "b": {"state": "rows", "why": "", "requests": 1, "next": "", "shared": true,
                         "terms": "javascript:x", "termsSay": "say"}},
         "copies": [{"ticker": "BAD", "kind": "history", "feed": "BAD", "symbol": "BAD",
-                    "fetched": "BAD", "fresh": true, "dropped": 0}],
+                    "fetched": "BAD", "first": "BAD", "asked": "BAD", "fresh": true, "dropped": 0}],
         "failures": ["BAD"]})";
     for (std::size_t at = 0; (at = status.find("BAD", at)) != std::string::npos;) {
         status.replace(at, 3, "<script>'\\\"&");
@@ -324,9 +340,13 @@ TEST_F(FolderTest, NothingOnTheStatusPageIsMarkup) {
     Write("A.csv",
           "Date,Open,High,Low,Close,Volume,Adj Close\n2024-01-03,1,1,1,3,1,2\n"
           "2024-01-02,1,1,1,1,1,1\n");
-    EXPECT_NE(StatusPage(status, DataFolder(m_folder), "a")
-                  .body.find("class=\"close\" d=\"M950.0 40.0L80.0 270.0h0\""),
-              std::string::npos);
+    const std::string drawn = StatusPage(status, DataFolder(m_folder), "a").body;
+    for (const char* part :
+         {"class=\"close\" d=\"M900.0 0.0L0.0 200.0h0\"", "<main>",
+          "<section aria-label=\"Feeds\">", "<th scope=\"col\">", "<th scope=\"row\">",
+          "role=\"img\"><title>Closes of a from 2024-01-02 to 2024-01-03, between 1.00 and 3.00"}) {
+        EXPECT_NE(drawn.find(part), std::string::npos) << part << drawn;
+    }
 }
 
 TEST(LivingTest, ProgramsAnswerInTime) {

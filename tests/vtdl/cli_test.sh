@@ -41,7 +41,7 @@ vtdl() {
   wine "$build/vtdl.exe" "$@" >out 2>err || status=$?
 }
 
-has() { grep -qF -- "$2" "$1"; }
+has() { grep -sqF -- "$2" "$1"; }
 lacks() { ! has "$@"; }
 succeeds() { [ "$status" = 0 ] && has out "${1:-}" && [ ! -s err ]; }
 fails() { [ "$status" = "$1" ] && has err "vtdl: $2" && [ ! -s out ]; }
@@ -327,40 +327,150 @@ testWatchFaults() {
   stopQuoteServer
 }
 
-# What each outcome of a living source becomes in the classic client.
+# Each source, from recorded replies of living services.
 testLiving() {
   local prices="YAHOOHIST TICKER=NVDA STARTDATE=2021-07-16 ENDDATE=2021-07-16 --format csv"
   cat >feeds.json <<'END'
-{"store": "store", "lineUp": {"history": ["chart"], "options": ["cboe"]},
- "feeds": {"chart": {"recipe": "yahoo-chart"}, "cboe": {"recipe": "cboe-options"}}}
+{"store": "store", "lineUp": {"history": ["chart"], "futures": ["chart"], "quotes": ["quote"], "options": ["cboe"]},
+ "feeds": {"chart": {"recipe": "yahoo-chart"}, "cboe": {"recipe": "cboe-options"},
+  "quote": {"url": "http://x/{symbol}", "root": "/quoteResponse/result/0", "offset": "gmtOffSetMilliseconds", "quote": {
+   "l1": "regularMarketPrice", "time": "regularMarketTime", "p": "regularMarketPreviousClose", "v": "regularMarketVolume",
+   "o": "regularMarketOpen", "h": "regularMarketDayHigh", "g": "regularMarketDayLow", "b3": "bid", "b2": "ask", "b6": "bidSize",
+   "a5": "askSize", "r": "trailingPE", "k": "fiftyTwoWeekHigh", "j": "fiftyTwoWeekLow", "n": "longName", "x": "exchange"}}}}
 END
-  startLiving() {
-    startQuoteServer "$data" --feeds feeds.json --replay "$1"
-    makeDataFolder "$scratch/settings" "$serverPort"
-  }
-  startLiving "$root/tests/data/living"
+  cp -r "$root/tests/data/living" recorded
+  cp "recorded/chart.history.GC=F.reply" "recorded/chart.futures.GC=F.reply"
+  startQuoteServer "$data" --feeds feeds.json --replay recorded
+  makeDataFolder "$scratch/settings" "$serverPort"
   checkTable <<END
 get $prices "ADJUST VALUES=false"|0|2021-07-16,76.122,76.628,72.292,72.644,172056000,18.126678
 get $prices "ADJUST VALUES=true"|0|2021-07-16,18.99453475463906,
-get GOOGLEHIST TICKER=NVDA STARTDATE=2021-07-16 ENDDATE=2021-07-16 --format csv|0|2021-07-16,19.03,19.16,18.07,18.16,688224000
-get CBOE TICKER=AAPL --format csv|0|AAPL2607H110
-get YAHOOREALTIME TICKER=NVDA|0|NVDA daily close of 2022-01-28
 get YAHOOHIST TICKER=CAPIO|1|YAHOOHIST: the service sent no rows
-get YAHOOHIST TICKER=OTHER|1|YAHOOHIST: Download failure (0x800C0008)
+get YAHOODIVIDENDS TICKER=MSFT STARTDATE=2021-01-01 ENDDATE=2021-12-31 --format csv|0|2021-11-17,0.62
+get GOOGLEHIST TICKER=NVDA STARTDATE=2021-07-16 ENDDATE=2021-07-16 --format csv|0|2021-07-16,19.03,19.16,18.07,18.16,688224000
+get YAHOOREALTIME TICKER=AAPL --format csv|0|AAPL,136.76,2021-02-05,16:00:00,-0.43,-0.31,137.35,137.41,135.86,75693830,136.68,136.7,37.092484,N/A,53.1525 - 145.09,N/A,135.86 - 137.41,N/A,137.185,Apple Inc.,NMS
+get PCQUOTE TICKER=AAPL --format csv|0|AAPL,136.76,-0.43,16:00:00,,75693830,137.35,137.41,135.86,137.185,136.68,136.7,29x11,NMS,Apple Inc.,145.09,53.1525,
+get Pifin TICKER=GC STARTDATE=2020-01-01 ENDDATE=2020-01-31 --format csv|0|2020-01-02,1518.1,1528.7,1518,1524.5,214,0
+get CBOE TICKER=AAPL --format csv|0|AAPL2607H110
 END
   check "the page that knows more is named" has err "; http://127.0.0.1:$serverPort/ says why"
   vtdl doctor
-  check "who answers what" grep -q ' takes connections: quote server [0-9.]*, living: history from chart; options from cboe$' out
+  check "who answers what" grep -q ' takes connections: quote server [0-9.]*, living: history from chart; futures from chart; quotes from quote; options from cboe$' out
+  exec 3<>"/dev/tcp/127.0.0.1/$serverPort"
+  printf 'GET /table.csv?s=NVDA HTTP/1.0\r\n\r\n' >&3
+  cat <&3 >out
+  check "who answered is told" [ "$(grep -Ec '^X-Quote-Source: chart|^<!-- source: chart 2[0-9-]+T[0-9:]+Z -->$' out)" = 2 ]
   stopQuoteServer
-  mkdir nothing
-  local age
-  for age in 2 8; do
-    sed -i -E "s/(\"fetched\": )[0-9]+/\\1$(($(date +%s) - age * 86400))/" store-replay/NVDA.history.from.json
-    startLiving nothing
-    eval "vtdl get $prices"
-    if [ $age = 2 ]; then check "an old copy" succeeds 2021-07-16,; else check "a copy that is too old" fails 1 ""; fi
-    stopQuoteServer
+  sed -i 's/"quotes": \["quote"\], //' feeds.json
+  startQuoteServer "$data" --feeds feeds.json --replay recorded
+  makeDataFolder "$scratch/settings" "$serverPort"
+  checkTable <<<"get YAHOOREALTIME TICKER=NVDA|0|NVDA daily close of 2022-01-28"
+  stopQuoteServer
+}
+
+# What a service of the web may answer on a bad day, each a file of bytes for histories and quotes, and one
+# for options: NAME|WHAT THE SERVER SAYS OF IT.
+badAnswers='HTML|nonsense: a page instead of data
+ERROR|refused: Upgrade your plan
+HALF|down: the reply breaks off
+GZIP|down: the reply breaks off
+LOGIN|down: it redirects to another place
+TYPE|nonsense: it says that it is image/png
+SILENT|down: no answer (error 10060)
+HUGE|down: 
+DEEP|nonsense: brackets in brackets
+PROMISE|down: the reply breaks off
+ROUND|down: it redirects without end'
+
+makeBadAnswers() {
+  local kind body ok=$'HTTP/1.1 200 OK\r\n' none=$'\r\n\r\n'
+  for kind in chart.history.NVDA cboe.options.AAPL; do
+    body=$(tail -n +4 "$root/tests/data/living/$kind.reply")
+    kind=${kind%%.*}
+    answer() { cat >"raw/$kind-$1"; }
+    { printf %s "$ok$none"; printf %s "$body"; } | answer GOOD
+    printf '%sContent-Type: text/html\r\n\r\n<!DOCTYPE html><title>12.5</title>' "$ok" | answer HTML
+    printf '%s\r\n{"chart": {"result": null, "error": {"description": "Upgrade your plan"}}}' "$ok" | answer ERROR
+    printf '%sContent-Length: %s\r\n\r\n%s' "$ok" ${#body} "${body:0:9000}" | answer HALF
+    printf %s "$body" | gzip -n | head -c 3000 >cut
+    { printf '%sContent-Encoding: gzip\r\nContent-Length: 3000\r\n\r\n' "$ok"; cat cut; } | answer GZIP
+    printf 'HTTP/1.1 302 Found\r\nLocation: http://localhost:1/login\r\nContent-Length: 0\r\n\r\n' | answer LOGIN
+    printf '%sContent-Type: image/png\r\n\r\n%s' "$ok" "$body" | answer TYPE
+    : | answer SILENT
+    { printf '%s\r\n' "$ok"; head -c 100M /dev/zero | tr '\0' ' '; } | answer HUGE
+    { printf '%s\r\n' "$ok"; head -c 1M /dev/zero | tr '\0' '['; head -c 1M /dev/zero | tr '\0' ']'; } | answer DEEP
+    printf '%sContent-Length: 99000000000\r\n\r\n%s' "$ok" "$body" | answer PROMISE
+    printf 'HTTP/1.1 302 Found\r\nLocation: /%s-ROUND\r\nContent-Length: 0\r\n\r\n' $kind | answer ROUND
+    printf 'HTTP/1.1 429 Too Many Requests\r\nRetry-After: 60\r\nContent-Length: 0\r\n\r\n' | answer LIMITED
   done
+}
+
+# Each of them is a failure in a host that does not ask for strict replies; nothing of it is data. The
+# server is that of Windows, as for most users.
+testBadServices() {
+  local windowsServer name why source pids rawPid ask="YAHOOHIST TICKER=GOOD STARTDATE=2021-07-16 ENDDATE=2021-07-16 --format csv"
+  mkdir raw
+  makeBadAnswers
+  startQuoteServer "$data" --raw raw
+  rawPid=$serverPid
+  cat >feeds.json <<END
+{"store": "bad", "lineUp": {"history": ["chart"], "quotes": ["quote"], "options": ["cboe"]}, "feeds": {
+  "chart": {"recipe": "yahoo-chart", "url": "http://127.0.0.1:$serverPort/chart-{symbol}", "pace": "99 per s", "timeout": "2 s"},
+  "quote": {"recipe": "yahoo-quote", "url": "http://127.0.0.1:$serverPort/chart-{symbol}", "pace": "99 per s", "timeout": "2 s"},
+  "cboe": {"recipe": "cboe-options", "url": "http://127.0.0.1:$serverPort/cboe-{symbol}", "pace": "99 per s", "timeout": "2 s"}}}
+END
+  cat >bad.js <<'END'
+var ask = WScript.Arguments, manager = new ActiveXObject("vtdl.CManager");
+var source = ask(0) == "PCQUOTE" ? new ActiveXObject("vtdl.CDataSourcePCQuote") : manager.DataSources.Item(ask(0));
+for (var i = 1; i < ask.length; ++i) {
+    var session = source.CreateSession(), values = "";
+    session.Parameters.Item("TICKER").Value = ask(i);
+    session.Start();
+    try {
+        var fields = session.Data.Values.Item(ask(0).indexOf("HIST") < 0 ? "TICKER" : "HISTORICAL").Value;
+        for (var column = 2; column <= fields.Count; ++column)
+            if (fields.Item(column).Data !== undefined) values += fields.Item(column).Data;
+    } catch (e) {}
+    WScript.Echo(ask(i) + " " + (session.Error("ErrorNumber") + 4294967296).toString(16) + values);
+}
+END
+  windowsServer=$build/quoteserver.exe
+  startQuoteServer "$data" --feeds feeds.json
+  makeDataFolder "$scratch/settings" "$serverPort"
+  checkTable <<END
+get $ask|0|2021-07-16,
+get CBOE TICKER=GOOD --format csv|0|GOOD
+get YAHOOREALTIME TICKER=GOOD --format csv|0|119.1
+END
+  for name in "$(cut -d'|' -f1 <<<"$badAnswers" | xargs)" LIMITED; do
+    pids=()
+    for source in YAHOOHIST GOOGLEHIST YAHOOREALTIME PCQUOTE CBOE; do
+      wine cscript //nologo bad.js $source $name 2>/dev/null | tr -d '\r' >"bad.$source" &
+      pids+=($!)
+    done
+    wait "${pids[@]}"
+    for source in YAHOOHIST GOOGLEHIST YAHOOREALTIME PCQUOTE CBOE; do
+      check "$source $name" cmp "bad.$source" <(printf '%s 800c0008\n' $name)
+    done
+  done
+  cat /proc/$serverPid/fd/2 >out
+  while IFS='|' read -r name why; do
+    check "$name is a failure by itself" has out "chart: $name (history): $why"
+  done <<<"$badAnswers"
+  check "three replies of 100 MB, together in less" [ "$(awk '/VmHWM/ { print $2 }' /proc/$serverPid/status)" -lt 300000 ]
+  # A copy that is not too old stands for it.
+  cp raw/chart-HTML raw/chart-GOOD
+  for age in 2 8; do
+    stopQuoteServer
+    rm -f bad/cool-down.json
+    sed -i -E "s/(\"fetched\": )[0-9]+/\\1$(($(date +%s) - age * 86400))/" bad/GOOD.history.from.json
+    startQuoteServer "$data" --feeds feeds.json
+    makeDataFolder "$scratch/settings" "$serverPort"
+    eval "vtdl get $ask"
+    if [ $age = 2 ]; then check "an old copy" succeeds 2021-07-16,; else check "a copy that is too old" fails 1 ""; fi
+  done
+  stopQuoteServer
+  kill $rawPid
   rm -f "Error Log.txt"
 }
 
@@ -372,7 +482,7 @@ registerLibrary "$build"
 
 tests='testUnregistered testUsage testPrices testServices testDocumentedCommands testDoctor testSamples
   testFailures testTickers testSettings testFiles testWatch testNoServer testOddReplies
-  testWatchFaults testLiving'
+  testWatchFaults testLiving testBadServices'
 [ "${2:-}" != --short ] || tests='testPrices testServices testSamples'
 for test in $tests; do $test; done
 

@@ -220,6 +220,17 @@ Reply AnswerHistory(const DataFolder& folder, const Query& query) {
     return {200, "text/csv", std::move(body)};
 }
 
+std::optional<Date> FirstDayAsked(const Target& target) {
+    try {
+        return target.path == "/table.csv" ? BoundOfThreeKeys(target.query, "abc")
+               : target.path == "/finance/historical"
+                   ? Bound(target.query, "startdate", ParseEnglishDate, "")
+                   : Bound(target.query, "sd", ParseIsoDate, "");
+    } catch (const BadQuery&) {
+        return std::nullopt;
+    }
+}
+
 Reply AnswerFutures(const DataFolder& folder, const Query& query) {
     constexpr const char* form = "2004-01-09";
     const DateRange range{Bound(query, "sd", ParseIsoDate, form),

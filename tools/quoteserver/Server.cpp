@@ -178,6 +178,14 @@ net::awaitable<void> Server::ServeRequests(beast::tcp_stream& stream) {
             co_return;
         }
         const HttpRequest& request = parser.get();
+        if (!error && m_options.script) {
+            const std::string target(request.target());
+            if (const auto reply = m_options.script(target.substr(0, target.find('?')))) {
+                stream.expires_never();
+                co_await SendBroken(stream, *reply);
+                co_return;
+            }
+        }
         std::optional<Reply> answer;
         if (!error) {
             stream.expires_never();
@@ -228,6 +236,7 @@ net::awaitable<std::optional<Reply>> Server::Answer(const HttpRequest& request) 
         }
         if (!prepared.isFailed) {
             reply = m_routes.Answer(asked);
+            reply->body += reply->status == 200 ? prepared.end : "";
             reply->headers.insert(reply->headers.end(), prepared.headers.begin(),
                                   prepared.headers.end());
         } else if (m_options.saysFailure) {

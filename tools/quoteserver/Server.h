@@ -24,6 +24,7 @@ namespace quoteserver {
 struct Preparation {
     bool isFailed = false;  // there is nothing that could be sent
     std::vector<std::pair<std::string, std::string>> headers = {};  // of the reply
+    std::string end = {};  // behind the body of a reply of status 200
 };
 
 struct ServerOptions {
@@ -36,6 +37,8 @@ struct ServerOptions {
         std::chrono::seconds(15);  // with a client that says nothing
     std::function<boost::asio::awaitable<Preparation>(const Request&)> prepare = {};
     bool saysFailure = false;  // a failed request is told, not reset
+    // Bytes for the wire in place of an answer; nothing where there are none.
+    std::function<std::optional<BrokenReply>(const std::string& path)> script = {};
 };
 
 // The routes must outlive the server, and the server the run of its io_context.

@@ -47,6 +47,9 @@ Reply AnswerFutures(const DataFolder& folder, const Query& query);
 // not. An unknown ticker has a line too: itself as it was asked for, and N/A.
 Reply AnswerQuotes(const DataFolder& folder, const Query& query);
 
+// The first day that a history is asked for, if the request names one that is a date.
+std::optional<Date> FirstDayAsked(const Target& target);
+
 struct Account {
     std::string user;
     std::string password;

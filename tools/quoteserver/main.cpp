@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <iterator>
 #include <optional>
@@ -53,7 +54,7 @@ struct Settings {
     std::string publishedVersion = VTDL_VERSION;
     Account account{"demo", "demo"};
     std::string check;
-    std::string feeds, record, replay, tryOut;
+    std::string feeds, record, replay, tryOut, raw;
     std::string failure = "reset";
     std::string fault;
     unsigned faultAfter = 0;
@@ -130,6 +131,10 @@ void Describe(CLI::App& app, Settings& settings) {
                    "connection, or status 503 for a proxy in front")
         ->check(CLI::IsMember({"reset", "503"}))
         ->capture_default_str();
+    app.add_option("--raw", settings.raw,
+                   "Answer /NAME with the bytes of that file of this folder, head and all, and "
+                   "nothing if it is empty: replies as they were recorded, and odd ones")
+        ->type_name("FOLDER");
     DescribeFaults(app, settings);
     app.add_flag("--verbose", settings.verbose, "Log each request to stderr");
     app.add_option("--log", settings.log,
@@ -261,11 +266,13 @@ std::string LineUps(const living::FeedsFile& feeds) {
 // The living sources of a run, if there are any.
 struct Living {
     living::FeedsFile feeds;
+    bool hasComment;
     std::optional<DataFolder> own;
     living::Keeper keeper;
 
     Living(const Settings& settings, net::io_context& context)
         : feeds(Feeds(settings, settings.feeds)),
+          hasComment(settings.comment),
           keeper(context, feeds, MakeClient(settings, feeds)) {
         if (!feeds.data.empty()) {
             own.emplace(feeds.data);
@@ -275,15 +282,33 @@ struct Living {
     net::awaitable<Preparation> Prepare(const Request& request) {
         const bool isLocal = request.forwardedFor.empty() || IsLoopbackName(request.forwardedFor);
         const std::vector<living::Ask> asks = living::AsksOf(request, own ? &*own : nullptr);
-        const living::Readiness ready = co_await keeper.Ready(asks, isLocal);
+        const living::Readiness ready =
+            co_await keeper.Ready(asks, isLocal, FirstDayAsked(request.target));
         Preparation preparation{ready.isFailed};
         if (!ready.source.empty()) {
+            // The one form whose clients drop a line like this; they drop one.
+            if (request.target.path == "/table.csv" && !hasComment) {
+                preparation.end = living::SourceLine(ready);
+            }
             preparation.headers = {{"X-Quote-Source", ready.source},
                                    {"X-Quote-State", ready.isStale ? "stale" : "fresh"}};
         }
         co_return preparation;
     }
 };
+
+// The file's bytes, or silence.
+std::optional<BrokenReply> RawReply(const std::string& folder, const std::string& path) {
+    const auto file = std::filesystem::path(folder) / std::filesystem::path(path).filename();
+    if (!std::filesystem::is_regular_file(file)) {
+        return std::nullopt;
+    }
+    std::string bytes(static_cast<std::size_t>(std::filesystem::file_size(file)), 0);
+    std::ifstream(file, std::ios::binary)
+        .read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    const Ending ending = bytes.empty() ? Ending::Hang : Ending::Close;
+    return BrokenReply{{{std::move(bytes)}}, ending};
+}
 
 void Run(Settings settings) {
     net::io_context context(1);
@@ -311,6 +336,9 @@ void Run(Settings settings) {
             return living::StatusPage(living->keeper.Status(), folder,
                                       request.target.query.value("ticker"));
         });
+    }
+    if (!settings.raw.empty()) {
+        options.script = [&](const std::string& path) { return RawReply(settings.raw, path); };
     }
     const net::ip::tcp::endpoint where = Loopback(settings);
     Server server(context, where, routes, options);
@@ -349,8 +377,15 @@ int TryFeed(const Settings& settings, const living::FeedsFile& feeds) {
         std::cout << "\n*" << suffix << ", " << std::ranges::count(text, '\n') << " lines:\n"
                   << text.substr(0, text.find('\n', std::min(shown, text.size()))) << '\n';
     }
+    if (!outcome.first.empty()) {
+        std::cout << "It begins with " << outcome.first
+                  << "; days before that, if there were any, may be another share's.\n";
+    }
     if (outcome.dropped > 0) {
-        std::cout << outcome.dropped << " rows were left out\n";
+        std::cout << outcome.dropped << " rows were left out.\n";
+    }
+    for (const std::string& note : outcome.notes) {
+        std::cout << "  " << note << '\n';
     }
     return outcome.state == living::State::Rows ? 0 : 1;
 }

@@ -12,10 +12,13 @@
 
 namespace quoteserver::living {
 
-enum class Kind { History, Quotes, Options };
+enum class Kind { History, Quotes, Options, Futures };
 
-inline constexpr Kind allKinds[] = {Kind::History, Kind::Quotes, Kind::Options};
-inline constexpr const char* kindNames[] = {"history", "quotes", "options"};
+inline constexpr Kind allKinds[] = {Kind::History, Kind::Quotes, Kind::Options, Kind::Futures};
+inline constexpr const char* kindNames[] = {"history", "quotes", "options", "futures"};
+
+// Days of trade, a row each.
+inline bool IsOfDays(Kind kind) { return kind == Kind::History || kind == Kind::Futures; }
 
 inline const char* NameOf(Kind kind) { return kindNames[static_cast<int>(kind)]; }
 
@@ -33,6 +36,7 @@ struct Bar {
     double open = unknown, high = unknown, low = unknown, close = unknown;
     double volume = unknown;
     double adjusted = unknown;  // the close, less all later dividends and splits
+    double interest = unknown;  // open contracts of a future
 };
 
 struct Dividend {
@@ -77,6 +81,8 @@ struct Outcome {
     Clock::time_point until = {};  // of Limited: when to ask again; none = as the keeper likes
     std::map<std::string, std::string> files = {};  // of Rows: name's end and text (".csv", …)
     std::size_t dropped = 0;                        // rows that were left out
+    std::string first = {};                         // of Rows of days: the first one, yyyy-mm-dd
+    std::vector<std::string> notes = {};            // for a person who tries the feed
 };
 
 // A reply that is not what was asked for. Its text says why.

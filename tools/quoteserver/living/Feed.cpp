@@ -1,6 +1,7 @@
 #include "living/Feed.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cstdio>
 #include <thread>
@@ -40,6 +41,17 @@ bool Has(const std::vector<unsigned>& statuses, unsigned status) {
     return std::ranges::find(statuses, status) != statuses.end();
 }
 
+// Many tables come as plain text or as bytes; none as a page, a picture or a film.
+bool IsTypeOfData(const Recipe& recipe, const std::string& contentType) {
+    const std::string type = Lower(contentType);
+    const auto begins = [&](std::string_view other) { return type.starts_with(other); };
+    return recipe.type.empty()
+               ? std::ranges::none_of(std::array{"text/html", "application/xhtml",
+                                                 "application/pdf", "image/", "audio/", "video/"},
+                                      begins)
+               : begins(recipe.type);
+}
+
 }  // namespace
 
 Clock::time_point Pace::Next(Clock::time_point now) const {
@@ -73,9 +85,9 @@ std::string FillIn(const std::string& url, const std::string& symbol, Clock::tim
     std::string text = url, today;
     AppendDate(today, floor<days>(now), DateForm::Iso);
     Replace(text, "{symbol}", Encoded(symbol));
-    Replace(text, "{firstEpoch}", "0");
+    Replace(text, "{firstEpoch}", "-2208988800");  // of 1900
     Replace(text, "{nowEpoch}", std::to_string(Clock::to_time_t(now)));
-    Replace(text, "{first}", "1970-01-01");
+    Replace(text, "{first}", "1900-01-01");
     Replace(text, "{today}", today);
     return text;
 }
@@ -103,18 +115,24 @@ std::optional<Clock::time_point> RetryTime(std::string_view header, Clock::time_
 }
 
 // The user's own word counts most: for this feed, then for all, then the recipe's patterns.
-std::string Feed::SymbolFor(const Ask& ask) const {
+std::string Feed::SymbolFor(const Ask& ask, std::vector<std::string>& notes) const {
     for (const std::string& name : {m_spec.name, std::string("*")}) {
         const auto found = m_file.symbols.find({ask.ticker, name});
         if (found != m_file.symbols.end()) {
+            notes.push_back(ask.ticker + " is " + found->second + " by the file of symbols");
             return found->second;
         }
     }
-    return SymbolOf(m_spec.recipe, ask.ticker);
+    const std::string symbol = SymbolOf(m_spec.recipe, ask);
+    if (symbol != ask.ticker) {
+        notes.push_back(ask.ticker + " is " + symbol + " by the recipe's patterns");
+    }
+    return symbol;
 }
 
 Outcome Feed::Fetch(const Ask& ask, const Today& today) {
-    const std::string symbol = SymbolFor(ask);
+    std::vector<std::string> notes;
+    const std::string symbol = SymbolFor(ask, notes);
     Outcome outcome;
     Clock::time_point now = Clock::now(), next;
     {
@@ -146,6 +164,7 @@ Outcome Feed::Fetch(const Ask& ask, const Today& today) {
     }
     outcome.feed = m_spec.name;
     outcome.symbol = symbol;
+    outcome.notes.insert(outcome.notes.begin(), notes.begin(), notes.end());
     return outcome;
 }
 
@@ -194,28 +213,39 @@ Outcome Feed::Judge(const WebAnswer& answer, const Ask& ask, const Today& today)
                                        : State::Refused,
                 status + (isKnown ? ": " + PrintableText(reading.why) : "")};
     }
+    const bool isTable = reading.state == State::Rows || reading.state == State::NoRows;
+    if (isTable && !IsTypeOfData(recipe, answer.contentType)) {
+        return {State::Nonsense, "it says that it is " + PrintableText(answer.contentType)};
+    }
     Outcome outcome{reading.state, PrintableText(reading.why)};
     outcome.dropped = reading.dropped;
     if (reading.state != State::Rows) {
         return outcome;
     }
-    if (ask.kind != Kind::History) {
+    if (!IsOfDays(ask.kind)) {
         outcome.files[ask.kind == Kind::Quotes ? ".quote.csv" : ".options.csv"] =
             std::move(reading.table);
+        if (outcome.dropped > 0) {
+            outcome.notes.emplace_back(
+                "options from 2032 on, which the classic form would date 1932");
+        }
         return outcome;
     }
     try {
         const PriceForm form{recipe.isSplitAdjusted, recipe.isVolumeSplitAdjusted,
                              recipe.open.IsGiven() && recipe.high.IsGiven() && recipe.low.IsGiven(),
-                             recipe.adjusted.IsGiven()};
+                             recipe.adjusted.IsGiven(), ask.kind == Kind::Futures};
         HistoryFiles files = MakeFiles(std::move(reading.history), form, today);
         outcome.files = std::move(files.texts);
         outcome.dropped += files.dropped;
+        outcome.first = files.first;
+        outcome.notes = std::move(files.notes);
         if (outcome.files.empty()) {
             outcome.state = State::NoRows;
         }
         for (const auto& [suffix, text] : outcome.files) {
             ParseRows(text, suffix == ".csv"             ? priceLayout
+                            : suffix == ".futures.csv"   ? futuresLayout
                             : suffix == ".dividends.csv" ? dividendLayout
                                                          : splitLayout);
         }

@@ -62,7 +62,7 @@ public:
     void Restore(Clock::time_point until);
 
 private:
-    std::string SymbolFor(const Ask& ask) const;
+    std::string SymbolFor(const Ask& ask, std::vector<std::string>& notes) const;
     Outcome Request(const Ask& ask, const Today& today, const std::string& symbol);
     Outcome Judge(const WebAnswer& answer, const Ask& ask, const Today& today) const;
 

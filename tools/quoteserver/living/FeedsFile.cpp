@@ -90,7 +90,7 @@ void FeedsReader::ReadAges(Section& section, const std::string& key,
                            std::chrono::seconds Ages::*age) {
     if (const Json* value = section.Find(key)) {
         Section part = section.Below(key, *value);
-        for (int kind = 0; kind < 3; ++kind) {
+        for (std::size_t kind = 0; kind < std::size(kindNames); ++kind) {
             m_feeds.ages[kind].*age = part.Duration(kindNames[kind], m_feeds.ages[kind].*age);
         }
     }
@@ -257,7 +257,7 @@ void FeedsReader::ReadLineUp(Section& section) {
         return;
     }
     Section part = section.Below("lineUp", *value);
-    for (int kind = 0; kind < 3; ++kind) {
+    for (std::size_t kind = 0; kind < std::size(kindNames); ++kind) {
         for (const std::string& name : part.Texts(kindNames[kind])) {
             const auto found = std::ranges::find(m_feeds.feeds, name, &FeedSpec::name);
             if (found == m_feeds.feeds.end()) {

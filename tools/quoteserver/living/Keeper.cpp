@@ -5,6 +5,7 @@
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <cmath>
+#include <cstdio>
 #include <ctime>
 #include <iostream>
 
@@ -39,11 +40,23 @@ sys_seconds LocalTime(Clock::time_point now) {
            hours(parts.tm_hour) + minutes(parts.tm_min) + seconds(parts.tm_sec);
 }
 
-std::string TimeText(Clock::time_point time) {
-    return time == Clock::time_point{} ? "" : ClockText(floor<seconds>(time));
+std::string TimeText(Clock::time_point time, const char* between = " ", const char* end = " UTC") {
+    const sys_seconds whole = floor<seconds>(time);
+    const hh_mm_ss clock{whole - floor<days>(whole)};
+    std::string text;
+    AppendDate(text, floor<days>(whole), DateForm::Iso);
+    char minutes[32];
+    std::snprintf(minutes, sizeof minutes, "%02d:%02d", static_cast<int>(clock.hours().count()),
+                  static_cast<int>(clock.minutes().count()));
+    return text + between + minutes + end;
 }
 
 }  // namespace
+
+std::string SourceLine(const Readiness& readiness) {
+    return "<!-- source: " + readiness.source + " " + TimeText(readiness.fetched, "T", "Z") +
+           " -->\n";
+}
 
 std::vector<Ask> AsksOf(const Request& request, const DataFolder* own) {
     const Query& query = request.target.query;
@@ -74,6 +87,8 @@ std::vector<Ask> AsksOf(const Request& request, const DataFolder* own) {
                 asks.push_back({Kind::Quotes, InCapitals(ticker)});
             }
         }
+    } else if (path == "/cgi-bin/pifin/q.php") {
+        add(Kind::Futures, query.value("tid"), &DataFolder::Futures);
     } else if (path == "/DelayedQuote/QuoteTableDownload.aspx") {
         add(Kind::Options, Query(request.body).valueOfKeyEnding("txtTicker"), &DataFolder::Options);
     }
@@ -91,7 +106,8 @@ Keeper::Keeper(net::io_context& context, const FeedsFile& file, std::unique_ptr<
     }
 }
 
-net::awaitable<Readiness> Keeper::Ready(std::vector<Ask> asks, bool isLocal) {
+net::awaitable<Readiness> Keeper::Ready(std::vector<Ask> asks, bool isLocal,
+                                        std::optional<Date> from) {
     const Clock::time_point end = Clock::now() + m_file.patience;
     std::vector<std::shared_ptr<Flight>> flights;  // all start at once
     for (Ask& ask : asks) {
@@ -100,16 +116,20 @@ net::awaitable<Readiness> Keeper::Ready(std::vector<Ask> asks, bool isLocal) {
             ask.kind = Kind::History;
         }
         flights.push_back(Launch(ask, isLocal));
-        if (ask.kind == Kind::History && isLocal) {
+        if (IsOfDays(ask.kind) && isLocal) {
             m_asked[ask] = Clock::now();
         }
     }
     Readiness all;
     for (std::size_t i = 0; i < asks.size(); ++i) {
         const Readiness one = co_await Ready(asks[i], isLocal, end, flights[i]);
+        if (from && IsOfDays(asks[i].kind)) {
+            NoteAsked(asks[i], *from);
+        }
         all.isFailed |= one.isFailed;
         all.isStale |= one.isStale;
         all.source = one.source;
+        all.fetched = one.fetched;
     }
     co_return all;
 }
@@ -131,7 +151,7 @@ net::awaitable<Readiness> Keeper::Ready(Ask ask, bool isLocal, Clock::time_point
         const Clock::time_point now = Clock::now();
         const bool isFresh = IsFresh(ask, *copy, now);
         const bool isUsable = isFresh || now - copy->fetched < m_file.AgesOf(ask.kind).stale;
-        co_return Readiness{!isUsable, !isFresh, copy->feed};
+        co_return Readiness{!isUsable, !isFresh, copy->feed, copy->fetched};
     }
     // That nobody knows a ticker, or has anything of it, is an answer too; not so that there is a
     // copy which this asker must not have.
@@ -171,12 +191,27 @@ net::awaitable<void> Keeper::Renew() {
     for (;;) {
         timer.expires_after(1min);
         co_await timer.async_wait(net::use_awaitable);
-        const Clock::time_point now = Clock::now();
-        std::erase_if(m_asked, [&](const auto& asked) { return now - asked.second > 14 * 24h; });
-        for (const auto& [ask, time] : m_asked) {
-            if (m_store.Find(ask)) {
-                Launch(ask, true);  // nothing happens while the copy is new enough
-            }
+        co_await RenewOnce();
+    }
+}
+
+net::awaitable<void> Keeper::RenewOnce() {
+    const Clock::time_point start = Clock::now();
+    std::erase_if(m_asked, [&](const auto& asked) { return start - asked.second > 14 * 24h; });
+    for (std::size_t left = m_asked.size(); left > 0; --left) {
+        // Behind the last one, for the first may be what a source always fails at.
+        auto asked = m_renewed ? m_asked.upper_bound(*m_renewed) : m_asked.begin();
+        asked = asked == m_asked.end() ? m_asked.begin() : asked;
+        const Ask ask = asked->first;
+        m_renewed = ask;
+        const auto flight = m_store.Find(ask) ? Launch(ask, true) : nullptr;
+        if (!flight) {
+            continue;  // it is new enough
+        }
+        co_await Ready(ask, true, Clock::now() + m_file.patience, flight);
+        const State state = flight->outcome ? flight->outcome->state : State::Down;
+        if (state == State::Limited || state == State::Refused || state == State::Down) {
+            co_return;
         }
     }
 }
@@ -240,6 +275,20 @@ void Keeper::Land(const Ask& ask, bool isLocal, const Outcome& outcome) {
     }
     if (outcome.state != State::Unknown && outcome.state != State::NoRows) {
         m_flights.erase({ask, isLocal});
+    }
+}
+
+void Keeper::NoteAsked(const Ask& ask, Date from) {
+    const std::optional<Copy> copy = m_store.Find(ask);
+    std::string day;
+    AppendDate(day, from, DateForm::Iso);
+    if (!copy || day >= copy->first || (!copy->asked.empty() && day >= copy->asked)) {
+        return;
+    }
+    try {
+        m_store.NoteAsked(ask, day);
+    } catch (const std::exception& e) {
+        Log(e.what());
     }
 }
 
@@ -318,7 +367,7 @@ bool Keeper::IsFresh(const Ask& ask, const Copy& copy, Clock::time_point now) co
     const auto days = [&](Clock::time_point time) {
         return floor<std::chrono::days>(LocalTime(time) - m_file.newDay);
     };
-    return ask.kind != Kind::History || days(now) == days(copy.fetched);
+    return !IsOfDays(ask.kind) || days(now) == days(copy.fetched);
 }
 
 Today Keeper::TodayAt(Clock::time_point now) const {
@@ -340,8 +389,15 @@ void Keeper::Log(const std::string& line) {
 Outcome Keeper::Try(const std::string& name, const std::string& ticker) {
     for (const std::unique_ptr<Feed>& feed : m_feeds) {
         if (feed->Spec().name == name) {
-            const auto kind = std::ranges::find_if(
-                allKinds, [&](Kind k) { return feed->Spec().recipe.Serves(k); });
+            // What it is in the line-up for, or else what it could be there for.
+            const auto place = static_cast<std::size_t>(&feed - m_feeds.data());
+            const auto* kind = std::ranges::find_if(allKinds, [&](Kind k) {
+                return std::ranges::count(m_file.LineUpOf(k), place) > 0;
+            });
+            if (kind == std::end(allKinds)) {
+                kind = std::ranges::find_if(allKinds,
+                                            [&](Kind k) { return feed->Spec().recipe.Serves(k); });
+            }
             return feed->Fetch({*kind, InCapitals(ticker)}, TodayAt(Clock::now()));
         }
     }
@@ -358,7 +414,7 @@ std::string Keeper::Status() const {
             {"state", condition.requests == 0 ? "not asked yet" : NameOf(condition.state)},
             {"why", condition.why},
             {"requests", condition.requests},
-            {"next", condition.next > now ? TimeText(condition.next) : ""},
+            {"next", condition.next > now + 1min ? TimeText(condition.next) : ""},
             {"shared", feed->Spec().isShared},
             {"terms", recipe.terms},
             {"termsSay", recipe.termsSay}};
@@ -370,7 +426,9 @@ std::string Keeper::Status() const {
                           {"symbol", copy.symbol},
                           {"fetched", TimeText(copy.fetched)},
                           {"fresh", IsFresh(ask, copy, now)},
-                          {"dropped", copy.dropped}});
+                          {"dropped", copy.dropped},
+                          {"first", copy.first},
+                          {"asked", copy.asked}});
     }
     return Json{{"feeds", feeds}, {"copies", copies}, {"failures", m_log}}.dump(1);
 }

@@ -23,7 +23,12 @@ struct Readiness {
     bool isFailed = false;  // not at all: nothing that could be sent is true
     bool isStale = false;
     std::string source = {};  // the feed that the copy is from
+    Clock::time_point fetched{};
 };
+
+// Says so at the end of a table. No client may take it for the line in which the classic service
+// named a server, letters and a number with a point behind them.
+std::string SourceLine(const Readiness& readiness);
 
 // Everything but Fetch of a feed runs on the thread of the io_context.
 class Keeper {
@@ -32,12 +37,17 @@ public:
            std::unique_ptr<WebClient> client);
 
     // Waits until every copy is there or the patience is over. Askers on other machines get
-    // nothing of a source that must not be shared.
-    boost::asio::awaitable<Readiness> Ready(std::vector<Ask> asks, bool isLocal);
+    // nothing of a source that must not be shared. It is noted that a copy begins after the first
+    // day asked for.
+    boost::asio::awaitable<Readiness> Ready(std::vector<Ask> asks, bool isLocal,
+                                            std::optional<Date> from = {});
 
-    // Renews histories that were asked for in the last two weeks when a day is over, until the
-    // context ends.
+    // Every minute, until the context ends.
     boost::asio::awaitable<void> Renew();
+    // Renews histories that were asked for in the last two weeks when a day is over, one after the
+    // other, so that nobody who asks meanwhile stands behind them; a source that fails is let
+    // alone.
+    boost::asio::awaitable<void> RenewOnce();
 
     // One request past every copy, for who tries a feed out; nothing is stored.
     Outcome Try(const std::string& feed, const std::string& ticker);
@@ -58,6 +68,7 @@ private:
     std::shared_ptr<Flight> Launch(const Ask& ask, bool isLocal);
     void AskNext(const Ask& ask, bool isLocal, std::size_t place, std::vector<Outcome> failures);
     void Land(const Ask& ask, bool isLocal, const Outcome& outcome);
+    void NoteAsked(const Ask& ask, Date from);
     void SaveCoolDowns();
     std::string Doubt(const Ask& ask, const Outcome& outcome);
     bool MayGive(const std::string& feed, bool isLocal) const;
@@ -73,6 +84,7 @@ private:
     FlightOf m_flights;  // on their way; and those that brought nothing, for a while
     std::map<std::string, Clock::time_point> m_coolDowns;  // as they are stored
     std::map<Ask, Clock::time_point> m_asked;              // of histories, when last
+    std::optional<Ask> m_renewed;                          // the last one
     std::list<std::string> m_log;                          // the last failures, the newest first
 };
 

@@ -18,12 +18,35 @@ std::string DateText(Date date) {
     return text;
 }
 
-// Rows with a price missing are none, nor are such of nothing but zeros.
-bool IsTrade(const Bar& bar) {
+// Why a row is no day of trade; nothing when it is one.
+const char* FaultOf(const Bar& bar, const PriceForm& form, const Today& today) {
     const double prices[] = {bar.open, bar.high, bar.low, bar.close};
-    return std::ranges::none_of(prices, [](double price) { return std::isnan(price); }) &&
-           std::ranges::any_of(prices, [](double price) { return price != 0; });
+    const bool needsAdjusted = form.hasAdjusted && !form.isFuture;
+    return bar.day == today.date && !today.isOver ? "the day is not over"
+           : std::ranges::any_of(prices, [](double price) { return std::isnan(price); })
+               ? "a price is missing"
+           : std::ranges::all_of(prices, [](double price) { return price == 0; })
+               ? "nothing but zeros"
+           : needsAdjusted && std::isnan(bar.adjusted) ? "the adjusted close is missing"
+                                                       : nullptr;
 }
+
+// The first few, for a person.
+class Notes {
+public:
+    explicit Notes(std::vector<std::string>& lines) : m_lines(lines) {}
+
+    void Add(Date day, const char* what) {
+        constexpr int most = 5;
+        if (++m_count <= most) {
+            m_lines.push_back(DateText(day) + ": " + what);
+        }
+    }
+
+private:
+    std::vector<std::string>& m_lines;
+    int m_count = 0;
+};
 
 template <typename Event>
 void SortNewestFirst(std::vector<Event>& events) {
@@ -105,12 +128,18 @@ HistoryFiles MakeFiles(History history, const PriceForm& form, const Today& toda
     });
     JoinDays(history.splits, [](Split& all, const Split& one) { all.shares *= one.shares; });
     HistoryFiles files;
+    Notes faults(files.notes), oddities(files.notes);
     files.dropped = std::erase_if(bars, [&](Bar& bar) {
         if (!form.hasOpenHighLow) {
             bar.open = bar.high = bar.low = bar.close;
         }
-        const bool isRunning = bar.day == today.date && !today.isOver;
-        return isRunning || !IsTrade(bar) || (form.hasAdjusted && std::isnan(bar.adjusted));
+        const char* fault = FaultOf(bar, form, today);
+        if (fault) {
+            faults.Add(bar.day, fault);
+        } else if (bar.high < bar.low) {
+            oddities.Add(bar.day, "a high below the low, which is kept");
+        }
+        return fault != nullptr;
     });
     CheckDays(bars, today.date);
     if (bars.empty()) {
@@ -131,19 +160,28 @@ HistoryFiles MakeFiles(History history, const PriceForm& form, const Today& toda
             bar.volume /= shares;
         }
     }
-    if (!form.hasAdjusted) {
+    if (!form.hasAdjusted && !form.isFuture) {
         WorkOutAdjusted(bars, history, form.isSplitAdjusted);
     }
 
-    std::string& prices = files.texts[".csv"];
-    prices.assign(priceLayout.header).append(1, '\n');
+    files.first = DateText(bars.back().day);
+    std::string& prices = files.texts[form.isFuture ? ".futures.csv" : ".csv"];
+    prices.assign(form.isFuture ? futuresLayout.header : priceLayout.header).append(1, '\n');
     for (const Bar& bar : bars) {
         prices += DateText(bar.day);
         for (const double price : {bar.open, bar.high, bar.low, bar.close}) {
             prices.append(1, ',').append(DecimalText(price));
         }
         prices.append(1, ',').append(VolumeText(bar.volume));
-        prices.append(1, ',').append(DecimalText(bar.adjusted)).append(1, '\n');
+        if (!form.isFuture) {
+            prices.append(1, ',').append(DecimalText(bar.adjusted));
+        } else if (!std::isnan(bar.interest)) {
+            prices.append(1, ',').append(DecimalText(std::round(bar.interest)));
+        }
+        prices += '\n';
+    }
+    if (form.isFuture) {
+        return files;
     }
     std::string& dividends = files.texts[".dividends.csv"];
     dividends.assign(dividendLayout.header).append(1, '\n');
@@ -155,8 +193,6 @@ HistoryFiles MakeFiles(History history, const PriceForm& form, const Today& toda
     for (const Split& split : history.splits) {
         splitTexts += DateText(split.day) + "," + DecimalText(Shortest(split.shares, 1e-12)) + "\n";
     }
-    files.first = bars.back().day;
-    files.last = bars.front().day;
     return files;
 }
 

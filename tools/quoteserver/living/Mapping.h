@@ -15,6 +15,7 @@ struct PriceForm {
     bool isVolumeSplitAdjusted = false;
     bool hasOpenHighLow = true;  // without them, closes stand for them
     bool hasAdjusted = true;     // without them, they are worked out
+    bool isFuture = false;       // open interest stands in their place
 };
 
 // The server's own clock.
@@ -26,7 +27,8 @@ struct Today {
 struct HistoryFiles {
     std::map<std::string, std::string> texts;  // by the end of the file's name: ".csv", …
     std::size_t dropped = 0;                   // rows that were no day of trade
-    Date first, last;
+    std::string first;                         // day, yyyy-mm-dd
+    std::vector<std::string> notes;            // which rows, and which are kept though odd
 };
 
 // No texts when no row is left. Throws Nonsense for a day that comes twice or lies in the future.

@@ -102,6 +102,7 @@ Recipe ReadRecipe(Section& section) {
     } else {
         recipe.separator = separator[0];
     }
+    recipe.type = Lower(section.Text("type"));
     recipe.root = PointerOf(section, "root");
     recipe.each = PointerOf(section, "each");
     recipe.error = PointerOf(section, "error");
@@ -142,26 +143,34 @@ Recipe ReadRecipe(Section& section) {
     recipe.isVolumeSplitAdjusted = section.OneOf("volume", {"raw", "split-adjusted"}, 0) == 1;
     recipe.isFloat32 = section.Truth("float32", false);
     recipe.scale = section.Number("scale", 1);
-    recipe.symbols = section.TextsByName("symbols");
-    for (const auto& [pattern, unused] : recipe.symbols) {
-        try {
-            std::regex{pattern};
-        } catch (const std::regex_error&) {
-            section.Complain("symbols/" + pattern, "is no pattern");
+    for (const auto& [key, patterns] :
+         {std::pair{"symbols", &recipe.symbols}, {"futures", &recipe.futures}}) {
+        *patterns = section.TextsByName(key);
+        for (const auto& [pattern, unused] : *patterns) {
+            try {
+                std::regex{pattern};
+            } catch (const std::regex_error&) {
+                section.Complain(std::string(key) + "/" + pattern, "is no pattern");
+            }
         }
     }
     return recipe;
 }
 
-std::string SymbolOf(const Recipe& recipe, const std::string& ticker) {
-    for (const auto& [pattern, replacement] : recipe.symbols) {
-        const std::regex expression(pattern);
-        if (std::regex_search(ticker, expression)) {
-            return std::regex_replace(ticker, expression, replacement,
-                                      std::regex_constants::format_first_only);
+std::string SymbolOf(const Recipe& recipe, const Ask& ask) {
+    for (const Recipe::Patterns* patterns : {&recipe.futures, &recipe.symbols}) {
+        if (patterns == &recipe.futures && ask.kind != Kind::Futures) {
+            continue;
+        }
+        for (const auto& [pattern, replacement] : *patterns) {
+            const std::regex expression(pattern);
+            if (std::regex_search(ask.ticker, expression)) {
+                return std::regex_replace(ask.ticker, expression, replacement,
+                                          std::regex_constants::format_first_only);
+            }
         }
     }
-    return ticker;
+    return ask.ticker;
 }
 
 }  // namespace quoteserver::living

@@ -40,6 +40,7 @@ struct Recipe {
     char separator = ',';
     std::string root;   // where the rows are; empty: the whole document
     std::string each;   // rows are objects of this list; empty: parallel lists
+    std::string type;   // what the reply has to say that it is; empty: anything but a page
     std::string error;  // a text there is the service's own word for a failure
     std::vector<std::string> unknownTexts, limitedTexts;  // parts of replies that are no data
     std::vector<unsigned> unknownStatuses, limitedStatuses{429, 503, 999};
@@ -58,7 +59,9 @@ struct Recipe {
     bool isSplitAdjusted = false, isVolumeSplitAdjusted = false;
     bool isFloat32 = false;  // numbers are 32-bit ones, written as 64-bit ones
     double scale = 1;        // of prices: 0.01 for pence
-    std::vector<std::pair<std::string, std::string>> symbols;  // patterns, and what stands for them
+    using Patterns = std::vector<std::pair<std::string, std::string>>;
+    Patterns symbols;  // patterns of tickers, and what stands for them
+    Patterns futures;  // those of futures, which go first
 
     bool Serves(Kind kind) const {
         return kind == Kind::Options  ? option.IsGiven()
@@ -84,7 +87,7 @@ Reading ReadReply(const Recipe& recipe, const Ask& ask, const std::string& body)
 
 // The symbol that stands for a ticker after the recipe's patterns, of which the first that fits
 // counts.
-std::string SymbolOf(const Recipe& recipe, const std::string& ticker);
+std::string SymbolOf(const Recipe& recipe, const Ask& ask);
 
 // The recipes that come with the program, by name; null for an unknown name.
 const char* ShippedRecipe(std::string_view name);

@@ -43,7 +43,8 @@ private:
     std::vector<Column> Columns() const {
         return {{m_recipe.open, &Bar::open, true},         {m_recipe.high, &Bar::high, true},
                 {m_recipe.low, &Bar::low, true},           {m_recipe.close, &Bar::close, true},
-                {m_recipe.adjusted, &Bar::adjusted, true}, {m_recipe.volume, &Bar::volume, false}};
+                {m_recipe.adjusted, &Bar::adjusted, true}, {m_recipe.volume, &Bar::volume, false},
+                {m_recipe.interest, &Bar::interest, false}};
     }
     double Scaled(double value, const Column& column) const {
         return column.isPrice ? value * m_recipe.scale : value;
@@ -191,7 +192,15 @@ void Reader::ReadEach(const Json& list, Reading& reading) const {
 }
 
 Reading Reader::ReadJson() {
-    const Json document = Json::parse(m_body, nullptr, false);
+    // Each bracket costs dozens of times its byte.
+    constexpr int deepest = 100;
+    const auto check = [](int depth, Json::parse_event_t, const Json&) {
+        if (depth > deepest) {
+            throw Nonsense("brackets in brackets");
+        }
+        return true;
+    };
+    const Json document = Json::parse(m_body, check, false);
     if (document.is_discarded()) {
         throw Nonsense("broken JSON");
     }
@@ -208,8 +217,10 @@ Reading Reader::ReadJson() {
         throw Nonsense("there is nothing at " + m_recipe.root);
     }
     if (const Json* offset = m_recipe.offset.empty() ? nullptr : At(*root, m_recipe.offset)) {
+        constexpr double day = 86400;
         const double value = m_values.Number(offset);
-        m_values.offset = seconds(std::abs(value) <= 86400 ? static_cast<int>(value) : 0);
+        const double ahead = std::abs(value) <= day ? value : value / 1000;  // or milliseconds
+        m_values.offset = seconds(std::abs(ahead) <= day ? static_cast<int>(ahead) : 0);
     }
     Reading reading;
     if (m_ask.kind == Kind::Quotes) {
@@ -279,7 +290,8 @@ Reading Reader::ReadCsv() {
     Reading reading;
     while (!rest.empty()) {
         const std::string_view line = TakeLine(rest);
-        if (line.empty()) {
+        // The last line may say who made the table.
+        if (line.empty() || (rest.empty() && line.starts_with("<!--"))) {
             continue;
         }
         const Cells cells = SplitCsvLine(line, m_recipe.separator);

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <map>
 #include <optional>
+#include <tuple>
 
 #include "living/Chain.h"
 #include "living/Numbers.h"
@@ -169,6 +170,11 @@ std::string ReadQuote(const ReplyValues& values, const Ask& ask, const Json& roo
         cells["c1"] = text;
         std::snprintf(text, sizeof text, "%+.2f%%", 100 * change / before->second);
         cells["p2"] = text;
+    }
+    for (const auto& [range, low, high] : {std::tuple{"m", "g", "h"}, {"w", "j", "k"}}) {
+        if (cells.contains(low) && cells.contains(high)) {
+            cells.try_emplace(range, cells[low] + " - " + cells[high]);
+        }
     }
     std::string header, line;
     for (const auto& [letters, value] : cells) {

@@ -16,7 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* firstSuffix[] = {".csv", ".quote.csv", ".options.csv"};
+constexpr const char* firstSuffix[] = {".csv", ".quote.csv", ".options.csv", ".futures.csv"};
 constexpr std::string_view noteEnd = ".from.json";
 constexpr const char* temporaryEnd = ".tmp";
 
@@ -69,21 +69,25 @@ Json MarksOf(const Json& note, const std::string& suffix) {
 std::optional<Copy> CopyOf(const Json& note) {
     try {
         return Copy{Clock::from_time_t(note.at("fetched").get<std::time_t>()),
-                    note.at("feed").get<std::string>(), note.at("symbol").get<std::string>(),
-                    note.at("dropped").get<std::size_t>()};
+                    note.at("feed").get<std::string>(),
+                    note.at("symbol").get<std::string>(),
+                    note.at("dropped").get<std::size_t>(),
+                    note.value("first", ""),
+                    note.value("asked", "")};
     } catch (const Json::exception&) {
         return std::nullopt;
     }
 }
 
-std::string NoteText(const Ask& ask, const Outcome& outcome, Clock::time_point now,
-                     const Json& marks) {
+std::string NoteText(const Ask& ask, const Copy& copy, const Json& marks) {
     return Json{{"ticker", ask.ticker},
                 {"kind", NameOf(ask.kind)},
-                {"feed", outcome.feed},
-                {"symbol", outcome.symbol},
-                {"fetched", Clock::to_time_t(now)},
-                {"dropped", outcome.dropped},
+                {"feed", copy.feed},
+                {"symbol", copy.symbol},
+                {"fetched", Clock::to_time_t(copy.fetched)},
+                {"dropped", copy.dropped},
+                {"first", copy.first},
+                {"asked", copy.asked},
                 {"marks", marks}}
         .dump(1);
 }
@@ -137,6 +141,13 @@ std::string Store::Save(const Ask& ask, const Outcome& outcome, Clock::time_poin
     fs::create_directories(m_folder);  // somebody may have deleted it meanwhile
     const fs::path note = NoteOf(ask);
     const Json old = ReadNote(note);
+    const std::optional<Copy> before = CopyOf(old);
+    const Copy copy{now,
+                    outcome.feed,
+                    outcome.symbol,
+                    outcome.dropped,
+                    outcome.first,
+                    before && before->asked < outcome.first ? before->asked : ""};
     Json between = old, oldMarks = Json::object(), marks = Json::object();
     for (const auto& [suffix, text] : outcome.files) {
         oldMarks[suffix] = MarksOf(old, suffix);
@@ -146,8 +157,8 @@ std::string Store::Save(const Ask& ask, const Outcome& outcome, Clock::time_poin
         const fs::path file = m_folder / (FileNameOf(ask.ticker) + suffix);
         if (!IsAsNoted(file, oldMarks.at(suffix))) {
             // It is the user's own from now on, and as good as new.
-            WriteText(note, NoteText(ask, outcome, now, oldMarks));
-            m_copies[ask] = Copy{now, outcome.feed, outcome.symbol, outcome.dropped};
+            WriteText(note, NoteText(ask, copy, oldMarks));
+            m_copies[ask] = copy;
             return file.string() + " was edited, and stays as it is";
         }
         marks[suffix] = Json::array({Mark(text)});
@@ -157,9 +168,17 @@ std::string Store::Save(const Ask& ask, const Outcome& outcome, Clock::time_poin
     for (const auto& [suffix, text] : outcome.files) {
         WriteText(m_folder / (FileNameOf(ask.ticker) + suffix), text);
     }
-    WriteText(note, NoteText(ask, outcome, now, marks));
-    m_copies[ask] = Copy{now, outcome.feed, outcome.symbol, outcome.dropped};
+    WriteText(note, NoteText(ask, copy, marks));
+    m_copies[ask] = copy;
     return {};
+}
+
+void Store::NoteAsked(const Ask& ask, const std::string& day) {
+    const boost::interprocess::scoped_lock locked(m_lock);
+    Json note = ReadNote(NoteOf(ask));
+    note["asked"] = day;
+    WriteText(NoteOf(ask), note.dump(1));
+    m_copies[ask]->asked = day;
 }
 
 std::map<Ask, Copy> Store::All() const {

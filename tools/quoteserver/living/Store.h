@@ -16,6 +16,8 @@ struct Copy {
     Clock::time_point fetched;
     std::string feed, symbol;
     std::size_t dropped = 0;
+    std::string first = {};  // day of a history, yyyy-mm-dd
+    std::string asked = {};  // the first day that a client asked for, where it is an earlier one
 
     bool operator==(const Copy&) const = default;
 };
@@ -37,6 +39,9 @@ public:
     // Replaces a copy. A file that is not as it was written belongs to the user: it stays, and the
     // sentence that says so is returned. Throws std::runtime_error when files cannot be written.
     std::string Save(const Ask& ask, const Outcome& outcome, Clock::time_point now);
+
+    // Clients asked for earlier days than the copy has: an older share may have had the ticker.
+    void NoteAsked(const Ask& ask, const std::string& day);
 
     // Every copy there is; what cannot be read is left out.
     std::map<Ask, Copy> All() const;

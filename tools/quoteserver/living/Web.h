@@ -28,6 +28,11 @@ struct WebAnswer {
 
 inline constexpr std::size_t mostBytes = 32 * 1024 * 1024;  // of a body, unpacked
 
+inline constexpr const char* acceptedEncoding = "Accept-Encoding: gzip";
+
+// A body as its header says that it is packed; what is not whole becomes a fault.
+void Unpack(WebAnswer& answer, const std::string& encoding);
+
 // The text with stars for secrets.
 std::string Masked(std::string text, const std::vector<std::string>& secrets);
 

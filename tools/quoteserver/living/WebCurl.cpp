@@ -79,7 +79,7 @@ private:
         if (!handle) {
             throw std::runtime_error("libcurl does not start");
         }
-        curl_slist* headers = nullptr;
+        curl_slist* headers = curl_slist_append(nullptr, acceptedEncoding);
         for (const auto& [name, value] : request.headers) {
             headers = curl_slist_append(headers, (name + ": " + value).c_str());
         }
@@ -90,7 +90,7 @@ private:
         curl_easy_setopt(handle, CURLOPT_PROTOCOLS_STR, "http,https");
         curl_easy_setopt(handle, CURLOPT_USERAGENT, m_agent.c_str());
         curl_easy_setopt(handle, CURLOPT_HTTPHEADER, headers);
-        curl_easy_setopt(handle, CURLOPT_ACCEPT_ENCODING, "");
+        curl_easy_setopt(handle, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(mostBytes));
         curl_easy_setopt(handle, CURLOPT_TIMEOUT, static_cast<long>(request.timeout.count()));
         curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);
         curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, TakeBytes);
@@ -107,11 +107,13 @@ private:
         curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &status);
         curl_easy_getinfo(handle, CURLINFO_REDIRECT_URL, &redirect);
         target = redirect ? redirect : "";
-        return {static_cast<unsigned>(status),
-                {},
-                HeaderOf(handle, "Content-Type"),
-                HeaderOf(handle, "Retry-After"),
-                std::move(transfer.body)};
+        WebAnswer answer{static_cast<unsigned>(status),
+                         {},
+                         HeaderOf(handle, "Content-Type"),
+                         HeaderOf(handle, "Retry-After"),
+                         std::move(transfer.body)};
+        Unpack(answer, HeaderOf(handle, "Content-Encoding"));
+        return answer;
     }
 
     std::string m_agent;

@@ -1,6 +1,7 @@
 #include <windows.h>
 #include <winhttp.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 
@@ -9,12 +10,6 @@
 
 namespace quoteserver::living {
 namespace {
-
-// Missing in older headers of the toolchain.
-#ifndef WINHTTP_OPTION_DECOMPRESSION
-#define WINHTTP_OPTION_DECOMPRESSION 118
-#endif
-constexpr DWORD gzipAndDeflate = 3;
 
 struct CloseHttp {
     void operator()(void* handle) const { WinHttpCloseHandle(handle); }
@@ -123,16 +118,18 @@ private:
         }
         const int time = static_cast<int>(request.timeout.count() * 1000);
         WinHttpSetTimeouts(handle.get(), time, time, time, time);
-        DWORD redirects = WINHTTP_DISABLE_REDIRECTS, packed = gzipAndDeflate;
+        DWORD headTime = static_cast<DWORD>(time);  // which is apart, and 90 s unless given
+        WinHttpSetOption(handle.get(), WINHTTP_OPTION_RECEIVE_RESPONSE_TIMEOUT, &headTime,
+                         sizeof headTime);
+        DWORD redirects = WINHTTP_DISABLE_REDIRECTS;
         WinHttpSetOption(handle.get(), WINHTTP_OPTION_DISABLE_FEATURE, &redirects,
                          sizeof redirects);
-        WinHttpSetOption(handle.get(), WINHTTP_OPTION_DECOMPRESSION, &packed, sizeof packed);
-        std::wstring headers;
+        std::wstring headers = Wide(acceptedEncoding) + L"\r\n";
         for (const auto& [name, value] : request.headers) {
             headers += Wide(name + ": " + value + "\r\n");
         }
-        if (!WinHttpSendRequest(handle.get(), headers.empty() ? nullptr : headers.c_str(),
-                                static_cast<DWORD>(-1), nullptr, 0, 0, 0) ||
+        if (!WinHttpSendRequest(handle.get(), headers.c_str(), static_cast<DWORD>(-1), nullptr, 0,
+                                0, 0) ||
             !WinHttpReceiveResponse(handle.get(), nullptr)) {
             return Failed("no answer");
         }
@@ -146,9 +143,12 @@ private:
         answer.contentType = HeaderOf(handle.get(), WINHTTP_QUERY_CONTENT_TYPE);
         answer.retryAfter = HeaderOf(handle.get(), WINHTTP_QUERY_RETRY_AFTER);
         for (;;) {
+            // What is asked for is waited for, all of it; so no more than is there.
             char block[16384];
-            DWORD read = 0;
-            if (!WinHttpReadData(handle.get(), block, sizeof block, &read)) {
+            DWORD there = 0, read = 0;
+            if (!WinHttpQueryDataAvailable(handle.get(), &there) ||
+                !WinHttpReadData(handle.get(), block, std::min<DWORD>(there, sizeof block),
+                                 &read)) {
                 return Failed("the reply breaks off");
             }
             if (read == 0) {
@@ -164,11 +164,11 @@ private:
         }
         // Whoever takes a body for whole takes half a table for one.
         const std::string length = HeaderOf(handle.get(), WINHTTP_QUERY_CONTENT_LENGTH);
-        if (HeaderOf(handle.get(), WINHTTP_QUERY_CONTENT_ENCODING).empty() && !length.empty() &&
-            std::strtoull(length.c_str(), nullptr, 10) > answer.body.size()) {
+        if (!length.empty() && std::strtoull(length.c_str(), nullptr, 10) > answer.body.size()) {
             return {0, "the reply breaks off"};
         }
         answer.status = status;
+        Unpack(answer, HeaderOf(handle.get(), WINHTTP_QUERY_CONTENT_ENCODING));
         return answer;
     }
 
