@@ -156,6 +156,9 @@ TEST_F(Files, CheckNamesEveryDamagedLine) {
     Write("B.csv", priceHeader + "2004-01-09,1,2,3,2,-5,6\n");
     Write("B.dividends.csv", "Date,Amount\n");
     Write("a b.csv", "");
+    Write("A.splits.csv", "Date,Splits\n2004-01-09,10\n");
+    Write("A.quote.csv", "s,l1,n\nA,1,\"A, Inc.\"\n");
+    Write("B.quote.csv", "s,l1\nB\n");
     std::string quotes = "s,l1\nA\nB,1\n";
     for (int i = 0; i < 21; ++i) quotes += "C,1,2\n";
     Write("quotes.csv", quotes);
@@ -164,7 +167,7 @@ TEST_F(Files, CheckNamesEveryDamagedLine) {
           "16 Nov 70.00 (AK),1,2,3,x,5,6,xx Nov 70.00 (AW),1,2,3,4,5,6,\r\n16 Nov\r\nend");
     Write("B.options.csv", "B,1,2\r\nNov 15 2016\r\nCalls\r\n");
     std::ostringstream out;
-    EXPECT_EQ(CheckFolder(m_folder, out), 35U);
+    EXPECT_EQ(CheckFolder(m_folder, out), 36U);
     const std::string told = out.str();
     EXPECT_TRUE(told.ends_with("\nquotes.csv has 2 more\n")) << told;
     EXPECT_EQ(told.substr(0, told.find("quotes.csv line 4")),
@@ -178,6 +181,7 @@ TEST_F(Files, CheckNamesEveryDamagedLine) {
               "B.csv line 2: the high is below the low\nB.csv line 2: the volume is below zero\n"
               "B.dividends.csv line 1: no column is called Dividends\n"
               "B.options.csv line 4: no options from here on, of 14 values a line\n"
+              "B.quote.csv line 2: 1 values instead of 2\n"
               "a b.csv is not named after a ticker, and never read\n"
               "quotes.csv line 2: 1 values instead of 2\n");
 }

@@ -13,16 +13,6 @@
 namespace quoteserver {
 namespace {
 
-struct Kind {
-    std::string_view suffix;
-    const Layout* layout;  // none: an option table
-};
-
-// The last fits the names that the others leave.
-constexpr std::array kinds = {Kind{".options.csv", nullptr},
-                              Kind{".dividends.csv", &dividendLayout},
-                              Kind{".futures.csv", &futuresLayout}, Kind{".csv", &priceLayout}};
-
 constexpr std::size_t mostTold = 20;  // of a file
 
 std::string_view EndOf(std::string_view name, std::size_t length) {
@@ -74,6 +64,28 @@ void CheckOptions(std::string_view text, const Complaints& complain) {
     }
 }
 
+// One quote of its own; all others stand in quotes.csv.
+void CheckQuote(std::string_view text, const Complaints& complain) {
+    const std::vector<std::string> header = SplitCells(TakeLine(text)),
+                                   cells = SplitCells(TakeLine(text));
+    if (header.size() != cells.size()) {
+        complain(DataError(2, std::to_string(cells.size()) + " values instead of " +
+                                  std::to_string(header.size())));
+    }
+}
+
+struct Kind {
+    std::string_view suffix;
+    const Layout* layout;  // of a file of rows
+    void (*check)(std::string_view text, const Complaints& complain) = nullptr;  // of another
+};
+
+// The last fits the names that the others leave.
+constexpr std::array kinds = {
+    Kind{".options.csv", nullptr, CheckOptions}, Kind{".quote.csv", nullptr, CheckQuote},
+    Kind{".dividends.csv", &dividendLayout},     Kind{".futures.csv", &futuresLayout},
+    Kind{".splits.csv", &splitLayout},           Kind{".csv", &priceLayout}};
+
 // What no market has; replies hand it on all the same.
 void CheckValues(const Row& row, const Complaints& complain) {
     constexpr std::size_t high = 1;
@@ -116,7 +128,7 @@ std::vector<std::string> FaultsOf(const DataFolder& data, const std::string& nam
     }
     std::string text = data.Read(name)->text;
     if (kind->layout == nullptr) {
-        CheckOptions(text, complain);
+        kind->check(text, complain);
     } else {
         BringIntoLayout(text, *kind->layout, complain);
         for (const Row& row : ParseRows(text, *kind->layout, complain)) {
