@@ -123,9 +123,9 @@ private:
         }
         const int time = static_cast<int>(request.timeout.count() * 1000);
         WinHttpSetTimeouts(handle.get(), time, time, time, time);
-        DWORD redirects = WINHTTP_DISABLE_REDIRECTS, packed = gzipAndDeflate;
-        WinHttpSetOption(handle.get(), WINHTTP_OPTION_DISABLE_FEATURE, &redirects,
-                         sizeof redirects);
+        DWORD unwanted = WINHTTP_DISABLE_REDIRECTS | WINHTTP_DISABLE_COOKIES,
+              packed = gzipAndDeflate;
+        WinHttpSetOption(handle.get(), WINHTTP_OPTION_DISABLE_FEATURE, &unwanted, sizeof unwanted);
         WinHttpSetOption(handle.get(), WINHTTP_OPTION_DECOMPRESSION, &packed, sizeof packed);
         std::wstring headers;
         for (const auto& [name, value] : request.headers) {
