@@ -124,17 +124,23 @@ testLiving() {
   data=$(dirname "$(settings)")
   check "the file of feeds is there" [ -f "$data/feeds.json" ]
   check "installing again starts the server" run "$packages/$setup" /S /LIVING=1
-  local server=("$folder\\x86\\quoteserver.exe")
+  local server=$folder\\x86\\quoteserver.exe
   check "it begins" startsByItself "$data"
-  check "the file of feeds has no mistake" run "${server[@]}" --check "$(windowsPath "$data/feeds.json")" >/dev/null
+  check "the file of feeds has no mistake" run "$server" --check "$(windowsPath "$data/feeds.json")" >/dev/null
   run wineboot
   check "and begins at log-on" startsByItself "$data"
   echo '// mine' >>"$data/feeds.json"
-  run "${server[@]}" --port 0 --data "$folder\\samples\\data" >"$scratch/server" 2>&1 &
-  local job=$!
-  while [ ! -s "$scratch/server" ] && kill -0 $job; do sleep 0.1; done
+  local other jobs=()
+  other=$(windowsPath "$root/build/win32/quoteserver.exe")
+  for server in "$server" "$other"; do
+    run "$server" --port 0 --data "$folder\\samples\\data" >"$scratch/server" 2>&1 &
+    jobs+=($!)
+    until [ -s "$scratch/server" ] || ! kill -0 "${jobs[-1]}"; do sleep 0.1; done
+  done
   check "installing again replaces a program that runs" run "$packages/$setup" /S
-  check "it was ended" wait $job
+  check "it was ended" wait "${jobs[0]}"
+  check "another one was not" kill -0 "${jobs[1]}"
+  run "$other" --stop
   check "the start at log-on stays" startsByItself "$data"
   check "the user's file stays" grep -q '^// mine$' "$data/feeds.json"
   check "without the choice nothing starts" run "$packages/$setup" /S /LIVING=0
@@ -209,8 +215,10 @@ testRemoval() {
     (unset VTDL_DATA && run "$machineFolder\\$bits\\vtdl.exe" sources >/dev/null)
     check "settings go where the installation says, $bits" [ -f "$data/VTDL33.Settings.xml" ]
   done
+  echo '// mine' >"$data/feeds.json"
   check "it is removed for all users" uninstall "$machineFolder" /ALLUSERS
   check "the settings are kept" [ -f "$data/VTDL33.Settings.xml" ]
+  check "so is the user's file of feeds" grep -q '^// mine$' "$data/feeds.json"
   check "installed once more" run "$packages/$setup" /S /ALLUSERS
   check "removed with everything" uninstall "$machineFolder" /ALLUSERS /PURGE
   asBefore machine

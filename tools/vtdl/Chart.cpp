@@ -266,12 +266,13 @@ std::string ChartOf(const std::string& title, const std::vector<ChartPoint>& poi
     const double lower =
         hasVolumes ? bottom - volumeShare * (bottom - top) - gap : bottom;  // of the prices
     const Scale days{points.front().day, points.back().day, left + 20, right - 20};
-    std::string svg = Joined(
-        {"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-         "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 ",
-         Number(width, 0), " ", Number(height, 0), "\" width=\"", Number(width, 0), "\" height=\"",
-         Number(height, 0), "\">\n<title>", Escaped(title), "</title>\n<style>", style,
-         "</style>\n<rect width=\"100%\" height=\"100%\" fill=\"#fff\"/>\n"});
+    constexpr const char* head =
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+        "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 ";
+    std::string svg = Joined({head, Number(width, 0), " ", Number(height, 0), "\" width=\"",
+                              Number(width, 0), "\" height=\"", Number(height, 0), "\">\n<title>",
+                              Escaped(title), "</title>\n<style>", style,
+                              "</style>\n<rect width=\"100%\" height=\"100%\" fill=\"#fff\"/>\n"});
     svg += Text(left, 32, "start", title, " class=\"title\"");
     svg += Text(
         left, 54, "start",

@@ -58,7 +58,8 @@ void Screen::Draw(const std::string& text) {
     const auto columns = static_cast<std::size_t>(info.srWindow.Right - info.srWindow.Left);
     const auto rows = static_cast<std::size_t>(info.srWindow.Bottom - info.srWindow.Top);
     const std::vector<std::string> lines = Fitted(text, columns, rows, m_drawn);
-    const auto up = static_cast<SHORT>(std::min<std::size_t>(m_drawn, info.dwCursorPosition.Y));
+    const auto up =
+        static_cast<SHORT>(std::min(m_drawn, static_cast<std::size_t>(info.dwCursorPosition.Y)));
     SetConsoleCursorPosition(console, {0, static_cast<SHORT>(info.dwCursorPosition.Y - up)});
     m_drawn = lines.size();
     std::string all;

@@ -67,9 +67,10 @@ std::size_t Width(std::string_view text) {
         text, [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
 }
 
-std::string Padded(std::string text, std::size_t width, bool isRight) {
-    const std::size_t missing = width - std::min(width, Width(text));
-    return isRight ? std::string(missing, ' ') + text : text + std::string(missing, ' ');
+std::string Padded(std::string_view text, std::size_t width, bool isRight) {
+    std::string padded(text);
+    padded.insert(isRight ? 0 : text.size(), width - std::min(width, Width(text)), ' ');
+    return padded;
 }
 
 bool IsNumeric(const Column& column) {
@@ -146,7 +147,11 @@ std::string TableOf(const Chain& chain) {
     Lines lines{Padded("CALLS", Width(calls.front()), false) + gap +
                 std::string(Width(series.front()), ' ') + gap + "PUTS"};
     for (std::size_t line = 0; line < series.size(); ++line)
-        lines.push_back(calls[line] + gap + series[line] + gap + puts[line]);
+        lines.emplace_back(calls[line])
+            .append(gap)
+            .append(series[line])
+            .append(gap)
+            .append(puts[line]);
     return TextOf(lines);
 }
 

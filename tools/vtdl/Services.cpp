@@ -174,11 +174,12 @@ std::vector<std::string> SettingsFaults(const std::vector<Setting>& settings) {
     std::vector<std::string> faults;
     const auto isUpper = [](char c) { return c >= 'A' && c <= 'Z'; };
     for (const Setting& setting : settings) {
-        const std::string name = setting.section + (setting.key.empty() ? "" : "/" + setting.key);
+        std::string name = setting.section;
+        if (!setting.key.empty()) name.append("/").append(setting.key);
         if (std::ranges::any_of(name, isUpper))
             faults.push_back(name + " is not in lower case, and is never read");
         else if (const std::string fault = FaultOf(setting); !setting.key.empty() && !fault.empty())
-            faults.push_back(name + " " + fault);
+            faults.push_back(name.append(" ").append(fault));
     }
     return faults;
 }

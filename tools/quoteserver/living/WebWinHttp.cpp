@@ -121,9 +121,8 @@ private:
         DWORD headTime = static_cast<DWORD>(time);  // which is apart, and 90 s unless given
         WinHttpSetOption(handle.get(), WINHTTP_OPTION_RECEIVE_RESPONSE_TIMEOUT, &headTime,
                          sizeof headTime);
-        DWORD redirects = WINHTTP_DISABLE_REDIRECTS;
-        WinHttpSetOption(handle.get(), WINHTTP_OPTION_DISABLE_FEATURE, &redirects,
-                         sizeof redirects);
+        DWORD unwanted = WINHTTP_DISABLE_REDIRECTS | WINHTTP_DISABLE_COOKIES;
+        WinHttpSetOption(handle.get(), WINHTTP_OPTION_DISABLE_FEATURE, &unwanted, sizeof unwanted);
         std::wstring headers = Wide(acceptedEncoding) + L"\r\n";
         for (const auto& [name, value] : request.headers) {
             headers += Wide(name + ": " + value + "\r\n");
