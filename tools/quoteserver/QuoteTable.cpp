@@ -35,6 +35,8 @@ std::string TakeCell(std::string_view& line) {
     return cell;
 }
 
+}  // namespace
+
 std::vector<std::string> SplitCells(std::string_view line) {
     const bool endsEmpty = line.ends_with(',');
     std::vector<std::string> cells;
@@ -46,8 +48,6 @@ std::vector<std::string> SplitCells(std::string_view line) {
     }
     return cells;
 }
-
-}  // namespace
 
 QuoteTable::QuoteTable(DataFolder folder, const Complaints& complain)
     : m_folder(std::move(folder)) {

@@ -12,6 +12,9 @@
 
 namespace quoteserver {
 
+// The values of a line, those in quotes without them.
+std::vector<std::string> SplitCells(std::string_view line);
+
 class Quote {
 public:
     // Of an unknown ticker, without values.
