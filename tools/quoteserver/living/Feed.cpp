@@ -170,6 +170,12 @@ Outcome Feed::Fetch(const Ask& ask, const Today& today) {
 
 Outcome Feed::Request(const Ask& ask, const Today& today, const std::string& symbol) {
     try {
+        if (!m_spec.odbc.empty()) {
+            Recipe recipe = m_spec.recipe;
+            Reading reading =
+                ReadDatabase(m_database, m_spec.statements, ask, symbol, today.date, recipe);
+            return FilesOf(std::move(reading), recipe, ask, today);
+        }
         if (m_spec.command.empty()) {
             return Judge(m_client.Fetch({m_spec.name + "." + NameOf(ask.kind) + "." + symbol,
                                          FillIn(m_spec.recipe.url, symbol, Clock::now()),
@@ -184,6 +190,10 @@ Outcome Feed::Request(const Ask& ask, const Today& today, const std::string& sym
             Replace(argument, "{symbol}", symbol);
         }
         return Judge(RunCommand(arguments, m_spec.timeout, m_file.folder), ask, today);
+    } catch (const DatabaseError& error) {
+        return {error.What(), PrintableText(Masked(error.what(), m_file.secrets))};
+    } catch (const Nonsense& nonsense) {
+        return {State::Nonsense, PrintableText(nonsense.what())};
     } catch (const std::exception& e) {
         return {State::Down, PrintableText(e.what())};
     }
@@ -217,6 +227,10 @@ Outcome Feed::Judge(const WebAnswer& answer, const Ask& ask, const Today& today)
     if (isTable && !IsTypeOfData(recipe, answer.contentType)) {
         return {State::Nonsense, "it says that it is " + PrintableText(answer.contentType)};
     }
+    return FilesOf(std::move(reading), recipe, ask, today);
+}
+
+Outcome Feed::FilesOf(Reading reading, const Recipe& recipe, const Ask& ask, const Today& today) {
     Outcome outcome{reading.state, PrintableText(reading.why)};
     outcome.dropped = reading.dropped;
     if (reading.state != State::Rows) {

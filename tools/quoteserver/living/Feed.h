@@ -6,6 +6,7 @@
 #include <mutex>
 #include <optional>
 
+#include "living/Database.h"
 #include "living/FeedsFile.h"
 #include "living/Mapping.h"
 #include "living/Web.h"
@@ -41,7 +42,11 @@ private:
 class Feed {
 public:
     Feed(const FeedSpec& spec, const FeedsFile& file, WebClient& client)
-        : m_spec(spec), m_file(file), m_client(client), m_pace(spec.pace, spec.budget) {}
+        : m_spec(spec),
+          m_file(file),
+          m_client(client),
+          m_database(spec.odbc, spec.timeout),
+          m_pace(spec.pace, spec.budget) {}
 
     const FeedSpec& Spec() const { return m_spec; }
 
@@ -65,10 +70,13 @@ private:
     std::string SymbolFor(const Ask& ask, std::vector<std::string>& notes) const;
     Outcome Request(const Ask& ask, const Today& today, const std::string& symbol);
     Outcome Judge(const WebAnswer& answer, const Ask& ask, const Today& today) const;
+    static Outcome FilesOf(Reading reading, const Recipe& recipe, const Ask& ask,
+                           const Today& today);
 
     const FeedSpec& m_spec;
     const FeedsFile& m_file;
     WebClient& m_client;
+    Database m_database;        // only of the feed's thread
     mutable std::mutex m_lock;  // of what follows
     Pace m_pace;
     Condition m_condition;

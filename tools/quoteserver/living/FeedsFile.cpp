@@ -37,6 +37,8 @@ private:
     void ReadAges(Section& section, const std::string& key, std::chrono::seconds Ages::*age);
     std::string WithSecrets(Section& section, const std::string& key, const std::string& text);
     void ReadFeed(Section& feeds, const std::string& name, const Json& value);
+    void ReadWebOrCommand(Section& section, FeedSpec& feed);
+    void ReadDatabase(Section& section, FeedSpec& feed);
     Json WithRecipe(const Section& feeds, const std::string& name, Json feed);
     void ReadLineUp(Section& section);
 
@@ -211,7 +213,71 @@ void FeedsReader::ReadFeed(Section& feeds, const std::string& name, const Json& 
     feeds.Find(name);
     const Json whole = WithRecipe(feeds, name, value);
     Section section = feeds.Below(name, whole);
-    FeedSpec feed{name, ReadRecipe(section)};
+    FeedSpec feed{name};
+    if (section.Find("odbc")) {
+        ReadDatabase(section, feed);
+    } else {
+        ReadWebOrCommand(section, feed);
+    }
+    const auto rate = [&](const char* key) {
+        const std::string text = section.Text(key);
+        const std::optional<Rate> parsed = ParseRate(text);
+        if (!text.empty() && !parsed) {
+            section.Complain(key,
+                             "\"" + text + "\" is none; \"1 per 2 s\" and \"50 per hour\" are");
+        }
+        return parsed;
+    };
+    feed.pace = rate("pace").value_or(feed.pace);
+    feed.budget = rate("budget");
+    feed.timeout = section.Duration("timeout", feed.timeout);
+    const bool isOwn = !feed.command.empty() || !feed.odbc.empty();
+    feed.isShared = section.Truth("share", isOwn);
+    if (name.empty() || !std::ranges::all_of(name, [](char c) {
+            return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-';
+        })) {
+        feeds.Complain(name, "a name has small letters, digits and -");
+    }
+    m_feeds.feeds.push_back(std::move(feed));
+}
+
+// The password is a secret, however it came there.
+void FeedsReader::ReadDatabase(Section& section, FeedSpec& feed) {
+    feed.recipe = ReadRecipeOfTables(section);
+    feed.odbc = WithSecrets(section, "odbc", section.Text("odbc"));
+    if (feed.odbc.empty()) {
+        section.Complain("odbc", "such as \"DSN=Prices;Uid=reader\" is expected");
+    }
+    for (std::string_view rest = feed.odbc; !rest.empty();) {
+        std::string_view value = TakeField(rest, ';');
+        const std::string key = Lower(TakeField(value, '='));
+        if (key == "pwd" || key == "password") {
+            const bool isBraced = value.starts_with('{');
+            m_feeds.secrets.emplace_back(isBraced ? value.substr(1, value.find('}') - 1) : value);
+        }
+    }
+    feed.pace = {100, std::chrono::seconds(1)};  // nobody else's: no need to be slow
+    Statements& statements = feed.statements;
+    for (const auto& [key, statement] : {std::pair{"history", &statements.history},
+                                         {"dividends", &statements.dividends},
+                                         {"splits", &statements.splits},
+                                         {"quotes", &statements.quotes},
+                                         {"options", &statements.options}}) {
+        *statement = section.Text(key);
+    }
+    if (statements.history.empty() && statements.quotes.empty() && statements.options.empty()) {
+        section.Complain("history", "is missing, as are quotes and options");
+    }
+    for (const auto& [key, statement] :
+         {std::pair{"dividends", &statements.dividends}, {"splits", &statements.splits}}) {
+        if (!statement->empty() && statements.history.empty()) {
+            section.Complain(key, "needs a statement of the history");
+        }
+    }
+}
+
+void FeedsReader::ReadWebOrCommand(Section& section, FeedSpec& feed) {
+    feed.recipe = ReadRecipe(section);
     feed.recipe.url = WithSecrets(section, "url", feed.recipe.url);
     feed.command = section.Texts("command");
     for (std::string& argument : feed.command) {
@@ -224,30 +290,11 @@ void FeedsReader::ReadFeed(Section& feeds, const std::string& name, const Json& 
         }
         feed.headers.emplace_back(header, text);
     }
-    const auto rate = [&](const char* key) {
-        const std::string text = section.Text(key);
-        const std::optional<Rate> parsed = ParseRate(text);
-        if (!text.empty() && !parsed) {
-            section.Complain(key,
-                             "\"" + text + "\" is none; \"1 per 2 s\" and \"50 per hour\" are");
-        }
-        return parsed;
-    };
-    feed.pace = rate("pace").value_or(Rate{});
-    feed.budget = rate("budget");
-    feed.timeout = section.Duration("timeout", feed.timeout);
-    feed.isShared = section.Truth("share", !feed.command.empty());
     const std::string& url = feed.recipe.url;
     if (feed.command.empty() && !url.starts_with("http://") && !url.starts_with("https://")) {
         section.Complain("url",
                          url.empty() ? "is missing" : "does not begin with http:// or https://");
     }
-    if (name.empty() || !std::ranges::all_of(name, [](char c) {
-            return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-';
-        })) {
-        feeds.Complain(name, "a name has small letters, digits and -");
-    }
-    m_feeds.feeds.push_back(std::move(feed));
 }
 
 void FeedsReader::ReadLineUp(Section& section) {
@@ -262,7 +309,7 @@ void FeedsReader::ReadLineUp(Section& section) {
             const auto found = std::ranges::find(m_feeds.feeds, name, &FeedSpec::name);
             if (found == m_feeds.feeds.end()) {
                 part.Complain(kindNames[kind], "there is no feed " + name);
-            } else if (!found->recipe.Serves(static_cast<Kind>(kind))) {
+            } else if (!found->Serves(static_cast<Kind>(kind))) {
                 part.Complain(kindNames[kind], name + " does not serve them");
             } else {
                 m_feeds.lineUp[kind].push_back(

@@ -11,7 +11,12 @@
 
 namespace quoteserver::living {
 
-// A source of rows: a service of the web, or a program of the user's.
+// Of a database. Those that are empty are not there.
+struct Statements {
+    std::string history, dividends, splits, quotes, options;
+};
+
+// A source of rows: a service of the web, or a program or a database of the user's.
 struct FeedSpec {
     std::string name;
     Recipe recipe = {};
@@ -21,6 +26,16 @@ struct FeedSpec {
     std::optional<Rate> budget = {};
     std::chrono::seconds timeout{20};
     bool isShared = false;  // may answer askers on other machines
+    std::string odbc = {};  // how a database is connected to; empty: it is none
+    Statements statements = {};
+
+    bool Serves(Kind kind) const {
+        return odbc.empty() ? recipe.Serves(kind)
+                            : !(kind == Kind::Quotes    ? statements.quotes
+                                : kind == Kind::Options ? statements.options
+                                                        : statements.history)
+                                   .empty();
+    }
 };
 
 // How long a copy counts as new, and how long it is better than nothing.

@@ -395,8 +395,8 @@ Outcome Keeper::Try(const std::string& name, const std::string& ticker) {
                 return std::ranges::count(m_file.LineUpOf(k), place) > 0;
             });
             if (kind == std::end(allKinds)) {
-                kind = std::ranges::find_if(allKinds,
-                                            [&](Kind k) { return feed->Spec().recipe.Serves(k); });
+                kind =
+                    std::ranges::find_if(allKinds, [&](Kind k) { return feed->Spec().Serves(k); });
             }
             return feed->Fetch({*kind, InCapitals(ticker)}, TodayAt(Clock::now()));
         }

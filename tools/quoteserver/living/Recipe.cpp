@@ -88,10 +88,35 @@ void ReadColumns(Recipe& recipe, Section& section) {
 
 }  // namespace
 
-Recipe ReadRecipe(Section& section) {
+Recipe ReadRecipeOfTables(Section& section) {
     Recipe recipe;
     recipe.terms = section.Text("terms");
     recipe.termsSay = section.Text("termsSay");
+    const std::size_t epoch = section.OneOf("epoch", {"s", "ms"}, 2);
+    const std::size_t form = section.OneOf("dates", {"yyyy-mm-dd", "yyyymmdd", "mm/dd/yyyy"}, 0);
+    recipe.dates = epoch == 0   ? Recipe::Dates::Seconds
+                   : epoch == 1 ? Recipe::Dates::Milliseconds
+                                : static_cast<Recipe::Dates>(form);
+    recipe.isSplitAdjusted = section.OneOf("prices", {"raw", "split-adjusted"}, 0) == 1;
+    recipe.isVolumeSplitAdjusted = section.OneOf("volume", {"raw", "split-adjusted"}, 0) == 1;
+    recipe.isFloat32 = section.Truth("float32", false);
+    recipe.scale = section.Number("scale", 1);
+    for (const auto& [key, patterns] :
+         {std::pair{"symbols", &recipe.symbols}, {"futures", &recipe.futures}}) {
+        *patterns = section.TextsByName(key);
+        for (const auto& [pattern, unused] : *patterns) {
+            try {
+                std::regex{pattern};
+            } catch (const std::regex_error&) {
+                section.Complain(std::string(key) + "/" + pattern, "is no pattern");
+            }
+        }
+    }
+    return recipe;
+}
+
+Recipe ReadRecipe(Section& section) {
+    Recipe recipe = ReadRecipeOfTables(section);
     recipe.url = section.Text("url");
     recipe.format = section.OneOf("format", {"json", "csv"}, 0) == 0 ? Recipe::Format::JsonText
                                                                      : Recipe::Format::CsvText;
@@ -114,11 +139,6 @@ Recipe ReadRecipe(Section& section) {
     recipe.limitedTexts = Alternatives(section.Text("limitedText"));
     recipe.limitedStatuses = section.Statuses("limited", recipe.limitedStatuses);
     recipe.date = PlaceOf(section, "date", isCsv);
-    const std::size_t epoch = section.OneOf("epoch", {"s", "ms"}, 2);
-    const std::size_t form = section.OneOf("dates", {"yyyy-mm-dd", "yyyymmdd", "mm/dd/yyyy"}, 0);
-    recipe.dates = epoch == 0   ? Recipe::Dates::Seconds
-                   : epoch == 1 ? Recipe::Dates::Milliseconds
-                                : static_cast<Recipe::Dates>(form);
     recipe.offset = PointerOf(section, "offset");
     if (const Json* share = section.Find("underlying")) {
         Section part = section.Below("underlying", *share);
@@ -139,21 +159,6 @@ Recipe ReadRecipe(Section& section) {
     }
     recipe.dividends = EventsOf(section, "dividends");
     recipe.splits = EventsOf(section, "splits");
-    recipe.isSplitAdjusted = section.OneOf("prices", {"raw", "split-adjusted"}, 0) == 1;
-    recipe.isVolumeSplitAdjusted = section.OneOf("volume", {"raw", "split-adjusted"}, 0) == 1;
-    recipe.isFloat32 = section.Truth("float32", false);
-    recipe.scale = section.Number("scale", 1);
-    for (const auto& [key, patterns] :
-         {std::pair{"symbols", &recipe.symbols}, {"futures", &recipe.futures}}) {
-        *patterns = section.TextsByName(key);
-        for (const auto& [pattern, unused] : *patterns) {
-            try {
-                std::regex{pattern};
-            } catch (const std::regex_error&) {
-                section.Complain(std::string(key) + "/" + pattern, "is no pattern");
-            }
-        }
-    }
     return recipe;
 }
 

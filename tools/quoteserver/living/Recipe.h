@@ -73,6 +73,9 @@ struct Recipe {
 // Reads the keys of a recipe out of a section that may have others. Every mistake is noted there.
 Recipe ReadRecipe(Section& section);
 
+// The keys that a database has as well, whose tables say themselves which columns they have.
+Recipe ReadRecipeOfTables(Section& section);
+
 // What became of a reply's bytes; never rows without a reason to believe them.
 struct Reading {
     State state = State::Rows;
@@ -84,6 +87,16 @@ struct Reading {
 
 // The status is 200, or one that a service sends its own texts with.
 Reading ReadReply(const Recipe& recipe, const Ask& ask, const std::string& body);
+
+// Rows of texts, one after the other, as a database has them; an empty one is no value.
+struct Table {
+    std::vector<std::string> names;
+    std::vector<std::string> cells;
+};
+
+// The same for a table of the recipe's columns, or a quote's, which are named by their letters.
+// Without rows the symbol counts as unknown: nothing else tells what a database has not.
+Reading ReadTable(const Recipe& recipe, const Ask& ask, const Table& table);
 
 // The symbol that stands for a ticker after the recipe's patterns, of which the first that fits
 // counts.

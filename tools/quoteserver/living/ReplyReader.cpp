@@ -1,5 +1,6 @@
 // What a recipe makes of a reply: histories here; quotes and options are one value after the other.
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 
 #include "living/Numbers.h"
@@ -22,12 +23,18 @@ public:
         : m_recipe(recipe), m_ask(ask), m_body(body), m_values{recipe} {}
 
     Reading Read();
+    Reading ReadTable(const Table& table);
 
 private:
     using Cells = std::vector<std::string>;
 
     Reading ReadJson();
     Reading ReadCsv();
+    Json QuoteValue(const std::string& letters, const std::string& text) const;
+    // Of days; the function brings the values of a row, as many as the header has, until there is
+    // none left.
+    template <typename NextRow>
+    Reading ReadRows(const Cells& header, const NextRow& next);
     void ReadEvents(const Json& root, History& history) const;
     bool IsDay(const std::string& text) const;
     static void AddEvents(History& history, Date day, double amount, double shares);
@@ -257,9 +264,8 @@ bool Reader::IsDay(const std::string& text) const {
     }
 }
 
-Reading Reader::ReadCsv() {
-    std::string_view rest = WithoutByteOrderMark(m_body);
-    const Cells header = SplitCsvLine(TakeLine(rest), m_recipe.separator);
+template <typename NextRow>
+Reading Reader::ReadRows(const Cells& header, const NextRow& next) {
     const auto find = [&](const Place& place) {
         if (place.position > 0) {
             return place.position <= header.size() ? place.position - 1 : std::string::npos;
@@ -288,20 +294,9 @@ Reading Reader::ReadCsv() {
     const std::size_t amount = require({m_recipe.dividends.amount}, "");
     const std::size_t shares = require({m_recipe.splits.ratio.first}, "");
     Reading reading;
-    while (!rest.empty()) {
-        const std::string_view line = TakeLine(rest);
-        // The last line may say who made the table.
-        if (line.empty() || (rest.empty() && line.starts_with("<!--"))) {
-            continue;
-        }
-        const Cells cells = SplitCsvLine(line, m_recipe.separator);
-        // The newest day may still be without its volume, which is the last column.
-        if (cells.size() != header.size() && cells.size() + 1 != header.size()) {
-            throw Nonsense(std::to_string(cells.size()) + " values where the header has " +
-                           std::to_string(header.size()));
-        }
+    while (const std::string* cells = next()) {
         const auto value = [&](std::size_t place) {
-            const bool isThere = place < cells.size() && !cells[place].empty() &&
+            const bool isThere = place < header.size() && !cells[place].empty() &&
                                  cells[place] != "null" && cells[place] != "N/A";
             return isThere ? m_values.Number(std::string_view(cells[place])) : unknown;
         };
@@ -318,6 +313,80 @@ Reading Reader::ReadCsv() {
     return reading;
 }
 
+Reading Reader::ReadCsv() {
+    std::string_view rest = WithoutByteOrderMark(m_body);
+    const Cells header = SplitCsvLine(TakeLine(rest), m_recipe.separator);
+    Cells cells;
+    return ReadRows(header, [&]() -> const std::string* {
+        while (!rest.empty()) {
+            const std::string_view line = TakeLine(rest);
+            // The last line may say who made the table.
+            if (line.empty() || (rest.empty() && line.starts_with("<!--"))) {
+                continue;
+            }
+            cells = SplitCsvLine(line, m_recipe.separator);
+            // The newest day may still be without its volume, which is the last column.
+            if (cells.size() != header.size() && cells.size() + 1 != header.size()) {
+                throw Nonsense(std::to_string(cells.size()) + " values where the header has " +
+                               std::to_string(header.size()));
+            }
+            cells.resize(header.size());
+            return cells.data();
+        }
+        return nullptr;
+    });
+}
+
+// What looks like a number is one, but in names.
+Json Reader::QuoteValue(const std::string& letters, const std::string& text) const {
+    if (letters == "time") {
+        const Json json(text);
+        return m_values.Time(&json).time_since_epoch().count();
+    }
+    double number = 0;
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    const bool isNumber = error == std::errc{} && stop == end && std::isfinite(number);
+    return isNumber && letters != "n" && letters != "s" ? Json(number) : Json(text);
+}
+
+Reading Reader::ReadTable(const Table& table) {
+    const std::size_t width = table.names.size();
+    if (table.cells.empty()) {
+        return {State::Unknown, "there are no rows of it"};
+    }
+    if (IsOfDays(m_ask.kind)) {
+        std::size_t at = 0;
+        return ReadRows(table.names, [&]() -> const std::string* {
+            const std::string* row = at < table.cells.size() ? &table.cells[at] : nullptr;
+            at += width;
+            return row;
+        });
+    }
+    Json rows = Json::array();
+    for (std::size_t at = 0; at < table.cells.size(); ++at) {
+        if (at % width == 0) {
+            rows.push_back(Json::object());
+        }
+        const std::string& text = table.cells[at];
+        const std::string& name = table.names[at % width];
+        rows.back()[name] = text.empty()                 ? Json()
+                            : m_ask.kind == Kind::Quotes ? QuoteValue(name, text)
+                                                         : Json(text);
+    }
+    Reading reading;
+    if (m_ask.kind == Kind::Quotes) {
+        if (rows.size() > 1) {
+            throw Nonsense("a quote of several rows");
+        }
+        reading.table = ReadQuote(m_values, m_ask, rows[0]);
+    } else {
+        reading.table = ReadChain(m_values, m_ask, rows, rows, reading.dropped);
+        reading.state = reading.table.empty() ? State::NoRows : State::Rows;
+    }
+    return reading;
+}
+
 }  // namespace
 
 Reading ReadReply(const Recipe& recipe, const Ask& ask, const std::string& body) {
@@ -328,6 +397,11 @@ Reading ReadReply(const Recipe& recipe, const Ask& ask, const std::string& body)
     } catch (const Json::exception&) {
         return {State::Nonsense, "JSON of another form"};
     }
+}
+
+Reading ReadTable(const Recipe& recipe, const Ask& ask, const Table& table) {
+    static const std::string none;
+    return Reader(recipe, ask, none).ReadTable(table);
 }
 
 }  // namespace quoteserver::living

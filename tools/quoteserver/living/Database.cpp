@@ -1,0 +1,357 @@
+#include "living/Database.h"
+
+#define SQL_NOUNICODEMAP
+#ifdef _WIN32
+#include <windows.h>
+#endif
+#include <sql.h>
+#include <sqlext.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+
+#include "living/Numbers.h"
+
+namespace quoteserver::living {
+namespace {
+
+constexpr std::size_t cellBytes = 128;  // a longer text is cut; no number and no date is
+constexpr std::size_t rowsAtOnce = 256;
+constexpr std::size_t mostCells = 4'000'000;
+
+template <SQLSMALLINT Type>
+struct FreeIt {
+    void operator()(SQLHANDLE handle) const { SQLFreeHandle(Type, handle); }
+};
+template <SQLSMALLINT Type>
+using Handle = std::unique_ptr<void, FreeIt<Type>>;
+
+template <SQLSMALLINT Type>
+Handle<Type> MakeHandle(SQLHANDLE parent) {
+    SQLHANDLE handle = nullptr;
+    if (!SQL_SUCCEEDED(SQLAllocHandle(Type, parent, &handle))) {
+        throw DatabaseError(State::Down, "the driver manager has no room");
+    }
+    return Handle<Type>(handle);
+}
+
+// Every function of the interface takes texts that it may change, and changes none.
+SQLCHAR* Text(const std::string& text) {
+    return reinterpret_cast<SQLCHAR*>(const_cast<char*>(text.c_str()));
+}
+
+// Drivers know a lost connection, a server that goes down and a time limit by classes of states;
+// what else there is to say is about the statement.
+[[noreturn]] void Fail(SQLSMALLINT type, SQLHANDLE handle, State otherwise) {
+    std::string what;
+    State state = otherwise;
+    SQLCHAR code[6] = {}, text[512] = {};
+    SQLINTEGER number = 0;
+    for (SQLSMALLINT i = 1;
+         SQL_SUCCEEDED(SQLGetDiagRec(type, handle, i, code, &number, text, sizeof text, nullptr));
+         ++i) {
+        const std::string_view known(reinterpret_cast<const char*>(code));
+        what.append(what.empty() ? "" : "; ").append(reinterpret_cast<const char*>(text));
+        if (known.starts_with("28")) {
+            state = State::Refused;
+        } else if (known.starts_with("08") || known.starts_with("57") || known.starts_with("HYT")) {
+            state = State::Down;
+        }
+    }
+    throw DatabaseError(state, what.empty() ? "the driver does not say what failed" : what);
+}
+
+// Ends a statement whose time is over: not every driver keeps the limit that it is told.
+class TimeLimit {
+public:
+    TimeLimit(SQLHSTMT statement, std::chrono::seconds timeout)
+        : m_thread([this, statement, timeout](const std::stop_token& stop) {
+              std::unique_lock lock(m_lock);
+              m_wait.wait_for(lock, stop, timeout, [] { return false; });
+              if (!stop.stop_requested()) {
+                  m_isOver = true;
+                  SQLCancel(statement);
+              }
+          }) {}
+
+    bool IsOver() const { return m_isOver; }
+
+private:
+    std::mutex m_lock;
+    std::condition_variable_any m_wait;
+    std::atomic<bool> m_isOver = false;
+    std::jthread m_thread;
+};
+
+// Its values stay where they are until the statement has run.
+class Parameters {
+public:
+    Parameters(const std::string& ticker, Date last)
+        : m_ticker(ticker), m_tickerLength(static_cast<SQLLEN>(ticker.size())) {
+        const std::chrono::year_month_day day(last);
+        m_last = {static_cast<SQLSMALLINT>(static_cast<int>(day.year())),
+                  static_cast<SQLUSMALLINT>(static_cast<unsigned>(day.month())),
+                  static_cast<SQLUSMALLINT>(static_cast<unsigned>(day.day()))};
+    }
+
+    bool Bind(SQLHSTMT statement, SQLSMALLINT count) {
+        constexpr SQLULEN dateWidth = 10;
+        const auto bindDay = [&](SQLUSMALLINT place, SQL_DATE_STRUCT& day) {
+            return SQL_SUCCEEDED(SQLBindParameter(statement, place, SQL_PARAM_INPUT,
+                                                  SQL_C_TYPE_DATE, SQL_TYPE_DATE, dateWidth, 0,
+                                                  &day, sizeof day, nullptr));
+        };
+        return (count < 1 || SQL_SUCCEEDED(SQLBindParameter(
+                                 statement, 1, SQL_PARAM_INPUT, SQL_C_CHAR, SQL_VARCHAR,
+                                 std::max<SQLULEN>(m_ticker.size(), 1), 0, Text(m_ticker),
+                                 m_tickerLength, &m_tickerLength))) &&
+               (count < 2 || bindDay(2, m_first)) && (count < 3 || bindDay(3, m_last));
+    }
+
+private:
+    const std::string& m_ticker;
+    SQLLEN m_tickerLength;
+    SQL_DATE_STRUCT m_first{1900, 1, 1}, m_last{};
+};
+
+// Many rows at once, as the driver writes them.
+struct Column {
+    std::array<std::array<char, cellBytes>, rowsAtOnce> texts;
+    std::array<SQLLEN, rowsAtOnce> lengths;
+
+    std::string_view Cell(std::size_t row) const {
+        if (lengths[row] == SQL_NULL_DATA) {
+            return {};
+        }
+        std::string_view text(texts[row].data());
+        // Texts of a fixed width are filled up.
+        text.remove_suffix(text.size() - 1 - std::min(text.find_last_not_of(' '), text.size() - 1));
+        return text;
+    }
+};
+
+}  // namespace
+
+struct Database::Connection {
+    Handle<SQL_HANDLE_ENV> environment = MakeHandle<SQL_HANDLE_ENV>(nullptr);
+    Handle<SQL_HANDLE_DBC> handle;
+
+    ~Connection() {
+        if (handle) {
+            SQLDisconnect(handle.get());
+        }
+    }
+};
+
+Database::Database(std::string connection, std::chrono::seconds timeout)
+    : m_text(std::move(connection)), m_timeout(timeout) {}
+
+Database::~Database() = default;
+
+void Database::Open() {
+    auto connection = std::make_unique<Connection>();
+    SQLSetEnvAttr(connection->environment.get(), SQL_ATTR_ODBC_VERSION,
+                  reinterpret_cast<SQLPOINTER>(SQL_OV_ODBC3), 0);
+    connection->handle = MakeHandle<SQL_HANDLE_DBC>(connection->environment.get());
+    SQLHDBC handle = connection->handle.get();
+    SQLSetConnectAttr(handle, SQL_ATTR_LOGIN_TIMEOUT,
+                      reinterpret_cast<SQLPOINTER>(static_cast<SQLULEN>(m_timeout.count())), 0);
+    if (!SQL_SUCCEEDED(SQLDriverConnect(handle, nullptr, Text(m_text), SQL_NTS, nullptr, 0, nullptr,
+                                        SQL_DRIVER_NOPROMPT))) {
+        Fail(SQL_HANDLE_DBC, handle, State::Down);
+    }
+    m_connection = std::move(connection);
+}
+
+Table Database::Run(const std::string& statement, const std::string& ticker, Date last) {
+    if (m_connection) {
+        const auto end = std::chrono::steady_clock::now() + m_timeout;
+        try {
+            return Fetch(statement, ticker, last);
+        } catch (const DatabaseError& error) {
+            m_connection.reset();
+            if (error.What() == State::Nonsense || std::chrono::steady_clock::now() >= end) {
+                throw;
+            }
+        }
+    }
+    Open();
+    try {
+        return Fetch(statement, ticker, last);
+    } catch (const DatabaseError&) {
+        m_connection.reset();
+        throw;
+    }
+}
+
+Table Database::Fetch(const std::string& statement, const std::string& ticker, Date last) {
+    const auto handle = MakeHandle<SQL_HANDLE_STMT>(m_connection->handle.get());
+    SQLHSTMT run = handle.get();
+    TimeLimit limit(run, m_timeout);
+    const auto check = [&](SQLRETURN result) {
+        if (limit.IsOver()) {
+            throw DatabaseError(State::Down, "the statement was not done in time");
+        }
+        if (!SQL_SUCCEEDED(result) && result != SQL_NO_DATA) {
+            Fail(SQL_HANDLE_STMT, run, State::Refused);
+        }
+        return result != SQL_NO_DATA;
+    };
+    const auto set = [&](SQLINTEGER attribute, std::size_t value) {
+        return SQLSetStmtAttr(run, attribute, reinterpret_cast<SQLPOINTER>(value), 0);
+    };
+    SQLULEN rows = 0;
+    set(SQL_ATTR_QUERY_TIMEOUT, static_cast<std::size_t>(m_timeout.count()));
+    check(set(SQL_ATTR_ROW_ARRAY_SIZE, rowsAtOnce));
+    check(SQLSetStmtAttr(run, SQL_ATTR_ROWS_FETCHED_PTR, &rows, 0));
+    check(SQLPrepare(run, Text(statement), SQL_NTS));
+    SQLSMALLINT count = 0;
+    check(SQLNumParams(run, &count));
+    if (count > 3) {
+        throw DatabaseError(State::Nonsense, "the statement has more than three parameters");
+    }
+    Parameters parameters(ticker, last);
+    if (!parameters.Bind(run, count)) {
+        Fail(SQL_HANDLE_STMT, run, State::Refused);
+    }
+    check(SQLExecute(run));
+    check(SQLNumResultCols(run, &count));
+    if (count == 0) {
+        throw DatabaseError(State::Nonsense, "the statement brings no table");
+    }
+    Table table;
+    std::vector<Column> columns(static_cast<std::size_t>(count));
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+        SQLCHAR name[cellBytes] = {};
+        SQLSMALLINT unused = 0;
+        SQLULEN size = 0;
+        const auto place = static_cast<SQLUSMALLINT>(i + 1);
+        check(SQLDescribeCol(run, place, name, sizeof name, nullptr, &unused, &size, &unused,
+                             &unused));
+        table.names.emplace_back(reinterpret_cast<const char*>(name));
+        check(SQLBindCol(run, place, SQL_C_CHAR, columns[i].texts.data(), cellBytes,
+                         columns[i].lengths.data()));
+    }
+    while (check(SQLFetch(run))) {
+        for (std::size_t row = 0; row < rows; ++row) {
+            for (const Column& column : columns) {
+                table.cells.emplace_back(column.Cell(row));
+            }
+        }
+        if (table.cells.size() > mostCells) {
+            throw DatabaseError(State::Nonsense, "the statement brings rows without end");
+        }
+    }
+    return table;
+}
+
+namespace {
+
+// Databases like names in small letters and without blanks.
+std::string Spelling(std::string_view name) {
+    std::string spelling = Lower(name);
+    std::ranges::replace(spelling, '_', ' ');
+    return spelling;
+}
+
+// Gives the columns the names that files of a data folder have, and the recipe their places. A
+// name that nobody knows may be a value that is missed.
+void NameColumns(Table& table, Recipe& recipe) {
+    const std::pair<const char*, std::string*> known[] = {
+        {"Date", &recipe.date.name},
+        {"Open", &recipe.open.name},
+        {"High", &recipe.high.name},
+        {"Low", &recipe.low.name},
+        {"Close", &recipe.close.name},
+        {"Volume", &recipe.volume.name},
+        {"Adj Close", &recipe.adjusted.name},
+        {"Open Interest", &recipe.interest.name},
+        {"Dividends", &recipe.dividends.amount},
+        {"Splits", &recipe.splits.ratio.first},
+        {"Option", &recipe.option.name},
+        {"Last", &recipe.last.name},
+        {"Change", &recipe.change.name},
+        {"Bid", &recipe.bid.name},
+        {"Ask", &recipe.ask.name},
+        {"Underlying Last", &recipe.shareLast},
+        {"Underlying Change", &recipe.shareChange},
+        {"Underlying Bid", &recipe.shareBid},
+        {"Underlying Ask", &recipe.shareAsk},
+        {"Underlying Volume", &recipe.shareVolume},
+        {"Time", &recipe.time}};
+    for (std::string& name : table.names) {
+        const auto* found = std::ranges::find_if(known, [&](const auto& candidate) {
+            return Spelling(candidate.first) == Spelling(name);
+        });
+        if (found == std::end(known)) {
+            throw Nonsense("the statement has a column of an unknown name: " + name);
+        }
+        *found->second = name = found->first;
+    }
+}
+
+void Require(const Table& table, std::initializer_list<const char*> names) {
+    for (const char* name : names) {
+        if (!std::ranges::count(table.names, name)) {
+            throw Nonsense(std::string("the statement has no column ") + name);
+        }
+    }
+}
+
+}  // namespace
+
+Reading ReadDatabase(Database& database, const Statements& statements, const Ask& ask,
+                     const std::string& symbol, Date today, Recipe& recipe) {
+    const auto run = [&](const std::string& statement) {
+        return database.Run(statement, symbol, today);
+    };
+    if (ask.kind == Kind::Quotes) {
+        Table table = run(statements.quotes);
+        for (std::string& name : table.names) {
+            name = Lower(name);
+            recipe.quote.emplace_back(name, name);
+        }
+        Require(table, {"l1", "time"});
+        return ReadTable(recipe, ask, table);
+    }
+    if (ask.kind == Kind::Options) {
+        Table table = run(statements.options);
+        NameColumns(table, recipe);
+        Require(table, {"Option", "Time"});
+        for (std::string* place : {&recipe.shareLast, &recipe.shareChange, &recipe.shareBid,
+                                   &recipe.shareAsk, &recipe.shareVolume, &recipe.time}) {
+            place->insert(0, place->empty() ? "" : "0/");  // of the first row
+        }
+        return ReadTable(recipe, ask, table);
+    }
+    Table table = run(statements.history);
+    NameColumns(table, recipe);
+    Require(table, {"Date", "Close"});
+    Reading reading = ReadTable(recipe, ask, table);
+    if (reading.state != State::Rows || ask.kind != Kind::History) {
+        return reading;
+    }
+    // Events have statements of their own, or columns beside the prices.
+    const auto add = [&](const std::string& statement, const char* column, auto History::*events) {
+        if (statement.empty()) {
+            return;
+        }
+        Table rows = run(statement);
+        Recipe places;
+        places.dates = recipe.dates;
+        NameColumns(rows, places);
+        Require(rows, {"Date", column});
+        const Reading more = ReadTable(places, ask, rows);
+        auto& all = reading.history.*events;
+        all.insert(all.end(), (more.history.*events).begin(), (more.history.*events).end());
+    };
+    add(statements.dividends, "Dividends", &History::dividends);
+    add(statements.splits, "Splits", &History::splits);
+    return reading;
+}
+
+}  // namespace quoteserver::living
