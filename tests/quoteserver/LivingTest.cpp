@@ -253,7 +253,8 @@ TEST_F(FolderTest, EveryMistakeOfAFeedsFileIsTold) {
             "a": {"recipe": "yahoo-chart", "pace": "often", "headers": {"X": "${TOKEN}${MISSING}"}},
             "cboe": {"recipe": "cboe-options"},
             "c": {"recipe": "nowhere"},
-            "d": {"url": "ftp://x", "format": "csv", "columns": {"Open": 1}}}})");
+            "d": {"url": "ftp://x", "format": "csv", "columns": {"Open": 1}},
+            "e": {"odbc": "DSN=x;Pwd={a;b}", "splits": "select", "url": "http://x"}}})");
     Mistakes mistakes;
     const FeedsFile feeds = ReadFeedsFile(m_folder / "feeds.json", mistakes);
     for (const char* expected :
@@ -262,12 +263,14 @@ TEST_F(FolderTest, EveryMistakeOfAFeedsFileIsTold) {
           "/lineUp/history: cboe does not serve", "/lineUp/options: a does not serve",
           "/feeds/a/pace: \"often\"", "/feeds/a/headers: ${MISSING}",
           "/feeds/c/recipe: there is no", "/feeds/d/url: does not begin",
-          "/feeds/d/columns/Close: is missing", "/feeds/d/date: is missing"}) {
+          "/feeds/d/columns/Close: is missing", "/feeds/d/date: is missing",
+          "/feeds/e/url: is not known", "/feeds/e/history: is missing", "/feeds/e/splits: needs"}) {
         EXPECT_TRUE(std::ranges::any_of(mistakes, [&](const std::string& mistake) {
             return mistake.find(expected) != std::string::npos;
         })) << expected;
     }
     EXPECT_EQ(feeds.symbols.at({"BRK.B", "*"}), "BRK-B");
+    EXPECT_EQ(Masked("{a;b}", feeds.secrets), "{***}");
 }
 
 TEST_F(FolderTest, AnEditedCopyStays) {

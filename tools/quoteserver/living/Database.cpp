@@ -127,9 +127,10 @@ struct Column {
         if (lengths[row] == SQL_NULL_DATA) {
             return {};
         }
-        std::string_view text(texts[row].data());
         // Texts of a fixed width are filled up.
-        text.remove_suffix(text.size() - 1 - std::min(text.find_last_not_of(' '), text.size() - 1));
+        std::string_view text(texts[row].data());
+        text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
+        text.remove_suffix(text.size() - (text.find_last_not_of(' ') + 1));
         return text;
     }
 };

@@ -241,19 +241,19 @@ void FeedsReader::ReadFeed(Section& feeds, const std::string& name, const Json& 
     m_feeds.feeds.push_back(std::move(feed));
 }
 
-// The password is a secret, however it came there.
+// The password is a secret, however it came there; in braces it may have any character.
 void FeedsReader::ReadDatabase(Section& section, FeedSpec& feed) {
     feed.recipe = ReadRecipeOfTables(section);
     feed.odbc = WithSecrets(section, "odbc", section.Text("odbc"));
     if (feed.odbc.empty()) {
         section.Complain("odbc", "such as \"DSN=Prices;Uid=reader\" is expected");
     }
-    for (std::string_view rest = feed.odbc; !rest.empty();) {
-        std::string_view value = TakeField(rest, ';');
-        const std::string key = Lower(TakeField(value, '='));
-        if (key == "pwd" || key == "password") {
-            const bool isBraced = value.starts_with('{');
-            m_feeds.secrets.emplace_back(isBraced ? value.substr(1, value.find('}') - 1) : value);
+    for (const std::string_view key : {"pwd=", "password="}) {
+        const std::size_t at = Lower(feed.odbc).find(key);
+        if (at != std::string::npos) {
+            const std::string value = feed.odbc.substr(at + key.size());
+            m_feeds.secrets.push_back(value.starts_with('{') ? value.substr(1, value.find('}') - 1)
+                                                             : value.substr(0, value.find(';')));
         }
     }
     feed.pace = {100, std::chrono::seconds(1)};  // nobody else's: no need to be slow

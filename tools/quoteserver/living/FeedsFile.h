@@ -13,7 +13,7 @@ namespace quoteserver::living {
 
 // Of a database. Those that are empty are not there.
 struct Statements {
-    std::string history, dividends, splits, quotes, options;
+    std::string history = {}, dividends = {}, splits = {}, quotes = {}, options = {};
 };
 
 // A source of rows: a service of the web, or a program or a database of the user's.

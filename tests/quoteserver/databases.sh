@@ -1,0 +1,63 @@
+#!/usr/bin/env bash
+# A quote server whose line-up has PostgreSQL first and SQLite behind it, while the first one is stopped
+# and started: databases.sh QUOTESERVER, which as an .exe runs under Wine.
+set -euo pipefail
+. "$(dirname "${BASH_SOURCE[0]}")/../../script/common.sh"
+case $1 in *.exe) windowsServer=$1; ensurePrefix ;; *) quoteServer=$1 ;; esac
+
+scratch=$(mktemp -d)
+programs=$(printf '%s\n' /usr/lib/postgresql/*/bin | sort -V | tail -n 1)
+# No database runs as root.
+asUser() { if [ "$(id -u)" = 0 ]; then runuser -u postgres -- "$@"; else "$@"; fi; }
+postgres() { (cd "$scratch/base" && asUser "$programs/pg_ctl" -D cluster -w -s "$@" >/dev/null 2>>log); }
+cleanUp() {
+  stopQuoteServer
+  postgres -m immediate stop 2>/dev/null || true
+  rm -rf "$scratch"
+}
+trap cleanUp EXIT
+
+chmod 711 "$scratch"
+mkdir "$scratch/base" "$scratch/data"
+[ "$(id -u)" != 0 ] || chown postgres "$scratch/base"
+(cd "$scratch/base" && asUser "$programs/initdb" -D cluster -A trust -U reader -N --no-locale >/dev/null)
+# Seen by nobody on the net.
+options="-k $scratch/base -c listen_addresses="
+postgres -o "$options" start
+tables="create table prices(ticker text, day date, open numeric(12,4), high real, low text, close double precision,
+    moment timestamp, volume bigint, adj numeric);
+  insert into prices select t, '2024-01-02', 10.5, 129.04, '9.5', 10.25, '2024-01-02 16:00:00', null, 10.1
+    from (select 'A' as t union select 'B' union select 'C' union select 'D' union select 'SLOW') as tickers;"
+asUser "$programs/psql" -q -h "$scratch/base" -U reader -d postgres -c "$tables"
+sqlite3 "$scratch/spare.db" "$tables"
+statement='select day as date, open, high, low, close, volume, adj as adj_close from prices where ticker = ? and day between ? and ?'
+cat >"$scratch/feeds.json" <<END2
+{"store": "store", "lineUp": {"history": ["base", "spare"]}, "feeds": {
+  "base": {"odbc": "Driver={PostgreSQL Unicode};Servername=$scratch/base;Database=postgres;Uid=reader", "history":
+    "$statement and coalesce(case when ticker = 'SLOW' then pg_sleep(20)::text end, '') is not null"},
+  "spare": {"odbc": "Driver=SQLite3;Database=$scratch/spare.db", "history": "$statement"}}}
+END2
+startQuoteServer "$scratch/data" --feeds "$scratch/feeds.json"
+
+failed=
+# expect WHEN TICKER SOURCE
+expect() {
+  curl -s -m 20 -D "$scratch/head" "http://127.0.0.1:$serverPort/table.csv?s=$2&a=0&b=1&c=2024&d=0&e=9&f=2024&g=d" \
+    -o "$scratch/reply" || true
+  if ! grep -qi "^X-Quote-Source: $3" "$scratch/head" ||
+    ! grep -q '^2024-01-02,10.50*,129.040*,9.50*,10.250*,000,10.10*' "$scratch/reply"; then
+    say "FAILED: $1: $3 should answer"
+    cat "$scratch/head" "$scratch/reply"
+    failed=1
+  fi
+}
+expect "at first" A base
+postgres -m fast restart
+expect "after a restart, which the kept connection did not survive" B base
+(sleep 1; postgres -m immediate stop) &
+expect "stopped in the middle of a statement" SLOW spare
+wait $!
+expect "while it is stopped" C spare
+postgres -o "$options" start
+expect "started again" D base
+[ -z "$failed" ] && say "all passed"
