@@ -161,7 +161,7 @@ testDocumentedCommands() {
   awk '/^```jsonc/ { file = "feeds" ++n ".json"; next } /^```/ { file = "" } file { print > file }' "$root"/docs/feeds.md
   for file in feeds*.json "$root/samples/living/feeds.json"; do
     count=$((count + 1)) status=0
-    TIINGO_TOKEN=key "$quoteServer" --check "$file" >out 2>err || status=$?
+    TIINGO_TOKEN=key PRICES_PW=key "$quoteServer" --check "$file" >out 2>err || status=$?
     check "documented: $file" [ "$status" = 0 ]
   done
   check "there are some" [ "$count" -ge 3 ]

@@ -142,10 +142,18 @@ void AppendDate(std::string& out, Date date, DateForm form) {
     const year_month_day parts{date};
     const int y = static_cast<int>(parts.year());
     const unsigned d = static_cast<unsigned>(parts.day());
+    const auto m = static_cast<unsigned>(parts.month());
     char text[32];
+    if (form == DateForm::Iso && y >= 0 && y <= 9999) {
+        // Every row of every table has one.
+        const auto digit = [](unsigned value) { return static_cast<char>('0' + value % 10); };
+        const auto u = static_cast<unsigned>(y);
+        out.append({digit(u / 1000), digit(u / 100), digit(u / 10), digit(u), '-', digit(m / 10),
+                    digit(m), '-', digit(d / 10), digit(d)});
+        return;
+    }
     if (form == DateForm::Iso) {
-        std::snprintf(text, sizeof text, "%04d-%02u-%02u", y, static_cast<unsigned>(parts.month()),
-                      d);
+        std::snprintf(text, sizeof text, "%04d-%02u-%02u", y, m, d);
     } else {
         std::snprintf(text, sizeof text, "%u-%s-%02d", d, MonthName(parts), y % 100);
     }

@@ -237,6 +237,8 @@ Table Database::Fetch(const std::string& statement, const std::string& ticker, D
         check(SQLBindCol(run, place, SQL_C_CHAR, columns[i].texts.data(), cellBytes,
                          columns[i].lengths.data()));
     }
+    constexpr std::size_t usualRows = 8192;  // of a history
+    table.cells.reserve(columns.size() * usualRows);
     while (check(SQLFetch(run))) {
         for (std::size_t row = 0; row < rows; ++row) {
             for (const Column& column : columns) {
