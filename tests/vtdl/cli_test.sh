@@ -352,10 +352,11 @@ get YAHOOREALTIME TICKER=AAPL --format csv|0|AAPL,136.76,2021-02-05,16:00:00,-0.
 get PCQUOTE TICKER=AAPL --format csv|0|AAPL,136.76,-0.43,16:00:00,,75693830,137.35,137.41,135.86,137.185,136.68,136.7,29x11,NMS,Apple Inc.,145.09,53.1525,
 get Pifin TICKER=GC STARTDATE=2020-01-01 ENDDATE=2020-01-31 --format csv|0|2020-01-02,1518.1,1528.7,1518,1524.5,214,0
 get CBOE TICKER=AAPL --format csv|0|AAPL2607H110
+get YAHOOHIST TICKER=OTHER|1|YAHOOHIST: Download failure (0x800C0008)
 END
   check "the page that knows more is named" has err "; http://127.0.0.1:$serverPort/ says why"
   vtdl doctor
-  check "who answers what" grep -q ' takes connections: quote server [0-9.]*, living: history from chart; futures from chart; quotes from quote; options from cboe$' out
+  check "who answers what" grep -q ' takes connections: quote server [0-9.]*, living: history from chart; quotes from quote; options from cboe; futures from chart$' out
   exec 3<>"/dev/tcp/127.0.0.1/$serverPort"
   printf 'GET /table.csv?s=NVDA HTTP/1.0\r\n\r\n' >&3
   cat <&3 >out
