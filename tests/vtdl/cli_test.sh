@@ -380,6 +380,7 @@ TYPE|nonsense: it says that it is image/png
 SILENT|down: no answer (error 10060)
 HUGE|down: 
 DEEP|nonsense: brackets in brackets
+FLAT|nonsense: too many values
 PROMISE|down: the reply breaks off
 ROUND|down: it redirects without end'
 
@@ -400,6 +401,7 @@ makeBadAnswers() {
     : | answer SILENT
     { printf '%s\r\n' "$ok"; head -c 100M /dev/zero | tr '\0' ' '; } | answer HUGE
     { printf '%s\r\n' "$ok"; head -c 1M /dev/zero | tr '\0' '['; head -c 1M /dev/zero | tr '\0' ']'; } | answer DEEP
+    { printf '%s\r\n[' "$ok"; head -c 3M /dev/zero | sed 's/\x00/[],/g'; printf '0]'; } | answer FLAT
     printf '%sContent-Length: 99000000000\r\n\r\n%s' "$ok" "$body" | answer PROMISE
     printf 'HTTP/1.1 302 Found\r\nLocation: /%s-ROUND\r\nContent-Length: 0\r\n\r\n' $kind | answer ROUND
     printf 'HTTP/1.1 429 Too Many Requests\r\nRetry-After: 60\r\nContent-Length: 0\r\n\r\n' | answer LIMITED
@@ -446,7 +448,10 @@ END
   for name in "$(cut -d'|' -f1 <<<"$badAnswers" | xargs)" LIMITED; do
     pids=()
     for source in YAHOOHIST GOOGLEHIST YAHOOREALTIME PCQUOTE CBOE; do
-      wine cscript //nologo bad.js $source $name 2>/dev/null | tr -d '\r' >"bad.$source" &
+      for _ in 1 2 3; do  # now and then the script host ends before the first line, when others begin
+        wine cscript //nologo bad.js $source $name 2>/dev/null | tr -d '\r' >"bad.$source"
+        [ ! -s "bad.$source" ] || break
+      done &
       pids+=($!)
     done
     wait "${pids[@]}"
