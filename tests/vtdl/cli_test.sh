@@ -21,6 +21,7 @@ cleanUp() {
   trap - EXIT
   kill -CONT "${serverPid:-$$}" 2>/dev/null || true
   stopQuoteServer
+  kill $(jobs -p) 2>/dev/null || true
   registerLibrary "$build" || true
   rm -rf "$scratch"
   exit $status
