@@ -1,5 +1,6 @@
 #pragma once
-// Times of repeated runs.
+// Times of repeated runs; our own, because what is compared takes turns and runs through COM,
+// servers and message loops, which a library of benchmarks would run one after the other.
 
 #include <algorithm>
 #include <array>

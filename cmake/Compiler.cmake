@@ -18,7 +18,8 @@ if(WIN32)
 endif()
 if(VTDL_SANITIZE)
   target_compile_options(vtdl_compiler INTERFACE
-    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer
+    -fsanitize=address $<$<NOT:$<BOOL:$<TARGET_PROPERTY:VTDL_UNDEFINED_UNWATCHED>>>:-fsanitize=undefined>
+    -fno-sanitize-recover=all -fno-omit-frame-pointer
     # A report names lines, and a null pointer shows without being asked for at each use.
     -g1 -fno-sanitize=null)
   target_link_options(vtdl_compiler INTERFACE -fsanitize=address,undefined)

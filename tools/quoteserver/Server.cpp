@@ -178,7 +178,7 @@ net::awaitable<void> Server::ServeRequests(beast::tcp_stream& stream) {
             co_return;
         }
         const HttpRequest& request = parser.get();
-        if (!error && m_options.script) {
+        if (!error && m_options.script && IsForThisMachine(request)) {
             const std::string target(request.target());
             if (const auto reply = m_options.script(target.substr(0, target.find('?')))) {
                 stream.expires_never();
@@ -209,6 +209,11 @@ net::awaitable<void> Server::ServeRequests(beast::tcp_stream& stream) {
     }
 }
 
+bool Server::IsForThisMachine(const HttpRequest& request) {
+    const auto host = request.find(http::field::host);
+    return host == request.end() || IsLoopbackName({host->value().data(), host->value().size()});
+}
+
 bool Server::IsTurnOfFault() {
     if (m_options.fault == Fault::None) {
         return false;
@@ -225,9 +230,8 @@ net::awaitable<std::optional<Reply>> Server::Answer(const HttpRequest& request) 
                         ParseTarget({request.target().data(), request.target().size()}),
                         request.body(), std::string(request[http::field::authorization]),
                         std::string(request["X-Forwarded-For"])};
-    const auto host = request.find(http::field::host);
     std::optional<Reply> reply;
-    if (host != request.end() && !IsLoopbackName({host->value().data(), host->value().size()})) {
+    if (!IsForThisMachine(request)) {
         reply = ErrorPage(421, "Only a loopback address is served.");
     } else {
         Preparation prepared;

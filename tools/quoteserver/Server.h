@@ -60,6 +60,7 @@ private:
     boost::asio::awaitable<void> Serve(boost::beast::tcp_stream stream);
     void MakeRoom();
     boost::asio::awaitable<void> ServeRequests(boost::beast::tcp_stream& stream);
+    static bool IsForThisMachine(const HttpRequest& request);
     bool IsTurnOfFault();
     boost::asio::awaitable<std::optional<Reply>> Answer(const HttpRequest& request) const;
     HttpReply Refusal(const boost::system::error_code& error) const;

@@ -199,7 +199,7 @@ const Json* At(const Json& value, const std::string& path) {
 Json ParseJson(const std::string& text, const std::string& name) {
     try {
         return Json::parse(text, nullptr, true, true);
-    } catch (const Json::parse_error& e) {
+    } catch (const Json::exception& e) {    // a number may be too large, too
         const std::string what = e.what();  // "[json.exception.parse_error.101] parse error at …"
         const std::size_t bracket = what.find("] ");
         throw std::runtime_error(name + ": " +

@@ -410,10 +410,13 @@ std::string Keeper::Status() const {
     for (const std::unique_ptr<Feed>& feed : m_feeds) {
         const Feed::Condition condition = feed->Tell();
         const Recipe& recipe = feed->Spec().recipe;
+        const Rate pace = feed->Spec().pace;
         feeds[feed->Spec().name] = {
             {"state", condition.requests == 0 ? "not asked yet" : NameOf(condition.state)},
             {"why", condition.why},
             {"requests", condition.requests},
+            {"pace",
+             std::to_string(pace.times) + " per " + std::to_string(pace.span.count()) + " s"},
             {"next", condition.next > now + 1min ? TimeText(condition.next) : ""},
             {"shared", feed->Spec().isShared},
             {"terms", recipe.terms},

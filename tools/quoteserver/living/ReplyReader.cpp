@@ -199,11 +199,11 @@ void Reader::ReadEach(const Json& list, Reading& reading) const {
 }
 
 Reading Reader::ReadJson() {
-    // Each bracket costs dozens of times its byte.
-    constexpr int deepest = 100;
-    const auto check = [](int depth, Json::parse_event_t, const Json&) {
-        if (depth > deepest) {
-            throw Nonsense("brackets in brackets");
+    // Each costs dozens of times its bytes; large option tables have a million.
+    constexpr int deepest = 100, most = 3000000;
+    const auto check = [count = 0](int depth, Json::parse_event_t, const Json&) mutable {
+        if (depth > deepest || ++count > most) {
+            throw Nonsense(depth > deepest ? "brackets in brackets" : "too many values");
         }
         return true;
     };

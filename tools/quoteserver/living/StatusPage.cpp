@@ -94,11 +94,12 @@ std::string Feeds(const Json& feeds) {
         rows.push_back(
             {Escaped(name),
              Marked(look, Escaped(state)) + "<small>" + Text(feed.at("why")) + "</small>",
-             Text(feed.at("requests")), Text(feed.at("next")),
+             Text(feed.at("requests")), Text(feed.at("pace")), Text(feed.at("next")),
              feed.at("shared") == true ? "yes" : "no",
              isLink ? open + (terms.empty() ? Escaped(url) : terms) + "</a>" : terms});
     }
-    return Table({"Feed", "Last answer", "Requests", "Not before", "Shared", "Terms"}, rows);
+    return Table({"Feed", "Last answer", "Requests", "Pace", "Not before", "Shared", "Terms"},
+                 rows);
 }
 
 std::string Copies(const Json& copies) {

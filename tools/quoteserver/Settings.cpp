@@ -1,0 +1,117 @@
+#include "Settings.h"
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+#include "Faults.h"
+
+namespace quoteserver {
+namespace {
+
+constexpr const char* examples = R"(
+Examples:
+  quoteserver                                 the samples on port 8733
+  quoteserver --data quotes --port 0          own files, on any free port (printed at the start)
+  quoteserver --check quotes                  which lines of my files are damaged?
+  quoteserver --rows-per-page 0 --verbose     replies of any length, and a line a request
+  quoteserver --fault stall --fault-after 1   one good reply, then such as break off
+  quoteserver --check feeds.json --try chart:NVDA   what does this source say?
+  quoteserver --feeds feeds.json              living sources, in the classic formats
+
+Then, from another window:
+  curl "http://127.0.0.1:8733/table.csv?s=AAPL&a=0&b=1&c=2008&d=11&e=31&f=2008&g=m")";
+
+void DescribeFaults(CLI::App& app, Settings& settings) {
+    std::string help = "Spoil the replies:";
+    std::vector<std::string> names;
+    for (const NamedFault& fault : namedFaults) {
+        names.emplace_back(fault.name);
+        help.append("\n").append(fault.name).append(": ").append(fault.meaning);
+    }
+    app.add_option("--fault", settings.fault, help)
+        ->check(CLI::IsMember(names).description(""))
+        ->type_name("NAME");
+    app.add_option("--fault-after", settings.faultAfter,
+                   "So many requests are answered properly first")
+        ->capture_default_str();
+    app.add_option("--fault-count", settings.faultCount,
+                   "So many requests are spoiled then; 0 = all that follow")
+        ->capture_default_str();
+}
+
+void Describe(CLI::App& app, Settings& settings) {
+    app.footer(examples);
+    app.set_version_flag("--version", "quoteserver " VTDL_VERSION);
+    app.add_option("--data", settings.data, "Folder of data files, one a ticker")
+        ->capture_default_str();
+    app.add_option("--host", settings.host, "Loopback address to listen on")->capture_default_str();
+    app.add_option("--port", settings.port, "Port to listen on; 0 = any free one")
+        ->capture_default_str();
+    app.add_option("--rows-per-page", settings.rowsPerPage,
+                   "Longest table of a reply, in rows; 0 = no limit, as with --feeds")
+        ->check(CLI::Range(0, 1000000))
+        ->capture_default_str();
+    app.add_option("--dates", settings.dates, "Form of dates in replies")
+        ->check(CLI::IsMember({"iso", "d-mon-yy"}))
+        ->capture_default_str();
+    app.add_flag("--comment", settings.comment, "End tables with an HTML comment line");
+    app.add_option("--comment-server", settings.commentServer, "Server named in that line")
+        ->capture_default_str();
+    app.add_option("--published-version", settings.publishedVersion,
+                   "Version told by /files/VTDL.version")
+        ->capture_default_str();
+    app.add_option("--user", settings.account.user, "Account of the quotes that need one")
+        ->capture_default_str();
+    app.add_option("--password", settings.account.password, "Its password")->capture_default_str();
+    app.add_option("--check", settings.check,
+                   "Read every file of this folder, or a file of feeds; print each damaged line or "
+                   "mistake, and end")
+        ->type_name("FOLDER|FILE");
+    app.add_option("--feeds", settings.feeds,
+                   "Living sources: a JSON file that names them (docs/feeds.md). Own files are "
+                   "then those of its \"data\"")
+        ->type_name("FILE");
+    app.add_option("--try", settings.tryOut,
+                   "With --check FILE: ask one feed for one ticker and print what came of it")
+        ->type_name("FEED:TICKER");
+    app.add_option("--record", settings.record, "Keep the replies of living sources in this folder")
+        ->type_name("FOLDER");
+    app.add_option("--replay", settings.replay, "Answer from such a folder, and ask nobody")
+        ->type_name("FOLDER");
+    app.add_option("--failure", settings.failure,
+                   "What a client gets when living sources fail and no copy is left: a reset "
+                   "connection, or status 503 for a proxy in front")
+        ->check(CLI::IsMember({"reset", "503"}))
+        ->capture_default_str();
+    app.add_option("--raw", settings.raw,
+                   "Answer /NAME with the bytes of that file of this folder, head and all, and "
+                   "nothing if it is empty: replies as they were recorded, and odd ones")
+        ->type_name("FOLDER");
+    DescribeFaults(app, settings);
+    app.add_flag("--verbose", settings.verbose, "Log each request to stderr");
+    app.add_option("--log", settings.log,
+                   "Write all messages to the end of this file; on Windows the console window goes")
+        ->type_name("FILE");
+#ifdef _WIN32
+    app.add_flag("--stop", settings.isStop, "End those that run from this program's file");
+#endif
+}
+
+}  // namespace
+
+std::optional<int> ReadSettings(int argc, char** argv, Settings& settings) {
+    CLI::App app("Serves CSV files in the formats of classic quote services.", "quoteserver");
+    Describe(app, settings);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& e) {
+        return app.exit(e) == 0 ? 0 : 2;
+    }
+    if (!settings.feeds.empty() && app.count("--rows-per-page") == 0) {
+        settings.rowsPerPage = 0;
+    }
+    return std::nullopt;
+}
+
+}  // namespace quoteserver
