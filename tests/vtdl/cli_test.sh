@@ -106,6 +106,7 @@ testPrices() {
     check "a long download succeeds" succeeds
     check "its rows are the data file's" \
       cmp <(tail -n +2 out | rounded) <(tail -n +2 "$data/AAPL.csv" | tac | awk '$1 < "2009"' | rounded)
+    testServices
   done
 }
 
@@ -424,10 +425,10 @@ startQuoteServer "$data"
 makeDataFolder "$scratch/settings" "$serverPort"
 registerLibrary "$build"
 
-tests='testUnregistered testUsage testPrices testServices testDocumentedCommands testDoctor testSamples
+tests='testUnregistered testUsage testPrices testDocumentedCommands testDoctor testSamples
   testFailures testTickers testSettings testFiles testWatch testNoServer testOddReplies
   testWatchFaults testLiving testBadServices'
-[ "${2:-}" != --short ] || tests='testPrices testServices testSamples'
+[ "${2:-}" != --short ] || tests='testPrices testSamples'
 for test in $tests; do $test; done
 
 check "the library has reported no run-time error" lacks "Error Log.txt" "Error: "
