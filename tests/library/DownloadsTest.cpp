@@ -46,24 +46,15 @@ std::wstring ValuesText(const _variant_t& data) {
     return std::to_wstring(data.vt & VT_TYPEMASK) + L"[" + text + L"]";
 }
 
-/// The items of a collection.
-std::vector<Ptr<IDispatch>> ItemsOf(IDispatch* collection) {
-    std::vector<Ptr<IDispatch>> items;
-    const Ptr<IEnumVARIANT> each(Get(collection, L"NewEnum").punkVal);
-    for (_variant_t item; each->Next(1, &item, nullptr) == S_OK; item.Clear())
-        items.emplace_back(item.pdispVal);
-    return items;
-}
-
 std::wstring BlocksText(_CSession* session) {
     const auto data = Read(session, &_CSession::get_Data);
     if (!data) return L"  no data\n";
     std::wstring text;
-    for (IDispatch* const block : ItemsOf(GetObject(data, L"Values"))) {
+    for (IDispatch* const block : Walk(EnumeratorOf(GetObject(data, L"Values")))) {
         const _variant_t fields = Get(block, L"Value");
         text += L"  " + TextOf(Get(block, L"Name")) + L"\n";
         if (fields.vt != VT_DISPATCH) continue;
-        for (IDispatch* const column : ItemsOf(fields.pdispVal))
+        for (IDispatch* const column : Walk(EnumeratorOf(fields.pdispVal)))
             text += L"    " + TextOf(Get(column, L"Name")) + L" " +
                     TextOf(Get(column, L"DataType")) + L" " + ValuesText(Get(column, L"Data")) +
                     L"\n";

@@ -15,7 +15,7 @@ namespace {
 
 class LateCallTest : public LibraryTest {};
 
-constexpr WORD reading = DISPATCH_METHOD | DISPATCH_PROPERTYGET;
+constexpr WORD get = DISPATCH_METHOD | DISPATCH_PROPERTYGET;
 constexpr WORD let = DISPATCH_PROPERTYPUT, set = DISPATCH_PROPERTYPUTREF;
 
 TEST_F(LateCallTest, ErrorsCarryNumberSourceAndText) {
@@ -23,29 +23,21 @@ TEST_F(LateCallTest, ErrorsCarryNumberSourceAndText) {
     _variant_t nullText;
     nullText.vt = VT_BYREF | VT_BSTR;
     nullText.pbstrVal = nullptr;
-    const std::tuple<const wchar_t*, const wchar_t*, WORD, std::vector<_variant_t>, std::wstring>
-        cases[] = {
-            {L"CXMLSettings",
-             L"LoadFile",
-             reading,
-             {},
-             L"80044511 VTDL33.CXMLSettings Object not properly initialized"},
-            {L"CSession",
-             L"Error",
-             reading,
-             {L"x"},
-             L"800A0005 VTDL33 Invalid procedure call or argument: x"},
-            {L"CSession", L"Progressor", set, {L"no object"}, L"800A000D VTDL33 Type mismatch"},
-            {L"CSession",
-             L"Data",
-             reading,
-             {L"TICKER"},
-             L"800A005B VTDL33 Object variable or With block variable not set"},
-            {L"CSession", L"UserData", reading, {1L}, L"8002000E  "},
-            {L"CDataField", L"Data", let, {null}, L"80004003  "},
-            {L"CXMLSettings", L"DeleteSection", reading, {nullText}, L"80004003  "},
-        };
-    for (const auto& [className, member, flags, arguments, error] : cases) {
+    const std::tuple<const wchar_t*, const wchar_t*, WORD, _variant_t, std::wstring> cases[] = {
+        {L"CXMLSettings", L"LoadFile", get, _variant_t(),
+         L"80044511 VTDL33.CXMLSettings Object not properly initialized"},
+        {L"CSession", L"Error", get, L"x",
+         L"800A0005 VTDL33 Invalid procedure call or argument: x"},
+        {L"CSession", L"Progressor", set, L"no object", L"800A000D VTDL33 Type mismatch"},
+        {L"CSession", L"Data", get, L"TICKER",
+         L"800A005B VTDL33 Object variable or With block variable not set"},
+        {L"CSession", L"UserData", get, 1L, L"8002000E  "},
+        {L"CDataField", L"Data", let, null, L"80004003  "},
+        {L"CXMLSettings", L"DeleteSection", get, nullText, L"80004003  "},
+    };
+    for (const auto& [className, member, flags, argument, error] : cases) {
+        std::vector<_variant_t> arguments;
+        if (argument.vt != VT_EMPTY) arguments.push_back(argument);
         const Called called = Invoke(New(className), member, flags, arguments);
         EXPECT_EQ(Hexadecimal(called.hr) + L" " + called.source + L" " + called.description, error);
     }
@@ -69,7 +61,7 @@ TEST_F(LateCallTest, NamedArgumentsGoToTheirParameters) {
     _variant_t arguments[] = {ReferenceTo(&keys), L"a"};
     DISPPARAMS named{arguments, members + 1, 2, 2};
     const auto call = [&] {
-        return settings->Invoke(members[0], GUID{}, 0, reading, &named, &count, nullptr, nullptr);
+        return settings->Invoke(members[0], GUID{}, 0, get, &named, &count, nullptr, nullptr);
     };
     EXPECT_EQ(call(), S_OK);
     EXPECT_EQ(TextOf(count), L"1");

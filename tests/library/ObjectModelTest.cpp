@@ -127,17 +127,6 @@ TEST_F(ObjectModelTest, VersionsAreCompared) {
 
 using Items = std::vector<IDispatch*>;
 
-Ptr<IEnumVARIANT> EnumeratorOf(IDispatch* collection) {
-    return Ptr<IEnumVARIANT>(Get(collection, L"NewEnum").punkVal);
-}
-
-Items Walk(IEnumVARIANT* enumerator) {
-    Items found;
-    for (_variant_t item; enumerator->Next(1, &item, nullptr) == S_OK; item.Clear())
-        found.push_back(item.pdispVal);
-    return found;
-}
-
 class CollectionsTest : public LibraryTest {
 protected:
     /// Runs once for each collection, with its name and three items.

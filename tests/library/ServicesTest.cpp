@@ -1,5 +1,5 @@
 // A service on bad days: every download ends in its time, and the same session works again. Limits,
-// credentials, forms, periodic downloads. What whole replies give, strictly or not, is in
+// forms, periodic downloads. What whole replies give, strictly or not, is in
 // tests/data/downloads.txt.
 
 #include "sources/CboeForm.h"
@@ -107,25 +107,6 @@ TEST_F(SourcesTest, LimitsFromTheSettings) {
         EXPECT_EQ(job.LastEvent(), failureDone) << key;
     }
     SetEnvironmentVariableW(L"VTDL_TIMEOUT", nullptr);
-}
-
-// ann:secret
-TEST_F(SourcesTest, CredentialsOfTheAccount) {
-    LoopbackServer service([&](const std::string& request) {
-        return request.find("Basic YW5uOnNlY3JldA==") != request.npos
-                   ? HttpReply("IBM,12.5" + std::string(24, ',') + "\r\n")
-                   : HttpReply("refused", "401 x\r\nWWW-Authenticate: Basic realm=\"q\"");
-    });
-    for (const auto& [password, ticker] : {std::pair{"secret", L"IBM"}, {"wrong", L"\u0416BM"}}) {
-        WriteSettings({{"hosts", "pcquote", service.Host()},
-                       {"pcquote/parameters", "user", "ann"},
-                       {"pcquote/parameters", "password", password}});
-        Job job(New<::CDataSourcePCQuote, _CDataSource>());
-        job.Set(L"TICKER", L"\u0416BM");
-        job.Start();
-        EXPECT_EQ(TextOf(ColumnOf(job.session, L"TICKER", L"TICKER")), ticker);
-        EXPECT_EQ(job.LastEvent(), L"Done 0");
-    }
 }
 
 // Requests of one thread can only end in the reverse order of their starts, and this server answers

@@ -1,15 +1,11 @@
 // What is read of a data folder.
-#include <gtest/gtest.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cstdlib>
-#include <fstream>
 #include <sstream>
 
 #include "Periods.h"
 #include "QuoteTable.h"
 #include "Services.h"
+#include "Support.h"
 
 namespace quoteserver {
 namespace {
@@ -17,19 +13,6 @@ namespace {
 using namespace std::chrono;
 
 const std::string priceHeader = std::string(priceLayout.header) + "\n";
-
-class Files : public testing::Test {
-protected:
-    Files() { std::filesystem::create_directory(m_folder); }
-    ~Files() override { std::filesystem::remove_all(m_folder); }
-
-    void Write(const std::string& name, const std::string& text) const {
-        std::ofstream(m_folder / name, std::ios::binary) << text;
-    }
-
-    std::filesystem::path m_folder =
-        std::filesystem::temp_directory_path() / ("files-test-" + std::to_string(::getpid()));
-};
 
 TEST(Folder, FindsTickersInAnyCaseAndNothingOutside) {
     const DataFolder folder{SAMPLE_DATA};
@@ -96,21 +79,18 @@ TEST(Periods, RunFromMondayToSundayAndFromTheFirstTradingDay) {
               "2008-01-02,21.00,31,8,30.5,2,3.0\n2007-12-30,7,100.0,6,11,2000000002,1.1\n");
 }
 
-TEST_F(Files, EveryChangeIsSeenAtOnce) {
-    const auto write = [&](const char* name, const std::string& text) {
-        std::ofstream(m_folder / name, std::ios::binary) << text;
-    };
-    write("X.csv", "1");
+TEST_F(FolderTest, EveryChangeIsSeenAtOnce) {
+    Write("X.csv", "1");
     const DataFolder folder{m_folder};
     EXPECT_FALSE(folder.Prices("Y"));
-    write("Y.csv", "2");
+    Write("Y.csv", "2");
     EXPECT_EQ(folder.Prices("Y")->text, "2");
     EXPECT_EQ(folder.StampOf("Y"), "");  // it may change again without a later time
     const auto before = std::filesystem::file_time_type::clock::now() - std::chrono::hours(1);
     std::filesystem::last_write_time(m_folder / "Y.csv", before);
     const std::string stamp = folder.StampOf("Y");
     EXPECT_NE(stamp, "");
-    write("Y.csv", "33");
+    Write("Y.csv", "33");
     std::filesystem::last_write_time(m_folder / "Y.csv", before);
     EXPECT_NE(folder.StampOf("Y"), stamp);
     std::filesystem::remove(m_folder / "Y.csv");
@@ -118,20 +98,20 @@ TEST_F(Files, EveryChangeIsSeenAtOnce) {
 }
 
 // A client that gets 200 asks again for ever.
-TEST_F(Files, NeverTwoHundredDividends) {
+TEST_F(FolderTest, NeverTwoHundredDividends) {
     std::string text = "Date,Dividends\n";
     Date day = *ParseIsoDate("2000-01-01");
     for (std::ptrdiff_t rows = 1; rows <= 201; ++rows) {
         AppendDate(text, day += std::chrono::days(1), DateForm::Iso);
         text += ",1\n";
         if (rows < 199) continue;
-        std::ofstream(m_folder / "X.dividends.csv") << text;
+        Write("X.dividends.csv", text);
         const Reply reply = AnswerTable(DataFolder{m_folder}, {}, Query("s=X&g=v"));
         EXPECT_EQ(std::ranges::count(reply.body, '\n'), 1 + (rows == 200 ? 199 : rows));
     }
 }
 
-TEST_F(Files, QuotesAreReadAsEditorsLeaveThem) {
+TEST_F(FolderTest, QuotesAreReadAsEditorsLeaveThem) {
     Write("quotes.csv",
           "\xEF\xBB\xBF"
           "n,s,l1\r\n\"A \"\"B\"\", C\",abc,\r\n\r\n,x,1");
@@ -142,7 +122,7 @@ TEST_F(Files, QuotesAreReadAsEditorsLeaveThem) {
     EXPECT_EQ(quotes.Of("X").value("l"), "N/A");
 }
 
-TEST_F(Files, DailyPricesStandForQuotesThatLack) {
+TEST_F(FolderTest, DailyPricesStandForQuotesThatLack) {
     Write("y.csv",
           "Date,Open,High,Low,Close,Volume\n2004-01-08,1,2,0.5,1.60,7\n2004-01-09,1.1,2.1,0.6,2.00,"
           "8\n");
@@ -151,7 +131,7 @@ TEST_F(Files, DailyPricesStandForQuotesThatLack) {
         "\"Y\",2.00,+0.40,\"+25.00%\",1.60,\"1/9/2004\",8,\"Y daily close of 2004-01-09\",N/A\n");
 }
 
-TEST_F(Files, CheckNamesEveryDamagedLine) {
+TEST_F(FolderTest, CheckNamesEveryDamagedLine) {
     Write("A.csv", priceHeader + "2004-01-09,1,2,3\n2004-01-08,1,2,3,x,5,6\n");
     Write("B.csv", priceHeader + "2004-01-09,1,2,3,2,-5,6\n");
     Write("B.dividends.csv", "Date,Amount\n");
@@ -184,21 +164,6 @@ TEST_F(Files, CheckNamesEveryDamagedLine) {
               "B.quote.csv line 2: 1 values instead of 2\n"
               "a b.csv is not named after a ticker, and never read\n"
               "quotes.csv line 2: 1 values instead of 2\n");
-}
-
-TEST_F(Files, DamageIsA500PageThatNamesFileAndLine) {
-    Write("Bad.csv", priceHeader + "2004-01-09,1,2\n");
-    const DataFolder folder{m_folder};
-    Routes routes;
-    routes.Add("GET", "/table.csv", [&](const Request& request) {
-        return AnswerTable(folder, {}, request.target.query);
-    });
-    testing::internal::CaptureStderr();
-    const Reply reply = routes.Answer({"GET", ParseTarget("/table.csv?s=bad")});
-    EXPECT_EQ(reply.status, 500U);
-    for (const std::string& text : {reply.body, testing::internal::GetCapturedStderr()})
-        EXPECT_NE(text.find("Bad.csv line 2"), std::string::npos) << text;
-    EXPECT_EQ(routes.Answer({"POST", ParseTarget("/table.csv?s=bad")}).status, 404U);
 }
 
 }  // namespace

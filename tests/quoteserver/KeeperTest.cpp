@@ -2,15 +2,9 @@
 // client against a server that fails in every way there is.
 #include "living/Keeper.h"
 
-#include <gtest/gtest.h>
-
 #include <atomic>
-#include <boost/asio/co_spawn.hpp>
-#include <boost/asio/detached.hpp>
-#include <fstream>
-#include <thread>
 
-#include "Server.h"
+#include "Support.h"
 
 namespace quoteserver::living {
 namespace {
@@ -42,10 +36,9 @@ private:
     std::atomic<int>& m_requests;
 };
 
-class KeeperTest : public testing::Test {
+class KeeperTest : public FolderTest {
 protected:
-    void SetUp() override {
-        std::filesystem::remove_all(m_store);
+    KeeperTest() {
         Recipe recipe;
         recipe.url = "http://x";
         recipe.format = Recipe::Format::CsvText;
@@ -57,13 +50,9 @@ protected:
         }
         m_file.feeds[1].isShared = true;
         m_file.lineUp[0] = {0, 1};
-        m_file.store = m_store;
+        m_file.store = m_folder;
         m_file.patience = seconds(1);
         Restart();
-    }
-    void TearDown() override {
-        m_keeper.reset();
-        std::filesystem::remove_all(m_store);
     }
 
     void Restart() {
@@ -89,15 +78,20 @@ protected:
                 },
                 net::detached);
         }
-        while (ready < askers) {
-            m_context.restart();
-            m_context.run_one();
-        }
+        RunUntil([&] { return ready == askers; });
         return said;
     }
 
+    template <class Condition>
+    void RunUntil(Condition condition) {
+        while (!condition()) {
+            m_context.restart();
+            m_context.run_one();
+        }
+    }
+
     void Age(seconds age) {
-        const std::filesystem::path note = m_store / "X.history.from.json";
+        const std::filesystem::path note = m_folder / "X.history.from.json";
         std::ifstream in(note);
         Json json = Json::parse(in);
         json["fetched"] = Clock::to_time_t(Clock::now() - age);
@@ -105,8 +99,6 @@ protected:
         Restart();
     }
 
-    const std::filesystem::path m_store =
-        std::filesystem::temp_directory_path() / ("keeper" + std::to_string(getpid()));
     net::io_context m_context{1};
     FeedsFile m_file;
     std::map<std::string, ScriptedClient::Script> m_scripts{{"a", {{200, {}, {}, {}, rows}}},
@@ -120,7 +112,7 @@ TEST_F(KeeperTest, OneRequestServesAll) {
     EXPECT_EQ(Ask("X", 200), "a");
     EXPECT_EQ(Ask(), "a");  // the copy is new enough
     EXPECT_EQ(m_requests, 1);
-    EXPECT_TRUE(DataFolder({}, m_store).Prices("x").has_value());
+    EXPECT_TRUE(DataFolder({}, m_folder).Prices("x").has_value());
     // Whose days before the first one are asked for; it is known in the next run, too.
     Age(hours(1));
     const std::string status = m_keeper->Status();
@@ -137,6 +129,7 @@ TEST_F(KeeperTest, TheNextInTheLineUpIsAskedForEveryFailure) {
              {{401}, "b", 2},
              {{404}, "b", 2},
              {{200, {}, {}, {}, "<html>rows</html>"}, "b", 2},
+             {{200, {}, "image/png", {}, rows}, "b", 2},
              {{200, {}, {}, {}, "Date,Close\n"}, "", 1},
              {{200, {}, {}, {}, rows}, "a", 1}}) {
         m_scripts["a"].answer = answer;
@@ -184,10 +177,7 @@ TEST_F(KeeperTest, OldCopiesAreRenewedWhileTheSourceAnswers) {
         m_scripts["a"].answer.status = m_scripts["b"].answer.status = status;
         bool isDone = false;
         net::co_spawn(m_context, m_keeper->RenewOnce(), [&](auto) { isDone = true; });
-        while (!isDone) {
-            m_context.restart();
-            m_context.run_one();
-        }
+        RunUntil([&] { return isDone; });
         EXPECT_EQ(m_requests, requests) << status;
     }
 }
@@ -219,42 +209,11 @@ TEST_F(KeeperTest, OthersGetNothingOfWhatMayNotBeShared) {
     EXPECT_EQ(Ask("Y", 1, false), "failed");
 }
 
-// A server that breaks its replies, or redirects: an answer a path.
-class ScriptedServer {
-public:
-    ScriptedServer() {
-        net::co_spawn(context, server.Run(), net::detached);
-        thread = std::thread([this] { context.run(); });
-    }
-    ~ScriptedServer() {
-        context.stop();
-        thread.join();
-    }
-    WebAnswer Fetch(const std::string& path) {
-        const std::string url = "http://127.0.0.1:" + std::to_string(server.Endpoint().port());
-        return SystemWebClient("test")->Fetch({"x", url + path, {}, seconds(1)});
-    }
-    void Answer(const std::string& path, const BrokenReply& reply) { replies[path] = reply; }
-
-    net::io_context context{1};
-    std::map<std::string, BrokenReply> replies;
-    const Routes routes;
-    Server server{context, {net::ip::address_v4::loopback(), 0}, routes, Options()};
-    std::thread thread;
-
-private:
-    ServerOptions Options() {
-        ServerOptions options{"test"};
-        options.script = [this](const std::string& path) { return replies.at(path); };
-        return options;
-    }
-};
-
 TEST(WebClientTest, OnlyAWholeReplyIsOne) {
-    ScriptedServer server;
+    std::map<std::string, BrokenReply> replies;
     const Reply whole{200, "text/csv", std::string(5000, 'a')};
     const auto redirect = [&](const char* from, const char* to) {
-        server.Answer(from, Break({302, "", "", {{"Location", to}}}, Fault::None));
+        replies[from] = Break({302, "", "", {{"Location", to}}}, Fault::None);
     };
     redirect("/here", "/0");
     redirect("/elsewhere", "http://localhost:1/");
@@ -263,15 +222,22 @@ TEST(WebClientTest, OnlyAWholeReplyIsOne) {
     const std::string packed("\x1f\x8b\x08\0\0\0\0\0\0\3KL\x84\1.\0B\xe5&\x8f\v\0\0\0", 24);
     for (std::size_t size = 0; size <= packed.size(); ++size) {
         const Reply cut{200, "text/csv", packed.substr(0, size), {{"Content-Encoding", "gzip"}}};
-        server.Answer("/gzip" + std::to_string(size), Break(cut, Fault::None));
+        replies["/gzip" + std::to_string(size)] = Break(cut, Fault::None);
     }
     for (const Fault fault : {Fault::None, Fault::Silent, Fault::Stall, Fault::Close, Fault::Reset,
                               Fault::Length, Fault::Drip, Fault::Chunks, Fault::Head}) {
-        server.Answer("/" + std::to_string(static_cast<int>(fault)), Break(whole, fault));
+        replies["/" + std::to_string(static_cast<int>(fault))] = Break(whole, fault);
     }
-    server.Answer("/huge", {{{"HTTP/1.1 200 OK\r\n\r\n"}, {std::string(1 << 20, ' '), 40}}});
-    for (const auto& [path, reply] : server.replies) {
-        const WebAnswer answer = server.Fetch(path);
+    replies["/huge"] = {{{"HTTP/1.1 200 OK\r\n\r\n"}, {std::string(1 << 20, ' '), 40}}};
+    ServerOptions options{"test"};
+    options.script = [&](const std::string& path) { return replies.at(path); };
+    const RunningServer server({}, options);
+    const auto fetch = [&, client = SystemWebClient("test")](const std::string& path) {
+        const std::string url = "http://127.0.0.1:" + std::to_string(server.Port());
+        return client->Fetch({"x", url + path, {}, seconds(1)});
+    };
+    for (const auto& [path, reply] : replies) {
+        const WebAnswer answer = fetch(path);
         const std::string body = path == "/0" || path == "/here" ? whole.body
                                  : path == "/gzip24"             ? "aaaaaaaaaa\n"
                                                                  : "";
@@ -280,7 +246,7 @@ TEST(WebClientTest, OnlyAWholeReplyIsOne) {
         EXPECT_EQ(answer.fault.empty(), !body.empty()) << path;
     }
     for (const char* path : {"/elsewhere", "/round"}) {
-        EXPECT_EQ(server.Fetch(path).fault, "it redirects to another place");
+        EXPECT_EQ(fetch(path).fault, "it redirects to another place");
     }
 }
 

@@ -1,14 +1,9 @@
 // The pure half of the living sources: replies of services as they were recorded, and such as
 // services send on bad days.
-#include <gtest/gtest.h>
-
 #include <signal.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
-#include <fstream>
-#include <thread>
-
+#include "Support.h"
 #include "living/Feed.h"
 #include "living/StatusPage.h"
 #include "living/Store.h"
@@ -48,8 +43,6 @@ TEST(LivingTest, RecordedRepliesBecomeFiles) {
     ASSERT_EQ(split.state, State::Rows) << split.why;
     // Four for one on the 20th: prices as traded but for the split of 2024, which is not listed.
     EXPECT_TRUE(HasLine(split.files.at(".csv"),
-                        "2021-07-16,76.122,76.628,72.292,72.644,172056000,18.126678"));
-    EXPECT_TRUE(HasLine(split.files.at(".csv"),
                         "2021-07-20,18.73,18.838,18.164,18.612,434687000,18.576828"));
     EXPECT_TRUE(HasLine(split.files.at(".splits.csv"), "2021-07-20,4"));
 
@@ -58,10 +51,6 @@ TEST(LivingTest, RecordedRepliesBecomeFiles) {
     EXPECT_TRUE(HasLine(currency.files.at(".csv"),
                         "2020-01-01,1.1220826,1.1228385,1.1159469,1.1220826,000,1.1220826"))
         << currency.files.at(".csv");
-    const Outcome gold = Replayed("yahoo-chart", "chart", Kind::History, "GC=F");
-    EXPECT_TRUE(HasLine(gold.files.at(".csv"), "2020-01-02,1518.1,1528.7,1518,1524.5,214,1524.5"));
-
-    EXPECT_EQ(Replayed("yahoo-chart", "chart", Kind::History, "CAPIO").state, State::NoRows);
     const Recipe futures = RecipeOf(
         R"({"url": "http://x", "format": "csv", "date": "Date", "prices": "split-adjusted", "futures": {"^": "F."},
             "columns": {"Close": "Settle", "Volume": "Vol", "Open Interest": "OI"}})");
@@ -133,18 +122,17 @@ TEST(LivingTest, OnlyWhatWasAskedForIsRows) {
 
 // Dividends and splits in the rows of days, as a service with keys sends them.
 TEST(LivingTest, EventsStandInRowsToo) {
-    for (
-        const auto& [recipe, body] :
-        {std::pair{
-             "tiingo",
-             R"([{"date": "2024-06-07T00:00:00.000Z", "open": 1, "high": 1, "low": 1, "close": 1208.88,
+    const std::pair<const char*, const char*> replies[] = {
+        {"tiingo",
+         R"([{"date": "2024-06-07T00:00:00.000Z", "open": 1, "high": 1, "low": 1, "close": 1208.88,
                          "volume": 4, "adjClose": 120.888, "divCash": 0.0, "splitFactor": 1.0},
                         {"date": "2024-06-10T00:00:00.000Z", "open": 1, "high": 1, "low": 1, "close": 121.79,
                          "volume": 5, "adjClose": 121.79, "divCash": 0.01, "splitFactor": 10.0}])"},
-         {"tiingo-csv",
-          "date,close,high,low,open,volume,adjClose,adjHigh,divCash,splitFactor\n"
-          "2024-06-07,1208.88,1,1,1,4,120.888,1,0.0,1.0\n"
-          "2024-06-10,121.79,1,1,1,5,121.79,1,0.01,10.0\n"}}) {
+        {"tiingo-csv",
+         "date,close,high,low,open,volume,adjClose,adjHigh,divCash,splitFactor\n"
+         "2024-06-07,1208.88,1,1,1,4,120.888,1,0.0,1.0\n"
+         "2024-06-10,121.79,1,1,1,5,121.79,1,0.01,10.0\n"}};
+    for (const auto& [recipe, body] : replies) {
         const Reading reading = ReadReply(Shipped(recipe), {Kind::History, "NVDA"}, body);
         const HistoryFiles files = MakeFiles(reading.history, {}, today);
         EXPECT_EQ(files.texts.at(".csv"),
@@ -170,6 +158,9 @@ TEST(LivingTest, ACutReplyIsNeverFewerRows) {
     }
     EXPECT_EQ(ReadReply(Shipped("tiingo"), {}, std::string(1000000, '[')).why,
               "brackets in brackets");
+    std::string flat = "[0";
+    while (flat.size() < 5'000'000) flat += ",[]";
+    EXPECT_EQ(ReadReply(Shipped("tiingo"), {}, flat + "]").why, "too many values");
 }
 
 TEST(LivingTest, HistoriesAreAsTraded) {
@@ -226,22 +217,6 @@ TEST(LivingTest, AFeedIsAskedAtItsPace) {
     EXPECT_EQ(RetryTime("Wed, 21 Oct 2015 07:28:00 GMT", now), now + 28min);
     EXPECT_EQ(RetryTime("soon", now), std::nullopt);
 }
-
-class FolderTest : public testing::Test {
-protected:
-    void SetUp() override {
-        std::filesystem::remove_all(m_folder);
-        std::filesystem::create_directories(m_folder);
-    }
-    void TearDown() override { std::filesystem::remove_all(m_folder); }
-
-    void Write(const char* name, const std::string& text) const {
-        std::ofstream(m_folder / name, std::ios::binary) << text;
-    }
-
-    const std::filesystem::path m_folder =
-        std::filesystem::temp_directory_path() / ("living" + std::to_string(getpid()));
-};
 
 TEST_F(FolderTest, EveryMistakeOfAFeedsFileIsTold) {
     Write("secrets.txt", "TOKEN=geheim\n");
@@ -346,8 +321,7 @@ TEST_F(FolderTest, NothingOnTheStatusPageIsMarkup) {
           "2024-01-02,1,1,1,1,1,1\n");
     const std::string drawn = StatusPage(status, DataFolder(m_folder), "a").body;
     for (const char* part :
-         {"class=\"close\" d=\"M900.0 0.0L0.0 200.0h0\"", "<main>",
-          "<section aria-label=\"Feeds\">", "<th scope=\"col\">", "<th scope=\"row\">",
+         {"class=\"close\" d=\"M900.0 0.0L0.0 200.0h0\"",
           "role=\"img\"><title>Closes of a from 2024-01-02 to 2024-01-03, between 1.00 and 3.00"}) {
         EXPECT_NE(drawn.find(part), std::string::npos) << part << drawn;
     }

@@ -1,16 +1,13 @@
 #include "Server.h"
 
 #include <arpa/inet.h>
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
-#include <boost/asio/co_spawn.hpp>
-#include <boost/asio/detached.hpp>
 #include <deque>
-#include <thread>
+
+#include "Support.h"
 
 namespace quoteserver {
 namespace {
@@ -20,29 +17,17 @@ const std::string& Body() {
     return body;
 }
 
-// A server in a thread of its own, on a free port.
-class RunningServer {
-public:
-    explicit RunningServer(Fault fault, unsigned goodRequests = 0,
-                           std::chrono::milliseconds patience = std::chrono::seconds(15))
-        : m_server(m_context, {boost::asio::ip::address_v4::loopback(), 0}, m_routes,
-                   {"test", false, fault, goodRequests, 0, patience}) {
-        m_routes.Add("GET", "/", [](const Request&) { return Reply{200, "text/plain", Body()}; });
-        boost::asio::co_spawn(m_context, m_server.Run(), boost::asio::detached);
-        m_thread = std::thread([this] { m_context.run(); });
-    }
-    ~RunningServer() {
-        m_context.stop();
-        m_thread.join();
-    }
+// It gives the text to everybody.
+struct TextServer : RunningServer {
+    explicit TextServer(Fault fault, unsigned goodRequests = 0,
+                        std::chrono::milliseconds patience = std::chrono::seconds(15))
+        : RunningServer(TextRoutes(), {"test", false, fault, goodRequests, 0, patience}) {}
 
-    unsigned short Port() const { return m_server.Endpoint().port(); }
-
-private:
-    Routes m_routes;
-    boost::asio::io_context m_context{1};
-    Server m_server;
-    std::thread m_thread;
+    static Routes TextRoutes() {
+        Routes routes;
+        routes.Add("GET", "/", [](const Request&) { return Reply{200, "text/plain", Body()}; });
+        return routes;
+    }
 };
 
 enum class End { Closed, Reset, Quiet };
@@ -108,7 +93,7 @@ TEST(Server, SpoilsRepliesAsItSays) {
         {Fault::Html, End::Closed, "HTTP/1.1 200 OK\r\n", "<!DOCTYPE html>"},
     };
     for (const auto& [fault, end, head, body] : cases) {
-        const RunningServer server(fault, 1);
+        const TextServer server(fault, 1);
         Client first(server);
         EXPECT_EQ(first.Read(), End::Closed);
         EXPECT_EQ(first.Rest(), Body()) << "it is answered properly";
@@ -124,7 +109,7 @@ TEST(Server, SpoilsRepliesAsItSays) {
 // Clients that wait for the rest, that do not read, or that went away keep nobody from an answer.
 TEST(Server, AnswersOthersMeanwhile) {
     for (const Fault fault : {Fault::Silent, Fault::Stall, Fault::Drip, Fault::Head}) {
-        const RunningServer server(fault, 1);
+        const TextServer server(fault, 1);
         Client{server}.Read();
         { const Client gone(server); }
         const Client waiting(server);
@@ -136,7 +121,7 @@ TEST(Server, AnswersOthersMeanwhile) {
 
 // A page of the web may have given its own name our address.
 TEST(Server, AnswersOnlyWhoAsksForThisMachine) {
-    const RunningServer server(Fault::None);
+    const TextServer server(Fault::None);
     const auto statusFor = [&](const std::string& header) {
         Client client(server, "GET / HTTP/1.0\r\n" + header + "\r\n");
         EXPECT_EQ(client.Read(), End::Closed);
@@ -155,7 +140,7 @@ TEST(Server, EndsIdleConnectionsAndMakesRoomForOthers) {
     getrlimit(RLIMIT_NOFILE, &files);
     files.rlim_cur = std::max<rlim_t>(files.rlim_cur, std::min<rlim_t>(files.rlim_max, 2000));
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &files), 0);
-    const RunningServer server(Fault::None, 0, std::chrono::seconds(3));
+    const TextServer server(Fault::None, 0, std::chrono::seconds(3));
     std::deque<Client> idle;
     for (int i = 0; i < 520; ++i) idle.emplace_back(server, "");
     Client client(server);

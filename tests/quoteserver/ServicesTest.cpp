@@ -138,6 +138,9 @@ TEST(Services, RefuseWhatMakesNoSense) {
                              "jan 9, 2004", "Jan 009, 2004", "Jan 9, 20040", "J"})
         EXPECT_EQ(Ask(History, std::string("q=GOOG&enddate=") + date), "400") << date;
     EXPECT_EQ(ErrorPage(400, "<b>").body.find("<b>"), std::string::npos);
+    Routes routes;
+    routes.Add("GET", "/", [](const Request&) { return Reply{}; });
+    EXPECT_EQ(routes.Answer({"POST", ParseTarget("/")}).status, 404U);
 }
 
 TEST(Services, TablesEndWithACommentWhereAsked) {

@@ -20,7 +20,7 @@
 #include <random>
 #include <utility>
 
-#include "support/Com.h"
+#include "support/HostObjects.h"
 
 namespace {
 
@@ -65,23 +65,13 @@ void* Held(Random& random, const IID& id) {
 }
 
 /// A sink of the host, which calls back.
-class Sink final : public _IProgressCallBack {
+class Sink final : public HostObject<_IProgressCallBack> {
 public:
-    STDMETHODIMP QueryInterface(REFIID id, void** object) override {
-        const bool isKnown = id == __uuidof(IUnknown) || id == __uuidof(IDispatch) ||
-                             id == __uuidof(_IProgressCallBack);
-        *object = isKnown ? this : nullptr;
-        m_references += isKnown;
-        return isKnown ? S_OK : E_NOINTERFACE;
-    }
-    STDMETHODIMP_(ULONG) AddRef() override { return ++m_references; }
     STDMETHODIMP_(ULONG) Release() override {
-        const ULONG left = --m_references;
+        const ULONG left = HostObject::Release();
         if (left == 0) delete this;
         return left;
     }
-    STDMETHODIMP GetTypeInfoCount(UINT* count) override { return *count = 0, S_OK; }
-    STDMETHODIMP GetTypeInfo(UINT, LCID, ITypeInfo**) override { return E_NOTIMPL; }
     STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID* member) override {
         return *member = 7, CallBack();
     }
@@ -108,8 +98,6 @@ private:
         }
         return random.Of(results);
     }
-
-    ULONG m_references = 1;
 };
 
 BSTR AnyText(Random& random) {
@@ -277,7 +265,7 @@ void CallThroughVtable(Random& random, IUnknown* object) {
 }
 
 void Create(Random& random) {
-    if (random.OneIn(6)) return Hold(random, {new Sink, false});
+    if (random.OneIn(6)) return Hold(random, new Sink);
     Ptr<IClassFactory> factory;
     Ptr<IUnknown> object;
     getClassObject(classes[random.Below(classes.size())], __uuidof(IClassFactory),

@@ -126,6 +126,18 @@ inline Ptr<IDispatch> GetObject(IDispatch* object, const wchar_t* member,
     return Ptr<IDispatch>(static_cast<IDispatch*>(Get(object, member, arguments)), false);
 }
 
+inline Ptr<IEnumVARIANT> EnumeratorOf(IDispatch* collection) {
+    return Ptr<IEnumVARIANT>(Get(collection, L"NewEnum").punkVal);
+}
+
+/// The rest of a collection's items, which it holds.
+inline std::vector<IDispatch*> Walk(IEnumVARIANT* enumerator) {
+    std::vector<IDispatch*> found;
+    for (_variant_t item; enumerator->Next(1, &item, nullptr) == S_OK; item.Clear())
+        found.push_back(item.pdispVal);
+    return found;
+}
+
 /// The description that a failed call left on the thread.
 inline std::wstring TakeDescription() {
     Ptr<IErrorInfo> information;

@@ -47,21 +47,16 @@ TEST(PifinTable, RecordedPrices) {
 
 // The final line end is one or two characters; no digit may be cut with it.
 TEST(PifinTable, DatesByPositionAndFinalLineEnds) {
-    const double day = Serial(2004, 1, 9);
-    for (const auto& [text, date] : {std::pair{"2004-01-09", day},
-                                     {"2004/01/09", day},
-                                     {"2004-01-09 00:00", day},
-                                     {"2004-10-9", Serial(2004, 10, 9)},
-                                     {"", 99.},
-                                     {"2004-1-19", 99.},
-                                     {"2004-02-30", 99.},
-                                     {"09.01.2004", 99.},
-                                     {"2004-01-", 99.}})
-        for (const char* end : {"", "\n", "\r\n", "\n\n"})
-            EXPECT_EQ(
-                ParsePifin(std::string("Date\tOpen\n") + text + "\t1\t2\t3\t4\t5\t678" + end).rows,
-                (std::vector<Row>{{date, 1, 2, 3, 4, 5, 678}}))
-                << text;
+    const auto expect = [](const char* texts, double date) {
+        for (const std::string& text : Split(texts, '|'))
+            for (const char* end : {"", "\n", "\r\n", "\n\n"})
+                EXPECT_EQ(ParsePifin("Date\tOpen\n" + text + "\t1\t2\t3\t4\t5\t678" + end).rows,
+                          (std::vector<Row>{{date, 1, 2, 3, 4, 5, 678}}))
+                    << text;
+    };
+    expect("2004-01-09|2004/01/09|2004-01-09 00:00", Serial(2004, 1, 9));
+    expect("2004-10-9", Serial(2004, 10, 9));
+    expect("|2004-1-19|2004-02-30|09.01.2004|2004-01-", 99);
 }
 
 }  // namespace
