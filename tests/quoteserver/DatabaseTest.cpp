@@ -1,4 +1,4 @@
-// Databases as sources, on the one that needs no server; tests/quoteserver/postgres.sh has another.
+// Databases as sources, on the one that needs no server; databases.sh has another.
 #include "living/Database.h"
 
 #include <gtest/gtest.h>

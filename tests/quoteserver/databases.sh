@@ -31,12 +31,12 @@ tables="create table prices(ticker text, day date, open numeric(12,4), high real
 asUser "$programs/psql" -q -h "$scratch/base" -U reader -d postgres -c "$tables"
 sqlite3 "$scratch/spare.db" "$tables"
 statement='select day as date, open, high, low, close, volume, adj as adj_close from prices where ticker = ? and day between ? and ?'
-cat >"$scratch/feeds.json" <<END2
+cat >"$scratch/feeds.json" <<END
 {"store": "store", "lineUp": {"history": ["base", "spare"]}, "feeds": {
   "base": {"odbc": "Driver={PostgreSQL Unicode};Servername=$scratch/base;Database=postgres;Uid=reader", "history":
     "$statement and coalesce(case when ticker = 'SLOW' then pg_sleep(20)::text end, '') is not null"},
   "spare": {"odbc": "Driver=SQLite3;Database=$scratch/spare.db", "history": "$statement"}}}
-END2
+END
 startQuoteServer "$scratch/data" --feeds "$scratch/feeds.json"
 
 failed=

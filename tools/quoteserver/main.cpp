@@ -116,6 +116,8 @@ living::FeedsFile Feeds(const Settings& settings, const std::string& file) {
         feeds.store += "-replay";
         for (living::FeedSpec& feed : feeds.feeds) {
             feed.pace = {1000000, std::chrono::seconds(1)};
+            feed.command.clear();  // of which there are no recordings
+            feed.odbc.clear();
         }
     }
     for (const std::string& mistake : mistakes) {
