@@ -11,6 +11,7 @@ Unicode true
 !define KEY "Software\Microsoft\Windows\CurrentVersion\Uninstall\VestoraDownloadLibrary"
 !define SETTINGS "Software\Vestora\VTDL"
 !define STARTUP "$SMSTARTUP\Vestora quote server.lnk"
+!define STARTMENU "$SMPROGRAMS\${TITLE}\Quote server.lnk"
 
 ; What the exit status means; 0 is success, 1 a person's cancel.
 !define EXIT_FAILED 2
@@ -217,7 +218,7 @@ Function StrictPage
   ${EndIf}
   ${NSD_CreateLabel} 0 18u 100% 60u "A reply that breaks off, an error page, or a table without rows then \
     makes a download fail. Without this such replies pass for data, as programs that were written for \
-    earlier versions may expect.$\r$\n$\r$\nThe setting is the key strict of the section HTTP in the settings file."
+    earlier versions may expect.$\r$\n$\r$\nThe setting is the key strict of the section http in the settings file."
   Pop $R2
   nsDialogs::Show
 FunctionEnd
@@ -373,7 +374,8 @@ Function WriteShortcuts
   SetOutPath "$INSTDIR"
   CreateShortcut "$SMPROGRAMS\${TITLE}\Read me.lnk" "$INSTDIR\readme.txt"
   CreateShortcut "$SMPROGRAMS\${TITLE}\Samples.lnk" "$INSTDIR\samples"
-  CreateShortcut "$SMPROGRAMS\${TITLE}\Quote server.lnk" "$INSTDIR\x86\quoteserver.exe"
+  Delete "${STARTMENU}"  ; what earlier versions called the next
+  CreateShortcut "$SMPROGRAMS\${TITLE}\Quote server with the samples.lnk" "$INSTDIR\x86\quoteserver.exe"
   CreateShortcut "$SMPROGRAMS\${TITLE}\Uninstall.lnk" "$INSTDIR\uninstall.exe" "$R7"
 FunctionEnd
 
@@ -387,9 +389,12 @@ Function WriteLiving
   File "${STAGE}/stage/samples/living/feeds.json"
   SetOverwrite on
   Delete "${STARTUP}"
+  Delete "${STARTMENU}"
   ${If} $living = 1
     CreateShortcut "${STARTUP}" "$INSTDIR\x86\quoteserver.exe" \
       '--feeds "$R4\feeds.json" --log "$R4\quoteserver.log"' "" "" SW_SHOWMINIMIZED
+    CreateDirectory "$SMPROGRAMS\${TITLE}"
+    CopyFiles /SILENT "${STARTUP}" "${STARTMENU}"
     ; Not from here where that would give it an administrator's rights.
     ${If} $allUsers = 0
       ExecShell "" "${STARTUP}" "" SW_SHOWMINIMIZED
@@ -410,6 +415,8 @@ Section "Uninstall"
   !insertmacro EndQuoteServer
   SetShellVarContext current
   Delete "${STARTUP}"
+  Delete "${STARTMENU}"
+  RMDir "$SMPROGRAMS\${TITLE}"
   !insertmacro UseScopeAgain
   ; Before the registration is taken back, which may have provided it.
   ReadRegStr $folder SHCTX "${SETTINGS}" "DataFolder"

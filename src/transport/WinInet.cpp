@@ -134,7 +134,8 @@ bool WinInet::Connect() {
     if (HasControlCharacter(HostName, UserName, Password)) return Fail(connectFailed);
     m_connection = InternetHandle(
         InternetConnectA(m_internet.get(), HostName.c_str(), static_cast<INTERNET_PORT>(Port),
-                         orNull(UserName), orNull(Password), INTERNET_SERVICE_HTTP, 0, 0));
+                         orNull(UserName), UserName.empty() ? nullptr : Password.c_str(),
+                         INTERNET_SERVICE_HTTP, 0, 0));  // Wine 8 reads a user's missing password
     return m_connection ? Pass(connected) : Fail(connectFailed);
 }
 

@@ -49,6 +49,7 @@ TEST_F(WinInetTest, GetAndPost) {
         fetch.PostQuery = isPost ? "a=1&b=%20" : "";
         fetch.AgentName = "the agent";
         fetch.Referer = "http://example.com/here";
+        if (isPost) fetch.UserName = "somebody";  // without a password
         fetch.AcceptTypes = fetch.ContentType = "x/never-sent";
         fetch.Execute();
         EXPECT_EQ(fetch.states, complete);

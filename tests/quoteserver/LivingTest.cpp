@@ -191,6 +191,32 @@ TEST(LivingTest, HistoriesAreAsTraded) {
     EXPECT_TRUE(MakeFiles({{bar(0, 0)}, {}, {}}, {.hasAdjusted = false}, today).texts.empty());
 }
 
+// The market's clock counts, wherever the server stands: at noon there the day's row is left out.
+TEST(LivingTest, ADayIsOverWhereTheMarketIs) {
+    class Client final : public WebClient {
+    public:
+        WebAnswer Fetch(const WebRequest&) override { return {200, {}, {}, {}, body}; }
+        std::string body;
+    } client;
+    FeedSpec spec{"x", RecipeOf(R"({"url": "http://x", "root": "r", "date": "t", "epoch": "s",
+                                    "offset": "o", "columns": {"Close": "c"}})")};
+    const FeedsFile file;
+    const sys_seconds now = floor<seconds>(system_clock::now());
+    for (const auto& [clock, rows] : {std::pair{12h, 1U}, {20h, 2U}}) {
+        const seconds ahead = clock - (now - floor<days>(now));
+        const std::string day = std::to_string((now - 9h).time_since_epoch().count());
+        const std::string before = std::to_string((now - 33h).time_since_epoch().count());
+        client.body = R"({"r": {"o": )" + std::to_string(ahead.count()) +
+                      R"(, "c": [1, 2], "t": [)" + before + ", " + day + "]}}";
+        for (const int off : {-1, 0, 1}) {
+            const Today here{floor<days>(now + ahead) + days(off), off == 0};
+            const Outcome outcome = Feed(spec, file, client).Fetch({Kind::History, "X"}, here);
+            EXPECT_EQ(2 - outcome.dropped, rows) << outcome.why << clock.count() << ' ' << off;
+            EXPECT_EQ(outcome.offset, ahead);
+        }
+    }
+}
+
 TEST(LivingTest, AFeedIsAskedAtItsPace) {
     const Clock::time_point start{};
     const auto after = [&](seconds time) { return start + time; };

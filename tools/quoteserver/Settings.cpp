@@ -64,16 +64,19 @@ void Describe(CLI::App& app, Settings& settings) {
     app.add_option("--user", settings.account.user, "Account of the quotes that need one")
         ->capture_default_str();
     app.add_option("--password", settings.account.password, "Its password")->capture_default_str();
-    app.add_option("--check", settings.check,
-                   "Read every file of this folder, or a file of feeds; print each damaged line or "
-                   "mistake, and end")
-        ->type_name("FOLDER|FILE");
+    auto* check =
+        app.add_option(
+               "--check", settings.check,
+               "Read every file of this folder, or a file of feeds; print each damaged line or "
+               "mistake, and end")
+            ->type_name("FOLDER|FILE");
     app.add_option("--feeds", settings.feeds,
                    "Living sources: a JSON file that names them (docs/feeds.md). Own files are "
                    "then those of its \"data\"")
         ->type_name("FILE");
     app.add_option("--try", settings.tryOut,
                    "With --check FILE: ask one feed for one ticker and print what came of it")
+        ->needs(check)
         ->type_name("FEED:TICKER");
     app.add_option("--record", settings.record, "Keep the replies of living sources in this folder")
         ->type_name("FOLDER");

@@ -227,9 +227,11 @@ void CheckHosts(Findings& findings, _CXMLSettings* settings) {
     for (std::size_t i = 0; i < hosts.size(); ++i) {
         const std::string text = ToUtf8(hosts[i]) + " (" + users[i] + ")";
         if (!answers[i].fault.empty()) {
-            findings.Bad(text + ": " + answers[i].fault,
-                         "Start the quote server, or name the service's host in the section hosts "
-                         "of the settings file.");
+            findings.Bad(
+                text + ": " + answers[i].fault,
+                "Start the quote server (why it ended stands in quoteserver.log, in the data "
+                "folder), or name the service's host in the section hosts of the settings "
+                "file.");
             continue;
         }
         const Who who = WhoAnswers(answers[i].head);

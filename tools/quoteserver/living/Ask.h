@@ -4,6 +4,7 @@
 #include <chrono>
 #include <limits>
 #include <map>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -79,10 +80,11 @@ struct Outcome {
     std::string feed = {};
     std::string symbol = {};       // what the feed was asked for
     Clock::time_point until = {};  // of Limited: when to ask again; none = as the keeper likes
-    std::map<std::string, std::string> files = {};  // of Rows: name's end and text (".csv", …)
-    std::size_t dropped = 0;                        // rows that were left out
-    std::string first = {};                         // of Rows of days: the first one, yyyy-mm-dd
-    std::vector<std::string> notes = {};            // for a person who tries the feed
+    std::map<std::string, std::string> files = {};    // of Rows: name's end and text (".csv", …)
+    std::size_t dropped = 0;                          // rows that were left out
+    std::string first = {};                           // of Rows of days: the first one, yyyy-mm-dd
+    std::optional<std::chrono::seconds> offset = {};  // of the market's clock, ahead of UTC
+    std::vector<std::string> notes = {};              // for a person who tries the feed
 };
 
 // A reply that is not what was asked for. Its text says why.

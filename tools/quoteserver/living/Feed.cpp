@@ -230,9 +230,11 @@ Outcome Feed::Judge(const WebAnswer& answer, const Ask& ask, const Today& today)
     return FilesOf(std::move(reading), recipe, ask, today);
 }
 
-Outcome Feed::FilesOf(Reading reading, const Recipe& recipe, const Ask& ask, const Today& today) {
+Outcome Feed::FilesOf(Reading reading, const Recipe& recipe, const Ask& ask,
+                      const Today& today) const {
     Outcome outcome{reading.state, PrintableText(reading.why)};
     outcome.dropped = reading.dropped;
+    outcome.offset = reading.offset;
     if (reading.state != State::Rows) {
         return outcome;
     }
@@ -249,7 +251,12 @@ Outcome Feed::FilesOf(Reading reading, const Recipe& recipe, const Ask& ask, con
         const PriceForm form{recipe.isSplitAdjusted, recipe.isVolumeSplitAdjusted,
                              recipe.open.IsGiven() && recipe.high.IsGiven() && recipe.low.IsGiven(),
                              recipe.adjusted.IsGiven(), ask.kind == Kind::Futures};
-        HistoryFiles files = MakeFiles(std::move(reading.history), form, today);
+        const Clock::time_point now = Clock::now();
+        HistoryFiles files = MakeFiles(
+            std::move(reading.history), form,
+            reading.offset
+                ? TodayAt(floor<std::chrono::seconds>(now) + *reading.offset, m_file.newDay)
+                : today);
         outcome.files = std::move(files.texts);
         outcome.dropped += files.dropped;
         outcome.first = files.first;

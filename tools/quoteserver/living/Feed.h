@@ -70,8 +70,8 @@ private:
     std::string SymbolFor(const Ask& ask, std::vector<std::string>& notes) const;
     Outcome Request(const Ask& ask, const Today& today, const std::string& symbol);
     Outcome Judge(const WebAnswer& answer, const Ask& ask, const Today& today) const;
-    static Outcome FilesOf(Reading reading, const Recipe& recipe, const Ask& ask,
-                           const Today& today);
+    Outcome FilesOf(Reading reading, const Recipe& recipe, const Ask& ask,
+                    const Today& today) const;
 
     const FeedSpec& m_spec;
     const FeedsFile& m_file;

@@ -365,15 +365,15 @@ bool Keeper::IsFresh(const Ask& ask, const Copy& copy, Clock::time_point now) co
         return false;
     }
     const auto days = [&](Clock::time_point time) {
-        return floor<std::chrono::days>(LocalTime(time) - m_file.newDay);
+        const sys_seconds local =
+            copy.offset ? floor<seconds>(time) + *copy.offset : LocalTime(time);
+        return floor<std::chrono::days>(local - m_file.newDay);
     };
     return !IsOfDays(ask.kind) || days(now) == days(copy.fetched);
 }
 
 Today Keeper::TodayAt(Clock::time_point now) const {
-    const sys_seconds local = LocalTime(now);
-    const Date date = floor<days>(local);
-    return {date, local - date >= m_file.newDay};
+    return living::TodayAt(LocalTime(now), m_file.newDay);
 }
 
 void Keeper::Log(const std::string& line) {

@@ -18,11 +18,15 @@ struct PriceForm {
     bool isFuture = false;       // open interest stands in their place
 };
 
-// The server's own clock.
+// The market's day where its clock is known, else the server's.
 struct Today {
     Date date;
     bool isOver = false;  // the day's numbers are final
 };
+inline Today TodayAt(std::chrono::sys_seconds local, std::chrono::minutes newDay) {
+    const Date date = std::chrono::floor<std::chrono::days>(local);
+    return {date, local - date >= newDay};
+}
 
 struct HistoryFiles {
     std::map<std::string, std::string> texts;  // by the end of the file's name: ".csv", …

@@ -83,6 +83,7 @@ struct Reading {
     History history = {};
     std::string table = {};  // options in the classic form, or the quote as quotes.csv has it
     std::size_t dropped = 0;
+    std::optional<std::chrono::seconds> offset = {};  // of the market's clock, ahead of UTC
 };
 
 // The status is 200, or one that a service sends its own texts with.

@@ -223,13 +223,14 @@ Reading Reader::ReadJson() {
     if (!root || root->is_null()) {
         throw Nonsense("there is nothing at " + m_recipe.root);
     }
+    Reading reading;
     if (const Json* offset = m_recipe.offset.empty() ? nullptr : At(*root, m_recipe.offset)) {
         constexpr double day = 86400;
         const double value = m_values.Number(offset);
         const double ahead = std::abs(value) <= day ? value : value / 1000;  // or milliseconds
         m_values.offset = seconds(std::abs(ahead) <= day ? static_cast<int>(ahead) : 0);
+        reading.offset = m_values.offset;
     }
-    Reading reading;
     if (m_ask.kind == Kind::Quotes) {
         reading.table = ReadQuote(m_values, m_ask, *root);
         return reading;

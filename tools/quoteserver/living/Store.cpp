@@ -73,23 +73,29 @@ std::optional<Copy> CopyOf(const Json& note) {
                     note.at("symbol").get<std::string>(),
                     note.at("dropped").get<std::size_t>(),
                     note.value("first", ""),
-                    note.value("asked", "")};
+                    note.value("asked", ""),
+                    note.contains("offset")
+                        ? std::optional(std::chrono::seconds(note.at("offset").get<int>()))
+                        : std::nullopt};
     } catch (const Json::exception&) {
         return std::nullopt;
     }
 }
 
 std::string NoteText(const Ask& ask, const Copy& copy, const Json& marks) {
-    return Json{{"ticker", ask.ticker},
-                {"kind", NameOf(ask.kind)},
-                {"feed", copy.feed},
-                {"symbol", copy.symbol},
-                {"fetched", Clock::to_time_t(copy.fetched)},
-                {"dropped", copy.dropped},
-                {"first", copy.first},
-                {"asked", copy.asked},
-                {"marks", marks}}
-        .dump(1);
+    Json note{{"ticker", ask.ticker},
+              {"kind", NameOf(ask.kind)},
+              {"feed", copy.feed},
+              {"symbol", copy.symbol},
+              {"fetched", Clock::to_time_t(copy.fetched)},
+              {"dropped", copy.dropped},
+              {"first", copy.first},
+              {"asked", copy.asked},
+              {"marks", marks}};
+    if (copy.offset) {
+        note["offset"] = copy.offset->count();
+    }
+    return note.dump(1);
 }
 
 bool IsAsNoted(const fs::path& file, const Json& marks) {
@@ -147,7 +153,8 @@ std::string Store::Save(const Ask& ask, const Outcome& outcome, Clock::time_poin
                     outcome.symbol,
                     outcome.dropped,
                     outcome.first,
-                    before && before->asked < outcome.first ? before->asked : ""};
+                    before && before->asked < outcome.first ? before->asked : "",
+                    outcome.offset};
     Json between = old, oldMarks = Json::object(), marks = Json::object();
     for (const auto& [suffix, text] : outcome.files) {
         oldMarks[suffix] = MarksOf(old, suffix);

@@ -18,6 +18,7 @@ struct Copy {
     std::size_t dropped = 0;
     std::string first = {};  // day of a history, yyyy-mm-dd
     std::string asked = {};  // the first day that a client asked for, where it is an earlier one
+    std::optional<std::chrono::seconds> offset = {};  // of the market's clock, ahead of UTC
 
     bool operator==(const Copy&) const = default;
 };
