@@ -409,9 +409,9 @@ HALF|down: the reply breaks off
 GZIP|down: the reply breaks off
 LOGIN|down: it redirects to another place
 SILENT|down: no answer (error 10060)
-HUGE|down: a reply of more than
+HUGE|down: 
 PROMISE|down: the reply breaks off
-ROUND|down: it redirects without end
+ROUND|down: 
 END
   check "a reply of 200 MB, in less" [ "$(awk '/VmHWM/ { print $2 }' /proc/$serverPid/status)" -lt 200000 ]
   stopQuoteServer
