@@ -2,7 +2,6 @@
 #include <array>
 #include <iterator>
 #include <ostream>
-#include <ranges>
 #include <string>
 #include <vector>
 
@@ -152,8 +151,8 @@ std::size_t CheckFolder(const std::filesystem::path& folder, std::ostream& out) 
     std::size_t count = 0;
     for (const std::string& name : names) {
         const std::vector<std::string> faults = FaultsOf(data, name);
-        for (const std::string& fault : faults | std::views::take(mostTold)) {
-            out << name << ' ' << fault << '\n';
+        for (std::size_t i = 0; i < std::min(faults.size(), mostTold); ++i) {
+            out << name << ' ' << faults[i] << '\n';
         }
         if (faults.size() > mostTold) {
             out << name << " has " << faults.size() - mostTold << " more\n";

@@ -4,7 +4,6 @@
 #include <cstdio>
 #include <iostream>
 #include <optional>
-#include <ranges>
 #include <span>
 
 #include "Periods.h"
@@ -244,11 +243,12 @@ Reply AnswerFutures(const DataFolder& folder, const Query& query) {
     std::string body;
     AppendWithTabs(body, futuresLayout.header);
     body += "\r\n";
-    for (const Row& row : std::views::reverse(InRange(all, range))) {
-        AppendDate(body, row.date, DateForm::Iso);
+    const auto rows = InRange(all, range);
+    for (auto row = rows.rbegin(); row != rows.rend(); ++row) {
+        AppendDate(body, row->date, DateForm::Iso);
         body += '\t';
-        AppendWithTabs(body, row.values);
-        const auto commas = static_cast<std::size_t>(std::ranges::count(row.values, ','));
+        AppendWithTabs(body, row->values);
+        const auto commas = static_cast<std::size_t>(std::ranges::count(row->values, ','));
         for (std::size_t count = commas + 1; count < futuresLayout.valueCount; ++count) {
             body += "\t0";
         }
