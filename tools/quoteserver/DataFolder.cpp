@@ -196,10 +196,14 @@ std::optional<DataFile> DataFolder::OfTicker(std::string_view ticker,
     return ReadFile(PathOf(ticker, suffix));
 }
 
+bool DataFolder::Has(std::string_view ticker, std::string_view suffix) const {
+    const bool isOther =
+        suffix == priceSuffix && IsNameOfOtherData(std::string(ticker).append(priceSuffix));
+    return !isOther && !PathOf(ticker, suffix).empty();
+}
+
 std::optional<DataFile> DataFolder::Prices(std::string_view ticker) const {
-    return IsNameOfOtherData(std::string(ticker).append(priceSuffix))
-               ? std::nullopt
-               : OfTicker(ticker, priceSuffix);
+    return Has(ticker, priceSuffix) ? OfTicker(ticker, priceSuffix) : std::nullopt;
 }
 
 std::optional<DataFile> DataFolder::Dividends(std::string_view ticker) const {

@@ -35,6 +35,9 @@ public:
     // Two, of which the first one counts where it has a file. It may be empty: then there is none.
     DataFolder(const std::filesystem::path& folder, const std::filesystem::path& store);
 
+    // Whether there is a file TICKER and this end of a name, such as ".dividends.csv"; reads none.
+    bool Has(std::string_view ticker, std::string_view suffix) const;
+
     // Nothing when the folder has no such file; throws std::runtime_error if it cannot be read.
     std::optional<DataFile> Prices(std::string_view ticker) const;
     std::optional<DataFile> Dividends(std::string_view ticker) const;

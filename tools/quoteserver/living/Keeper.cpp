@@ -62,18 +62,16 @@ std::vector<Ask> AsksOf(const Request& request, const DataFolder* own) {
     const Query& query = request.target.query;
     const std::string& path = request.target.path;
     std::vector<Ask> asks;
-    const auto add = [&](Kind kind, std::string_view ticker,
-                         std::optional<DataFile> (DataFolder::*find)(std::string_view) const) {
-        if (IsTicker(ticker) && !(own && (own->*find)(ticker))) {
+    const auto add = [&](Kind kind, std::string_view ticker, std::string_view suffix) {
+        if (IsTicker(ticker) && !(own && own->Has(ticker, suffix))) {
             asks.push_back({kind, InCapitals(ticker)});
         }
     };
     if (path == "/table.csv") {
-        add(Kind::History, query.value("s"),
-            query.value("g") == "v" ? &DataFolder::Dividends : &DataFolder::Prices);
+        add(Kind::History, query.value("s"), query.value("g") == "v" ? ".dividends.csv" : ".csv");
     } else if (path == "/finance/historical") {
         const std::string_view ticker = query.value("q");
-        add(Kind::History, ticker.substr(ticker.find(':') + 1), &DataFolder::Prices);
+        add(Kind::History, ticker.substr(ticker.find(':') + 1), ".csv");
     } else if (path == "/d/quotes.csv" || path == "/cgi-bin/vestora.exe") {
         std::string tickers(query.value(path == "/d/quotes.csv" ? "s" : "TICKER"));
         std::ranges::replace(tickers, ' ', ',');
@@ -88,9 +86,9 @@ std::vector<Ask> AsksOf(const Request& request, const DataFolder* own) {
             }
         }
     } else if (path == "/cgi-bin/pifin/q.php") {
-        add(Kind::Futures, query.value("tid"), &DataFolder::Futures);
+        add(Kind::Futures, query.value("tid"), ".futures.csv");
     } else if (path == "/DelayedQuote/QuoteTableDownload.aspx") {
-        add(Kind::Options, Query(request.body).valueOfKeyEnding("txtTicker"), &DataFolder::Options);
+        add(Kind::Options, Query(request.body).valueOfKeyEnding("txtTicker"), ".options.csv");
     }
     return asks;
 }
