@@ -16,6 +16,8 @@ if(WIN32)
     target_link_options(vtdl_compiler INTERFACE -Wl,--high-entropy-va)
   endif()
 endif()
+# What is tested is watched, not what tests it.
+define_property(TARGET PROPERTY VTDL_UNDEFINED_UNWATCHED INITIALIZE_FROM_VARIABLE VTDL_UNDEFINED_UNWATCHED)
 if(VTDL_SANITIZE)
   target_compile_options(vtdl_compiler INTERFACE
     -fsanitize=address $<$<NOT:$<BOOL:$<TARGET_PROPERTY:VTDL_UNDEFINED_UNWATCHED>>>:-fsanitize=undefined>

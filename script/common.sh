@@ -20,6 +20,9 @@ case ${1:-} in -h | --help) sed -n '/^#!/d; /^#/!q; s/^# \{0,1\}//p' "$0"; exit 
 
 say() { printf '%s: %s\n' "$(basename "$0")" "$*"; }
 
+# One to copy, for each bitness.
+ensureNewPrefix() (VTDL_WINEPREFIX='' WINEPREFIX=$root/build/wine-new${VTDL_BITS:-32} ensurePrefix)
+
 # Makes the Wine prefix unless it is there; the lock keeps parallel builds from making it twice. One that
 # VTDL_WINEPREFIX names is a copy of a new one, which is made once: tests have a prefix each.
 ensurePrefix() {
@@ -29,9 +32,8 @@ ensurePrefix() {
     flock 9
     [ -f "$WINEPREFIX/.ready" ] && exit
     if [ -n "${VTDL_WINEPREFIX:-}" ]; then
-      template=$root/build/wine-new${VTDL_BITS:-32}
-      (VTDL_WINEPREFIX='' WINEPREFIX=$template ensurePrefix)
-      cp -r --reflink=auto "$template/." "$WINEPREFIX"
+      ensureNewPrefix
+      cp -r --reflink=auto "$root/build/wine-new${VTDL_BITS:-32}/." "$WINEPREFIX"
       exit
     fi
     wineboot -i >/dev/null 2>&1
@@ -58,9 +60,11 @@ awaitOwnDesktop() {
   done
 }
 
+configurePreset() { [ -f "$root/build/$1/build.ninja" ] || (cd "$root" && cmake --preset "$1" >/dev/null); }
+
 # Configures a preset on its first use, and builds it.
 buildPreset() {
-  [ -f "$root/build/$1/build.ninja" ] || (cd "$root" && cmake --preset "$1" >/dev/null)
+  configurePreset "$1"
   (cd "$root" && cmake --build --preset "$1" -- --quiet "${@:2}" | sed '/^ninja: no work to do/d')
 }
 

@@ -1,4 +1,3 @@
-#define _CRT_RAND_S  // rand_s
 #include "settings/SettingsFile.h"
 
 #include <windows.h>

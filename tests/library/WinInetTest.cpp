@@ -88,8 +88,8 @@ TEST_F(WinInetTest, StrictRedirects) {
     std::string location;
     LoopbackServer server([&](const std::string& request) {
         const bool isOver = !Has(request, "POST /") && !Has(request, "GET /again");
-        const std::string head = "HTTP/1.0 302 Found\r\nSet-Cookie: a=b\r\nLocation: ";
-        return isOver ? HttpReply("done") : head + location + "\r\n\r\n";
+        const std::string moved = "HTTP/1.0 302 Found\r\nSet-Cookie: a=b\r\nLocation: ";
+        return isOver ? HttpReply("done") : moved + location + "\r\n\r\n";
     });
     const std::tuple<std::string, std::size_t, const char*> cases[] = {
         {"/b?c#d", 2, "done"},

@@ -8,6 +8,8 @@
 #include <unordered_map>
 #include <utility>
 
+#include "Http.h"
+
 namespace quoteserver {
 namespace {
 
@@ -58,12 +60,6 @@ std::optional<DataFile> ReadFile(const std::filesystem::path& path) {
         throw std::runtime_error(file.name + " cannot be read");
     }
     return file;
-}
-
-std::string Lower(std::string_view text) {
-    std::string lower(text);
-    std::ranges::transform(lower, lower.begin(), Folded<char>);
-    return lower;
 }
 
 }  // namespace

@@ -34,6 +34,8 @@ std::string Decode(std::string_view text) {
     return decoded;
 }
 
+}  // namespace
+
 std::string Lower(std::string_view text) {
     std::string lower(text);
     for (char& c : lower) {
@@ -43,8 +45,6 @@ std::string Lower(std::string_view text) {
     }
     return lower;
 }
-
-}  // namespace
 
 Query::Query(std::string_view text) {
     while (!text.empty()) {

@@ -11,6 +11,9 @@
 
 namespace quoteserver {
 
+// Only letters of ASCII.
+std::string Lower(std::string_view text);
+
 // Keys and values, percent-decoded, in the order they came.
 class Query {
 public:

@@ -15,8 +15,6 @@ namespace {
 
 using namespace std::chrono;
 
-constexpr sys_days dayZero = year{1899} / December / 30;
-
 double DayNumber(year_month_day date) {
     return static_cast<double>((sys_days{date} - dayZero).count());
 }
@@ -104,7 +102,7 @@ struct Scale {
     }
 };
 
-std::string Joined(std::initializer_list<std::string_view> parts) {
+std::string Concatenated(std::initializer_list<std::string_view> parts) {
     std::string text;
     for (const std::string_view part : parts) text += part;
     return text;
@@ -112,13 +110,13 @@ std::string Joined(std::initializer_list<std::string_view> parts) {
 
 std::string Text(double x, double y, const char* anchor, const std::string& text,
                  const char* more = "") {
-    return Joined({"<text x=\"", Number(x), "\" y=\"", Number(y), "\" text-anchor=\"", anchor, "\"",
-                   more, ">", Escaped(text), "</text>\n"});
+    return Concatenated({"<text x=\"", Number(x), "\" y=\"", Number(y), "\" text-anchor=\"", anchor,
+                         "\"", more, ">", Escaped(text), "</text>\n"});
 }
 
 std::string Line(double x1, double y1, double x2, double y2, const char* kind) {
-    return Joined({"<path class=\"", kind, "\" d=\"M", Number(x1), " ", Number(y1), "L", Number(x2),
-                   " ", Number(y2), "\"/>\n"});
+    return Concatenated({"<path class=\"", kind, "\" d=\"M", Number(x1), " ", Number(y1), "L",
+                         Number(x2), " ", Number(y2), "\"/>\n"});
 }
 
 // 1500000 as 1.5M, so that volumes fit beside the axis.
@@ -173,8 +171,8 @@ std::string Prices(const std::vector<ChartPoint>& points, const Scale& days, dou
         return i == 0 || i == points.size() || points[i].day - points[i - 1].day > longest;
     };
     for (std::size_t i = 0; i < points.size(); ++i) {
-        svg += Joined({begins(i) ? "M" : "L", Number(days(points[i].day)), " ",
-                       Number(prices(points[i].close))});
+        svg += Concatenated({begins(i) ? "M" : "L", Number(days(points[i].day)), " ",
+                             Number(prices(points[i].close))});
         if (begins(i) && begins(i + 1)) svg += "h0";  // a single point is a dot
     }
     if (points.size() == 1) svg += "\" style=\"stroke-width:6";
@@ -195,12 +193,12 @@ std::string Volumes(const std::vector<ChartPoint>& points, const Scale& days, do
     const double step = RoundStep(most, 3);
     const Scale volumes{0, std::ceil(most / step) * step, bottom, upper};
     std::string svg = ValueAxis(volumes, step, ShortNumber);
-    svg += Joined(
+    svg += Concatenated(
         {"<path class=\"volume\" stroke-width=\"", Number(BarWidth(points, days)), "\" d=\""});
     for (const ChartPoint& point : points)
         if (point.volume > 0)
-            svg += Joined({"M", Number(days(point.day)), " ", Number(bottom), "V",
-                           Number(volumes(point.volume))});
+            svg += Concatenated({"M", Number(days(point.day)), " ", Number(bottom), "V",
+                                 Number(volumes(point.volume))});
     return svg + "\"/>\n";
 }
 
@@ -269,15 +267,15 @@ std::string ChartOf(const std::string& title, const std::vector<ChartPoint>& poi
     constexpr const char* head =
         "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
         "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 ";
-    std::string svg = Joined({head, Number(width, 0), " ", Number(height, 0), "\" width=\"",
-                              Number(width, 0), "\" height=\"", Number(height, 0), "\">\n<title>",
-                              Escaped(title), "</title>\n<style>", style,
-                              "</style>\n<rect width=\"100%\" height=\"100%\" fill=\"#fff\"/>\n"});
+    std::string svg = Concatenated(
+        {head, Number(width, 0), " ", Number(height, 0), "\" width=\"", Number(width, 0),
+         "\" height=\"", Number(height, 0), "\">\n<title>", Escaped(title), "</title>\n<style>",
+         style, "</style>\n<rect width=\"100%\" height=\"100%\" fill=\"#fff\"/>\n"});
     svg += Text(left, 32, "start", title, " class=\"title\"");
-    svg += Text(
-        left, 54, "start",
-        Joined({hasVolumes ? "Close and volume, " : "Close, ", FormatDate({std::floor(days.first)}),
-                " to ", FormatDate({std::floor(days.last)})}));
+    svg += Text(left, 54, "start",
+                Concatenated({hasVolumes ? "Close and volume, " : "Close, ",
+                              FormatDate({std::floor(days.first)}), " to ",
+                              FormatDate({std::floor(days.last)})}));
     svg += DayAxis(days);
     if (hasVolumes) svg += Volumes(points, days, lower + gap);
     svg += Prices(points, days, lower);

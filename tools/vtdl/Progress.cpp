@@ -8,7 +8,7 @@
 namespace vtdl::host {
 namespace {
 
-DWORD patience = 0;  // milliseconds
+DWORD graceTime = 0;  // milliseconds
 HANDLE finished = nullptr;
 
 // Signalled by Ctrl-C.
@@ -29,14 +29,14 @@ BOOL WINAPI OnControl(DWORD event) {
     if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) return FALSE;
     if (IsInterrupted()) EndNow();
     SetEvent(InterruptEvent());
-    if (WaitForSingleObject(finished, patience) != WAIT_OBJECT_0) EndNow();
+    if (WaitForSingleObject(finished, graceTime) != WAIT_OBJECT_0) EndNow();
     return TRUE;
 }
 
 }  // namespace
 
 InterruptGuard::InterruptGuard(DWORD extraPatience) {
-    patience = 2000 + extraPatience;
+    graceTime = 2000 + extraPatience;
     finished = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     SetConsoleCtrlHandler(OnControl, TRUE);
 }

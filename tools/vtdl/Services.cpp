@@ -9,38 +9,38 @@
 namespace vtdl::host {
 namespace {
 
-struct Number {
+struct Range {
     double least, most;
     const char* form;
 };
-constexpr Number seconds{1, 100000, "a number of seconds, 1 to 100000"};
+constexpr Range inSeconds{1, 100000, "a number of seconds, 1 to 100000"};
 
 struct KnownKey {
     const char* section;
     const char* key;
-    std::optional<Number> number = {};
+    std::optional<Range> number = {};
     bool isTruth = false;
 };
 
 const KnownKey knownKeys[] = {
-    {"http", "timeout", seconds},
-    {"http", "total", seconds},
-    {"http", "maxbody", Number{1, 100000, "a number of megabytes, 1 to 100000"}},
-    {"http", "strict", Number{0, 1, "0 or 1"}},
+    {"http", "timeout", inSeconds},
+    {"http", "total", inSeconds},
+    {"http", "maxbody", Range{1, 100000, "a number of megabytes, 1 to 100000"}},
+    {"http", "strict", Range{0, 1, "0 or 1"}},
     {"cboe/form", "download"},
     {"cboe/form", "lookup"},
-    {"errorhandler", "actions", Number{1, 15, "a sum of 1, 2, 4 and 8"}},
+    {"errorhandler", "actions", Range{1, 15, "a sum of 1, 2, 4 and 8"}},
     {"errorhandler", "errorlog"},
     {"errorhandler", "callstack", {}, true},
     {"errorhandler", "tracing", {}, true},
-    {"errorhandler", "tracingflags", Number{1, 3, "1, 2 or 3"}},
+    {"errorhandler", "tracingflags", Range{1, 3, "1, 2 or 3"}},
     {"errorhandler", "tracinglog"},
     {"errorhandler", "supportmail"},
 };
 
 const std::string sections[] = {"hosts", "http", "cboe/form", "errorhandler"};
 
-bool IsWholeNumber(std::string_view text, const Number& range) {
+bool IsWholeNumber(std::string_view text, const Range& range) {
     const auto number = ParseNumber(text);
     return number && *number == static_cast<double>(static_cast<long>(*number)) &&
            *number >= range.least && *number <= range.most;

@@ -11,7 +11,6 @@ namespace {
 
 using namespace std::chrono;
 
-constexpr sys_days dayZero = year{1899} / December / 30;
 // The years 100 to 9999: what an automation date can be.
 constexpr double firstDay = -657434, lastDay = 2958465;
 constexpr long secondsPerDay = 86400;

@@ -2,6 +2,7 @@
 // What a download delivers: values with their texts, which are the same in every locale, in columns
 // and blocks; and how a command ends early.
 
+#include <chrono>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -24,7 +25,11 @@ public:
     int Status() const noexcept override { return 2; }
 };
 
-/// An automation date: days since 30 December 1899, the fraction being the time of day.
+/// The day of the automation date 0.
+constexpr std::chrono::sys_days dayZero =
+    std::chrono::year{1899} / std::chrono::December / std::chrono::day{30};
+
+/// An automation date: days since that one, the fraction being the time of day.
 struct Date {
     double days;
     bool operator==(const Date&) const = default;

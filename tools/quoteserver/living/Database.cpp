@@ -14,6 +14,7 @@
 #include <mutex>
 #include <thread>
 
+#include "Http.h"
 #include "living/Numbers.h"
 
 namespace quoteserver::living {

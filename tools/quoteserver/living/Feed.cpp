@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <thread>
 
+#include "Http.h"
 #include "living/Numbers.h"
 
 namespace quoteserver::living {

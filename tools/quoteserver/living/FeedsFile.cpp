@@ -5,6 +5,7 @@
 #include <fstream>
 #include <iterator>
 
+#include "Http.h"
 #include "living/Numbers.h"
 
 namespace quoteserver::living {

@@ -53,14 +53,6 @@ std::vector<std::string> SplitCsvLine(std::string_view line, char separator) {
     return cells;
 }
 
-std::string Lower(std::string_view text) {
-    std::string lower(text);
-    std::ranges::transform(lower, lower.begin(), [](char c) {
-        return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c;
-    });
-    return lower;
-}
-
 // "No data found|delisted" are two texts.
 
 std::string PrintableText(std::string_view text) {

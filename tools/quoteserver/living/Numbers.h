@@ -20,9 +20,6 @@ std::string DecimalText(double value);
 // The values of a line, without their quotes.
 std::vector<std::string> SplitCsvLine(std::string_view line, char separator);
 
-// Only letters of ASCII.
-std::string Lower(std::string_view text);
-
 // For a log or a page: without control characters, and no longer than a line.
 std::string PrintableText(std::string_view text);
 
