@@ -125,11 +125,15 @@ Var registration ; the arguments of regsvr32 for the scope
 !macroend
 
 ; Those that run from this installation; its other files are nobody's to hold open.
-!macro EndQuoteServer
-  ${If} ${FileExists} "$INSTDIR\x86\quoteserver.exe"
-    nsExec::Exec '"$INSTDIR\x86\quoteserver.exe" --stop'
+!macro EndQuoteServerOf folder
+  ${If} ${FileExists} "$INSTDIR\${folder}\quoteserver.exe"
+    nsExec::Exec '"$INSTDIR\${folder}\quoteserver.exe" --stop'
     Pop $R2
   ${EndIf}
+!macroend
+!macro EndQuoteServer
+  !insertmacro EndQuoteServerOf x64
+  !insertmacro EndQuoteServerOf x86  ; where earlier versions had it
 !macroend
 
 ; What starts at log-on is the user's own, also in an installation for all users.
@@ -170,6 +174,9 @@ Function .onInit
   ${GetOptions} $R0 "/LIVING=" $R1
   ${IfNot} ${Errors}
     StrCpy $living $R1
+  ${EndIf}
+  ${IfNot} ${RunningX64}
+    StrCpy $living 0  ; the quote server is a 64-bit program
   ${EndIf}
   !insertmacro UseScope "$EXEPATH"
   !insertmacro UseSystemView
@@ -228,6 +235,9 @@ Function StrictPageLeave
 FunctionEnd
 
 Function LivingPage
+  ${IfNot} ${RunningX64}
+    Abort  ; the page, not the setup
+  ${EndIf}
   !insertmacro MUI_HEADER_TEXT "Prices of today" "Who answers when a workbook asks for prices."
   nsDialogs::Create 1018
   Pop $R1
@@ -375,7 +385,9 @@ Function WriteShortcuts
   CreateShortcut "$SMPROGRAMS\${TITLE}\Read me.lnk" "$INSTDIR\readme.txt"
   CreateShortcut "$SMPROGRAMS\${TITLE}\Samples.lnk" "$INSTDIR\samples"
   Delete "${STARTMENU}"  ; what earlier versions called the next
-  CreateShortcut "$SMPROGRAMS\${TITLE}\Quote server with the samples.lnk" "$INSTDIR\x86\quoteserver.exe"
+  ${If} ${RunningX64}
+    CreateShortcut "$SMPROGRAMS\${TITLE}\Quote server with the samples.lnk" "$INSTDIR\x64\quoteserver.exe"
+  ${EndIf}
   CreateShortcut "$SMPROGRAMS\${TITLE}\Uninstall.lnk" "$INSTDIR\uninstall.exe" "$R7"
 FunctionEnd
 
@@ -391,7 +403,7 @@ Function WriteLiving
   Delete "${STARTUP}"
   Delete "${STARTMENU}"
   ${If} $living = 1
-    CreateShortcut "${STARTUP}" "$INSTDIR\x86\quoteserver.exe" \
+    CreateShortcut "${STARTUP}" "$INSTDIR\x64\quoteserver.exe" \
       '--feeds "$R4\feeds.json" --log "$R4\quoteserver.log"' "" "" SW_SHOWMINIMIZED
     CreateDirectory "$SMPROGRAMS\${TITLE}"
     CopyFiles /SILENT "${STARTUP}" "${STARTMENU}"

@@ -124,14 +124,14 @@ testLiving() {
   data=$(dirname "$(settings)")
   check "the file of feeds is there" [ -f "$data/feeds.json" ]
   check "installing again starts the server" run "$packages/$setup" /S /LIVING=1
-  local server=$folder\\x86\\quoteserver.exe
+  local server=$folder\\x64\\quoteserver.exe
   check "it begins" startsByItself "$data"
   check "the file of feeds has no mistake" run "$server" --check "$(windowsPath "$data/feeds.json")" >/dev/null
   run wineboot
   check "and begins at log-on" startsByItself "$data"
   echo '// mine' >>"$data/feeds.json"
   local other jobs=()
-  other=$(windowsPath "$root/build/win32/quoteserver.exe")
+  other=$(windowsPath "$root/build/win64/quoteserver.exe")
   for server in "$server" "$other"; do
     run "$server" --port 0 --data "$folder\\samples\\data" >"$scratch/server" 2>&1 &
     jobs+=($!)
