@@ -41,6 +41,7 @@ bool IsNewVersionAvailable(CXMLSettings& settings) {
     WinInet client;
     client.HostName = host.name;
     client.Port = host.port;
+    client.Secure = host.isSecure;
     client.Resource = "/files/VTDL.version";
     client.Method = "GET";
     client.Configure(settings);

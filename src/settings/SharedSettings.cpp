@@ -2,6 +2,7 @@
 
 #include <shlobj.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "automation/Environment.h"
@@ -10,6 +11,7 @@
 #include "automation/Variant.h"
 #include "errors/MethodFrame.h"
 #include "errors/Notices.h"
+#include "text/CaseFold.h"
 
 namespace vtdl {
 
@@ -19,15 +21,13 @@ namespace {
 
 PerApartment<std::weak_ptr<CXMLSettings>> current;
 
-constexpr int webPort = 80;
-
-int PortIn(std::wstring_view text) {
+int PortIn(std::wstring_view text, int usual) {
     int port = 0;
     for (const wchar_t c : text) {
-        if (c < L'0' || c > L'9' || port > 6553) return webPort;
+        if (c < L'0' || c > L'9' || port > 6553) return usual;
         port = port * 10 + (c - L'0');
     }
-    return port >= 1 && port <= 65535 ? port : webPort;
+    return port >= 1 && port <= 65535 ? port : usual;
 }
 
 constexpr wchar_t actionsVariable[] = L"VTDL_ACTIONS";
@@ -128,12 +128,15 @@ std::wstring ServiceHost(CXMLSettings& settings, const wchar_t* service) {
 }
 
 HostAddress ParseHost(std::wstring_view host) {
-    const std::size_t colon = host.rfind(L':');
-    const std::wstring_view name = host.substr(0, colon);
-    HostAddress address{{}, static_cast<short>(webPort)};
-    for (const wchar_t c : name) address.name += c < 128 ? static_cast<char>(c) : '?';
-    if (colon != std::wstring_view::npos)
-        address.port = static_cast<short>(PortIn(host.substr(colon + 1)));
+    constexpr std::wstring_view secure = L"https://";
+    const bool isSecure = text::FoldCase(host.substr(0, secure.size())) == text::FoldCase(secure);
+    if (isSecure) host.remove_prefix(secure.size());
+    const std::size_t colon = std::min(host.rfind(L':'), host.size());
+    HostAddress address{{}, {}, isSecure};
+    for (const wchar_t c : host.substr(0, colon))
+        address.name += c < 128 ? static_cast<char>(c) : '?';
+    host.remove_prefix(std::min(colon + 1, host.size()));
+    address.port = static_cast<short>(PortIn(host, isSecure ? 443 : 80));
     return address;
 }
 

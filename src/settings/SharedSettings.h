@@ -28,13 +28,15 @@ std::wstring ReadSetting(CXMLSettings& settings, const wchar_t* section, const w
 struct HostAddress {
     std::string name;
     short port;
+    bool isSecure;
 };
 
-/// The host of a service ("yahoo.chart"), as text "host" or "host:port": its entry in the settings
-/// section "HOSTS", or the bundled quote server's address, since the classic services are gone.
+/// The host of a service ("yahoo.chart"), as text "host" or "host:port", "https://" in front where
+/// requests have to be secure: its entry in the settings section "HOSTS", or the bundled quote
+/// server's address, since the classic services are gone.
 std::wstring ServiceHost(CXMLSettings& settings, const wchar_t* service);
 
-/// Takes a host text apart; without a port, or with a senseless one, it is the web's.
+/// Takes a host text apart; without a port, or with a senseless one, it is the scheme's.
 HostAddress ParseHost(std::wstring_view host);
 
 /// A number of the settings' section "HTTP"; 0, which stands for the client's own, without one.

@@ -19,7 +19,8 @@ namespace {
 // Host, port and path of a request, without an account and without the query.
 std::string PlaceOf(const WinInet& client) {
     const std::string port = std::to_string(static_cast<unsigned short>(client.Port));
-    return client.HostName.substr(client.HostName.rfind('@') + 1) + ":" + port +
+    return (client.Secure ? "https://" : "") +
+           client.HostName.substr(client.HostName.rfind('@') + 1) + ":" + port +
            client.Resource.substr(0, client.Resource.find('?'));
 }
 
@@ -143,6 +144,7 @@ std::shared_ptr<WinInet> Download::NewClient(const HostAddress& host, std::strin
     const auto client = std::make_shared<WinInet>(static_cast<WinInetEvents*>(this));
     client->HostName = host.name;
     client->Port = host.port;
+    client->Secure = host.isSecure;
     client->Resource = std::move(resource);
     client->Configure(m_settings);
     return client;

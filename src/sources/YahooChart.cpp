@@ -80,13 +80,14 @@ std::string YahooChart::FetchTable(const std::wstring& server, const std::string
 }
 
 // A numbered server is looked up under its full name among the configured hosts; without an entry
-// it has the chart host's port.
+// it has the chart host's port, and is asked as securely.
 HostAddress YahooChart::AddressOf(const std::wstring& server) {
     const std::wstring chartHost = ServiceHost(m_settings, chartService);
     if (server == chartHost) return ParseHost(server);
     const std::wstring configured = ReadSetting(m_settings, L"HOSTS", server.c_str(), L"");
-    HostAddress address = ParseHost(configured.empty() ? server : configured);
-    if (configured.empty()) address.port = ParseHost(chartHost).port;
+    if (!configured.empty()) return ParseHost(configured);
+    HostAddress address = ParseHost(chartHost);
+    address.name = ParseHost(server).name;
     return address;
 }
 

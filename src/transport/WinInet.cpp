@@ -10,6 +10,7 @@
 #include "automation/PerApartment.h"
 #include "settings/SharedSettings.h"
 #include "text/Ascii.h"
+#include "transport/SecurityFault.h"
 
 namespace vtdl {
 namespace {
@@ -50,8 +51,10 @@ std::string Seconds(ULONGLONG milliseconds) { return std::to_string(milliseconds
 
 // Why a request had no answer. Wine 8 tells a time-out as a connection that was ended.
 std::string NoAnswer(DWORD error, ULONGLONG milliseconds, ULONGLONG limit) {
-    std::string reason;
-    if (error == ERROR_INTERNET_NAME_NOT_RESOLVED)
+    std::string reason = SecurityFault(error);
+    if (!reason.empty())
+        reason.insert(0, "the host's ");
+    else if (error == ERROR_INTERNET_NAME_NOT_RESOLVED)
         reason = "the host's name is not known";
     else if (error == ERROR_INTERNET_CANNOT_CONNECT)
         reason = "the host takes no connection";
@@ -161,13 +164,14 @@ bool WinInet::OpenRequest() {
 }
 
 bool WinInet::OpenRequestHandle() {
-    const DWORD strictFlags = INTERNET_FLAG_NO_COOKIES | INTERNET_FLAG_NO_AUTO_REDIRECT;
+    const DWORD flags = INTERNET_FLAG_RELOAD | (Strict ? INTERNET_FLAG_NO_COOKIES : 0) |
+                        (HasOwnRedirects() ? INTERNET_FLAG_NO_AUTO_REDIRECT : 0) |
+                        (Secure ? INTERNET_FLAG_SECURE : 0);
     const ULONGLONG now = GetTickCount64();
     const DWORD left = static_cast<DWORD>(
         std::min<ULONGLONG>(m_deadline > now ? m_deadline - now : 1, INFINITE - 1));
     m_request.Open(HttpOpenRequestA(m_connection.get(), orNull(Method), Resource.c_str(),
-                                    "HTTP/1.0", orNull(Referer), nullptr,
-                                    INTERNET_FLAG_RELOAD | (Strict ? strictFlags : 0), 0),
+                                    "HTTP/1.0", orNull(Referer), nullptr, flags, 0),
                    left);
     if (!m_request.get()) return false;
     SetTimeouts(m_request.get());  // Wine 8 does not hand the session's limits down to its requests
@@ -182,7 +186,7 @@ void WinInet::CanonicalizeResource() {
 }
 
 bool WinInet::Send() {
-    if (!SendRequest() || (Strict && !FollowRedirects())) return Fail(sendFailed);
+    if (!SendRequest() || (HasOwnRedirects() && !FollowRedirects())) return Fail(sendFailed);
     return Pass(sent);
 }
 
@@ -218,7 +222,7 @@ bool WinInet::FollowRedirects() {
 // Leads to another path of the same server, or nowhere. What took a form may name a page to get.
 bool WinInet::TakeRedirect(DWORD status, const std::string& location) {
     const auto port = static_cast<INTERNET_PORT>(Port);
-    const std::string host = "http://" + HostName;
+    const std::string scheme = Secure ? "https://" : "http://", host = scheme + HostName;
     const std::string server = host + ":" + std::to_string(port);
     char url[4096];
     DWORD length = sizeof url;
@@ -226,10 +230,11 @@ bool WinInet::TakeRedirect(DWORD status, const std::string& location) {
                              ICU_BROWSER_MODE))
         return false;
     const std::string_view target(url, length);
-    const std::string_view address = target.substr(0, target.find('/', sizeof "http://" - 1));
+    const std::string_view address = target.substr(0, target.find('/', scheme.size()));
     const bool isSame =
         text::EqualsIgnoringCase(address, server) ||
-        (port == INTERNET_DEFAULT_HTTP_PORT && text::EqualsIgnoringCase(address, host));
+        (port == (Secure ? INTERNET_DEFAULT_HTTPS_PORT : INTERNET_DEFAULT_HTTP_PORT) &&
+         text::EqualsIgnoringCase(address, host));
     if (!isSame || HasControlCharacter(target)) return false;
     Resource = target.substr(address.size(), target.find('#') - address.size());
     if (Resource.empty()) Resource = "/";

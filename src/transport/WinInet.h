@@ -61,6 +61,9 @@ public:
     /// No cookies, and only few redirects, all to the same server; and the body has to be whole:
     /// one that is shorter than its header promises, or whose end cannot be told, has failed.
     bool Strict = false;
+    /// Over TLS, to a server whose certificate holds; redirects as strictly, so that nothing leads
+    /// to the open line.
+    bool Secure = false;
     std::string AgentName;
     std::string HostName;
     short Port = 0;
@@ -132,6 +135,7 @@ private:
     bool Send();
     bool SendRequest();
     bool IsWhole();
+    bool HasOwnRedirects() const noexcept { return Strict || Secure; }
     bool FollowRedirects();
     bool TakeRedirect(DWORD status, const std::string& location);
     DWORD StatusCode() const;

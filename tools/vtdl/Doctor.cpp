@@ -236,7 +236,7 @@ void CheckHosts(Findings& findings, _CXMLSettings* settings) {
         }
         const Who who = WhoAnswers(answers[i].head);
         findings.Good(text + " takes connections: " + who.text);
-        if (who.isLiving) findings.Note("how its sources do: http://" + ToUtf8(hosts[i]) + "/");
+        if (who.isLiving) findings.Note("how its sources do: " + PageOf(ToUtf8(hosts[i])));
     }
     findings.Note(
         "what a service delivers is not tried here; a download shows it: "

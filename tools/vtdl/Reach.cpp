@@ -1,5 +1,6 @@
 #include "Reach.h"
 
+#include <wininet.h>
 #include <winsock2.h>
 #include <ws2tcpip.h>
 
@@ -11,6 +12,9 @@
 #include <thread>
 
 #include "Host.h"
+#include "Services.h"
+#include "automation/UniqueHandle.h"
+#include "transport/SecurityFault.h"
 
 namespace vtdl::host {
 namespace {
@@ -18,6 +22,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds patience{3};
+constexpr const char* nameNotKnown = "its name is not known";
+constexpr const char* takesNone = "it takes no connections";
 constexpr const char* noAnswer = "it does not answer within 3 s";
 
 /// One that never waits by itself.
@@ -77,16 +83,50 @@ std::string HeadFrom(const Socket& socket, const std::string& host, Clock::time_
     return head;
 }
 
+// The system's client speaks TLS, and takes the certificates that it takes for the library.
+HostAnswer AskSecurely(std::string host) {
+    using Handle = automation::UniqueHandle<HINTERNET, InternetCloseHandle>;
+    const std::size_t colon = std::min(host.rfind(':'), host.size());
+    const std::string port = host.substr(std::min(colon + 1, host.size()));
+    host.resize(colon);
+    const Handle session(InternetOpenW(nullptr, INTERNET_OPEN_TYPE_PRECONFIG, nullptr, nullptr, 0));
+    const Handle connection(InternetConnectA(
+        session.get(), host.c_str(),
+        static_cast<INTERNET_PORT>(port.empty() ? INTERNET_DEFAULT_HTTPS_PORT : std::stoi(port)),
+        nullptr, nullptr, INTERNET_SERVICE_HTTP, 0, 0));
+    const Handle request(HttpOpenRequestW(
+        connection.get(), L"HEAD", L"/status", L"HTTP/1.0", nullptr, nullptr,
+        INTERNET_FLAG_SECURE | INTERNET_FLAG_RELOAD | INTERNET_FLAG_NO_AUTO_REDIRECT |
+            INTERNET_FLAG_NO_COOKIES | INTERNET_FLAG_NO_UI,
+        0));
+    if (!HttpSendRequestW(request.get(), nullptr, 0, nullptr, 0)) {
+        const DWORD error = GetLastError();
+        const std::string fault = SecurityFault(error);
+        return {!fault.empty()                              ? "its " + fault
+                : error == ERROR_INTERNET_NAME_NOT_RESOLVED ? nameNotKnown
+                                                            : takesNone,
+                ""};
+    }
+    std::string head(16384, '\0');
+    auto size = static_cast<DWORD>(head.size());
+    const BOOL isThere =
+        HttpQueryInfoA(request.get(), HTTP_QUERY_RAW_HEADERS_CRLF, head.data(), &size, nullptr);
+    head.resize(isThere ? size : 0);
+    return {"", head};
+}
+
 // Tells what is known as soon as it is.
 void Ask(const std::wstring& host, Clock::time_point end,
          const std::function<void(HostAnswer)>& tell) {
+    const std::string text = ToUtf8(host);
+    if (HostIn(text).isSecure) return tell(AskSecurely(std::string(HostIn(text).name)));
     const std::size_t colon = host.rfind(L':');
     const std::wstring port = colon == std::wstring::npos ? L"80" : host.substr(colon + 1);
     ADDRINFOW hints{};
     hints.ai_socktype = SOCK_STREAM;
     ADDRINFOW* found = nullptr;
     if (GetAddrInfoW(host.substr(0, colon).c_str(), port.c_str(), &hints, &found) != 0)
-        return tell({"its name is not known", ""});
+        return tell({nameNotKnown, ""});
     const std::unique_ptr<ADDRINFOW, decltype(&FreeAddrInfoW)> addresses(found, FreeAddrInfoW);
     bool isRefused = false;
     for (const ADDRINFOW* one = found; one; one = one->ai_next) {
@@ -100,7 +140,7 @@ void Ask(const std::wstring& host, Clock::time_point end,
         }
         isRefused |= state == Socket::State::Failed;
     }
-    tell({isRefused ? "it takes no connections" : noAnswer, ""});
+    tell({isRefused ? takesNone : noAnswer, ""});
 }
 
 // Shared with threads that may still look a name up when nobody waits any more.

@@ -11,7 +11,7 @@ struct HostAnswer {
     std::string head;   // of its reply to a question that no source is asked for; empty for none
 };
 
-/// Asks all of them at once, each "host" or "host:port", and waits three seconds at most.
+/// Asks all of them at once, as the settings name them, and waits three seconds at most.
 std::vector<HostAnswer> AskHosts(const std::vector<std::wstring>& hosts);
 
 }  // namespace vtdl::host

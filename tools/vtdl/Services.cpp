@@ -61,7 +61,9 @@ std::string HostFault(const Setting& setting) {
         return "is no service" + Suggestion(setting.key, known);
     }
     if (setting.value.empty()) return "names no host, so that the default holds";
-    return IsHost(setting.value) ? "" : "= " + setting.value + " is no host or host:port";
+    return IsHost(setting.value)
+               ? ""
+               : "= " + setting.value + " is no host or host:port, or https:// and one of them";
 }
 
 std::string KeyFault(const Setting& setting) {
@@ -124,7 +126,19 @@ bool HasFormat(std::string_view source) {
     return SameName(source, "DDE") || !ServiceOf(source).empty();
 }
 
+Host HostIn(std::string_view text) {
+    constexpr std::string_view secure = "https://";
+    const bool isSecure = SameName(text.substr(0, secure.size()), secure);
+    return {isSecure, text.substr(isSecure ? secure.size() : 0)};
+}
+
+std::string PageOf(std::string_view host) {
+    const Host parts = HostIn(host);
+    return std::string(parts.isSecure ? "https://" : "http://").append(parts.name).append("/");
+}
+
 bool IsHost(std::string_view text) {
+    text = HostIn(text).name;
     // Behind the brackets of an address that has colons itself.
     const std::size_t colon =
         text.find(':', text.starts_with('[') ? std::min(text.find(']'), text.size()) : 0);

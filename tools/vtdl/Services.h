@@ -19,8 +19,18 @@ std::string_view ServiceOf(std::string_view source);
 /// False for a source whose service's format is not known: its downloads bring nothing.
 bool HasFormat(std::string_view source);
 
-/// "name" or "name:port", as the section hosts takes it.
+/// "name" or "name:port", or that behind "https://", as the section hosts takes it.
 bool IsHost(std::string_view text);
+
+/// A host as it stands in the settings, taken apart.
+struct Host {
+    bool isSecure = false;
+    std::string_view name;  // "name" or "name:port"
+};
+Host HostIn(std::string_view text);
+
+/// The address of a host's own page.
+std::string PageOf(std::string_view host);
 
 /// Who sent a reply, by its head.
 struct Who {

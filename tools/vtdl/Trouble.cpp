@@ -88,6 +88,7 @@ std::string LoggedReason(_CXMLSettings* settings) {
 }
 
 bool IsThisMachine(std::string_view host) {
+    host = HostIn(host).name;
     return host.starts_with("127.") || host.starts_with("localhost") || host.starts_with("[::1]");
 }
 
@@ -116,7 +117,7 @@ std::string HostTrouble(const Session& session, _CXMLSettings* settings) {
         return "cannot reach " + ToUtf8(host) + " (" + service + "): " + answer.fault +
                "; vtdl doctor looks into it";
     return ReplyTrouble(session, ToUtf8(host), service, LoggedReason(settings)) +
-           (WhoAnswers(answer.head).isLiving ? "; http://" + ToUtf8(host) + "/ says why" : "");
+           (WhoAnswers(answer.head).isLiving ? "; " + PageOf(ToUtf8(host)) + " says why" : "");
 }
 
 bool IsAssigned(const std::vector<std::string>& assignments, std::string_view name) {

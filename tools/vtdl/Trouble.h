@@ -32,7 +32,7 @@ void WarnOfSettings();
 std::wstring ReadSetting(_CXMLSettings* settings, std::wstring_view section, std::wstring_view key,
                          std::wstring_view fallback);
 
-/// "host" or "host:port" of one of the services.
+/// Where one of the services is, as the settings say it.
 std::wstring HostOf(_CXMLSettings* settings, std::string_view service);
 
 /// A section in which the store finds nothing comes with an empty key.

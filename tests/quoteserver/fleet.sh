@@ -1,0 +1,155 @@
+#!/usr/bin/env bash
+# The door of packaging/fleet before a quote server, and vtdl behind it: fleet.sh BUILD_FOLDER, which has
+# vtdl.exe and VTDL33.dll.
+set -euo pipefail
+. "$(dirname "${BASH_SOURCE[0]}")/../../script/common.sh"
+build=$(cd "$1" && pwd)
+scratch=$(mktemp -d)
+failures=0 checks=0 nginxPid=
+
+cleanUp() {
+  local status=$?
+  trap - EXIT
+  stopQuoteServer
+  [ -z "$nginxPid" ] || kill "$nginxPid" || true
+  wait
+  [ -n "${KEEP:-}" ] || rm -rf "$scratch"
+  exit $status
+}
+trap cleanUp EXIT
+
+# check WHAT CONDITION...: the condition is a command.
+check() {
+  checks=$((checks + 1))
+  "${@:2}" && return
+  failures=$((failures + 1))
+  printf 'FAILED: %s\n' "$1" >&2
+  tail -n 5 out err "$scratch/error.log" >&2
+}
+
+# get TICKER [ARGUMENT]...: a day of prices.
+get() {
+  status=0
+  wine "$build/vtdl.exe" get YAHOOHIST "TICKER=$1" STARTDATE=2008-10-14 ENDDATE=2008-10-14 --format csv "${@:2}" \
+    >out 2>err </dev/null || status=$?
+}
+brings() { [ "$status" = 0 ] && grep -q "^2008-10-14,$1" out; }
+fails() { [ "$status" = 1 ] && grep -qF "(0x800C0008): $1" err && [ ! -s out ]; }
+
+# Certificates of a root that the machine trusts, and of one that it does not, one of which is over.
+makeCertificates() {
+  local name root
+  printf '%s\n' '[ca]' 'default_ca=own' '[own]' 'database=index' 'new_certs_dir=.' 'default_md=sha256' 'policy=any' \
+    'rand_serial=yes' 'copy_extensions=copy' 'unique_subject=no' '[any]' 'commonName=supplied' >ca.conf
+  for name in trusted other; do
+    : >index
+    openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -keyout $name.key -out $name.pem \
+      -subj "/CN=$name" -days 30 2>/dev/null
+  done
+  for name in good over unknown; do
+    root=trusted
+    [ $name != unknown ] || root=other
+    openssl req -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -keyout $name.key -out $name.csr -subj /CN=localhost \
+      -addext subjectAltName=DNS:localhost 2>/dev/null
+    openssl ca -batch -notext -config ca.conf -cert $root.pem -keyfile $root.key -in $name.csr -out $name.crt \
+      -startdate 20200101000000Z -enddate "$([ $name = over ] && echo 2021 || echo 2049)0101000000Z" 2>/dev/null
+  done
+  # As the system's store of roots has it: number of the property, 1, its length, its bytes.
+  openssl x509 -in trusted.pem -outform DER -out trusted.der
+  {
+    printf 'REGEDIT4\n\n[HKEY_CURRENT_USER\\Software\\Microsoft\\SystemCertificates\\Root\\Certificates\\%s]\n"Blob"=hex:' \
+      "$(sha1sum trusted.der | head -c 40 | tr a-f A-F)"
+    { printf '\x20\0\0\0\1\0\0\0'; printf "\\x$(printf %x $(($(stat -c %s trusted.der) % 256)))"
+      printf "\\x$(printf %x $(($(stat -c %s trusted.der) / 256)))\0\0"; cat trusted.der; } |
+      od -An -v -tx1 | tr -d '\n' | sed 's/^ //; s/ /,/g'
+    printf '\n'
+  } >root.reg
+  wine regedit /S root.reg
+}
+
+# startNginx: with the quote server's port, on free ports, one after the other: the door, one whose
+# certificate is over, one whose issuer nobody knows, one that leads away from TLS, one without it.
+startNginx() {
+  local log=$scratch/error.log
+  for _ in $(seq 20); do
+    door=$((20000 + RANDOM % 20000))
+    sed -e "s|^user .*|user $(id -un) $(id -gn); daemon off; error_log $log;|; s|^pid .*|pid $scratch/nginx.pid;|; s|/var/log/nginx|$scratch|" \
+      -e "s|/var/cache/nginx/quotes|$scratch/cache|; s|127.0.0.1:8733|127.0.0.1:$serverPort|" \
+      -e "s|listen 443 ssl;|listen 127.0.0.1:$door ssl; listen 127.0.0.1:$((door + 4));|; s|quotes.example.org;|localhost;|" \
+      -e "s|/etc/ssl/quotes.example.org.crt|$scratch/good.crt|; s|/etc/ssl/private/quotes.example.org.key|$scratch/good.key|" \
+      -e "s|^http {|& include $scratch/others.conf;|" "$root/packaging/fleet/nginx.conf" >nginx.conf
+    {
+      for part in client_body proxy fastcgi uwsgi scgi; do echo "${part}_temp_path $scratch/temp;"; done
+      echo "server { listen 127.0.0.1:$((door + 1)) ssl; ssl_certificate $scratch/over.crt; ssl_certificate_key $scratch/over.key;
+        location / { proxy_pass http://quoteserver; } }
+      server { listen 127.0.0.1:$((door + 2)) ssl; ssl_certificate $scratch/unknown.crt; ssl_certificate_key $scratch/unknown.key;
+        location / { proxy_pass http://quoteserver; } }
+      server { listen 127.0.0.1:$((door + 3)) ssl; ssl_certificate $scratch/good.crt; ssl_certificate_key $scratch/good.key;
+        return 302 http://127.0.0.1:$serverPort\$request_uri; }"
+    } >others.conf
+    nginx -c "$scratch/nginx.conf" -e "$log" 2>>"$log" &
+    nginxPid=$!
+    for _ in $(seq 50); do
+      [ ! -f nginx.pid ] || return 0
+      kill -0 $nginxPid 2>/dev/null || break
+      sleep 0.05
+    done
+  done
+  cat "$log" >&2
+  return 1
+}
+
+requests() { grep -c "^GET ${1:-}" "/proc/$serverPid/fd/2" || true; }
+
+cd "$scratch"
+ensurePrefix
+registerLibrary "$build"
+makeCertificates
+startQuoteServer "$root/samples/data" --verbose
+startNginx
+secure=https://localhost:$door
+
+# All services are there: useHost HOST
+useHost() {
+  makeDataFolder "$scratch/settings" "$serverPort"
+  sed -i "s|127.0.0.1:$serverPort|$1|" settings/VTDL33.Settings.xml
+}
+# account: what PCQUOTE asks with a user and a password.
+account() {
+  status=0
+  wine "$build/vtdl.exe" get PCQUOTE TICKER=GOOG --source-parameter USER=demo PASSWORD=demo --format csv >out 2>err || status=$?
+}
+
+# Nothing but a certificate that holds brings a request to the quote server, over whatever line.
+testSecure() {
+  local port host why before
+  useHost "https://localhost:$door"
+  get AAPL
+  check "over TLS" brings 116.26
+  account
+  check "over TLS, with an account" grep -q GOOG,759.66 out
+  wine "$build/vtdl.exe" doctor >out 2>err || true
+  check "doctor over TLS" grep -q "^ok    https://localhost:$door (.*) takes connections: quote server" out
+  before=$(requests)
+  while read -r port host why; do
+    useHost "HTTPS://$host:$port"
+    account
+    check "$why" fails "cannot reach HTTPS://$host:$port (pcquote): $why"
+    check "$why: the log" grep -q "https://$host:$port/cgi-bin/vestora.exe: Download failure (0x800C0008): the host's ${why#its }" "Error Log.txt"
+  done <<END
+$door 127.0.0.1 its certificate is for another name
+$((door + 1)) localhost its certificate has expired
+$((door + 2)) localhost its certificate 
+$serverPort 127.0.0.1 its port speaks no TLS
+END
+  useHost "https://localhost:$((door + 3))"
+  wine "$build/sample_prices.exe" AAPL 2008-10-13 2008-10-14 >out 2>err && status=0 || status=$?
+  check "a redirect to the open line, and replies that are not strict" grep -q 0x800C0008 err
+  check "nothing was asked" [ "$(requests)" = "$before" ]
+  rm -f "Error Log.txt"
+}
+
+testSecure
+
+say "$checks checks, $failures failed"
+[ $failures = 0 ]
