@@ -74,13 +74,13 @@ windowsPath() { printf 'Z:%s' "${1//\//\\}"; }
 # The tests have one that runs under the sanitizers.
 quoteServer=${VTDL_QUOTESERVER:-$root/build/native/quoteserver}
 
-# Starts the quote server, or windowsServer under Wine, on a free port: startQuoteServer FOLDER
+# Starts the quote server, or windowsServer under Wine, on a free port or wantedPort: startQuoteServer FOLDER
 # [OPTION]... Sets serverPid and serverPort; the caller ends it with stopQuoteServer.
 startQuoteServer() {
   local log program=("$quoteServer")
   [ -z "${windowsServer:-}" ] || program=(wine "$windowsServer")
   log=$(mktemp)
-  "${program[@]}" --port 0 --data "$@" >"$log" 2>&1 &
+  "${program[@]}" --port "${wantedPort:-0}" --data "$@" >"$log" 2>&1 &
   serverPid=$!
   local line=
   for _ in $(seq 100); do

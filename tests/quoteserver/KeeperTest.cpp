@@ -4,6 +4,7 @@
 
 #include <atomic>
 
+#include "Services.h"
 #include "Support.h"
 
 namespace quoteserver::living {
@@ -171,8 +172,9 @@ TEST_F(KeeperTest, OldCopiesAreRenewedWhileTheSourceAnswers) {
     for (const char* ticker : {"A", "B", "C"}) {
         EXPECT_EQ(Ask(ticker), "a");
     }
+    EXPECT_EQ(Ask("D", 1, false), "b");
     std::this_thread::sleep_for(milliseconds(1100));
-    for (const auto& [status, requests] : {std::pair{500U, 2}, {401U, 2}, {200U, 3}}) {
+    for (const auto& [status, requests] : {std::pair{500U, 2}, {401U, 2}, {200U, 4}}) {
         m_requests = 0;
         m_scripts["a"].answer.status = m_scripts["b"].answer.status = status;
         bool isDone = false;
@@ -207,6 +209,63 @@ TEST_F(KeeperTest, OthersGetNothingOfWhatMayNotBeShared) {
     EXPECT_EQ(m_requests, 2);
     m_file.lineUp[0] = {0};
     EXPECT_EQ(Ask("Y", 1, false), "failed");
+}
+
+// Over the system's own client; what the first one has, the second one has to the byte.
+TEST_F(KeeperTest, OneQuoteServerFeedsAnother) {
+    const std::string prices =
+        "Date,Open,High,Low,Close,Volume,Adj Close\n2024-01-03,10.5,12,10,11.75,900,11.75\n"
+        "2024-01-02,20,22,19,21,000,10.1234567\n";
+    const std::map<std::string, std::string> files{
+        {".csv", prices},
+        {".dividends.csv", "Date,Dividends\n2024-01-03,0.5\n2024-01-01,0.25\n"},
+        {".splits.csv", "Date,Splits\n2024-01-03,2\n"},
+        {".futures.csv",
+         "Date,Open,High,Low,Close,Volume,OpenInt\n2024-01-03,1,3,1,2,5,7\n2024-01-02,1,3,1,2,"
+         "000\n"}};
+    for (const auto& [suffix, text] : files) {
+        Write("X" + suffix, text);
+    }
+    Write("quotes.csv", "s,n,l1,d1,t1,p\nX,\"X, Inc.\",10.50,1/3/2024,4:00pm,10\n");
+    const DataFolder folder(m_folder);
+    Routes routes;
+    for (const char* name : tableNames) {
+        routes.Add("GET", std::string(tablesPath) + name, [&](const Request& request) {
+            return Unchanged(AnswerTables(folder, request.target), request.known);
+        });
+    }
+    std::optional<RunningServer> server(std::in_place, routes, ServerOptions{"test"});
+    Mistakes mistakes;
+    const FeedsFile file = ParseFeedsFile(
+        R"({"store": "other", "lineUp": {"history": ["it"]}, "feeds": {"it": {"recipe": "quoteserver",
+            "pace": "99 per s", "url": "http://127.0.0.1:)" +
+            std::to_string(server->Port()) + R"(/v1/{table}.csv?ticker={symbol}"}}})",
+        m_folder / "feeds.json", mistakes);
+    EXPECT_EQ(mistakes, Mistakes{});
+    const auto client = SystemWebClient("test");
+    Feed feed(file.feeds.at(0), file, *client);
+    const auto fetch = [&](Kind kind, const char* ticker = "X") {
+        return feed.Fetch({kind, ticker}, {sys_days{2024y / January / 5}});
+    };
+    std::map<std::string, std::string> fed = fetch(Kind::History).files;
+    fed.merge(fetch(Kind::Futures).files);
+    EXPECT_EQ(fed, files);
+    EXPECT_EQ(fetch(Kind::Quotes).files[".quote.csv"],
+              "c1,d1,l1,n,p,p2,s,t1\n+0.50,1/3/2024,10.5,X Inc.,10,+5.00%,X,4:00pm\n");
+    EXPECT_EQ(fetch(Kind::History, "Y").state, State::Unknown);
+
+    // Nor does anything go over the line again that has not changed.
+    const auto ask = [&](const std::string& known) {
+        const Reply reply =
+            routes.Answer({"GET", ParseTarget("/v1/history.csv?ticker=x"), "", "", "", known});
+        return std::pair(reply.status, reply.headers.at(0).second);
+    };
+    const std::string tag = ask("").second;
+    EXPECT_EQ(ask("\"a\", W/" + tag), std::pair(304U, tag));
+    Write("X.splits.csv", "Date,Splits\n2024-01-03,3\n");
+    EXPECT_EQ(ask(tag).first, 200U);
+    server.reset();
+    EXPECT_EQ(fetch(Kind::History).state, State::Down);
 }
 
 TEST(WebClientTest, OnlyAWholeReplyIsOne) {

@@ -81,6 +81,8 @@ TEST(LivingTest, OnlyWhatWasAskedForIsRows) {
     const std::string csv =
         R"({"url": "http://x", "format": "csv", "separator": ";", "date": 1, "dates": "mm/dd/yyyy",
             "columns": {"Close": "Fermeture"}})";
+    const std::string warehouse =
+        R"({"url": "http://x", "format": "csv", "unknown": {"noRows": true}, "date": "d", "columns": {"Close": "c"}})";
     const struct {
         const std::string& recipe;
         const char* body;
@@ -111,6 +113,8 @@ TEST(LivingTest, OnlyWhatWasAskedForIsRows) {
         {csv, "Jour;Cloture\r\n01/02/2024;12.5\r\n", State::Nonsense, "no column Fermeture"},
         {csv, "Jour;Fermeture\r\n01/02/2024;1\r\n<!-- source: x -->\n", State::Rows, ""},
         {csv, "Jour;Fermeture\r\n", State::NoRows, ""},
+        {warehouse, "\"d\",\"c\"\n\"2024-01-02\",12.5\n", State::Rows, ""},
+        {warehouse, "\"d\",\"c\"\n", State::Unknown, "no rows"},
         {csv, "01/02/2024;1\r\n01/03/2024;2\r\n", State::Nonsense, "the first line is a row"},
     };
     for (const auto& c : cases) {

@@ -24,7 +24,7 @@ check() {
   "${@:2}" && return
   failures=$((failures + 1))
   printf 'FAILED: %s\n' "$1" >&2
-  tail -n 5 out err "$scratch/error.log" >&2
+  tail -n 5 head out err "$scratch/error.log" >&2 || true
 }
 
 # get TICKER [ARGUMENT]...: a day of prices.
@@ -34,7 +34,7 @@ get() {
     >out 2>err </dev/null || status=$?
 }
 brings() { [ "$status" = 0 ] && grep -q "^2008-10-14,$1" out; }
-fails() { [ "$status" = 1 ] && grep -qF "(0x800C0008): $1" err && [ ! -s out ]; }
+fails() { [ "$status" = 1 ] && grep -qF "(0x800C0008): ${1:-}" err && [ ! -s out ]; }
 
 # Certificates of a root that the machine trusts, and of one that it does not, one of which is over.
 makeCertificates() {
@@ -149,7 +149,84 @@ END
   rm -f "Error Log.txt"
 }
 
-testSecure
+# fetch PATH [ARGUMENT]...: through the door without TLS; the head in head, the body in out.
+fetch() {
+  status=0
+  curl -s -D head -o out -w '%{time_total}' "http://127.0.0.1:$((door + 4))$1" "${@:2}" >time 2>err || status=$?
+}
+said() { grep -qi "^$1" head; }
+isReset() { [ "$status" = 56 ] && awk '{ exit !($1 >= 0.3) }' time; }
+
+# Many ask for little: each thing is asked for once.
+testMany() {
+  local before
+  for ticker in AAPL GOOG INTC MSFT TSLA; do
+    echo "url=http://127.0.0.1:$((door + 4))/finance/historical?q=$ticker"
+    echo 'output=/dev/null'
+  done >tickers
+  for _ in $(seq 400); do cat tickers; done >asked
+  before=$(requests)
+  curl -s -Z --parallel-max 100 --parallel-immediate -w '%{http_code}\n' -K asked >codes 2>err
+  check "2,000 good answers" [ "$(grep -c 200 codes)" = 2000 ]
+  check "of five requests" [ $(($(requests) - before)) = 5 ]
+}
+
+testDoor() {
+  local before url='/cgi-bin/vestora.exe?FIELDS=LAST&TICKER=GOOG'
+  before=$(requests)
+  for user in demo:demo demo:demo nobody:x; do fetch "$url" -u "$user"; done
+  check "an account's answers are for it alone" [ $(($(requests) - before)) = 3 ]
+  check "and who has none gets none" said 'HTTP/1.1 401'
+  fetch /d/quotes.csv?s=GOOG\&f=s --interface 127.0.0.2
+  check "who is not on the list" isReset
+}
+
+# X comes from a source, and is new for a second.
+testOutage() {
+  local prices='/table.csv?s=X&g=d' office
+  printf 'Date,Open,High,Low,Close,Volume\n2008-10-14,1,2,1,2,5\n' >X.csv
+  cp X.csv Y.csv
+  feeds() {
+    printf '{"store": "%s", "fresh": {"history": "1 s"}, "lineUp": {"history": ["it"%s]}, "feeds": {"it": %s' "$1" "${3:-}" "$2"
+    printf ', "spare": {"command": ["cat", "{symbol}.csv"], "format": "csv", "date": "Date", "columns": {"Close": "Close"}}}}'
+  }
+  feeds store '{"recipe": "daily-csv", "command": ["cat", "{symbol}.csv"], "share": true, "pace": "99 per s"}' >feeds.json
+  stopQuoteServer
+  wantedPort=$serverPort startQuoteServer "$root/samples/data" --feeds feeds.json --verbose
+  useHost "https://localhost:$door"
+  get X
+  check "rows of a source" brings 1,2,1,2
+  fetch "$prices"
+  check "how long they are good" said 'Cache-Control: max-age=1, stale-while-revalidate=30, stale-if-error=604'
+  fetch '/v1/history.csv?ticker=X'
+  office=$serverPid
+  feeds branch "{\"recipe\": \"quoteserver\", \"url\": \"http://127.0.0.1:$((door + 4))/v1/{table}.csv?ticker={symbol}\"}" ', "spare"' >branch.json
+  startQuoteServer "$root/samples/data" --feeds branch.json
+  curl -s "http://127.0.0.1:$serverPort$prices" >out
+  check "a quote server that asks the door" grep -q '<!-- source: it' out
+  kill -KILL "$office"
+  wait "$office" 2>err || true
+  sleep 1
+  curl -s "http://127.0.0.1:$serverPort/table.csv?s=Y" >out
+  check "and another source when that one is away" grep -q '<!-- source: spare' out
+  stopQuoteServer
+  serverPort=$(sed -n 's/.*server 127.0.0.1:\([0-9]*\);/\1/p' nginx.conf)
+  fetch "$prices"
+  check "a copy, while there is nobody" said 'X-Cache: STALE'
+  get X
+  check "a workbook's copy" brings 1,2,1,2
+  fetch '/v1/history.csv?ticker=Y'
+  check "a table's copy: none" said 'Retry-After: '
+  fetch '/table.csv?s=Y'
+  check "no copy: no page, but a reset" isReset
+  get Y
+  check "no copy: a failure" fails
+  wantedPort=$serverPort startQuoteServer "$root/samples/data" --feeds feeds.json
+  get Y
+  check "there again" brings 1,2,1,2
+}
+
+for test in testSecure testMany testDoor testOutage; do $test; done
 
 say "$checks checks, $failures failed"
 [ $failures = 0 ]

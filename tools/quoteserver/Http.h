@@ -51,6 +51,7 @@ struct Request {
     std::string body = {};
     std::string authorization = {};  // the header as it came
     std::string forwardedFor = {};   // whom a proxy asks for
+    std::string known = {};          // If-None-Match: the tags of copies that the asker has
 };
 
 struct Reply {

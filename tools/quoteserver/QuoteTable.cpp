@@ -85,12 +85,12 @@ std::string_view Quote::value(std::string_view letters) const {
     return found == m_values.end() ? unknown : found->second;
 }
 
-Quote QuoteTable::Of(std::string_view ticker) const {
+Quote QuoteTable::Of(std::string_view ticker, bool fromPrices) const {
     const auto row = std::ranges::find_if(
         m_rows, [&](const Cells& cells) { return SameTicker(cells[m_tickerColumn], ticker); });
     if (row == m_rows.end()) {
         const Quote living = OfLivingSource(ticker);
-        return living.IsKnown() ? living : OfDailyPrices(ticker);
+        return living.IsKnown() || !fromPrices ? living : OfDailyPrices(ticker);
     }
     std::vector<std::pair<std::string, std::string>> values;
     for (std::size_t i = 0; i < m_header.size(); ++i) {

@@ -28,6 +28,8 @@ public:
     // "N/A" for what is not known.
     std::string_view value(std::string_view letters) const;
 
+    const std::vector<std::pair<std::string, std::string>>& Values() const { return m_values; }
+
 private:
     std::vector<std::pair<std::string, std::string>> m_values;
 };
@@ -39,9 +41,10 @@ public:
     // line.
     explicit QuoteTable(DataFolder folder, const Complaints& complain = Throw);
 
-    // A quote of daily prices has those of the last day, the change to the day before, and a name
-    // that says so, with the date. Throws std::runtime_error when their file is damaged.
-    Quote Of(std::string_view ticker) const;
+    // A quote of daily prices, unless those are not to stand for one, has those of the last day,
+    // the change to the day before, and a name that says so, with the date. Throws
+    // std::runtime_error when their file is damaged.
+    Quote Of(std::string_view ticker, bool fromPrices = true) const;
 
 private:
     using Cells = std::vector<std::string>;

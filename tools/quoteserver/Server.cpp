@@ -228,8 +228,10 @@ bool Server::IsTurnOfFault() {
 net::awaitable<std::optional<Reply>> Server::Answer(const HttpRequest& request) const {
     const Request asked{std::string(request.method_string()),
                         ParseTarget({request.target().data(), request.target().size()}),
-                        request.body(), std::string(request[http::field::authorization]),
-                        std::string(request["X-Forwarded-For"])};
+                        request.body(),
+                        std::string(request[http::field::authorization]),
+                        std::string(request["X-Forwarded-For"]),
+                        std::string(request[http::field::if_none_match])};
     std::optional<Reply> reply;
     if (!IsForThisMachine(request)) {
         reply = ErrorPage(421, "Only a loopback address is served.");
@@ -241,10 +243,14 @@ net::awaitable<std::optional<Reply>> Server::Answer(const HttpRequest& request) 
         if (!prepared.isFailed) {
             reply = m_routes.Answer(asked);
             reply->body += reply->status == 200 ? prepared.end : "";
+            if (!prepared.caching.empty() && (reply->status == 200 || reply->status == 304)) {
+                prepared.headers.emplace_back("Cache-Control", prepared.caching);
+            }
             reply->headers.insert(reply->headers.end(), prepared.headers.begin(),
                                   prepared.headers.end());
-        } else if (m_options.saysFailure) {
+        } else if (prepared.saysFailure) {
             reply = ErrorPage(503, "The sources cannot be reached.");
+            reply->headers = {{"Retry-After", "30"}};
         }
     }
     if (m_options.verbose) {
@@ -279,7 +285,9 @@ Server::HttpReply Server::Message(Reply reply, unsigned version, bool keepAlive)
         answer.set(name, value);
     }
     answer.body() = std::move(reply.body);
-    answer.prepare_payload();
+    if (reply.status != 304) {  // which says nothing of a body
+        answer.prepare_payload();
+    }
     answer.keep_alive(keepAlive);
     return answer;
 }

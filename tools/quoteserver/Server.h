@@ -22,9 +22,11 @@ namespace quoteserver {
 
 // What has to happen before a request can be answered, and what comes of it.
 struct Preparation {
-    bool isFailed = false;  // there is nothing that could be sent
+    bool isFailed = false;     // there is nothing that could be sent
+    bool saysFailure = false;  // which is told, not a reset
     std::vector<std::pair<std::string, std::string>> headers = {};  // of the reply
-    std::string end = {};  // behind the body of a reply of status 200
+    std::string end = {};      // behind the body of a reply of status 200
+    std::string caching = {};  // Cache-Control of such a reply
 };
 
 struct ServerOptions {
@@ -36,7 +38,6 @@ struct ServerOptions {
     std::chrono::milliseconds patience =
         std::chrono::seconds(15);  // with a client that says nothing
     std::function<boost::asio::awaitable<Preparation>(const Request&)> prepare = {};
-    bool saysFailure = false;  // a failed request is told, not reset
     // Bytes for the wire in place of an answer; nothing where there are none.
     std::function<std::optional<BrokenReply>(const std::string& path)> script = {};
 };

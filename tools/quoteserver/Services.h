@@ -47,6 +47,18 @@ Reply AnswerFutures(const DataFolder& folder, const Query& query);
 // not. An unknown ticker has a line too: itself as it was asked for, and N/A.
 Reply AnswerQuotes(const DataFolder& folder, const Query& query);
 
+// /v1/history.csv, dividends.csv, splits.csv, futures.csv and quote.csv: the tables themselves, for
+// other quote servers and for programs. Key: ticker. Each has a tag (ETag) of its bytes. A line of
+// a history is a day, with its dividend and its split; one without prices has nothing else. 404
+// where there is no such table.
+inline constexpr std::string_view tablesPath = "/v1/";
+inline constexpr const char* tableNames[] = {"history.csv", "dividends.csv", "splits.csv",
+                                             "futures.csv", "quote.csv"};
+Reply AnswerTables(const DataFolder& folder, const Target& target);
+
+// Without its body, as status 304, where the asker has it: the reply's tag is among those known.
+Reply Unchanged(Reply reply, std::string_view known);
+
 // The first day that a history is asked for, if the request names one that is a date.
 std::optional<Date> FirstDayAsked(const Target& target);
 

@@ -88,6 +88,16 @@ Routes MakeRoutes(const Settings& settings, const DataFolder& folder) {
         return cache->Find(request.target.text, stamp,
                            [&] { return AnswerTable(folder, tables, query); });
     });
+    for (const char* name : tableNames) {
+        routes.Add("GET", std::string(tablesPath) + name, [=](const Request& request) {
+            const bool isOfDays = request.target.path.ends_with("history.csv");
+            const std::string stamp =
+                isOfDays ? folder.StampOf(request.target.query.value("ticker")) : "";
+            return Unchanged(cache->Find(request.target.text, stamp,
+                                         [&] { return AnswerTables(folder, request.target); }),
+                             request.known);
+        });
+    }
     for (const auto& [path, answer] : {std::pair{"/d/quotes.csv", &AnswerQuotes},
                                        {"/finance/historical", &AnswerHistory},
                                        {"/cgi-bin/pifin/q.php", &AnswerFutures}}) {
@@ -157,16 +167,39 @@ std::string LineUps(const living::FeedsFile& feeds) {
     return text;
 }
 
+// What a proxy may do with a reply. The end of a trading day is to show soon, and so are changes of
+// the user's own files; one request is to renew what many ask for.
+std::string Caching(std::string_view path, const living::Readiness& ready) {
+    using namespace std::chrono;
+    if (path == "/" || path == "/status" || path == "/cgi-bin/vestora.exe") {
+        return "no-store";
+    }
+    const bool isOwn = ready.source.empty(), isQuote = path.find("quote") != path.npos;
+    const seconds fresh = isOwn ? 1min : std::clamp<seconds>(ready.fresh, 1s, 10min);
+    const seconds usable = !isOwn    ? std::max<seconds>(ready.usable, 0s)
+                           : isQuote ? 15min
+                                     : seconds(7 * 24h);
+    return "max-age=" + std::to_string(fresh.count()) +
+           ", stale-while-revalidate=30, stale-if-error=" + std::to_string(usable.count());
+}
+
+net::awaitable<Preparation> PrepareFromFiles(const Request& request) {
+    Preparation preparation;
+    preparation.caching = Caching(request.target.path, {});
+    co_return preparation;
+}
+
 // The living sources of a run, if there are any.
 struct Living {
     living::FeedsFile feeds;
-    bool hasComment;
+    bool hasComment, saysFailure;
     std::optional<DataFolder> own;
     living::Keeper keeper;
 
     Living(const Settings& settings, net::io_context& context)
         : feeds(Feeds(settings, settings.feeds)),
           hasComment(settings.comment),
+          saysFailure(settings.failure == "503"),
           keeper(context, feeds, MakeClient(settings, feeds)) {
         if (!feeds.data.empty()) {
             own.emplace(feeds.data);
@@ -178,7 +211,11 @@ struct Living {
         const std::vector<living::Ask> asks = living::AsksOf(request, own ? &*own : nullptr);
         const living::Readiness ready =
             co_await keeper.Ready(asks, isLocal, FirstDayAsked(request.target));
-        Preparation preparation{ready.isFailed};
+        // Whoever asks for tables may know better than an old copy, and would take it for new.
+        const bool isTable = request.target.path.starts_with(tablesPath);
+        Preparation preparation{ready.isFailed || (isTable && ready.isStale),
+                                isTable || saysFailure};
+        preparation.caching = Caching(request.target.path, ready);
         if (!ready.source.empty()) {
             // The one form whose clients drop a line like this; they drop one.
             if (request.target.path == "/table.csv" && !hasComment) {
@@ -216,10 +253,10 @@ void Run(Settings settings) {
     Routes routes = MakeRoutes(settings, folder);
     ServerOptions options{"quoteserver/" VTDL_VERSION, settings.verbose, FaultOf(settings.fault),
                           settings.faultAfter, settings.faultCount};
+    options.prepare = PrepareFromFiles;
     if (living) {
         net::co_spawn(context, living->keeper.Renew(), net::detached);
         options.prepare = [&](const Request& request) { return living->Prepare(request); };
-        options.saysFailure = settings.failure == "503";
         routes.Add("GET", "/status", [&](const Request&) {
             return Reply{200,
                          "application/json",

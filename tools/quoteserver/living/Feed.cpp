@@ -82,10 +82,12 @@ void Pace::CoolDown(Clock::time_point now, Clock::time_point until) {
     m_coolUntil = until > now ? std::min(until, now + longestPause) : now + m_pause;
 }
 
-std::string FillIn(const std::string& url, const std::string& symbol, Clock::time_point now) {
+std::string FillIn(const std::string& url, const std::string& symbol, Kind kind,
+                   Clock::time_point now) {
     std::string text = url, today;
     AppendDate(today, floor<days>(now), DateForm::Iso);
     Replace(text, "{symbol}", Encoded(symbol));
+    Replace(text, "{table}", kind == Kind::Quotes ? "quote" : NameOf(kind));
     Replace(text, "{firstEpoch}", "-2208988800");  // of 1900
     Replace(text, "{nowEpoch}", std::to_string(Clock::to_time_t(now)));
     Replace(text, "{first}", "1900-01-01");
@@ -179,7 +181,7 @@ Outcome Feed::Request(const Ask& ask, const Today& today, const std::string& sym
         }
         if (m_spec.command.empty()) {
             return Judge(m_client.Fetch({m_spec.name + "." + NameOf(ask.kind) + "." + symbol,
-                                         FillIn(m_spec.recipe.url, symbol, Clock::now()),
+                                         FillIn(m_spec.recipe.url, symbol, ask.kind, Clock::now()),
                                          m_spec.headers, m_spec.timeout}),
                          ask, today);
         }

@@ -83,10 +83,11 @@ private:
     boost::asio::thread_pool m_worker{1};
 };
 
-// The address with its marks filled in: {symbol}, percent-encoded, {firstEpoch}, {nowEpoch},
-// {first} and {today}. A history is always asked for whole, up to now: without the splits of later
-// days no price is the one that was traded.
-std::string FillIn(const std::string& url, const std::string& symbol, Clock::time_point now);
+// The address with its marks filled in: {symbol}, percent-encoded, {table}, which is what the copy
+// is called in a store, {firstEpoch}, {nowEpoch}, {first} and {today}. A history is always asked
+// for whole, up to now: without the splits of later days no price is the one that was traded.
+std::string FillIn(const std::string& url, const std::string& symbol, Kind kind,
+                   Clock::time_point now);
 
 // What the time of a Retry-After header is; nothing for one that cannot be read.
 std::optional<Clock::time_point> RetryTime(std::string_view header, Clock::time_point now);

@@ -67,13 +67,23 @@ std::vector<Ask> AsksOf(const Request& request, const DataFolder* own) {
             asks.push_back({kind, InCapitals(ticker)});
         }
     };
-    if (path == "/table.csv") {
+    const std::string_view table = path.starts_with(tablesPath)
+                                       ? std::string_view(path).substr(tablesPath.size())
+                                       : std::string_view();
+    if (table == "history.csv" || table == "dividends.csv" || table == "splits.csv") {
+        add(Kind::History, query.value("ticker"),
+            table == "dividends.csv" ? ".dividends.csv" : ".csv");
+    } else if (table == "futures.csv") {
+        add(Kind::Futures, query.value("ticker"), ".futures.csv");
+    } else if (path == "/table.csv") {
         add(Kind::History, query.value("s"), query.value("g") == "v" ? ".dividends.csv" : ".csv");
     } else if (path == "/finance/historical") {
         const std::string_view ticker = query.value("q");
         add(Kind::History, ticker.substr(ticker.find(':') + 1), ".csv");
-    } else if (path == "/d/quotes.csv" || path == "/cgi-bin/vestora.exe") {
-        std::string tickers(query.value(path == "/d/quotes.csv" ? "s" : "TICKER"));
+    } else if (path == "/d/quotes.csv" || path == "/cgi-bin/vestora.exe" || table == "quote.csv") {
+        std::string tickers(query.value(table == "quote.csv"      ? "ticker"
+                                        : path == "/d/quotes.csv" ? "s"
+                                                                  : "TICKER"));
         std::ranges::replace(tickers, ' ', ',');
         std::optional<QuoteTable> quotes;
         if (own) {
@@ -114,8 +124,8 @@ net::awaitable<Readiness> Keeper::Ready(std::vector<Ask> asks, bool isLocal,
             ask.kind = Kind::History;
         }
         flights.push_back(Launch(ask, isLocal));
-        if (IsOfDays(ask.kind) && isLocal) {
-            m_asked[ask] = Clock::now();
+        if (IsOfDays(ask.kind)) {
+            m_asked[{ask, isLocal}] = Clock::now();
         }
     }
     Readiness all;
@@ -128,6 +138,8 @@ net::awaitable<Readiness> Keeper::Ready(std::vector<Ask> asks, bool isLocal,
         all.isStale |= one.isStale;
         all.source = one.source;
         all.fetched = one.fetched;
+        all.fresh = std::min(all.fresh, one.fresh);
+        all.usable = std::min(all.usable, one.usable);
     }
     co_return all;
 }
@@ -148,8 +160,15 @@ net::awaitable<Readiness> Keeper::Ready(Ask ask, bool isLocal, Clock::time_point
     if (copy && MayGive(copy->feed, isLocal)) {
         const Clock::time_point now = Clock::now();
         const bool isFresh = IsFresh(ask, *copy, now);
-        const bool isUsable = isFresh || now - copy->fetched < m_file.AgesOf(ask.kind).stale;
-        co_return Readiness{!isUsable, !isFresh, copy->feed, copy->fetched};
+        const Ages& ages = m_file.AgesOf(ask.kind);
+        const seconds age = floor<seconds>(now - copy->fetched);
+        const bool isUsable = isFresh || age < ages.stale;
+        co_return Readiness{!isUsable,
+                            !isFresh,
+                            copy->feed,
+                            copy->fetched,
+                            isFresh ? ages.fresh - age : seconds(0),
+                            ages.stale - age};
     }
     // That nobody knows a ticker, or has anything of it, is an answer too; not so that there is a
     // copy which this asker must not have.
@@ -200,13 +219,13 @@ net::awaitable<void> Keeper::RenewOnce() {
         // Behind the last one, for the first may be what a source always fails at.
         auto asked = m_renewed ? m_asked.upper_bound(*m_renewed) : m_asked.begin();
         asked = asked == m_asked.end() ? m_asked.begin() : asked;
-        const Ask ask = asked->first;
-        m_renewed = ask;
-        const auto flight = m_store.Find(ask) ? Launch(ask, true) : nullptr;
+        m_renewed = asked->first;
+        const auto [ask, isLocal] = asked->first;
+        const auto flight = m_store.Find(ask) ? Launch(ask, isLocal) : nullptr;
         if (!flight) {
             continue;  // it is new enough
         }
-        co_await Ready(ask, true, Clock::now() + m_file.patience, flight);
+        co_await Ready(ask, isLocal, Clock::now() + m_file.patience, flight);
         const State state = flight->outcome ? flight->outcome->state : State::Down;
         if (state == State::Limited || state == State::Refused || state == State::Down) {
             co_return;

@@ -24,6 +24,8 @@ struct Readiness {
     bool isStale = false;
     std::string source = {};  // the feed that the copy is from
     Clock::time_point fetched{};
+    // How long the copy is new yet, and better than nothing.
+    std::chrono::seconds fresh = std::chrono::seconds::max(), usable = std::chrono::seconds::max();
 };
 
 // Says so at the end of a table. No client may take it for the line in which the classic service
@@ -83,8 +85,9 @@ private:
     std::vector<std::unique_ptr<Feed>> m_feeds;
     FlightOf m_flights;  // on their way; and those that brought nothing, for a while
     std::map<std::string, Clock::time_point> m_coolDowns;  // as they are stored
-    std::map<Ask, Clock::time_point> m_asked;              // of histories, when last
-    std::optional<Ask> m_renewed;                          // the last one
+    using Asked = std::pair<Ask, bool>;                    // and whether from this machine
+    std::map<Asked, Clock::time_point> m_asked;            // of histories, when last
+    std::optional<Asked> m_renewed;                        // the last one
     std::list<std::string> m_log;                          // the last failures, the newest first
 };
 

@@ -135,6 +135,7 @@ Recipe ReadRecipe(Section& section) {
         Section part = section.Below("unknown", *unknownIs);
         recipe.unknownTexts = Alternatives(part.Text("text"));
         recipe.unknownStatuses = part.Statuses("status", {});
+        recipe.isNoRowsUnknown = part.Truth("noRows", false);
     }
     recipe.limitedTexts = Alternatives(section.Text("limitedText"));
     recipe.limitedStatuses = section.Statuses("limited", recipe.limitedStatuses);

@@ -43,6 +43,7 @@ struct Recipe {
     std::string type;   // what the reply has to say that it is; empty: anything but a page
     std::string error;  // a text there is the service's own word for a failure
     std::vector<std::string> unknownTexts, limitedTexts;  // parts of replies that are no data
+    bool isNoRowsUnknown = false;  // who has nothing of a symbol does not know it
     std::vector<unsigned> unknownStatuses, limitedStatuses{429, 503, 999};
     Place date;
     Dates dates = Dates::Iso;

@@ -30,7 +30,7 @@ private:
 
     Reading ReadJson();
     Reading ReadCsv();
-    Json QuoteValue(const std::string& letters, const std::string& text) const;
+    Json QuoteValue(const std::string& column, const std::string& text) const;
     // Of days; the function brings the values of a row, as many as the header has, until there is
     // none left.
     template <typename NextRow>
@@ -318,6 +318,19 @@ Reading Reader::ReadCsv() {
     std::string_view rest = WithoutByteOrderMark(m_body);
     const Cells header = SplitCsvLine(TakeLine(rest), m_recipe.separator);
     Cells cells;
+    if (m_ask.kind == Kind::Quotes) {
+        Table quote{header, {}};
+        while (!rest.empty()) {
+            const std::string_view line = TakeLine(rest);
+            cells = line.empty() ? Cells() : SplitCsvLine(line, m_recipe.separator);
+            if (!cells.empty() && cells.size() != header.size()) {
+                throw Nonsense(std::to_string(cells.size()) + " values where the header has " +
+                               std::to_string(header.size()));
+            }
+            quote.cells.insert(quote.cells.end(), cells.begin(), cells.end());
+        }
+        return ReadTable(quote);
+    }
     return ReadRows(header, [&]() -> const std::string* {
         while (!rest.empty()) {
             const std::string_view line = TakeLine(rest);
@@ -339,7 +352,10 @@ Reading Reader::ReadCsv() {
 }
 
 // What looks like a number is one, but in names.
-Json Reader::QuoteValue(const std::string& letters, const std::string& text) const {
+Json Reader::QuoteValue(const std::string& column, const std::string& text) const {
+    const auto found = std::ranges::find(m_recipe.quote, Pointer(column),
+                                         [](const auto& value) { return Pointer(value.second); });
+    const std::string& letters = found == m_recipe.quote.end() ? column : found->first;
     if (letters == "time") {
         const Json json(text);
         return m_values.Time(&json).time_since_epoch().count();
@@ -392,7 +408,11 @@ Reading Reader::ReadTable(const Table& table) {
 
 Reading ReadReply(const Recipe& recipe, const Ask& ask, const std::string& body) {
     try {
-        return Reader(recipe, ask, body).Read();
+        Reading reading = Reader(recipe, ask, body).Read();
+        if (reading.state == State::NoRows && recipe.isNoRowsUnknown) {
+            reading = {State::Unknown, "there are no rows of it"};
+        }
+        return reading;
     } catch (const Nonsense& nonsense) {
         return {State::Nonsense, nonsense.what()};
     } catch (const Json::exception&) {
