@@ -172,7 +172,7 @@ testDocumentedCommands() {
   rm -f aapl.csv aapl.svg
   # And the files of feeds that they show.
   count=0
-  awk '/^```jsonc/ { file = "feeds" ++n ".json"; next } /^```/ { file = "" } file { print > file }' "$root"/docs/feeds.md
+  awk '/^```jsonc/ { file = "feeds" ++n ".json"; next } /^```/ { file = "" } file { print > file }' "$root"/docs/{feeds,fleet}.md
   for file in feeds*.json "$root/samples/living/feeds.json"; do
     count=$((count + 1)) status=0
     TIINGO_TOKEN=key PRICES_PW=key "$quoteServer" --check "$file" >out 2>err || status=$?
