@@ -140,8 +140,10 @@ void Download::Abort() noexcept {
     if (m_ADL) m_ADL->Cancel();
 }
 
-std::shared_ptr<WinInet> Download::NewClient(const HostAddress& host, std::string resource) {
-    const auto client = std::make_shared<WinInet>(static_cast<WinInetEvents*>(this));
+std::shared_ptr<WinInet> Download::NewClient(const HostAddress& host, std::string resource,
+                                             bool isTold) {
+    const auto client =
+        std::make_shared<WinInet>(static_cast<WinInetEvents*>(isTold ? this : nullptr));
     client->HostName = host.name;
     client->Port = host.port;
     client->Secure = host.isSecure;

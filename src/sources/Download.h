@@ -107,8 +107,9 @@ public:
 
     CurrentSession& Session() noexcept { return m_session; }
 
-    /// A client for one request to a service.
-    std::shared_ptr<WinInet> NewClient(const HostAddress& host, std::string resource);
+    /// A client for one request to a service. One that is not told of reports nothing on its way.
+    std::shared_ptr<WinInet> NewClient(const HostAddress& host, std::string resource,
+                                       bool isTold = true);
     std::shared_ptr<WinInet> NewClient(const wchar_t* service, std::string resource);
 
     /// Runs a request; the body is then in the client. False when it failed or the download was

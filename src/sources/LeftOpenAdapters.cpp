@@ -39,58 +39,22 @@ constexpr SourceIdentity LeftOpen(std::wstring_view name, std::wstring_view desc
             .dataServer = dataServer};
 }
 
-constexpr SourceIdentity yahooSnapShot =
-    LeftOpen(L"YAHOOSNAPSHOT", L"Yahoo! Finance (snapshot)", L"YAHOO", vtdlPriceDataTypeStocks);
 constexpr SourceIdentity yahooECNRealTime =
     LeftOpen(L"YAHOOECN", L"Yahoo! Finance (ecn - real time)", L"YAHOO",
              vtdlPriceDataTypeStocks | vtdlPriceDataTypeRealtime);
-constexpr SourceIdentity yahooOptions =
-    LeftOpen(L"YAHOOOPTIONS", L"Yahoo! Finance (Options)", L"YAHOO",
-             vtdlPriceDataTypeOptions | vtdlPriceDataTypeOptionsByUnderlying);
 constexpr SourceIdentity iVolatility =
     LeftOpen(L"IVOLATILITY", L"IVolatility", L"IVOLATILITY",
              vtdlPriceDataTypeOptions | vtdlPriceDataTypeVolatility);
-constexpr SourceIdentity inoExchanges =
-    LeftOpen(L"INOEXCHANGES", L"INO Exchanges", L"INO", vtdlPriceDataTypeFutures);
-constexpr SourceIdentity inoFuturesList =
-    LeftOpen(L"INOFUTURESLIST", L"INO Futures list", L"INO", vtdlPriceDataTypeFutures);
-constexpr SourceIdentity inoSnapShot =
-    LeftOpen(L"INOSNAPSHOT", L"INO Snapshot price", L"INO", vtdlPriceDataTypeFutures);
-constexpr SourceIdentity inoOptions =
-    LeftOpen(L"INOOPTIONS", L"INO Options", L"INO",
-             vtdlPriceDataTypeOptions | vtdlPriceDataTypeOptionsByUnderlying);
 
-using CDataSourceYahooSnapShot =
-    LeftOpenAdapter<"CDataSourceYahooSnapShot", ::CDataSourceYahooSnapShot,
-                    _CDataSourceYahooSnapShot, yahooSnapShot>;
 using CDataSourceYahooECNRealTime =
     LeftOpenAdapter<"CDataSourceYahooECNRealTime", ::CDataSourceYahooECNRealTime,
                     _CDataSourceYahooECNRealTime, yahooECNRealTime>;
-using CDataSourceYahooOptions =
-    LeftOpenAdapter<"CDataSourceYahooOptions", ::CDataSourceYahooOptions, _CDataSourceYahooOptions,
-                    yahooOptions>;
 using CDataSourceIVolatility = LeftOpenAdapter<"CDataSourceIVolatility", ::CDataSourceIVolatility,
                                                _CDataSourceIVolatility, iVolatility>;
-using CDataSourceINOExchanges =
-    LeftOpenAdapter<"CDataSourceINOExchanges", ::CDataSourceINOExchanges, _CDataSourceINOExchanges,
-                    inoExchanges>;
-using CDataSourceINOFuturesList =
-    LeftOpenAdapter<"CDataSourceINOFuturesList", ::CDataSourceINOFuturesList,
-                    _CDataSourceINOFuturesList, inoFuturesList>;
-using CDataSourceINOSnapShot = LeftOpenAdapter<"CDataSourceINOSnapShot", ::CDataSourceINOSnapShot,
-                                               _CDataSourceINOSnapShot, inoSnapShot>;
-using CDataSourceINOOptions = LeftOpenAdapter<"CDataSourceINOOptions", ::CDataSourceINOOptions,
-                                              _CDataSourceINOOptions, inoOptions>;
 
 }  // namespace
 
-VTDL_CREATABLE(CDataSourceYahooSnapShot)
 VTDL_CREATABLE(CDataSourceYahooECNRealTime)
-VTDL_CREATABLE(CDataSourceYahooOptions)
 VTDL_CREATABLE(CDataSourceIVolatility)
-VTDL_CREATABLE(CDataSourceINOExchanges)
-VTDL_CREATABLE(CDataSourceINOFuturesList)
-VTDL_CREATABLE(CDataSourceINOSnapShot)
-VTDL_CREATABLE(CDataSourceINOOptions)
 
 }  // namespace vtdl

@@ -8,6 +8,7 @@
 #include "replies/CboeTable.h"
 #include "replies/DelimitedRows.h"
 #include "replies/HistoryTables.h"
+#include "replies/OwnTables.h"
 #include "replies/Quote.h"
 #include "replies/YahooProbe.h"
 #include "text/Decimal.h"
@@ -166,6 +167,23 @@ void CheckQuote(std::string_view reply) {
     }
 }
 
+// A reply is whole or has a fault; no part of a whole one passes for it.
+void CheckOwn(std::string_view reply) {
+    const OwnReply tables(reply, inoOptionsForm);
+    if (!tables.Fault().empty()) return;
+    Noting noting;
+    for (std::size_t i = 0; i < inoOptionsForm.blocks.size(); ++i) {
+        const Columns columns = tables.Read(i, noting);
+        for (const std::string_view text : columns.Texts(0))
+            Require(IsInside(text, reply), "a text is a piece of the reply");
+    }
+    for (const OddField& field : noting.fields)
+        Require(IsInside(field.text, reply), "an odd field is a piece of the reply");
+    for (std::size_t length = 0; length < reply.size(); length += 1 + reply.size() / 64)
+        Require(!OwnReply(reply.substr(0, length), inoOptionsForm).Fault().empty(),
+                "a part has a fault");
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -179,6 +197,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     IsGoogleTable(reply);
     IsPifinTable(reply);
     CheckChain(reply);
+    CheckOwn(reply);
     CheckQuote(reply);
     return 0;
 }

@@ -21,8 +21,8 @@ insert into p values
   ('O''X', '2024-01-02', '', 1, 1, '1', 1, 5, 1);
 create table events(t text, day text, amount numeric, shares double);
 insert into events values ('X', '2024-01-03', 0.25, 0.5);
-create table o(t text, option text, bid double, moment timestamp, share double);
-insert into o values ('X', 'X261218C00100000', 1.5, '2026-11-20 21:00:00', 101.5);
+create table o(t text, option text, bid double, iv double, moment timestamp, share double);
+insert into o values ('X', 'X261218C00100000', 1.5, 0.25, '2026-11-20 21:00:00', 101.5);
 )";
 
 const char* const prices =
@@ -56,11 +56,16 @@ protected:
 
 TEST_F(DatabaseTest, TablesBecomeFiles) {
     const Statements all{
-        prices, "select day as date, amount as dividends from events where t = ?",
+        prices,
+        "select day as date, amount as dividends from events where t = ?",
         "select day as date, shares as splits from events where t = ? and day > ?",
         "select 'Of 3M, \"new\"' as n, c as l1, '10.50' as p, moment as time from p where t = ? "
         "and v > 0",
-        "select option, bid, moment as time, share as underlying_last from o where t = ?"};
+        "select option, bid, iv as implied_volatility, moment as time, share as underlying_last "
+        "from o"
+        " where t = ?",
+        "select 'NYM' as exchange, 'Of \"3\", NY' as name",
+        "select 'CL' as ticker, 'NYM' as exchange, '2026-12-01 00:00' as month"};
     const struct {
         Statements statements;
         Kind kind;
@@ -76,6 +81,13 @@ TEST_F(DatabaseTest, TablesBecomeFiles) {
          "d1,l1,n,p,p2,s,t1\n+0.00,1/2/2024,10.5,Of 3M new,"
          "10.5,+0.00%,X,4:00pm\n"},
         {all, Kind::Options, "X", ".options.csv", "(X2618L100),0.0,0.0,1.50,"},
+        {all, Kind::Options, "X", ".chain.csv",
+         "\nX,101.5,,2026-11-20,,,\n#CALLS\nTICKER,EXPIRATION,STRIKE,LAST,NET,BID,ASK,VOLUME,"
+         "OPENINT,"
+         "IMPLIED VOLATILITY\nX261218C00100000,2026-12-18,100,,,1.5,,,,0.25\n#PUTS\n"},
+        {all, Kind::Lists, "EXCHANGES", ".list.csv", "EXCHANGE,NAME\n\"NYM\",\"Of '3', NY\"\n"},
+        {all, Kind::Lists, "CONTRACTS", ".list.csv",
+         "TICKER,EXCHANGE,MONTH\n\"CL\",\"NYM\",\"2026-12-01\"\n"},
         {all, Kind::Futures, "X", ".futures.csv", "\n2024-01-02,10,11.25,9.5,10.5,12000000000\n"},
         // A ticker is a value, whatever it looks like.
         {all, Kind::History, "O'X", ".csv", "Close\n2024-01-02,1,1,1,1,5,1\n"},

@@ -65,8 +65,10 @@ TEST(LivingTest, RecordedRepliesBecomeFiles) {
         "Date,Open,High,Low,Close,Volume,OpenInt\n2020-04-21,10.01,10.01,10.01,10.01,2288230\n"
         "2020-04-20,-37.63,-37.63,-37.63,-37.63,247947,108593\n");
 
-    const std::string table =
-        Replayed("cboe-options", "cboe", Kind::Options, "AAPL").files.at(".options.csv");
+    const Outcome options = Replayed("cboe-options", "cboe", Kind::Options, "AAPL");
+    EXPECT_TRUE(HasLine(options.files.at(".chain.csv"),
+                        "AAPL260807C00110000,2026-08-07,110,203.67,1.145,200.7,202.25,1,7,"));
+    const std::string& table = options.files.at(".options.csv");
     EXPECT_TRUE(table.starts_with("AAPL (AAPL),")) << table.substr(0, 200);
     EXPECT_NE(table.find("\r\nAug 07 2026 @ 14:58 ET,Bid,"), std::string::npos);
     EXPECT_NE(table.find("\r\n26 Aug 110.00 (AAPL2607H110),203.67,+1.145,200.70,202.25,1,7,"

@@ -47,6 +47,7 @@ Reply Quotes(const Query& query) { return AnswerQuotes(Samples(), query); }
 Reply History(const Query& query) { return AnswerHistory(Samples(), query); }
 Reply Futures(const Query& query) { return AnswerFutures(Samples(), query); }
 Reply Options(const Query& query) { return AnswerOptions(Samples(), query); }
+Reply Own(const Query& query) { return AnswerOwn(query.value("of"), Samples(), query); }
 
 TEST(Query, IsReadAsClientsWriteIt) {
     const Target target =
@@ -114,6 +115,28 @@ TEST(Services, AnswerToTheLetter) {
          "\"GOOG\",759.66,\"Alphabet Inc.\"\n\"a1b2\"\"\",N/A,N/A\n\"EURUSD=X\",1.1235,N/A\n"},
         {Quotes, "f=&s=GOOG", "400"},
         {Quotes, "f=l1&s=+,", "400"},
+        // What is not known is nothing; names keep their commas.
+        {Own, "of=YAHOOSNAPSHOT&ticker=tsla",
+         "#vtdl-own 1 YAHOOSNAPSHOT\n#TICKER\nTICKER,LAST TRADE,TRADE DATE,TRADE TIME,CHANGE,"
+         "CHANGE%,OPEN,HIGH,LOW,VOLUME,BID,ASK,P/E,1YR TARGET PRICE,52WK RANGE,MARKET CAP,"
+         "DAY'S RANGE,EPS,PREV CLOSE,NAME,STOCK EXCHANGE\nTSLA,226.16,2016-08-08,16:00,-3.87,-1.68,"
+         "228.00,229.60,226.09,2259465,226.15,226.77,,240.08,141.05 - 271.57,31.66B,"
+         "226.09 - 229.60,-8.45,230.03,\"Tesla Motors, Inc.\",NMS\n#end 4\n"},
+        {Own, "of=INOSNAPSHOT&ticker=CL",
+         "#vtdl-own 1 INOSNAPSHOT\n#TICKER\nTICKER,NAME,LAST,NET,DATE,OPEN,HIGH,LOW,VOLUME,OPENINT,"
+         "PREV CLOSE\nCL,\"Crude oil, first "
+         "month\",55.14,-0.19,2017-11-16,55.3,55.62,54.93,1051426,"
+         ",55.33\n#end 4\n"},
+        {Own, "of=INOFUTURESLIST&ticker=cmx",
+         "#vtdl-own 1 INOFUTURESLIST\n#FUTURES\nTICKER,NAME,EXCHANGE,MONTH,EXPIRATION\n"
+         "GCZ17,Gold December 2017,CMX,2017-12-01,2017-12-27\n#end 4\n"},
+        {Own, "of=INOEXCHANGES",
+         "#vtdl-own 1 INOEXCHANGES\n#EXCHANGES\n" + Sample("exchanges.list.csv") + "#end 7\n"},
+        {Own, "of=YAHOOOPTIONS&ticker=aapl",
+         "#vtdl-own 1 YAHOOOPTIONS\n" + Sample("AAPL.chain.csv") + "#end 232\n"},
+        {Own, "of=INOOPTIONS&ticker=AAPL", "404"},
+        {Own, "of=INOFUTURESLIST&ticker=ICE", "404"},
+        {Own, "of=YAHOOSNAPSHOT&ticker=nope", "404"},
         // The end of the real form, after a field whose name ends almost so.
         {Options,
          "__VIEWSTATE=%2FwEPDwU&ctl00%24ucHeader%24QuoteBox%24txtHeaderQuote=GOOG"

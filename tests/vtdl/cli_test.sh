@@ -67,7 +67,7 @@ testUnregistered() {
 testUsage() {
   vtdl sources
   check "sources, and those without a format" \
-    [ "$(tail -n +3 out | wc -l) $(grep -c 'no download: format not known$' out)" = '16 8' ]
+    [ "$(tail -n +3 out | wc -l) $(grep -c 'no download: format not known$' out)" = '16 2' ]
   checkTable <<'END'
 --version|0|vtdl 
 parameters yahoohist|0|DAILY, WEEKLY, MONTHLY
@@ -122,6 +122,10 @@ get GOOGLEHIST TICKER=NASDAQ:GOOG STARTDATE=2011-12-19 ENDDATE=2011-12-30 --form
 get Pifin TICKER=CL STARTDATE=2017-11-01 ENDDATE=2017-11-30 --format csv|0|2017-11-01,54.65,55.22,53.89,54.3,1339018,2520545
 get YAHOOREALTIME TICKER=INTC --format CSV|0|INTC,35.44,2016-09-09,
 get PCQUOTE TICKER=GOOG --format csv|0|GOOG,759.66,-15.66,
+get YAHOOSNAPSHOT TICKER=TSLA --format csv|0|"Tesla Motors, Inc.",NMS
+get INOFUTURESLIST TICKER=NYM --format csv|0|CLZ17,Crude oil December 2017,NYM,2017-12-01,2017-11-20
+get INOEXCHANGES --format csv|0|CME,Chicago Mercantile Exchange,US
+get YAHOOOPTIONS TICKER=AAPL --format csv|0|CALLS,AAPL161111C00070000,
 get CBOE TICKER=AAPL --format csv|0|CALLS,AAPL1604K70,,0,,39.7,39.85,,0,2016-11-18,70,41.65,0
 END
 }
@@ -190,7 +194,8 @@ testFailures() {
 get YAHOOHIST TICKER=NOSUCH STARTDATE=2008-01-01 ENDDATE=2008-02-01|1|YAHOOHIST: the service sent no rows for TICKER=NOSUCH from 2008-01-01 to 2008-02-01
 get YAHOODIVIDENDS TICKER=ZÜRICH|1|YAHOODIVIDENDS: Download failure (0x800C0008): 127.0.0.1:$serverPort (yahoo.chart) is there, but sent nothing usable (status 400)
 get PCQUOTE TICKER=GOOG --source-parameter PASSWORD=x|1|PCQUOTE: Download failure (0x800C0008): 127.0.0.1:$serverPort (pcquote) refuses the account (status 401)
-get INOEXCHANGES|1|INOEXCHANGES: Data not available (0x800C0007): the format
+get YAHOOECN TICKER=X|1|YAHOOECN: Data not available (0x800C0007): the format
+get YAHOOOPTIONS TICKER=NOSUCH|1|YAHOOOPTIONS: the service sent no rows for TICKER=NOSUCH
 get DDE SERVICE=NOBODY TOPIC=T ITEM=I TYPE=REQUEST|1|DDE: DMLERR_NO_CONV_ESTABLISHED (16394): no program serves
 END
   vtdl get YAHOOHIST TICKER=AAPL
@@ -356,6 +361,8 @@ get YAHOOREALTIME TICKER=AAPL --format csv|0|AAPL,136.76,2021-02-05,16:00:00,-0.
 get PCQUOTE TICKER=AAPL --format csv|0|AAPL,136.76,-0.43,16:00:00,,75693830,137.35,137.41,135.86,137.185,136.68,136.7,29x11,NMS,Apple Inc.,145.09,53.1525,
 get Pifin TICKER=GC STARTDATE=2020-01-01 ENDDATE=2020-01-31 --format csv|0|2020-01-02,1518.1,1528.7,1518,1524.5,214,0
 get CBOE TICKER=AAPL --format csv|0|AAPL2607H110
+get YAHOOOPTIONS TICKER=AAPL --format csv|0|CALLS,AAPL260807C00110000,,1.145,,200.7,202.25,,1,2026-08-07,110,203.67,7,0
+get YAHOOSNAPSHOT TICKER=AAPL --format csv|0|AAPL,136.76,2021-02-05,16:00:00,-0.43,-0.31,137.35,
 get YAHOOHIST TICKER=OTHER|1|YAHOOHIST: Download failure (0x800C0008)
 END
   check "the page that knows more is named" has err "; http://127.0.0.1:$serverPort/ says why"

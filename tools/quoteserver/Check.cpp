@@ -77,13 +77,19 @@ struct Kind {
     std::string_view suffix;
     const Layout* layout;  // of a file of rows
     void (*check)(std::string_view text, const Complaints& complain) = nullptr;  // of another
+    bool isOwn = false;  // in a form of our own
 };
 
 // The last fits the names that the others leave.
-constexpr std::array kinds = {
-    Kind{".options.csv", nullptr, CheckOptions}, Kind{".quote.csv", nullptr, CheckQuote},
-    Kind{".dividends.csv", &dividendLayout},     Kind{".futures.csv", &futuresLayout},
-    Kind{".splits.csv", &splitLayout},           Kind{".csv", &priceLayout}};
+constexpr std::array kinds = {Kind{".options.csv", nullptr, CheckOptions},
+                              Kind{".quote.csv", nullptr, CheckQuote},
+                              Kind{futuresChainSuffix, nullptr, nullptr, true},
+                              Kind{chainSuffix, nullptr, nullptr, true},
+                              Kind{listSuffix, nullptr, nullptr, true},
+                              Kind{".dividends.csv", &dividendLayout},
+                              Kind{".futures.csv", &futuresLayout},
+                              Kind{".splits.csv", &splitLayout},
+                              Kind{".csv", &priceLayout}};
 
 // What no market has; replies hand it on all the same.
 void CheckValues(const Row& row, const Complaints& complain) {
@@ -126,7 +132,10 @@ std::vector<std::string> FaultsOf(const DataFolder& data, const std::string& nam
         return {"is not named after a ticker, and never read"};
     }
     std::string text = data.Read(name)->text;
-    if (kind->layout == nullptr) {
+    if (kind->isOwn) {
+        CheckOwnFile(name.substr(0, name.size() - kind->suffix.size()), kind->suffix, text,
+                     complain);
+    } else if (kind->layout == nullptr) {
         kind->check(text, complain);
     } else {
         BringIntoLayout(text, *kind->layout, complain);

@@ -35,12 +35,13 @@ Char Folded(Char c) {
 // "SPY.dividends" and "quotes" name files too, but not such of prices.
 bool IsNameOfOtherData(std::string_view name) {
     return SameTicker(name, quotesName) ||
-           std::ranges::any_of(
-               std::array{dividendSuffix, optionSuffix, futuresSuffix, splitSuffix, quoteSuffix},
-               [&](std::string_view suffix) {
-                   return name.size() >= suffix.size() &&
-                          SameTicker(name.substr(name.size() - suffix.size()), suffix);
-               });
+           std::ranges::any_of(std::array{dividendSuffix, optionSuffix, futuresSuffix, splitSuffix,
+                                          quoteSuffix, chainSuffix, futuresChainSuffix, listSuffix},
+                               [&](std::string_view suffix) {
+                                   return name.size() >= suffix.size() &&
+                                          SameTicker(name.substr(name.size() - suffix.size()),
+                                                     suffix);
+                               });
 }
 
 // Nothing without a path.
@@ -187,8 +188,7 @@ std::string DataFolder::StampOf(std::string_view ticker) const {
     return stamp;
 }
 
-std::optional<DataFile> DataFolder::OfTicker(std::string_view ticker,
-                                             std::string_view suffix) const {
+std::optional<DataFile> DataFolder::Find(std::string_view ticker, std::string_view suffix) const {
     return ReadFile(PathOf(ticker, suffix));
 }
 
@@ -199,19 +199,19 @@ bool DataFolder::Has(std::string_view ticker, std::string_view suffix) const {
 }
 
 std::optional<DataFile> DataFolder::Prices(std::string_view ticker) const {
-    return Has(ticker, priceSuffix) ? OfTicker(ticker, priceSuffix) : std::nullopt;
+    return Has(ticker, priceSuffix) ? Find(ticker, priceSuffix) : std::nullopt;
 }
 
 std::optional<DataFile> DataFolder::Dividends(std::string_view ticker) const {
-    return OfTicker(ticker, dividendSuffix);
+    return Find(ticker, dividendSuffix);
 }
 
 std::optional<DataFile> DataFolder::Options(std::string_view ticker) const {
-    return OfTicker(ticker, optionSuffix);
+    return Find(ticker, optionSuffix);
 }
 
 std::optional<DataFile> DataFolder::Futures(std::string_view ticker) const {
-    return OfTicker(ticker, futuresSuffix);
+    return Find(ticker, futuresSuffix);
 }
 
 std::optional<DataFile> DataFolder::Splits(std::string_view ticker) const {

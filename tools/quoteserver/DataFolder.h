@@ -27,6 +27,11 @@ std::string FileNameOf(std::string_view ticker);
 
 class FolderNames;
 
+// Files of forms of our own: option chains of shares and of futures, and lists of what there is.
+inline constexpr std::string_view chainSuffix = ".chain.csv";
+inline constexpr std::string_view futuresChainSuffix = ".futures-chain.csv";
+inline constexpr std::string_view listSuffix = ".list.csv";
+
 // For one thread. Copies share what they know of the folder.
 class DataFolder {
 public:
@@ -51,12 +56,12 @@ public:
     std::optional<DataFile> Quotes() const;
     // Changes whenever a file of the ticker's history does; empty while one has just changed.
     std::string StampOf(std::string_view ticker) const;
+    // The file TICKER with this end of its name.
+    std::optional<DataFile> Find(std::string_view ticker, std::string_view suffix) const;
     // A file by its name, in any case.
     std::optional<DataFile> Read(const std::string& name) const;
 
 private:
-    std::optional<DataFile> OfTicker(std::string_view ticker, std::string_view suffix) const;
-
     std::filesystem::path PathOf(std::string_view ticker, std::string_view suffix) const;
 
     std::shared_ptr<FolderNames> m_own, m_store;  // null: there is none

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <iosfwd>
 #include <string>
+#include <vector>
 
 #include "DataFolder.h"
 #include "Http.h"
@@ -78,6 +79,18 @@ Reply AnswerAccount(const DataFolder& folder, const Account& account, const Requ
 // The file is sent as it is. For an unknown ticker the service showed its form again with an
 // apology, as a page of status 200.
 Reply AnswerOptions(const DataFolder& folder, const Query& form);
+
+// The names of the sources that are answered in a form of our own.
+std::vector<std::string_view> OwnSources();
+
+// /own/SOURCE: what there is for it of a ticker, or of an exchange (docs/own-formats.md). 404 where
+// there is nothing.
+Reply AnswerOwn(std::string_view source, const DataFolder& folder, const Query& query);
+
+// The same of a file's text, and complains about what no client could read; the end of the name
+// says what it is, the name which list.
+void CheckOwnFile(std::string_view name, std::string_view suffix, std::string_view text,
+                  const Complaints& complain);
 
 // Reads every file of a data folder and prints damaged lines: "AAPL.csv line 7: ...", of each file
 // the first twenty. Returns the number of all. Throws std::runtime_error unless the folder is

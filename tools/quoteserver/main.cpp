@@ -105,6 +105,11 @@ Routes MakeRoutes(const Settings& settings, const DataFolder& folder) {
             return answer(folder, request.target.query);
         });
     }
+    for (const std::string_view source : OwnSources()) {
+        routes.Add("GET", "/own/" + std::string(source), [=](const Request& request) {
+            return AnswerOwn(source, folder, request.target.query);
+        });
+    }
     routes.Add("POST", "/DelayedQuote/QuoteTableDownload.aspx",
                [=](const Request& request) { return AnswerOptions(folder, Query(request.body)); });
     routes.Add("GET", "/cgi-bin/vestora.exe",

@@ -213,7 +213,7 @@ void CheckHosts(Findings& findings, _CXMLSettings* settings) {
     std::vector<std::wstring> hosts;
     std::vector<std::string> users;  // the services of each host
     for (const std::string_view service : services) {
-        if (service == "ino" || service == "ivolatility") continue;  // nothing asks them
+        if (service == "ivolatility") continue;  // nothing asks it
         const std::wstring host = HostOf(settings, service);
         if (!IsHost(ToUtf8(host))) continue;  // which has been told
         const auto at = static_cast<std::size_t>(std::ranges::find(hosts, host) - hosts.begin());

@@ -245,7 +245,8 @@ void Session::Assign(const std::vector<std::string>& texts) const {
     host::Assign(m_parameters, m_sourceName, texts);
     if (!HasFormat(m_sourceName)) return;  // its downloads say so
     for (const Parameter& parameter : Describe(m_parameters))
-        if (parameter.type == ParameterType::text && ValueOf(parameter.name).empty())
+        if (NeedsTicker(m_sourceName) && parameter.type == ParameterType::text &&
+            ValueOf(parameter.name).empty())
             throw UsageError(m_sourceName + " needs " + parameter.name +
                              "=VALUE; vtdl parameters " + m_sourceName + " lists all");
     const std::string first = ValueOf("STARTDATE"), last = ValueOf("ENDDATE");

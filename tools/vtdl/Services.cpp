@@ -116,6 +116,12 @@ std::string_view ServiceOf(std::string_view source) {
         {"PCQUOTE", "pcquote"},
         {"PIFIN", "pifin"},
         {"CBOE", "cboe"},
+        {"YAHOOSNAPSHOT", "yahoo.quotes"},
+        {"YAHOOOPTIONS", "yahoo.quotes"},
+        {"INOSNAPSHOT", "ino"},
+        {"INOOPTIONS", "ino"},
+        {"INOEXCHANGES", "ino"},
+        {"INOFUTURESLIST", "ino"},
     };
     for (const auto& [name, service] : used)
         if (SameName(name, source)) return service;
@@ -124,6 +130,10 @@ std::string_view ServiceOf(std::string_view source) {
 
 bool HasFormat(std::string_view source) {
     return SameName(source, "DDE") || !ServiceOf(source).empty();
+}
+
+bool NeedsTicker(std::string_view source) {
+    return !SameName(source, "INOEXCHANGES") && !SameName(source, "INOFUTURESLIST");
 }
 
 Host HostIn(std::string_view text) {

@@ -19,6 +19,9 @@ std::string_view ServiceOf(std::string_view source);
 /// False for a source whose service's format is not known: its downloads bring nothing.
 bool HasFormat(std::string_view source);
 
+/// False for a list that is whole without one.
+bool NeedsTicker(std::string_view source);
+
 /// "name" or "name:port", or that behind "https://", as the section hosts takes it.
 bool IsHost(std::string_view text);
 

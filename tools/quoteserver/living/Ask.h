@@ -13,10 +13,11 @@
 
 namespace quoteserver::living {
 
-enum class Kind { History, Quotes, Options, Futures };
+enum class Kind { History, Quotes, Options, Futures, Lists };
 
-inline constexpr Kind allKinds[] = {Kind::History, Kind::Quotes, Kind::Options, Kind::Futures};
-inline constexpr const char* kindNames[] = {"history", "quotes", "options", "futures"};
+inline constexpr Kind allKinds[] = {Kind::History, Kind::Quotes, Kind::Options, Kind::Futures,
+                                    Kind::Lists};
+inline constexpr const char* kindNames[] = {"history", "quotes", "options", "futures", "lists"};
 
 // Days of trade, a row each.
 inline bool IsOfDays(Kind kind) { return kind == Kind::History || kind == Kind::Futures; }
@@ -25,7 +26,8 @@ inline const char* NameOf(Kind kind) { return kindNames[static_cast<int>(kind)];
 
 struct Ask {
     Kind kind = Kind::History;
-    std::string ticker = {};  // in capitals, which tell no tickers apart
+    // In capitals, which tell no tickers apart; of lists, EXCHANGES or CONTRACTS.
+    std::string ticker = {};
 
     auto operator<=>(const Ask&) const = default;  // NOLINT(modernize-use-nullptr): not in it
 };

@@ -65,6 +65,30 @@ void AppendSide(std::string& out, const Option& option) {
     }
 }
 
+// A line a strike: calls to the left, puts to the right.
+struct Side : Option {
+    bool isThere = false;
+};
+using Lines = std::map<std::tuple<Date, std::string, double>, std::pair<Side, Side>>;
+
+Lines LinesOf(const Chain& chain) {
+    Lines lines;
+    for (const Option& option : chain.options) {
+        auto [line, isNew] = lines.try_emplace({option.expiry, option.root, option.strike});
+        auto& [call, put] = line->second;
+        if (isNew) {
+            for (Side* side : {&call, &put}) {
+                side->root = option.root;
+                side->expiry = option.expiry;
+                side->strike = option.strike;
+                side->isCall = side == &call;
+            }
+        }
+        (option.isCall ? call : put) = {option, true};
+    }
+    return lines;
+}
+
 }  // namespace
 
 Option ParseOptionSymbol(std::string_view symbol) {
@@ -87,27 +111,56 @@ Option ParseOptionSymbol(std::string_view symbol) {
     return option;
 }
 
-std::string WriteChain(const Chain& chain, std::size_t& dropped) {
-    const sys_days tooLate = year(2032) / January / 1;
-    // A line a strike: calls to the left, puts to the right.
-    std::map<std::tuple<Date, std::string, double>, std::pair<Option, Option>> lines;
-    for (const Option& option : chain.options) {
-        if (option.expiry >= tooLate) {
-            ++dropped;
-            continue;
-        }
-        auto [line, isNew] = lines.try_emplace({option.expiry, option.root, option.strike});
-        if (isNew) {
-            line->second = {option, option};
-            for (Option* side : {&line->second.first, &line->second.second}) {
-                side->last = side->change = side->bid = side->ask = unknown;
-                side->volume = side->interest = unknown;
+std::string WriteOwnChain(const Chain& chain) {
+    const auto number = [](double value) {
+        return std::isnan(value) ? "" : DecimalText(Shortest(value, 1e-7));
+    };
+    std::string calls, puts, day;
+    for (const auto& [key, sides] : LinesOf(chain)) {
+        for (const auto& [out, option] :
+             {std::pair{&calls, &sides.first}, {&puts, &sides.second}}) {
+            if (!option->isThere) {
+                out->append(",,,,,,,,,\n");
+                continue;
             }
-            line->second.first.isCall = true;
-            line->second.second.isCall = false;
+            const year_month_day expiry{option->expiry};
+            char symbol[64];
+            std::snprintf(symbol, sizeof symbol, "%02d%02u%02u%c%08d,%d-%02u-%02u,",
+                          static_cast<int>(expiry.year()) % 100,
+                          static_cast<unsigned>(expiry.month()),
+                          static_cast<unsigned>(expiry.day()), option->isCall ? 'C' : 'P',
+                          static_cast<int>(std::lround(option->strike * 1000)),
+                          static_cast<int>(expiry.year()), static_cast<unsigned>(expiry.month()),
+                          static_cast<unsigned>(expiry.day()));
+            out->append(option->root).append(symbol).append(number(option->strike));
+            for (const double value :
+                 {option->last, option->change, option->bid, option->ask, option->volume,
+                  option->interest, option->volatility > 0 ? option->volatility : unknown}) {
+                out->append(1, ',').append(number(value));
+            }
+            out->append(1, '\n');
         }
-        (option.isCall ? line->second.first : line->second.second) = option;
     }
+    AppendDate(day, floor<days>(EasternTime(chain.time)), DateForm::Iso);
+    constexpr std::string_view header =
+        "\nTICKER,EXPIRATION,STRIKE,LAST,NET,BID,ASK,VOLUME,OPENINT,IMPLIED VOLATILITY\n";
+    return std::string("#TICKER\nTICKER,PRICE,NET,DATE,BID,ASK,VOLUME\n")
+        .append(chain.ticker + "," + number(chain.last) + "," + number(chain.change) + "," + day +
+                "," + number(chain.bid) + "," + number(chain.ask) + "," + number(chain.volume))
+        .append("\n#CALLS")
+        .append(header)
+        .append(calls)
+        .append("#PUTS")
+        .append(header)
+        .append(puts);
+}
+
+std::string WriteChain(const Chain& all, std::size_t& dropped) {
+    const sys_days tooLate = year(2032) / January / 1;
+    Chain chain = all;
+    dropped += std::erase_if(chain.options,
+                             [&](const Option& option) { return option.expiry >= tooLate; });
+    const Lines lines = LinesOf(chain);
     if (lines.empty()) {
         return {};
     }

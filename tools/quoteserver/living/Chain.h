@@ -17,6 +17,7 @@ struct Option {
     double strike = 0;
     double last = unknown, change = unknown, bid = unknown, ask = unknown;
     double volume = unknown, interest = unknown;
+    double volatility = unknown;  // implied: 0.25 is a quarter a year
 };
 
 // "AAPL260807C00110000": root, yymmdd, C or P, and the strike in thousandths; blanks may fill the
@@ -29,6 +30,9 @@ struct Chain {
     std::chrono::sys_seconds time = {};
     std::vector<Option> options = {};
 };
+
+// The same options in a form of our own, with the days of expiry.
+std::string WriteOwnChain(const Chain& chain);
 
 // The classic table. Expiries from 2032 on, which its readers would take for 1932, are left out and
 // counted. Nothing without options.

@@ -16,9 +16,12 @@
 
 #include "Http.h"
 #include "living/Numbers.h"
+#include "replies/OwnTables.h"
 
 namespace quoteserver::living {
 namespace {
+
+namespace replies = vtdl::replies;
 
 constexpr std::size_t cellBytes = 128;  // a longer text is cut; no number and no date is
 constexpr std::size_t rowsAtOnce = 256;
@@ -281,6 +284,7 @@ void NameColumns(Table& table, Recipe& recipe) {
         {"Change", &recipe.change.name},
         {"Bid", &recipe.bid.name},
         {"Ask", &recipe.ask.name},
+        {"Implied Volatility", &recipe.volatility.name},
         {"Underlying Last", &recipe.shareLast},
         {"Underlying Change", &recipe.shareChange},
         {"Underlying Bid", &recipe.shareBid},
@@ -306,6 +310,37 @@ void Require(const Table& table, std::initializer_list<const char*> names) {
     }
 }
 
+// A list of the columns that its form has, in any order.
+Reading ReadList(const Table& table, const replies::OwnForm& form) {
+    const auto columns = form.blocks[0].columns;
+    Reading reading;
+    std::vector<bool> areDates;
+    for (const std::string& name : table.names) {
+        const auto column = std::find_if(columns.begin(), columns.end(), [&](const auto& one) {
+            return Spelling(std::string(one.name.begin(), one.name.end())) == Spelling(name);
+        });
+        if (column == columns.end()) {
+            throw Nonsense("the statement has a column of an unknown name: " + name);
+        }
+        areDates.push_back(column->type == replies::ColumnType::date);
+        reading.table.append(reading.table.empty() ? "" : ",");
+        reading.table.append(column->name.begin(), column->name.end());
+    }
+    for (std::size_t i = 0; i < table.cells.size(); ++i) {
+        const std::size_t place = i % table.names.size();
+        std::string text = table.cells[i];
+        if (areDates[place] && !text.empty() && !ParseIsoDate(text = text.substr(0, 10))) {
+            throw Nonsense("\"" + text + "\" is not a date");
+        }
+        std::ranges::replace(text, '"', '\'');
+        reading.table.append(1, place == 0 ? '\n' : ',').append("\"" + text + "\"");
+    }
+    reading.table += '\n';
+    reading.state = table.cells.empty() ? State::Unknown : State::Rows;
+    reading.why = table.cells.empty() ? "there are no rows of it" : "";
+    return reading;
+}
+
 }  // namespace
 
 Reading ReadDatabase(Database& database, const Statements& statements, const Ask& ask,
@@ -321,6 +356,13 @@ Reading ReadDatabase(Database& database, const Statements& statements, const Ask
         }
         Require(table, {"l1", "time"});
         return ReadTable(recipe, ask, table);
+    }
+    if (ask.kind == Kind::Lists) {
+        const bool isOfExchanges = ask.ticker == "EXCHANGES";
+        const std::string& list = isOfExchanges ? statements.exchanges : statements.contracts;
+        return list.empty() ? Reading{State::Unknown, "it has no such list"}
+                            : ReadList(run(list), isOfExchanges ? replies::inoExchangesForm
+                                                                : replies::inoFuturesListForm);
     }
     if (ask.kind == Kind::Options) {
         Table table = run(statements.options);

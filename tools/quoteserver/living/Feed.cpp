@@ -242,8 +242,12 @@ Outcome Feed::FilesOf(Reading reading, const Recipe& recipe, const Ask& ask,
         return outcome;
     }
     if (!IsOfDays(ask.kind)) {
-        outcome.files[ask.kind == Kind::Quotes ? ".quote.csv" : ".options.csv"] =
-            std::move(reading.table);
+        outcome.files[ask.kind == Kind::Quotes  ? ".quote.csv"
+                      : ask.kind == Kind::Lists ? ".list.csv"
+                                                : ".options.csv"] = std::move(reading.table);
+        if (ask.kind == Kind::Options) {
+            outcome.files[".chain.csv"] = std::move(reading.ownChain);
+        }
         if (outcome.dropped > 0) {
             outcome.notes.emplace_back(
                 "options from 2032 on, which the classic form would date 1932");

@@ -266,8 +266,13 @@ void FeedsReader::ReadDatabase(Section& section, FeedSpec& feed) {
                                          {"options", &statements.options}}) {
         *statement = section.Text(key);
     }
-    if (statements.history.empty() && statements.quotes.empty() && statements.options.empty()) {
-        section.Complain("history", "is missing, as are quotes and options");
+    if (const Json* value = section.Find("lists")) {
+        Section lists = section.Below("lists", *value);
+        statements.exchanges = lists.Text("exchanges");
+        statements.contracts = lists.Text("contracts");
+    }
+    if (std::ranges::none_of(allKinds, [&](Kind kind) { return feed.Serves(kind); })) {
+        section.Complain("history", "is missing, as are quotes, options and lists");
     }
     for (const auto& [key, statement] :
          {std::pair{"dividends", &statements.dividends}, {"splits", &statements.splits}}) {

@@ -14,6 +14,7 @@ namespace quoteserver::living {
 // Of a database. Those that are empty are not there.
 struct Statements {
     std::string history = {}, dividends = {}, splits = {}, quotes = {}, options = {};
+    std::string exchanges = {}, contracts = {};  // lists
 };
 
 // A source of rows: a service of the web, or a program or a database of the user's.
@@ -33,7 +34,8 @@ struct FeedSpec {
         return odbc.empty() ? recipe.Serves(kind)
                             : !(kind == Kind::Quotes    ? statements.quotes
                                 : kind == Kind::Options ? statements.options
-                                                        : statements.history)
+                                : kind == Kind::Lists ? statements.exchanges + statements.contracts
+                                                      : statements.history)
                                    .empty();
     }
 };
@@ -47,13 +49,14 @@ struct FeedsFile {
     std::filesystem::path folder;       // of the file, where programs run; empty: the current one
     std::filesystem::path data, store;  // data may be empty: then nobody's files go first
     std::chrono::minutes newDay{17 * 60 + 45};
-    Ages ages[4] = {{std::chrono::hours(24), std::chrono::hours(7 * 24)},
+    Ages ages[5] = {{std::chrono::hours(24), std::chrono::hours(7 * 24)},
                     {std::chrono::seconds(60), std::chrono::minutes(15)},
                     {std::chrono::minutes(15), std::chrono::hours(24)},
-                    {std::chrono::hours(24), std::chrono::hours(7 * 24)}};
+                    {std::chrono::hours(24), std::chrono::hours(7 * 24)},
+                    {std::chrono::hours(24), std::chrono::hours(30 * 24)}};
     std::chrono::seconds patience{25};
     std::vector<FeedSpec> feeds;
-    std::vector<std::size_t> lineUp[4];  // of each kind, the feeds to ask, the first one first
+    std::vector<std::size_t> lineUp[5];  // of each kind, the feeds to ask, the first one first
     // symbols.csv: ticker, feed or *, symbol.
     std::map<std::pair<std::string, std::string>, std::string> symbols;
     std::vector<std::string> secrets;  // values that are never shown

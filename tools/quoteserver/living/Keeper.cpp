@@ -80,10 +80,19 @@ std::vector<Ask> AsksOf(const Request& request, const DataFolder* own) {
     } else if (path == "/finance/historical") {
         const std::string_view ticker = query.value("q");
         add(Kind::History, ticker.substr(ticker.find(':') + 1), ".csv");
-    } else if (path == "/d/quotes.csv" || path == "/cgi-bin/vestora.exe" || table == "quote.csv") {
-        std::string tickers(query.value(table == "quote.csv"      ? "ticker"
-                                        : path == "/d/quotes.csv" ? "s"
-                                                                  : "TICKER"));
+    } else if (path == "/own/YAHOOOPTIONS") {
+        add(Kind::Options, query.value("ticker"), chainSuffix);
+    } else if (path == "/own/INOSNAPSHOT") {
+        add(Kind::Futures, query.value("ticker"), ".futures.csv");
+    } else if (path == "/own/INOEXCHANGES") {
+        add(Kind::Lists, "EXCHANGES", listSuffix);
+    } else if (path == "/own/INOFUTURESLIST") {
+        add(Kind::Lists, "CONTRACTS", listSuffix);
+    } else if (path == "/d/quotes.csv" || path == "/cgi-bin/vestora.exe" ||
+               path == "/own/YAHOOSNAPSHOT" || table == "quote.csv") {
+        std::string tickers(query.value(path == "/d/quotes.csv"         ? "s"
+                                        : path.starts_with("/cgi-bin/") ? "TICKER"
+                                                                        : "ticker"));
         std::ranges::replace(tickers, ' ', ',');
         std::optional<QuoteTable> quotes;
         if (own) {

@@ -78,7 +78,8 @@ void ReadColumns(Recipe& recipe, Section& section) {
                                       {"Ask", &recipe.ask},
                                       {"Last", &recipe.last},
                                       {"Change", &recipe.change},
-                                      {"Open Interest", &recipe.interest}}) {
+                                      {"Open Interest", &recipe.interest},
+                                      {"Implied Volatility", &recipe.volatility}}) {
         *place = PlaceOf(names, name, isCsv);
     }
     if (!recipe.close.IsGiven() && !recipe.option.IsGiven()) {

@@ -50,7 +50,7 @@ struct Recipe {
     std::string offset;  // seconds that a place is ahead of UTC; of epoch dates
     Place open, high, low, close, adjusted, volume;
     Place option;  // of option tables: the symbol of 21 characters or fewer
-    Place bid, ask, last, change, interest;
+    Place bid, ask, last, change, interest, volatility;
     // Of quotes: the letters of quotes.csv, and where their values stand; "time" stands for d1 and
     // t1, which are the clock's of the market.
     std::vector<std::pair<std::string, std::string>> quote;
@@ -67,7 +67,7 @@ struct Recipe {
     bool Serves(Kind kind) const {
         return kind == Kind::Options  ? option.IsGiven()
                : kind == Kind::Quotes ? !quote.empty()
-                                      : close.IsGiven();
+                                      : kind != Kind::Lists && close.IsGiven();
     }
 };
 
@@ -82,7 +82,9 @@ struct Reading {
     State state = State::Rows;
     std::string why = {};
     History history = {};
-    std::string table = {};  // options in the classic form, or the quote as quotes.csv has it
+    // Options in the classic form, or the quote as quotes.csv has it, or a list.
+    std::string table = {};
+    std::string ownChain = {};  // the options in our own form
     std::size_t dropped = 0;
     std::optional<std::chrono::seconds> offset = {};  // of the market's clock, ahead of UTC
 };

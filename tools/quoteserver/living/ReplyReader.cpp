@@ -240,8 +240,7 @@ Reading Reader::ReadJson() {
         throw Nonsense("there is nothing at " + m_recipe.each);
     }
     if (m_recipe.option.IsGiven()) {
-        reading.table = ReadChain(m_values, m_ask, document, *list, reading.dropped);
-        reading.state = reading.table.empty() ? State::NoRows : State::Rows;
+        ReadChain(m_values, m_ask, document, *list, reading);
         return reading;
     }
     if (m_recipe.each.empty() && !root->is_array()) {
@@ -398,8 +397,7 @@ Reading Reader::ReadTable(const Table& table) {
         }
         reading.table = ReadQuote(m_values, m_ask, rows[0]);
     } else {
-        reading.table = ReadChain(m_values, m_ask, rows, rows, reading.dropped);
-        reading.state = reading.table.empty() ? State::NoRows : State::Rows;
+        ReadChain(m_values, m_ask, rows, rows, reading);
     }
     return reading;
 }

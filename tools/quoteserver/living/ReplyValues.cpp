@@ -184,8 +184,8 @@ std::string ReadQuote(const ReplyValues& values, const Ask& ask, const Json& roo
     return header + "\n" + line + "\n";
 }
 
-std::string ReadChain(const ReplyValues& values, const Ask& ask, const Json& document,
-                      const Json& list, std::size_t& dropped) {
+void ReadChain(const ReplyValues& values, const Ask& ask, const Json& document, const Json& list,
+               Reading& reading) {
     Chain chain{ask.ticker};
     for (const auto& [pointer, member] : {std::pair{&values.recipe.shareLast, &Chain::last},
                                           {&values.recipe.shareChange, &Chain::change},
@@ -206,14 +206,17 @@ std::string ReadChain(const ReplyValues& values, const Ask& ask, const Json& doc
                                             {&values.recipe.bid, &Option::bid},
                                             {&values.recipe.ask, &Option::ask},
                                             {&values.recipe.volume, &Option::volume},
-                                            {&values.recipe.interest, &Option::interest}}) {
+                                            {&values.recipe.interest, &Option::interest},
+                                            {&values.recipe.volatility, &Option::volatility}}) {
             if (place->IsGiven()) {
                 option.*member = values.Number(At(*row, place->name));
             }
         }
         chain.options.push_back(option);
     }
-    return WriteChain(chain, dropped);
+    reading.table = WriteChain(chain, reading.dropped);
+    reading.state = reading.table.empty() ? State::NoRows : State::Rows;
+    reading.ownChain = WriteOwnChain(chain);
 }
 
 }  // namespace quoteserver::living

@@ -26,8 +26,8 @@ struct ReplyValues {
 // A header and a line, as quotes.csv has them. Commas would shift the columns of clients.
 std::string ReadQuote(const ReplyValues& values, const Ask& ask, const Json& root);
 
-// The classic option table; empty without options.
-std::string ReadChain(const ReplyValues& values, const Ask& ask, const Json& document,
-                      const Json& list, std::size_t& dropped);
+// The option tables; none without options.
+void ReadChain(const ReplyValues& values, const Ask& ask, const Json& document, const Json& list,
+               Reading& reading);
 
 }  // namespace quoteserver::living

@@ -16,7 +16,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* firstSuffix[] = {".csv", ".quote.csv", ".options.csv", ".futures.csv"};
+constexpr const char* firstSuffix[] = {".csv", ".quote.csv", ".options.csv", ".futures.csv",
+                                       ".list.csv"};
 constexpr std::string_view noteEnd = ".from.json";
 constexpr const char* temporaryEnd = ".tmp";
 
