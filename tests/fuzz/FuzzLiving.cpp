@@ -2,8 +2,10 @@
 // The first character says what the rest is.
 #include <fstream>
 #include <iterator>
+#include <sstream>
 
 #include "Fuzz.h"
+#include "Import.h"
 #include "living/FeedsFile.h"
 #include "living/Mapping.h"
 #include "living/Web.h"
@@ -67,6 +69,23 @@ void CheckReply(const Recipe& recipe, const std::string& body) {
     }
 }
 
+// Whatever is taken of an export can be read again.
+void CheckExport(const std::string& text) {
+    Exports exports(SlashDates::Told);
+    std::istringstream in(text);
+    exports.Read(in, "x.csv", [](std::size_t line, const std::string& why) {
+        vtdl::fuzz::Require(line > 0 && !why.empty(), "a reason, and its line");
+    });
+    for (const auto& [ticker, days] : exports.Tickers()) {
+        std::string table = std::string(priceLayout.header).append("\n");
+        for (const auto& [date, day] : days) {
+            AppendDate(table, date, DateForm::Iso);
+            table.append(",").append(day.values).append("\n");
+        }
+        vtdl::fuzz::Require(ParseRows(table, priceLayout).size() == days.size(), "rows are rows");
+    }
+}
+
 }  // namespace
 }  // namespace quoteserver::living
 
@@ -91,6 +110,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         WebAnswer answer{.status = 200, .body = text};
         Unpack(answer, "gzip");
         vtdl::fuzz::Require(answer.fault.empty() == (answer.status == 200), "whole or not at all");
+    } else if (what == std::size(recipes) + 3) {
+        CheckExport(text);
     } else {
         Mistakes mistakes;
         try {

@@ -132,6 +132,10 @@ bool SameTicker(std::string_view left, std::string_view right) {
     return std::ranges::equal(left, right, {}, Folded<char>, Folded<char>);
 }
 
+bool NamesPrices(std::string_view ticker) {
+    return !IsNameOfOtherData(std::string(ticker).append(priceSuffix));
+}
+
 std::string FileNameOf(std::string_view ticker) {
     static constexpr std::array<std::string_view, 4> devices{"CON", "PRN", "AUX", "NUL"};
     const std::string_view base = ticker.substr(0, ticker.find('.'));
@@ -193,8 +197,7 @@ std::optional<DataFile> DataFolder::Find(std::string_view ticker, std::string_vi
 }
 
 bool DataFolder::Has(std::string_view ticker, std::string_view suffix) const {
-    const bool isOther =
-        suffix == priceSuffix && IsNameOfOtherData(std::string(ticker).append(priceSuffix));
+    const bool isOther = suffix == priceSuffix && !NamesPrices(ticker);
     return !isOther && !PathOf(ticker, suffix).empty();
 }
 

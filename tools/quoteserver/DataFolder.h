@@ -18,6 +18,9 @@ struct DataFile {
 // Letters, digits and the punctuation of real tickers (^VIX, BRK-B, AIR.PA, EURUSD=X).
 bool IsTicker(std::string_view text);
 
+// False where TICKER.csv would be a file of something else: SPY.dividends, quotes.
+bool NamesPrices(std::string_view ticker);
+
 // Case does not matter.
 bool SameTicker(std::string_view left, std::string_view right);
 

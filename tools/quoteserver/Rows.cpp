@@ -32,20 +32,6 @@ int Digits(std::string_view text) {
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
-// What the services ever wrote as a number: no exponent, no blanks, not long enough to lose digits
-// in a sum.
-bool IsPlainDecimal(std::string_view text) {
-    constexpr std::size_t longest = 20;
-    if (text.starts_with('-')) {
-        text.remove_prefix(1);
-    }
-    const std::size_t point = std::min(text.find('.'), text.size());
-    const std::string_view whole = text.substr(0, point);
-    const std::string_view fraction = text.substr(std::min(point + 1, text.size()));
-    return text.size() <= longest && !whole.empty() && std::ranges::all_of(whole, IsDigit) &&
-           std::ranges::all_of(fraction, IsDigit);
-}
-
 Row ParseRow(std::string_view text, std::size_t line, const Layout& layout) {
     std::string_view rest = text;
     const std::optional<Date> date = ParseIsoDate(TakeField(rest, ','));
@@ -108,6 +94,18 @@ std::vector<std::size_t> Places(std::string_view header, const Layout& layout) {
 }
 
 }  // namespace
+
+bool IsPlainDecimal(std::string_view text) {
+    constexpr std::size_t longest = 20;
+    if (text.starts_with('-')) {
+        text.remove_prefix(1);
+    }
+    const std::size_t point = std::min(text.find('.'), text.size());
+    const std::string_view whole = text.substr(0, point);
+    const std::string_view fraction = text.substr(std::min(point + 1, text.size()));
+    return text.size() <= longest && !whole.empty() && std::ranges::all_of(whole, IsDigit) &&
+           std::ranges::all_of(fraction, IsDigit);
+}
 
 std::optional<Date> ExistingDate(int y, int m, int d) {
     const bool isInRange = y >= 1 && y <= 9999 && m >= 1 && m <= 12 && d >= 1 && d <= 31;

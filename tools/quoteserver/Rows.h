@@ -32,6 +32,10 @@ std::optional<Date> ParseIsoDate(std::string_view text);
 // The same for "Jan 9, 2004", which one service is asked with.
 std::optional<Date> ParseEnglishDate(std::string_view text);
 
+// What the services ever wrote as a number: no exponent, no blanks, not long enough to lose digits
+// in a sum.
+bool IsPlainDecimal(std::string_view text);
+
 void AppendDate(std::string& out, Date date, DateForm form);
 
 // "Tue May 17 05:35:35 UTC 2011"; the day of the month is padded with a blank.

@@ -14,6 +14,7 @@ Examples:
   quoteserver                                 the samples on port 8733
   quoteserver --data quotes --port 0          own files, on any free port (printed at the start)
   quoteserver --check quotes                  which lines of my files are damaged?
+  quoteserver --data quotes --import aapl.csv bulk.txt   take over exports, TICKER.csv or of many tickers
   quoteserver --rows-per-page 0 --verbose     replies of any length, and a line a request
   quoteserver --fault stall --fault-after 1   one good reply, then such as break off
   quoteserver --check feeds.json --try chart:NVDA   what does this source say?
@@ -43,8 +44,21 @@ void DescribeFaults(CLI::App& app, Settings& settings) {
 void Describe(CLI::App& app, Settings& settings) {
     app.footer(examples);
     app.set_version_flag("--version", "quoteserver " VTDL_VERSION);
-    app.add_option("--data", settings.data, "Folder of data files, one a ticker")
-        ->capture_default_str();
+    auto* data = app.add_option("--data", settings.data, "Folder of data files, one a ticker")
+                     ->capture_default_str();
+    auto* import =
+        app.add_option("--import", settings.import.files,
+                       "Add the days of these exports to the files of --data, print what was not "
+                       "taken, line by line, and end")
+            ->needs(data)
+            ->type_name("FILE");
+    app.add_option("--import-dates", settings.importDates,
+                   "What 1/2/2024 means where no day of a file is above 12")
+        ->needs(import)
+        ->check(CLI::IsMember({"m/d/y", "d/m/y"}));
+    app.add_flag("--replace-rows", settings.import.replacesRows,
+                 "Take rows of a day of which the folder has other values")
+        ->needs(import);
     app.add_option("--host", settings.host, "Loopback address to listen on")->capture_default_str();
     app.add_option("--port", settings.port, "Port to listen on; 0 = any free one")
         ->capture_default_str();
@@ -111,6 +125,10 @@ std::optional<int> ReadSettings(int argc, char** argv, Settings& settings) {
     } catch (const CLI::ParseError& e) {
         return app.exit(e) == 0 ? 0 : 2;
     }
+    settings.import.folder = settings.data;
+    settings.import.dates = settings.importDates.empty()      ? SlashDates::Told
+                            : settings.importDates == "m/d/y" ? SlashDates::MonthFirst
+                                                              : SlashDates::DayFirst;
     if (!settings.feeds.empty() && app.count("--rows-per-page") == 0) {
         settings.rowsPerPage = 0;
     }

@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "Import.h"
 #include "Services.h"
 
 namespace quoteserver {
@@ -21,7 +22,9 @@ struct Settings {
     std::string publishedVersion = VTDL_VERSION;
     Account account{"demo", "demo"};
     std::string check;
+    Import import;
     std::string feeds, record, replay, tryOut, raw;
+    std::string importDates;
     std::string failure = "reset";
     std::string fault;
     unsigned faultAfter = 0;

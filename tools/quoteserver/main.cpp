@@ -355,6 +355,14 @@ int main(int argc, char** argv) {
         if (!settings.log.empty()) {
             WriteMessagesTo(settings.log);
         }
+        if (!settings.import.files.empty()) {
+            const std::size_t refused = ImportFiles(settings.import, std::cout);
+            std::cout << "quoteserver: " << settings.data << ": "
+                      << (refused == 0 ? "everything was taken"
+                                       : std::to_string(refused) + " lines were not taken")
+                      << '\n';
+            return refused == 0 ? 0 : 1;
+        }
         if (!settings.check.empty()) {
             return std::filesystem::is_directory(settings.check) ? Check(settings.check)
                                                                  : CheckFeeds(settings);

@@ -5,10 +5,10 @@
 #include <cstdint>
 #include <fstream>
 #include <iterator>
-#include <random>
 #include <stdexcept>
 
 #include "DataFolder.h"
+#include "WholeFile.h"
 #include "living/Json.h"
 
 namespace quoteserver::living {
@@ -19,31 +19,11 @@ namespace fs = std::filesystem;
 constexpr const char* firstSuffix[] = {".csv", ".quote.csv", ".options.csv", ".futures.csv",
                                        ".list.csv"};
 constexpr std::string_view noteEnd = ".from.json";
-constexpr const char* temporaryEnd = ".tmp";
 
 std::optional<std::string> ReadText(const fs::path& file) {
     std::ifstream in(file, std::ios::binary);
     std::string text{std::istreambuf_iterator<char>(in), {}};
     return in.is_open() && !in.bad() ? std::optional(std::move(text)) : std::nullopt;
-}
-
-// Whole or not at all, whatever happens meanwhile.
-void WriteText(const fs::path& file, const std::string& text) {
-    static std::random_device random;
-    const fs::path temporary = file.string() + "." + std::to_string(random()) + temporaryEnd;
-    {
-        std::ofstream out(temporary, std::ios::binary);
-        out << text;
-        if (!out.flush()) {
-            throw std::runtime_error(temporary.string() + " cannot be written");
-        }
-    }
-    std::error_code error;
-    fs::rename(temporary, file, error);
-    if (error) {
-        fs::remove(temporary, error);
-        throw std::runtime_error(file.string() + " cannot be replaced");
-    }
 }
 
 // FNV-1a of 64 bits: it tells an edited file from one as it was written, and guards against nobody.
@@ -165,18 +145,18 @@ std::string Store::Save(const Ask& ask, const Outcome& outcome, Clock::time_poin
         const fs::path file = m_folder / (FileNameOf(ask.ticker) + suffix);
         if (!IsAsNoted(file, oldMarks.at(suffix))) {
             // It is the user's own from now on, and as good as new.
-            WriteText(note, NoteText(ask, copy, oldMarks));
+            ReplaceFile(note, NoteText(ask, copy, oldMarks));
             m_copies[ask] = copy;
             return file.string() + " was edited, and stays as it is";
         }
         marks[suffix] = Json::array({Mark(text)});
         between["marks"][suffix].push_back(Mark(text));
     }
-    WriteText(note, between.dump(1));
+    ReplaceFile(note, between.dump(1));
     for (const auto& [suffix, text] : outcome.files) {
-        WriteText(m_folder / (FileNameOf(ask.ticker) + suffix), text);
+        ReplaceFile(m_folder / (FileNameOf(ask.ticker) + suffix), text);
     }
-    WriteText(note, NoteText(ask, copy, marks));
+    ReplaceFile(note, NoteText(ask, copy, marks));
     m_copies[ask] = copy;
     return {};
 }
@@ -185,7 +165,7 @@ void Store::NoteAsked(const Ask& ask, const std::string& day) {
     const boost::interprocess::scoped_lock locked(m_lock);
     Json note = ReadNote(NoteOf(ask));
     note["asked"] = day;
-    WriteText(NoteOf(ask), note.dump(1));
+    ReplaceFile(NoteOf(ask), note.dump(1));
     m_copies[ask]->asked = day;
 }
 
@@ -211,7 +191,7 @@ void Store::SaveCoolDowns(const std::map<std::string, Clock::time_point>& until)
     for (const auto& [feed, time] : until) {
         times[feed] = Clock::to_time_t(time);
     }
-    WriteText(m_folder / "cool-down.json", times.dump(1));
+    ReplaceFile(m_folder / "cool-down.json", times.dump(1));
 }
 
 std::map<std::string, Clock::time_point> Store::CoolDowns() const {

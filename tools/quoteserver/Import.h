@@ -1,0 +1,62 @@
+// Exports of other programs and services, taken into a data folder.
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <iosfwd>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Rows.h"
+
+namespace quoteserver {
+
+enum class SlashDates { Told, MonthFirst, DayFirst };  // Told by the file itself: one day above 12
+
+// The rows of any number of exports, by ticker. Each is a table with a header that names its
+// columns, in any order; columns that nobody knows are left out. Separators are commas, semicolons
+// or tabs, and where they are no commas, decimals may have one. Tickers stand in a column, or are
+// the table's name.
+class Exports {
+public:
+    // Why a line was not taken.
+    using Refuse = std::function<void(std::size_t line, const std::string& why)>;
+
+    explicit Exports(SlashDates dates) : m_dates(dates) {}
+
+    // Reads a table, line by line.
+    void Read(std::istream& in, const std::string& name, const Refuse& refuse);
+
+    // The values of a day as a data file has them, and where they were.
+    struct Day {
+        std::string values;
+        std::string file;
+        std::size_t line;
+    };
+    using Days = std::map<Date, Day, std::greater<>>;
+    const std::map<std::string, Days>& Tickers() const { return m_tickers; }
+
+private:
+    class Table;
+
+    SlashDates m_dates;
+    std::map<std::string, Days> m_tickers;
+};
+
+struct Import {
+    std::vector<std::string> files;
+    std::filesystem::path folder;
+    SlashDates dates = SlashDates::Told;
+    bool replacesRows = false;  // the folder's that differ
+};
+
+// Adds the days of the files to those of the folder, a file a ticker, each replaced in one step.
+// What is in the folder stays: a row that differs from one there is not taken, unless that was
+// asked for. Prints what was not taken, line by line, and what was. Returns how many lines were not
+// taken. Throws std::runtime_error unless the folder is there.
+std::size_t ImportFiles(const Import& import, std::ostream& out);
+
+}  // namespace quoteserver
