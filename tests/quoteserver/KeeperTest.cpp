@@ -50,6 +50,7 @@ protected:
             m_file.feeds.push_back({name, recipe, {}, {}, {1000, seconds(1)}});
         }
         m_file.feeds[1].isShared = true;
+        m_file.secrets = {"geheim"};
         m_file.lineUp[0] = {0, 1};
         m_file.store = m_folder;
         m_file.patience = seconds(1);
@@ -129,7 +130,7 @@ TEST_F(KeeperTest, TheNextInTheLineUpIsAskedForEveryFailure) {
              {{500}, "b", 2},
              {{401}, "b", 2},
              {{404}, "b", 2},
-             {{200, {}, {}, {}, "<html>rows</html>"}, "b", 2},
+             {{200, {}, {}, {}, "<html>geheim</html>"}, "b", 2},
              {{200, {}, "image/png", {}, rows}, "b", 2},
              {{200, {}, {}, {}, "Date,Close\n"}, "", 1},
              {{200, {}, {}, {}, rows}, "a", 1}}) {
@@ -138,6 +139,10 @@ TEST_F(KeeperTest, TheNextInTheLineUpIsAskedForEveryFailure) {
         EXPECT_EQ(Ask("T" + std::to_string(++ticker)), said) << answer.status;
         EXPECT_EQ(m_requests, requests) << answer.status;
     }
+    // The page shows how failed replies began.
+    const std::string status = m_keeper->Status();
+    EXPECT_NE(status.find("a T5 (history): status 200, : <html>******</html>"), std::string::npos)
+        << status;
     // What nobody knows is an answer, for a while; what cannot be had is none.
     m_scripts["a"].answer = m_scripts["b"].answer = {404};
     m_requests = 0;

@@ -3,6 +3,8 @@
 #include <signal.h>
 #include <sys/wait.h>
 
+#include <set>
+
 #include "Support.h"
 #include "living/Feed.h"
 #include "living/StatusPage.h"
@@ -148,6 +150,44 @@ TEST(LivingTest, EventsStandInRowsToo) {
         EXPECT_EQ(files.texts.at(".dividends.csv"), "Date,Dividends\n2024-06-10,0.01\n");
         EXPECT_EQ(files.texts.at(".splits.csv"), "Date,Splits\n2024-06-10,10\n");
     }
+}
+
+// A reply like the one before is no news; the oldest files go first, also of an earlier run.
+TEST_F(FolderTest, RecordingsStayUnderTheirLimitAndReplayAsItWent) {
+    class Client final : public WebClient {
+        WebAnswer Fetch(const WebRequest& request) override {
+            return {200, {}, "text/csv", {}, std::string(300, 'x') + request.url};
+        }
+    };
+    Write("a@1000.reply", "HTTP/1.1 200\r\n\r\nold");
+    Write("a@3000.reply", "HTTP/1.1 200\r\nTook: 400\r\n\r\nnew");
+    const auto start = steady_clock::now();
+    const auto replay = ReplayClient(m_folder, 10);
+    EXPECT_EQ(replay->Fetch({"a", ""}).body, "old");
+    EXPECT_EQ(ReplayClient(m_folder)->Fetch({"a", ""}).body, "new");
+    std::this_thread::sleep_until(start + milliseconds(210));
+    EXPECT_EQ(replay->Fetch({"a", ""}).body, "new");
+    EXPECT_GE(steady_clock::now() - start, milliseconds(250));
+
+    const auto record = [&](std::uintmax_t limit, std::initializer_list<const char*> names) {
+        const auto client =
+            RecordingClient(std::make_unique<Client>(), m_folder, {"geheim"}, limit);
+        for (const char* name : names) {
+            client->Fetch({name, "geheim"});
+            std::this_thread::sleep_for(milliseconds(2));
+        }
+        std::multiset<std::string> all;
+        for (const auto& entry : std::filesystem::directory_iterator(m_folder)) {
+            const std::string name = entry.path().filename().string();
+            all.insert(name.substr(0, name.find('@')));
+        }
+        return all;
+    };
+    using Names = std::multiset<std::string>;
+    EXPECT_EQ(record(2000, {"n/1", "n/1", "n2"}), (Names{"a", "a", "n+1", "n2"}));
+    EXPECT_EQ(record(750, {}), (Names{"a", "n+1", "n2"}));
+    EXPECT_EQ(record(750, {"n3"}), (Names{"n2", "n3"}));
+    EXPECT_EQ(ReplayClient(m_folder)->Fetch({"n3", ""}).body, std::string(300, 'x') + "******");
 }
 
 TEST(LivingTest, ACutReplyIsNeverFewerRows) {

@@ -5,6 +5,7 @@
 
 #include "Output.h"
 #include "Parameters.h"
+#include "Report.h"
 #include "Services.h"
 #include "Values.h"
 #include "XmlFault.h"
@@ -114,6 +115,23 @@ TEST(Services, SettingsThatDoNotCountAreTold) {
         const std::string name = std::string(section) + (*key ? "/" : "") + key + " ";
         EXPECT_EQ(faults.empty() ? "" : faults[0], *fault ? name + fault : "");
     }
+}
+
+TEST(Reports, HaveNoSecrets) {
+    const std::vector<Setting> settings = {
+        {"hosts", "cboe", "127.0.0.1:1"},           {"hosts", "ino", "me:geheim0@x"},
+        {"pcquote/parameters", "name", "PCQuote"},  {"pcquote/parameters", "user", "geheim1"},
+        {"my program", "API-Key", "geheim2"},       {"my program", "colour", "red"},
+        {"errorhandler", "supportmail", "geheim3"}, {"http", "strict", ""}};
+    EXPECT_EQ(SettingsWithoutSecrets(settings),
+              "hosts/cboe = 127.0.0.1:1\nhosts/ino = (set)\npcquote/parameters/name = PCQuote\n"
+              "pcquote/parameters/user = (set)\nmy program/API-Key = (set)\n"
+              "my program/colour = (set)\nerrorhandler/supportmail = (set)\nhttp/strict = \n");
+    EXPECT_EQ(WithoutSecrets("PCQuote red me:geheim0@x geheim1geheim2 geheim3", settings),
+              "PCQuote red ************ ************** *******");
+    EXPECT_EQ(LastLines("one\ntwo\nthree\n", 7), "three\n");
+    EXPECT_EQ(StatusWithoutCopies(R"({"copies": [1, 2], "replies": ["\u00fc"]})"),
+              "{\n \"copies\": 2,\n \"replies\": [\n  \"\\u00fc\"\n ]\n}\n");
 }
 
 TEST(Servers, AreKnownByTheHeadsOfTheirReplies) {

@@ -173,7 +173,7 @@ testDocumentedCommands() {
     sed -nE 's/^(vtdl [a-z].*)$/\1/p; s/^[^`]*`(vtdl [a-z][^`]*)`.*/\1/p; s/.*\| `(vtdl [a-z][^`]*)` \|.*/\1/p' |
     sed -E 's/ {3,}.*//' | sort -u)
   check "there are some" [ "$count" -ge 10 ]
-  rm -f aapl.csv aapl.svg
+  rm -f aapl.csv aapl.svg report.txt
   # And the files of feeds that they show.
   count=0
   awk '/^```jsonc/ { file = "feeds" ++n ".json"; next } /^```/ { file = "" } file { print > file }' "$root"/docs/{feeds,fleet}.md
@@ -255,6 +255,9 @@ END
   VTDL_STRICT=1 vtdl doctor
   check "a log that cannot be written" has out 'BAD   the error log Z:\no\log.txt cannot be written'
   sed -i 's|<key name="errorlog">[^<]*</key>||' "$file"
+  vtdl doctor --report report.txt
+  check "a report has the settings" has report.txt "pcquote/parameters/password = (set)"
+  check "and no account" lacks report.txt demo
   VTDL_DATA='Z:\no\such\folder' vtdl doctor
   check "no settings, no services" has out 'BAD   the data folder Z:\no\such\folder is not there'
   rm -f "Error Log.txt"  # the library has said so too
@@ -367,6 +370,8 @@ get YAHOOHIST TICKER=OTHER|1|YAHOOHIST: Download failure (0x800C0008)
 END
   check "the page that knows more is named" has err "; http://127.0.0.1:$serverPort/ says why"
   vtdl doctor
+  vtdl doctor --report report.txt
+  check "a report has the last failures" has report.txt 'chart: OTHER (history): down'
   check "who answers what" grep -q ' takes connections: quote server [0-9.]*, living: history from chart; quotes from quote; options from cboe; futures from chart$' out
   exec 3<>"/dev/tcp/127.0.0.1/$serverPort"
   printf 'GET /table.csv?s=NVDA HTTP/1.0\r\n\r\n' >&3

@@ -337,7 +337,7 @@ Merged MergeInto(const DataFolder& folder, const Import& import, const std::stri
             AppendDate(text, date, DateForm::Iso);
             text.append(1, ',').append(values).append(1, '\n');
         }
-        ReplaceFile(import.folder / name, text);
+        WriteWhole(import.folder / name, text);
     }
     out << name << ": " << merged.added << " new, " << merged.replaced << " replaced, "
         << merged.same << " already there\n";

@@ -92,10 +92,22 @@ void Describe(CLI::App& app, Settings& settings) {
                    "With --check FILE: ask one feed for one ticker and print what came of it")
         ->needs(check)
         ->type_name("FEED:TICKER");
-    app.add_option("--record", settings.record, "Keep the replies of living sources in this folder")
-        ->type_name("FOLDER");
-    app.add_option("--replay", settings.replay, "Answer from such a folder, and ask nobody")
-        ->type_name("FOLDER");
+    auto* record = app.add_option("--record", settings.record,
+                                  "Keep the replies of living sources in this folder")
+                       ->type_name("FOLDER");
+    app.add_option("--record-limit", settings.recordLimit,
+                   "Bytes of it, such as 500MB; the oldest replies go first")
+        ->needs(record)
+        ->transform(CLI::AsSizeValue(true))
+        ->capture_default_str();
+    auto* replay =
+        app.add_option("--replay", settings.replay, "Answer from such a folder, and ask nobody")
+            ->type_name("FOLDER");
+    app.add_option("--replay-speed", settings.replaySpeed,
+                   "1: as it went, from the first reply on; 60: an hour a minute. Without it, the "
+                   "newest replies at once")
+        ->needs(replay)
+        ->check(CLI::PositiveNumber);
     app.add_option("--failure", settings.failure,
                    "What a client gets when living sources fail and no copy is left: a reset "
                    "connection, or status 503 for a proxy in front")

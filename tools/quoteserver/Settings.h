@@ -25,6 +25,8 @@ struct Settings {
     Import import;
     std::string feeds, record, replay, tryOut, raw;
     std::string importDates;
+    std::uint64_t recordLimit = 200'000'000;
+    double replaySpeed = 0;  // 0 = at once
     std::string failure = "reset";
     std::string fault;
     unsigned faultAfter = 0;

@@ -6,7 +6,7 @@
 
 namespace quoteserver {
 
-void ReplaceFile(const std::filesystem::path& file, std::string_view text) {
+void WriteWhole(const std::filesystem::path& file, std::string_view text) {
     static std::random_device random;
     const std::filesystem::path temporary =
         file.string() + "." + std::to_string(random()) + temporaryEnd;

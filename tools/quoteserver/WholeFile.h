@@ -9,6 +9,6 @@ namespace quoteserver {
 inline constexpr const char* temporaryEnd = ".tmp";
 
 // Writes it beside the file, which it then replaces in one step. Throws std::runtime_error.
-void ReplaceFile(const std::filesystem::path& file, std::string_view text);
+void WriteWhole(const std::filesystem::path& file, std::string_view text);
 
 }  // namespace quoteserver

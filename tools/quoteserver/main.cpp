@@ -134,6 +134,12 @@ living::FeedsFile Feeds(const Settings& settings, const std::string& file) {
             feed.command.clear();  // of which there are no recordings
             feed.odbc.clear();
         }
+        for (living::Ages& ages : feeds.ages) {
+            if (settings.replaySpeed > 1) {
+                ages.fresh = std::chrono::duration_cast<std::chrono::seconds>(ages.fresh /
+                                                                              settings.replaySpeed);
+            }
+        }
     }
     for (const std::string& mistake : mistakes) {
         std::cout << mistake << '\n';
@@ -147,12 +153,12 @@ living::FeedsFile Feeds(const Settings& settings, const std::string& file) {
 std::unique_ptr<living::WebClient> MakeClient(const Settings& settings,
                                               const living::FeedsFile& feeds) {
     if (!settings.replay.empty()) {
-        return living::ReplayClient(settings.replay);
+        return living::ReplayClient(settings.replay, settings.replaySpeed);
     }
     auto client = living::SystemWebClient("vtdl-quoteserver/" VTDL_VERSION);
-    return settings.record.empty()
-               ? std::move(client)
-               : living::RecordingClient(std::move(client), settings.record, feeds.secrets);
+    return settings.record.empty() ? std::move(client)
+                                   : living::RecordingClient(std::move(client), settings.record,
+                                                             feeds.secrets, settings.recordLimit);
 }
 
 // Who is asked for what, so that a user can be told without asking them:

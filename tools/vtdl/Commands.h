@@ -8,8 +8,9 @@ namespace vtdl::host {
 
 /// Looks at everything that a download needs, and says what to do about what is wrong: for other
 /// programs of this user, whose VTDL_STRICT the text is. Returns the exit status: 1 when something
-/// is wrong.
-int Doctor(const std::wstring& userStrict);
+/// is wrong. With a file's name, writes a report for others there as well: that, the settings
+/// without secrets, the ends of the logs, and what a quote server says of its sources.
+int Doctor(const std::wstring& userStrict, const std::string& reportFile);
 
 void ListSources();
 void ListParameters(const std::string& source);

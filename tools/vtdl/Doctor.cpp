@@ -1,11 +1,15 @@
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
+#include <iterator>
 
 #include "Commands.h"
 #include "Console.h"
 #include "Host.h"
+#include "Output.h"
 #include "Reach.h"
+#include "Report.h"
 #include "Trouble.h"
 #include "Values.h"
 #include "automation/Environment.h"
@@ -208,7 +212,8 @@ void TellStrictness(Findings& findings, _CXMLSettings* settings, const std::wstr
                   "settings http/strict = " + setting + "); vtdl itself is always strict");
 }
 
-void CheckHosts(Findings& findings, _CXMLSettings* settings) {
+/// Returns the hosts of quote servers that have sources.
+std::vector<std::wstring> CheckHosts(Findings& findings, _CXMLSettings* settings) {
     findings.Heading("Services");
     std::vector<std::wstring> hosts;
     std::vector<std::string> users;  // the services of each host
@@ -223,6 +228,7 @@ void CheckHosts(Findings& findings, _CXMLSettings* settings) {
         }
         users[at].append(users[at].empty() ? "" : ", ").append(service);
     }
+    std::vector<std::wstring> living;
     const std::vector<HostAnswer> answers = AskHosts(hosts);
     for (std::size_t i = 0; i < hosts.size(); ++i) {
         const std::string text = ToUtf8(hosts[i]) + " (" + users[i] + ")";
@@ -236,11 +242,14 @@ void CheckHosts(Findings& findings, _CXMLSettings* settings) {
         }
         const Who who = WhoAnswers(answers[i].head);
         findings.Good(text + " takes connections: " + who.text);
-        if (who.isLiving) findings.Note("how its sources do: " + PageOf(ToUtf8(hosts[i])));
+        if (!who.isLiving) continue;
+        findings.Note("how its sources do: " + PageOf(ToUtf8(hosts[i])));
+        living.push_back(hosts[i]);
     }
     findings.Note(
         "what a service delivers is not tried here; a download shows it: "
         "vtdl get YAHOOHIST TICKER=AAPL STARTDATE=2008-10-01 ENDDATE=2008-10-14");
+    return living;
 }
 
 void TellLocale(Findings& findings) {
@@ -253,9 +262,53 @@ void TellLocale(Findings& findings) {
                   "\" --decimal \"" + ToUtf8(decimal) + "\"");
 }
 
+// "10.0.19043, Wine 8.0": not what the compatibility of a program makes of it.
+std::string SystemText() {
+    const HMODULE system = GetModuleHandleW(L"ntdll.dll");
+    RTL_OSVERSIONINFOW version{};
+    version.dwOSVersionInfoSize = sizeof version;
+    const auto address = [&](const char* name) {
+        return reinterpret_cast<void (*)()>(GetProcAddress(system, name));
+    };
+    if (const auto get =
+            reinterpret_cast<LONG(WINAPI*)(RTL_OSVERSIONINFOW*)>(address("RtlGetVersion")))
+        get(&version);
+    std::string text = std::to_string(version.dwMajorVersion) + "." +
+                       std::to_string(version.dwMinorVersion) + "." +
+                       std::to_string(version.dwBuildNumber);
+    if (const auto wine = reinterpret_cast<const char*(__cdecl*)()>(address("wine_get_version")))
+        text.append(", Wine ").append(wine());
+    return text;
+}
+
+std::string Report(const Findings& findings, const std::vector<Setting>& settings,
+                   const std::wstring& log, const std::vector<std::wstring>& living) {
+    constexpr std::size_t mostOfALog = 16384;
+    std::string text = std::string("vtdl ") + VTDL_VERSION + ", " +
+                       std::to_string(8 * sizeof(void*)) + "-bit, Windows " + SystemText() +
+                       ", code page " + std::to_string(GetACP()) + "\n" + findings.Text();
+    text.append("\nThe settings, without secrets\n").append(SettingsWithoutSecrets(settings));
+    for (const std::wstring& file :
+         {log, DataFolder() + L"\\" + log, DataFolder() + L"\\quoteserver.log"}) {
+        std::ifstream in(std::filesystem::path(file), std::ios::binary);
+        if (!in) continue;
+        std::string lines{std::istreambuf_iterator<char>(in), {}};
+        std::erase(lines, '\r');
+        text.append("\nThe end of ").append(ToUtf8(file)).append("\n");
+        text.append(LastLines(lines, mostOfALog));
+    }
+    const std::vector<HostAnswer> answers = AskHosts(living, true);
+    for (std::size_t i = 0; i < living.size(); ++i) {
+        const std::size_t end = std::min(answers[i].head.find("\r\n\r\n"), answers[i].head.size());
+        text.append("\nThe last failures of http://").append(ToUtf8(living[i])).append("/status\n");
+        text.append(StatusWithoutCopies(answers[i].head.substr(end)));
+    }
+    return WithoutSecrets(std::move(text), settings);
+}
+
 }  // namespace
 
-int Doctor(const std::wstring& userStrict) {
+int Doctor(const std::wstring& userStrict, const std::string& reportFile) {
     const Apartment apartment;
     Findings findings;
     CheckRegistrations(findings);
@@ -267,11 +320,17 @@ int Doctor(const std::wstring& userStrict) {
     }
     CheckErrorLog(findings, settings.get());
     TellStrictness(findings, settings.get(), userStrict);
-    CheckHosts(findings, settings.get());
+    const std::vector<std::wstring> living = CheckHosts(findings, settings.get());
     findings.Heading("System");
     TellRegularExpressions(findings);
     TellLocale(findings);
     Print(findings.Text().substr(1));
+    if (!reportFile.empty())
+        WriteFile(
+            reportFile,
+            Report(findings, settings ? AllSettings(settings.get()) : std::vector<Setting>(),
+                   ReadSetting(settings.get(), L"errorhandler", L"errorlog", L"Error Log.txt"),
+                   living));
     return findings.IsBad() ? 1 : 0;
 }
 

@@ -22,6 +22,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::seconds patience{3};
+constexpr std::size_t longestHead = 16384, longestBody = 4 << 20;
 constexpr const char* nameNotKnown = "its name is not known";
 constexpr const char* takesNone = "it takes no connections";
 constexpr const char* noAnswer = "it does not answer within 3 s";
@@ -68,12 +69,14 @@ private:
 };
 
 // A server that is behind a proxy, or is something else, answers this with a head, too.
-std::string HeadFrom(const Socket& socket, const std::string& host, Clock::time_point end) {
-    constexpr std::size_t longest = 16384;
-    const std::string request = "HEAD /status HTTP/1.0\r\nHost: " + host + "\r\n\r\n";
+std::string AnswerFrom(const Socket& socket, const std::string& host, bool isBodyWanted,
+                       Clock::time_point end) {
+    const std::size_t longest = isBodyWanted ? longestBody : longestHead;
+    const std::string request = std::string(isBodyWanted ? "GET" : "HEAD") +
+                                " /status HTTP/1.0\r\nHost: " + host + "\r\n\r\n";
     send(socket.get(), request.data(), static_cast<int>(request.size()), 0);
     std::string head;
-    while (head.size() < longest && head.find("\r\n\r\n") == head.npos &&
+    while (head.size() < longest && (isBodyWanted || head.find("\r\n\r\n") == head.npos) &&
            socket.Await(false, end) == Socket::State::Ready) {
         char block[4096];
         const int count = recv(socket.get(), block, sizeof block, 0);
@@ -84,7 +87,7 @@ std::string HeadFrom(const Socket& socket, const std::string& host, Clock::time_
 }
 
 // The system's client speaks TLS, and takes the certificates that it takes for the library.
-HostAnswer AskSecurely(std::string host) {
+HostAnswer AskSecurely(std::string host, bool isBodyWanted) {
     using Handle = automation::UniqueHandle<HINTERNET, InternetCloseHandle>;
     const std::size_t colon = std::min(host.rfind(':'), host.size());
     const std::string port = host.substr(std::min(colon + 1, host.size()));
@@ -94,11 +97,12 @@ HostAnswer AskSecurely(std::string host) {
         session.get(), host.c_str(),
         static_cast<INTERNET_PORT>(port.empty() ? INTERNET_DEFAULT_HTTPS_PORT : std::stoi(port)),
         nullptr, nullptr, INTERNET_SERVICE_HTTP, 0, 0));
-    const Handle request(HttpOpenRequestW(
-        connection.get(), L"HEAD", L"/status", L"HTTP/1.0", nullptr, nullptr,
-        INTERNET_FLAG_SECURE | INTERNET_FLAG_RELOAD | INTERNET_FLAG_NO_AUTO_REDIRECT |
-            INTERNET_FLAG_NO_COOKIES | INTERNET_FLAG_NO_UI,
-        0));
+    const Handle request(HttpOpenRequestW(connection.get(), isBodyWanted ? L"GET" : L"HEAD",
+                                          L"/status", L"HTTP/1.0", nullptr, nullptr,
+                                          INTERNET_FLAG_SECURE | INTERNET_FLAG_RELOAD |
+                                              INTERNET_FLAG_NO_AUTO_REDIRECT |
+                                              INTERNET_FLAG_NO_COOKIES | INTERNET_FLAG_NO_UI,
+                                          0));
     if (!HttpSendRequestW(request.get(), nullptr, 0, nullptr, 0)) {
         const DWORD error = GetLastError();
         const std::string fault = SecurityFault(error);
@@ -107,19 +111,25 @@ HostAnswer AskSecurely(std::string host) {
                                                             : takesNone,
                 ""};
     }
-    std::string head(16384, '\0');
-    auto size = static_cast<DWORD>(head.size());
+    std::string answer(longestHead, '\0');
+    auto size = static_cast<DWORD>(answer.size());
     const BOOL isThere =
-        HttpQueryInfoA(request.get(), HTTP_QUERY_RAW_HEADERS_CRLF, head.data(), &size, nullptr);
-    head.resize(isThere ? size : 0);
-    return {"", head};
+        HttpQueryInfoA(request.get(), HTTP_QUERY_RAW_HEADERS_CRLF, answer.data(), &size, nullptr);
+    answer.resize(isThere ? size : 0);
+    char block[4096];
+    while (isBodyWanted && answer.size() < longestBody &&
+           InternetReadFile(request.get(), block, sizeof block, &size) && size > 0)
+        answer.append(block, size);
+    return {"", answer};
 }
 
 // Tells what is known as soon as it is.
-void Ask(const std::wstring& host, Clock::time_point end,
+void Ask(const std::wstring& host, bool isBodyWanted, Clock::time_point end,
          const std::function<void(HostAnswer)>& tell) {
     const std::string text = ToUtf8(host);
-    if (HostIn(text).isSecure) return tell(AskSecurely(std::string(HostIn(text).name)));
+    if (!IsHost(text)) return tell({nameNotKnown, ""});
+    if (HostIn(text).isSecure)
+        return tell(AskSecurely(std::string(HostIn(text).name), isBodyWanted));
     const std::size_t colon = host.rfind(L':');
     const std::wstring port = colon == std::wstring::npos ? L"80" : host.substr(colon + 1);
     ADDRINFOW hints{};
@@ -136,7 +146,7 @@ void Ask(const std::wstring& host, Clock::time_point end,
         const Socket::State state = socket.Await(true, end);
         if (state == Socket::State::Ready) {
             tell({});
-            return tell({"", HeadFrom(socket, ToUtf8(host), end)});
+            return tell({"", AnswerFrom(socket, ToUtf8(host), isBodyWanted, end)});
         }
         isRefused |= state == Socket::State::Failed;
     }
@@ -153,7 +163,7 @@ struct Answers {
 
 }  // namespace
 
-std::vector<HostAnswer> AskHosts(const std::vector<std::wstring>& hosts) {
+std::vector<HostAnswer> AskHosts(const std::vector<std::wstring>& hosts, bool isBodyWanted) {
     WSADATA data;
     const Clock::time_point end = Clock::now() + patience;
     const auto answers = std::make_shared<Answers>();
@@ -161,8 +171,8 @@ std::vector<HostAnswer> AskHosts(const std::vector<std::wstring>& hosts) {
     answers->open = hosts.size();
     if (WSAStartup(MAKEWORD(2, 2), &data) != 0) return answers->all;
     for (std::size_t i = 0; i < hosts.size(); ++i)
-        std::thread([answers, i, end, host = hosts[i]] {
-            Ask(host, end, [&](HostAnswer answer) {
+        std::thread([answers, i, end, isBodyWanted, host = hosts[i]] {
+            Ask(host, isBodyWanted, end, [&](HostAnswer answer) {
                 const std::lock_guard lock(answers->mutex);
                 answers->all[i] = std::move(answer);
             });

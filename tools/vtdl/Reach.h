@@ -11,7 +11,8 @@ struct HostAnswer {
     std::string head;   // of its reply to a question that no source is asked for; empty for none
 };
 
-/// Asks all of them at once, as the settings name them, and waits three seconds at most.
-std::vector<HostAnswer> AskHosts(const std::vector<std::wstring>& hosts);
+/// Asks all of them at once, as the settings name them, and waits three seconds at most. Where a
+/// body is wanted, it stands behind the head.
+std::vector<HostAnswer> AskHosts(const std::vector<std::wstring>& hosts, bool isBodyWanted = false);
 
 }  // namespace vtdl::host

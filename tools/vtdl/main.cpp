@@ -33,8 +33,9 @@ constexpr const char* sourcesExamples = R"(Example:
 
 constexpr const char* doctorExamples = R"(Exit status: 0 when all is well, else 1.
 
-Example:
-  vtdl doctor)";
+Examples:
+  vtdl doctor
+  vtdl doctor --report report.txt)";
 
 constexpr const char* parametersExamples = R"(Example:
   vtdl parameters YAHOOHIST)";
@@ -71,6 +72,7 @@ struct Arguments {
     GetOptions get;
     WatchOptions watch;
     std::wstring userStrict;
+    std::string reportFile;
     int status = 0;
 };
 
@@ -151,7 +153,12 @@ void DescribeDoctor(CLI::App& app, Arguments& arguments) {
     CLI::App* command = app.add_subcommand(
         "doctor", "Look at what a download needs, and say what to do about what is wrong");
     command->footer(doctorExamples);
-    command->callback([&arguments] { arguments.status = Doctor(arguments.userStrict); });
+    command->add_option(
+        "--report", arguments.reportFile,
+        "File to write for a bug report: that, versions, settings without secrets, the "
+        "ends of the logs, the last failures of a quote server's sources");
+    command->callback(
+        [&arguments] { arguments.status = Doctor(arguments.userStrict, arguments.reportFile); });
 }
 
 // The command line in UTF-8; main's own arguments have lost what the code page does not have.

@@ -86,7 +86,8 @@ struct Outcome {
     std::size_t dropped = 0;                          // rows that were left out
     std::string first = {};                           // of Rows of days: the first one, yyyy-mm-dd
     std::optional<std::chrono::seconds> offset = {};  // of the market's clock, ahead of UTC
-    std::vector<std::string> notes = {};              // for a person who tries the feed
+    std::string reply = {};               // of a failure: how it begins, without secrets
+    std::vector<std::string> notes = {};  // for a person who tries the feed
 };
 
 // A reply that is not what was asked for. Its text says why.

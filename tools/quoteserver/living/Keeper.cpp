@@ -276,6 +276,12 @@ void Keeper::AskNext(const Ask& ask, bool isLocal, std::size_t place,
             }
             Log(outcome.feed + ": " + ask.ticker + " (" + NameOf(ask.kind) +
                 "): " + NameOf(outcome.state) + ": " + outcome.why);
+            if (!outcome.reply.empty()) {
+                constexpr std::size_t most = 10;
+                m_replies.push_front(TimeText(Clock::now()) + " " + outcome.feed + " " +
+                                     ask.ticker + " (" + NameOf(ask.kind) + "): " + outcome.reply);
+                m_replies.resize(std::min(m_replies.size(), most));
+            }
             failures.push_back(outcome);
             AskNext(ask, isLocal, place + 1, std::move(failures));
         });
@@ -459,7 +465,8 @@ std::string Keeper::Status() const {
                           {"first", copy.first},
                           {"asked", copy.asked}});
     }
-    return Json{{"feeds", feeds}, {"copies", copies}, {"failures", m_log}}.dump(1);
+    return Json{{"feeds", feeds}, {"copies", copies}, {"failures", m_log}, {"replies", m_replies}}
+        .dump(1);
 }
 
 }  // namespace quoteserver::living

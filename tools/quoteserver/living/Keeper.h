@@ -89,6 +89,7 @@ private:
     std::map<Asked, Clock::time_point> m_asked;            // of histories, when last
     std::optional<Asked> m_renewed;                        // the last one
     std::list<std::string> m_log;                          // the last failures, the newest first
+    std::list<std::string> m_replies;  // how the last failed replies begin, likewise
 };
 
 // What a request of a classic service needs and the user's own files, if any, do not have.

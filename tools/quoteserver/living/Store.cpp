@@ -145,18 +145,18 @@ std::string Store::Save(const Ask& ask, const Outcome& outcome, Clock::time_poin
         const fs::path file = m_folder / (FileNameOf(ask.ticker) + suffix);
         if (!IsAsNoted(file, oldMarks.at(suffix))) {
             // It is the user's own from now on, and as good as new.
-            ReplaceFile(note, NoteText(ask, copy, oldMarks));
+            WriteWhole(note, NoteText(ask, copy, oldMarks));
             m_copies[ask] = copy;
             return file.string() + " was edited, and stays as it is";
         }
         marks[suffix] = Json::array({Mark(text)});
         between["marks"][suffix].push_back(Mark(text));
     }
-    ReplaceFile(note, between.dump(1));
+    WriteWhole(note, between.dump(1));
     for (const auto& [suffix, text] : outcome.files) {
-        ReplaceFile(m_folder / (FileNameOf(ask.ticker) + suffix), text);
+        WriteWhole(m_folder / (FileNameOf(ask.ticker) + suffix), text);
     }
-    ReplaceFile(note, NoteText(ask, copy, marks));
+    WriteWhole(note, NoteText(ask, copy, marks));
     m_copies[ask] = copy;
     return {};
 }
@@ -165,7 +165,7 @@ void Store::NoteAsked(const Ask& ask, const std::string& day) {
     const boost::interprocess::scoped_lock locked(m_lock);
     Json note = ReadNote(NoteOf(ask));
     note["asked"] = day;
-    ReplaceFile(NoteOf(ask), note.dump(1));
+    WriteWhole(NoteOf(ask), note.dump(1));
     m_copies[ask]->asked = day;
 }
 
@@ -191,7 +191,7 @@ void Store::SaveCoolDowns(const std::map<std::string, Clock::time_point>& until)
     for (const auto& [feed, time] : until) {
         times[feed] = Clock::to_time_t(time);
     }
-    ReplaceFile(m_folder / "cool-down.json", times.dump(1));
+    WriteWhole(m_folder / "cool-down.json", times.dump(1));
 }
 
 std::map<std::string, Clock::time_point> Store::CoolDowns() const {

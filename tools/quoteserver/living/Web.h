@@ -4,6 +4,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -47,13 +48,15 @@ public:
 // The system's client; the name is what services are told about who asks.
 std::unique_ptr<WebClient> SystemWebClient(std::string agent);
 
-// Answers from recordings only: what is not there counts as a service that cannot be reached.
-std::unique_ptr<WebClient> ReplayClient(std::filesystem::path folder);
+// Answers from recordings only: what is not there counts as a service that cannot be reached. At
+// once the newest of each, or, at a speed, as it went: those of its time, which take theirs.
+std::unique_ptr<WebClient> ReplayClient(const std::filesystem::path& folder, double speed = 0);
 
-// Keeps every answer of another client as a file "feed.kind.symbol.reply": status line, headers,
-// an empty line, body. The texts are secrets, which are masked.
+// Keeps every answer of another client that is not as the one before, as a file
+// "feed.kind.symbol@time.reply": status line, headers, an empty line, body. The texts are secrets,
+// which are masked. Of more bytes than the limit the oldest files go, also those of earlier runs.
 std::unique_ptr<WebClient> RecordingClient(std::unique_ptr<WebClient> client,
                                            std::filesystem::path folder,
-                                           std::vector<std::string> secrets);
+                                           std::vector<std::string> secrets, std::uintmax_t limit);
 
 }  // namespace quoteserver::living
