@@ -17,7 +17,7 @@ constexpr std::size_t quoteLines = 3;  // two of the quote, and the columns' hea
 constexpr std::string_view lineEnd = "\r\n";
 
 // Takes the text up to the separator off the front.
-std::string_view TakeLine(std::string_view& rest) {
+std::string_view TakeCrLfLine(std::string_view& rest) {
     const std::size_t end = rest.find(lineEnd);
     const std::string_view line = rest.substr(0, end);
     rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + lineEnd.size());
@@ -141,9 +141,9 @@ CboeTable ParseCboeTable(std::string_view reply, OddFieldReader& oddFields) {
     if (const std::size_t end = reply.rfind(lineEnd); end != std::string_view::npos)
         reply = reply.substr(0, end);
     const std::size_t lines = CountLines(reply);
-    table.quote.first = SplitFields(TakeLine(reply));
-    table.quote.second = SplitFields(TakeLine(reply));
-    TakeLine(reply);
+    table.quote.first = SplitFields(TakeCrLfLine(reply));
+    table.quote.second = SplitFields(TakeCrLfLine(reply));
+    TakeCrLfLine(reply);
     if (lines <= quoteLines) return table;
 
     table.calls.AddRows(lines - quoteLines);
@@ -156,12 +156,12 @@ CboeTable ParseCboeTable(std::string_view reply, OddFieldReader& oddFields) {
         const char* const end = p + reply.size();
         if (calls.ParseRegular(p, end, row) && puts.ParseRegular(p, end, row)) {
             reply.remove_prefix(static_cast<std::size_t>(p - reply.data()));
-            TakeLine(reply);
+            TakeCrLfLine(reply);
             continue;
         }
         calls.Reset(row);
         puts.Reset(row);
-        if (!SplitOptions(TakeLine(reply), fields)) break;  // the rest is ignored, on purpose
+        if (!SplitOptions(TakeCrLfLine(reply), fields)) break;  // the rest is ignored, on purpose
         calls.Parse(fields.data(), row);
         puts.Parse(fields.data() + fieldsPerSide, row);
     }

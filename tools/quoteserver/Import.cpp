@@ -8,13 +8,13 @@
 #include <ostream>
 
 #include "DataFolder.h"
+#include "Http.h"
 #include "WholeFile.h"
 #include "living/Numbers.h"
 
 namespace quoteserver {
 namespace {
 
-using living::Lower;
 using living::PrintableText;
 using living::SplitCsvLine;
 

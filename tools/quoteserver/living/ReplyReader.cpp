@@ -3,6 +3,7 @@
 #include <charconv>
 #include <cmath>
 
+#include "Http.h"
 #include "living/Numbers.h"
 #include "living/ReplyValues.h"
 
