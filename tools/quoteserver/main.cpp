@@ -185,7 +185,8 @@ std::string Caching(std::string_view path, const living::Readiness& ready) {
     if (path == "/" || path == "/status" || path == "/cgi-bin/vestora.exe") {
         return "no-store";
     }
-    const bool isOwn = ready.source.empty(), isQuote = path.find("quote") != path.npos;
+    const bool isOwn = ready.source.empty();
+    const bool isQuote = path.find("quote") != path.npos || path.ends_with("SNAPSHOT");
     const seconds fresh = isOwn ? 1min : std::clamp<seconds>(ready.fresh, 1s, 10min);
     const seconds usable = !isOwn    ? std::max<seconds>(ready.usable, 0s)
                            : isQuote ? 15min

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <regex>
 
+#include "Http.h"
 #include "living/Numbers.h"
 
 namespace quoteserver::living {
