@@ -24,12 +24,12 @@ public:
 
     bool Next(std::string_view& field) {
         if (m_isOver) return false;
-        const bool isQuoted = m_rest.starts_with('"');
-        const std::size_t end = isQuoted ? m_rest.find('"', 1) : m_rest.find(',');
-        field = m_rest.substr(isQuoted, end - isQuoted);
-        m_rest.remove_prefix(std::min(m_rest.size(), field.size() + 2 * isQuoted));
-        m_isBroken |= isQuoted ? end == m_rest.npos || !(m_rest.empty() || m_rest[0] == ',')
-                               : field.find('"') != field.npos;
+        const std::size_t quote = m_rest.starts_with('"') ? 1 : 0;
+        const std::size_t end = m_rest.find(quote == 1 ? '"' : ',', quote);
+        field = m_rest.substr(quote, end - quote);
+        m_rest.remove_prefix(std::min(m_rest.size(), field.size() + 2 * quote));
+        m_isBroken |= quote == 1 ? end == m_rest.npos || !(m_rest.empty() || m_rest[0] == ',')
+                                 : field.find('"') != field.npos;
         m_isOver = m_rest.empty();
         m_rest.remove_prefix(m_isOver ? 0 : 1);
         return true;
