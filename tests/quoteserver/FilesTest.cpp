@@ -202,6 +202,11 @@ TEST_F(FolderTest, ExportsAreTakenLineByLine) {
          "y.csv:3: \"1.234\" has a point where others have the other\n"
          "y.csv:4: there is no such day\nY.csv: 1 new, 0 replaced, 0 already there\n",
          "Y.csv", "2024-01-09,1.5,1.5,1.5,1.5,1200,1.5\n"},
+        {"y.csv",
+         "\"Date\",\"Price\",\"Vol.\"\n\"Jan 09, 2024\",\"$1.50\",\"75.69M\"\n"
+         "Jan 10, 2024,1,7\n",
+         "y.csv:3: 4 values instead of 3\nY.csv: 1 new, 0 replaced, 0 already there\n", "Y.csv",
+         "2024-01-09,1.50,1.50,1.50,1.50,75690000,1.50\n"},
         // A day above 12 tells for the whole file.
         {"y.csv", "symbol\tdate\tclose\ny\t1/2/2024\t1\ny\t1/31/2024\t2\n",
          "Y.csv: 2 new, 0 replaced, 0 already there\n", "Y.csv",

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <ostream>
@@ -28,13 +29,25 @@ enum Column { date, ticker, period, open, high, low, close, volume, adjusted, co
 
 // "<CLOSE>", "Close/Last" and "Adj. Close" as they are looked up.
 std::optional<Column> ColumnOf(std::string_view name) {
-    static constexpr std::pair<std::string_view, Column> names[] = {
-        {"date", date},      {"day", date},          {"dtyyyymmdd", date},
-        {"timestamp", date}, {"ticker", ticker},     {"symbol", ticker},
-        {"per", period},     {"period", period},     {"open", open},
-        {"high", high},      {"low", low},           {"close", close},
-        {"last", close},     {"closelast", close},   {"volume", volume},
-        {"vol", volume},     {"adjclose", adjusted}, {"adjustedclose", adjusted}};
+    static constexpr std::pair<std::string_view, Column> names[] = {{"date", date},
+                                                                    {"day", date},
+                                                                    {"dtyyyymmdd", date},
+                                                                    {"timestamp", date},
+                                                                    {"ticker", ticker},
+                                                                    {"symbol", ticker},
+                                                                    {"per", period},
+                                                                    {"period", period},
+                                                                    {"open", open},
+                                                                    {"high", high},
+                                                                    {"low", low},
+                                                                    {"close", close},
+                                                                    {"last", close},
+                                                                    {"closelast", close},
+                                                                    {"price", close},
+                                                                    {"volume", volume},
+                                                                    {"vol", volume},
+                                                                    {"adjclose", adjusted},
+                                                                    {"adjustedclose", adjusted}};
     std::string letters = Lower(name);
     std::erase_if(letters, [](char c) { return c < 'a' || c > 'z'; });
     const auto* found =
@@ -94,7 +107,7 @@ DateParts ParseDateParts(std::string_view text) {
 // A number as data files have it; a decimal comma becomes a point. Both signs in one table mean
 // that one of them groups digits.
 std::string Number(std::string_view text, bool mayHaveComma, char& decimal) {
-    std::string number(text);
+    std::string number(text.substr(text.starts_with('$') ? 1 : 0));
     for (char& c : number) {
         if (c != ',' && c != '.') {
             continue;
@@ -113,6 +126,20 @@ std::string Number(std::string_view text, bool mayHaveComma, char& decimal) {
         throw NotTaken(Quoted(text) + " is not a number");
     }
     return number;
+}
+
+// "75.69M", as some write volumes.
+std::string Volume(std::string_view text, bool mayHaveComma, char& decimal) {
+    static constexpr std::pair<char, double> units[] = {{'K', 1e3}, {'M', 1e6}, {'B', 1e9}};
+    const auto* unit = std::ranges::find(units, text.back(), &std::pair<char, double>::first);
+    if (unit == std::end(units)) {
+        return Number(text, mayHaveComma, decimal);
+    }
+    char number[64];
+    text.remove_suffix(1);
+    std::snprintf(number, sizeof number, "%.0f",
+                  std::stod(Number(text, mayHaveComma, decimal)) * unit->second);
+    return Number(number, false, decimal);  // which may have become too long
 }
 
 double Value(const std::string& number) { return std::strtod(number.c_str(), nullptr); }
@@ -205,7 +232,7 @@ void Exports::Table::ReadRow(std::string_view line, std::size_t number) {
     };
     const std::string first = price(open), most = price(high), least = price(low);
     const std::string shares =
-        cell(volume).empty() ? "000" : Number(cell(volume), mayHaveComma, m_decimal);
+        cell(volume).empty() ? "000" : Volume(cell(volume), mayHaveComma, m_decimal);
     if (Value(most) < Value(least)) {
         throw NotTaken("the high is below the low");
     }
@@ -215,6 +242,9 @@ void Exports::Table::ReadRow(std::string_view line, std::size_t number) {
     std::string values = first;
     for (const std::string& value : {most, least, last, shares, price(adjusted)}) {
         values.append(1, ',').append(value);
+    }
+    if (const auto day = ParseEnglishDate(cell(date))) {
+        return Add(of, day, values, number);
     }
     const DateParts parts = ParseDateParts(cell(date));
     const auto& [a, b, c] = parts.numbers;
