@@ -32,8 +32,9 @@ asUser "$programs/psql" -q -h "$scratch/base" -U reader -d postgres -c "$tables"
 sqlite3 "$scratch/spare.db" "$tables"
 statement='select day as date, open, high, low, close, volume, adj as adj_close from prices where ticker = ? and day between ? and ?'
 cat >"$scratch/feeds.json" <<END
-{"store": "store", "lineUp": {"history": ["base", "spare"]}, "feeds": {
-  "base": {"odbc": "Driver={PostgreSQL Unicode};Servername=$scratch/base;Database=postgres;Uid=reader", "history":
+{"store": "store", "lineUp": {"history": ["base", "spare"], "lists": ["base"]}, "feeds": {
+  "base": {"odbc": "Driver={PostgreSQL Unicode};Servername=$scratch/base;Database=postgres;Uid=reader",
+    "lists": {"contracts": "select 'CLZ17' as ticker, 'NYM' as exchange, date '2017-12-01' as month"}, "history":
     "$statement and coalesce(case when ticker = 'SLOW' then pg_sleep(20)::text end, '') is not null"},
   "spare": {"odbc": "Driver=SQLite3;Database=$scratch/spare.db", "history": "$statement"}}}
 END
@@ -52,6 +53,10 @@ expect() {
   fi
 }
 expect "at first" A base
+if ! curl -s "http://127.0.0.1:$serverPort/own/INOFUTURESLIST?ticker=NYM" | grep -qxF '"CLZ17","NYM","2017-12-01"'; then
+  say "FAILED: a list"
+  failed=1
+fi
 postgres -m fast restart
 expect "after a restart, which the kept connection did not survive" B base
 (sleep 1; postgres -m immediate stop) &
