@@ -126,6 +126,8 @@ TEST_F(DatabaseTest, WhatFailsSaysWhy) {
          "the statement has no column Close"},
         {"select day as date, 'much' as close from p", "X", "SQLite3", State::Nonsense,
          "\"much\" is not a number"},
+        {"select day as date, hex(zeroblob(64)) as close from p", "X", "SQLite3", State::Nonsense,
+         "a value is longer than 127 bytes"},
         {"select o as date, c as close from p", "X", "SQLite3", State::Nonsense, "is not a date"},
         {"select 1 where 1 in (?, ?, ?, ?)", "X", "SQLite3", State::Nonsense, "three parameters"},
         {"create table q(t text)", "X", "SQLite3", State::Nonsense, "brings no table"},

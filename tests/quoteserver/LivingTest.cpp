@@ -186,7 +186,7 @@ TEST_F(FolderTest, RecordingsStayUnderTheirLimitAndReplayAsItWent) {
     using Names = std::multiset<std::string>;
     EXPECT_EQ(record(2000, {"n/1", "n/1", "n2"}), (Names{"a", "a", "n+1", "n2"}));
     EXPECT_EQ(record(750, {}), (Names{"a", "n+1", "n2"}));
-    EXPECT_EQ(record(750, {"n3"}), (Names{"n2", "n3"}));
+    EXPECT_EQ(record(750, {"n1", "n2", "n3", "n1"}), (Names{"n1", "n3"}));
     EXPECT_EQ(ReplayClient(m_folder)->Fetch({"n3", ""}).body, std::string(300, 'x') + "******");
 }
 
@@ -319,6 +319,7 @@ TEST_F(FolderTest, EveryMistakeOfAFeedsFileIsTold) {
     }
     EXPECT_EQ(feeds.symbols.at({"BRK.B", "*"}), "BRK-B");
     EXPECT_EQ(Masked("{a;b}", feeds.secrets), "{***}");
+    EXPECT_EQ(Masked(R"(ab/c ab\/c ab%2Fc abx)", {"ab", "ab/c"}), "**** ***** ****** **x");
 }
 
 TEST_F(FolderTest, AnEditedCopyStays) {

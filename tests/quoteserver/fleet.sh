@@ -184,6 +184,9 @@ testDoor() {
   check "and who has none gets none" said 'HTTP/1.1 401'
   fetch /d/quotes.csv?s=GOOG\&f=s --interface 127.0.0.2
   check "who is not on the list" isReset
+  status=0
+  curl -s -o out -w '%{time_total}' "http://localhost:$door/d/quotes.csv?s=GOOG&f=s" >time 2>err || status=$?
+  check "who speaks no TLS where it is spoken" isReset
 }
 
 # X comes from a source, and is new for a second.
@@ -220,7 +223,7 @@ testOutage() {
   check "a copy, while there is nobody" said 'X-Cache: STALE'
   get X
   check "a workbook's copy" brings 1,2,1,2
-  fetch '/v1/history.csv?ticker=Y'
+  fetch '/v1/history.csv?ticker=X'
   check "a table's copy: none" said 'Retry-After: '
   fetch '/table.csv?s=Y'
   check "no copy: no page, but a reset" isReset

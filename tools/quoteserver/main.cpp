@@ -185,14 +185,17 @@ std::string Caching(std::string_view path, const living::Readiness& ready) {
     if (path == "/" || path == "/status" || path == "/cgi-bin/vestora.exe") {
         return "no-store";
     }
-    const bool isOwn = ready.source.empty();
+    const bool isOwn = ready.source.empty(), isTable = path.starts_with(tablesPath);
     const bool isQuote = path.find("quote") != path.npos || path.ends_with("SNAPSHOT");
     const seconds fresh = isOwn ? 1min : std::clamp<seconds>(ready.fresh, 1s, 10min);
     const seconds usable = !isOwn    ? std::max<seconds>(ready.usable, 0s)
                            : isQuote ? 15min
                                      : seconds(7 * 24h);
+    // Whoever asks for tables would store an old copy as a new one.
     return "max-age=" + std::to_string(fresh.count()) +
-           ", stale-while-revalidate=30, stale-if-error=" + std::to_string(usable.count());
+           (isTable
+                ? ""
+                : ", stale-while-revalidate=30, stale-if-error=" + std::to_string(usable.count()));
 }
 
 net::awaitable<Preparation> PrepareFromFiles(const Request& request) {

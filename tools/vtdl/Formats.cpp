@@ -118,7 +118,7 @@ std::vector<std::string> LinesOf(const Column& column, std::size_t rows) {
 using Lines = std::vector<std::string>;
 
 // Columns side by side, two blanks apart.
-Lines Joined(const std::vector<Column>& columns, std::size_t rows) {
+Lines JoinedColumns(const std::vector<Column>& columns, std::size_t rows) {
     Lines lines(rows + 2);
     for (std::size_t i = 0; i < columns.size(); ++i) {
         const Lines column = LinesOf(columns[i], rows);
@@ -141,8 +141,8 @@ std::string TextOf(const Lines& lines) {
 // The calls on the left, the puts on the right, each under its heading.
 std::string TableOf(const Chain& chain) {
     const std::size_t rows = chain.series.front().values.size();
-    const Lines calls = Joined(chain.calls, rows), series = Joined(chain.series, rows),
-                puts = Joined(chain.puts, rows);
+    const Lines calls = JoinedColumns(chain.calls, rows),
+                series = JoinedColumns(chain.series, rows), puts = JoinedColumns(chain.puts, rows);
     const std::string gap = "  |  ";
     Lines lines{Padded("CALLS", Width(calls.front()), false) + gap +
                 std::string(Width(series.front()), ' ') + gap + "PUTS"};
@@ -162,7 +162,7 @@ std::string ListOf(const Block& quote) {
         names.values.emplace_back(column.name);
         values.values.emplace_back(ShownValue(column.at(0)));
     }
-    Lines lines = Joined({names, values}, quote.columns.size());
+    Lines lines = JoinedColumns({names, values}, quote.columns.size());
     lines.erase(lines.begin(), lines.begin() + 2);  // the header, which says nothing here
     return TextOf(lines);
 }
@@ -286,7 +286,7 @@ std::optional<Chain> ChainOf(const Block& calls, const Block& puts) {
 }
 
 std::string TableOf(const Block& block) {
-    return block.isQuote ? ListOf(block) : TextOf(Joined(block.columns, block.Rows()));
+    return block.isQuote ? ListOf(block) : TextOf(JoinedColumns(block.columns, block.Rows()));
 }
 
 std::string TableOf(const Result& result) {

@@ -55,12 +55,14 @@ std::string SettingsWithoutSecrets(const std::vector<Setting>& settings) {
 // Of one or two characters there would be little left of the text.
 std::string WithoutSecrets(std::string text, const std::vector<Setting>& settings) {
     constexpr std::size_t shortest = 3;
-    for (const Setting& setting : settings) {
-        if (!IsSecret(setting) || setting.value.size() < shortest) continue;
-        for (std::size_t at = text.find(setting.value); at != text.npos;
-             at = text.find(setting.value, at))
-            text.replace(at, setting.value.size(), setting.value.size(), '*');
-    }
+    std::vector<std::string> secrets;
+    for (const Setting& setting : settings)
+        if (IsSecret(setting) && setting.value.size() >= shortest) secrets.push_back(setting.value);
+    // The longest first: another one may be a part of it.
+    std::ranges::sort(secrets, std::ranges::greater{}, &std::string::size);
+    for (const std::string& secret : secrets)
+        for (std::size_t at = text.find(secret); at != text.npos; at = text.find(secret, at))
+            text.replace(at, secret.size(), secret.size(), '*');
     return text;
 }
 

@@ -23,7 +23,7 @@ namespace {
 
 namespace replies = vtdl::replies;
 
-constexpr std::size_t cellBytes = 128;  // a longer text is cut; no number and no date is
+constexpr std::size_t cellBytes = 128;  // with a zero; no number and no date is longer
 constexpr std::size_t rowsAtOnce = 256;
 constexpr std::size_t mostCells = 4'000'000;
 
@@ -131,6 +131,9 @@ struct Column {
         if (lengths[row] == SQL_NULL_DATA) {
             return {};
         }
+        if (lengths[row] < 0 || static_cast<std::size_t>(lengths[row]) >= cellBytes) {
+            throw Nonsense("a value is longer than 127 bytes: " + PrintableText(texts[row].data()));
+        }
         // Texts of a fixed width are filled up.
         std::string_view text(texts[row].data());
         text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
@@ -210,9 +213,11 @@ Table Database::Fetch(const std::string& statement, const std::string& ticker, D
         return SQLSetStmtAttr(run, attribute, reinterpret_cast<SQLPOINTER>(value), 0);
     };
     SQLULEN rows = 0;
+    std::array<SQLUSMALLINT, rowsAtOnce> states{};  // SQL_ROW_SUCCESS, unless the driver says so
     set(SQL_ATTR_QUERY_TIMEOUT, static_cast<std::size_t>(m_timeout.count()));
     check(set(SQL_ATTR_ROW_ARRAY_SIZE, rowsAtOnce));
     check(SQLSetStmtAttr(run, SQL_ATTR_ROWS_FETCHED_PTR, &rows, 0));
+    check(SQLSetStmtAttr(run, SQL_ATTR_ROW_STATUS_PTR, states.data(), 0));
     check(SQLPrepare(run, Text(statement), SQL_NTS));
     SQLSMALLINT count = 0;
     check(SQLNumParams(run, &count));
@@ -245,6 +250,10 @@ Table Database::Fetch(const std::string& statement, const std::string& ticker, D
     table.cells.reserve(columns.size() * usualRows);
     while (check(SQLFetch(run))) {
         for (std::size_t row = 0; row < rows; ++row) {
+            // Its cells are what was there before.
+            if (states[row] != SQL_ROW_SUCCESS && states[row] != SQL_ROW_SUCCESS_WITH_INFO) {
+                Fail(SQL_HANDLE_STMT, run, State::Down);
+            }
             for (const Column& column : columns) {
                 table.cells.emplace_back(column.Cell(row));
             }
@@ -332,6 +341,7 @@ Reading ReadList(const Table& table, const replies::OwnForm& form) {
         if (areDates[place] && !text.empty() && !ParseIsoDate(text = text.substr(0, 10))) {
             throw Nonsense("\"" + text + "\" is not a date");
         }
+        text = PrintableText(text);
         std::ranges::replace(text, '"', '\'');
         reading.table.append(1, place == 0 ? '\n' : ',').append("\"" + text + "\"");
     }

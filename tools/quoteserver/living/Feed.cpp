@@ -42,11 +42,10 @@ bool Has(const std::vector<unsigned>& statuses, unsigned status) {
     return std::ranges::find(statuses, status) != statuses.end();
 }
 
-// Masked before it is cut, so that no part of a secret is left.
-std::string BeginningOf(const WebAnswer& answer, const std::vector<std::string>& secrets) {
+std::string BeginningOf(const WebAnswer& answer) {
     constexpr std::size_t enough = 4096;
     return "status " + std::to_string(answer.status) + ", " + PrintableText(answer.contentType) +
-           ": " + PrintableText(Masked(answer.body.substr(0, enough), secrets));
+           ": " + PrintableText(answer.body.substr(0, enough));
 }
 
 // Many tables come as plain text or as bytes; none as a page, a picture or a film.
@@ -187,14 +186,17 @@ Outcome Feed::Request(const Ask& ask, const Today& today, const std::string& sym
             return FilesOf(std::move(reading), recipe, ask, today);
         }
         if (m_spec.command.empty()) {
-            const WebAnswer answer =
+            WebAnswer answer =
                 m_client.Fetch({m_spec.name + "." + NameOf(ask.kind) + "." + symbol,
                                 FillIn(m_spec.recipe.url, symbol, ask.kind, Clock::now()),
                                 m_spec.headers, m_spec.timeout});
             Outcome outcome = Judge(answer, ask, today);
             if (outcome.state != State::Rows && outcome.state != State::NoRows &&
                 answer.status != 0) {
-                outcome.reply = BeginningOf(answer, m_file.secrets);
+                // Judged again without secrets, which a reason may have the beginning of.
+                answer.body = Masked(std::move(answer.body), m_file.secrets);
+                outcome = Judge(answer, ask, today);
+                outcome.reply = BeginningOf(answer);
             }
             return outcome;
         }

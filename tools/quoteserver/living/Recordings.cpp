@@ -13,6 +13,7 @@
 #include "WholeFile.h"
 #include "living/Numbers.h"
 #include "living/Web.h"
+#include "text/UrlEncode.h"
 
 namespace quoteserver::living {
 namespace {
@@ -169,7 +170,7 @@ public:
         if (!isFirst && last->second == mark) {
             return answer;  // nothing new
         }
-        last->second = mark;
+        last->second = 0;  // until it is there
         try {
             const auto now =
                 duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
@@ -177,6 +178,7 @@ public:
             std::string whole = text;
             whole.insert(text.find("\r\n\r\n"), "\r\nTook: " + std::to_string(took));
             WriteWhole(file, whole);
+            last->second = mark;
             Keep(now, file);
             MakeRoom();
         } catch (const std::exception& e) {
@@ -197,7 +199,10 @@ private:
     void MakeRoom() {
         while (m_size > m_limit && !m_files.empty()) {
             std::error_code error;
-            fs::remove(m_files.begin()->second.first, error);
+            const fs::path& file = m_files.begin()->second.first;
+            fs::remove(file, error);
+            const std::string name = file.filename().string();
+            m_last.erase(name.substr(0, name.rfind('@')));  // its next one is new
             m_size -= m_files.begin()->second.second;
             m_files.erase(m_files.begin());
         }
@@ -216,7 +221,19 @@ private:
 }  // namespace
 
 std::string Masked(std::string text, const std::vector<std::string>& secrets) {
+    // The longest first: another one may be a part of it. Services repeat them in JSON, and in
+    // addresses.
+    std::vector<std::string> all(secrets);
     for (const std::string& secret : secrets) {
+        std::string escaped;
+        for (const char c : secret) {
+            escaped.append(c == '/' || c == '"' || c == '\\' ? "\\" : "").append(1, c);
+        }
+        all.push_back(std::move(escaped));
+        all.push_back(vtdl::text::UrlEncode(secret, false));
+    }
+    std::ranges::sort(all, std::ranges::greater{}, &std::string::size);
+    for (const std::string& secret : all) {
         for (std::size_t at = text.find(secret); !secret.empty() && at != std::string::npos;
              at = text.find(secret, at)) {
             text.replace(at, secret.size(), secret.size(), '*');
