@@ -183,6 +183,7 @@ TEST_F(FolderTest, ExportsAreTakenLineByLine) {
         const char *name, *text, *told, *file = "X.csv", *result;
         SlashDates dates = SlashDates::Told;
         bool replaces = false;
+        char decimal = 0;
     } cases[] = {
         // As services and programs write them; a day that is there already is no news.
         {"x.csv",
@@ -207,6 +208,15 @@ TEST_F(FolderTest, ExportsAreTakenLineByLine) {
          "Jan 10, 2024,1,7\n",
          "y.csv:3: 4 values instead of 3\nY.csv: 1 new, 0 replaced, 0 already there\n", "Y.csv",
          "2024-01-09,1.50,1.50,1.50,1.50,75690000,1.50\n"},
+        // A sign that groups digits is no decimal one, and three digits leave that open.
+        {"y.csv", "Date;Close;Volume\n2024-01-05;15;12.345\n2024-01-06;1.234;7\n",
+         "y.csv:2: \"12.345\" is not a whole number\n"
+         "y.csv:1: whether the signs of numbers like \"1.234\" are decimal ones, "
+         "--import-decimals has to say; nothing of the file is taken\n",
+         "Y.csv", nullptr},
+        {"y.csv", "Date\tClose\tVol\n2024-01-05\t3,105\t7,0\n2024-01-06\t3.105\t7\n",
+         "y.csv:3: \"3.105\" has a point\nY.csv: 1 new, 0 replaced, 0 already there\n", "Y.csv",
+         "2024-01-05,3.105,3.105,3.105,3.105,7,3.105\n", SlashDates::Told, false, ','},
         // A day above 12 tells for the whole file.
         {"y.csv", "symbol\tdate\tclose\ny\t1/2/2024\t1\ny\t1/31/2024\t2\n",
          "Y.csv: 2 new, 0 replaced, 0 already there\n", "Y.csv",
@@ -243,7 +253,8 @@ TEST_F(FolderTest, ExportsAreTakenLineByLine) {
         Write(std::string("exports/") + test.name, test.text);
         std::ostringstream out;
         const std::size_t refused = ImportFiles(
-            {{m_folder / "exports" / test.name}, m_folder, test.dates, test.replaces}, out);
+            {{m_folder / "exports" / test.name}, m_folder, test.dates, test.replaces, test.decimal},
+            out);
         EXPECT_EQ(out.str(), test.told) << test.text;
         EXPECT_EQ(refused, static_cast<std::size_t>(std::ranges::count(out.str(), '\n')) -
                                (out.str().ends_with("there\n") ? 1 : 0));

@@ -65,13 +65,18 @@ std::string Quoted(std::string_view text) {
     return std::string(1, '"').append(PrintableText(text)).append(1, '"');
 }
 
-// The parts of a date, as they stand: 2024-01-09, 20240109, 1/9/2024, 9.1.2024.
+// The parts of a date, as they stand: 2024-01-09, 20240109, 1/9/2024, 9.1.2024, Jan 9, 2024.
 struct DateParts {
     std::array<int, 3> numbers{};
-    char separator = 0;  // 0: yyyymmdd
+    char separator = 0;  // 0: year, month, day
 };
 
 DateParts ParseDateParts(std::string_view text) {
+    if (const auto english = ParseEnglishDate(text)) {
+        const std::chrono::year_month_day day{*english};
+        return {{static_cast<int>(day.year()), static_cast<int>(static_cast<unsigned>(day.month())),
+                 static_cast<int>(static_cast<unsigned>(day.day()))}};
+    }
     text = text.substr(0, text.find_first_of(" T"));  // a time may follow
     DateParts parts;
     const char* p = text.data();
@@ -104,43 +109,64 @@ DateParts ParseDateParts(std::string_view text) {
     return parts;
 }
 
-// A number as data files have it; a decimal comma becomes a point. Both signs in one table mean
-// that one of them groups digits.
-std::string Number(std::string_view text, bool mayHaveComma, char& decimal) {
-    std::string number(text.substr(text.starts_with('$') ? 1 : 0));
-    for (char& c : number) {
-        if (c != ',' && c != '.') {
-            continue;
-        }
-        if (c == ',' && !mayHaveComma) {
-            throw NotTaken(Quoted(text) + " has a comma");
-        }
-        if (decimal != 0 && decimal != c) {
-            throw NotTaken(Quoted(text) + " has a " + (c == ',' ? "comma" : "point") +
-                           " where others have the other");
-        }
-        decimal = c;
-        c = '.';
-    }
-    if (!IsPlainDecimal(number)) {
-        throw NotTaken(Quoted(text) + " is not a number");
-    }
-    return number;
-}
+// The numbers of one table, as data files have them; a decimal comma becomes a point. One of the
+// two signs is the decimal one. That a table has only the other, which groups digits, can be seen
+// unless three digits follow it everywhere.
+class Numbers {
+public:
+    explicit Numbers(char decimal) : m_decimal(decimal), m_isGiven(decimal != 0) {}
 
-// "75.69M", as some write volumes.
-std::string Volume(std::string_view text, bool mayHaveComma, char& decimal) {
-    static constexpr std::pair<char, double> units[] = {{'K', 1e3}, {'M', 1e6}, {'B', 1e9}};
-    const auto* unit = std::ranges::find(units, text.back(), &std::pair<char, double>::first);
-    if (unit == std::end(units)) {
-        return Number(text, mayHaveComma, decimal);
+    std::string Price(std::string_view text) {
+        text.remove_prefix(text.starts_with('$') ? 1 : 0);
+        std::string number(text);
+        std::ranges::replace(number, ',', '.');
+        if (!IsPlainDecimal(number)) {
+            throw NotTaken(Quoted(text) + " is not a number");
+        }
+        const std::size_t place = number.find('.');
+        if (place == number.npos) {
+            return number;
+        }
+        if (m_decimal != 0 && m_decimal != text[place]) {
+            throw NotTaken(Quoted(text) + " has a " + (text[place] == ',' ? "comma" : "point") +
+                           (m_isGiven ? "" : " where others have the other"));
+        }
+        m_decimal = text[place];
+        const std::string_view digits = std::string_view(number).substr(number.starts_with('-'));
+        const bool mayGroup =
+            number.size() - place == 4 && digits.find('.') <= 3 && digits[0] != '0';
+        m_isTold = m_isTold || !mayGroup;
+        m_example = text;
+        return number;
     }
-    char number[64];
-    text.remove_suffix(1);
-    std::snprintf(number, sizeof number, "%.0f",
-                  std::stod(Number(text, mayHaveComma, decimal)) * unit->second);
-    return Number(number, false, decimal);  // which may have become too long
-}
+
+    // "75.69M", as some write volumes, and "7.0".
+    std::string Volume(std::string_view text) {
+        static constexpr std::pair<char, double> units[] = {{'K', 1e3}, {'M', 1e6}, {'B', 1e9}};
+        const auto* unit = std::ranges::find(units, text.back(), &std::pair<char, double>::first);
+        if (unit != std::end(units)) {
+            char number[64];
+            text.remove_suffix(1);
+            std::snprintf(number, sizeof number, "%.0f", std::stod(Price(text)) * unit->second);
+            return Price(number);  // which may have become too long
+        }
+        const std::string_view fraction =
+            text.substr(std::min(text.find_first_of(",."), text.size()));
+        if (fraction.size() == 4 || fraction.find_first_of("123456789") != fraction.npos) {
+            throw NotTaken(Quoted(text) + " is not a whole number");
+        }
+        const std::string number = Price(text);
+        return number.substr(0, number.find('.'));
+    }
+
+    // A number of which nobody can say what it is worth, if that goes for all with a sign.
+    std::string Open() const { return m_isGiven || m_isTold ? "" : m_example; }
+
+private:
+    char m_decimal;
+    bool m_isGiven, m_isTold = false;
+    std::string m_example;
+};
 
 double Value(const std::string& number) { return std::strtod(number.c_str(), nullptr); }
 
@@ -178,15 +204,17 @@ private:
     Exports& m_exports;
     std::string m_name;
     const Refuse& m_refuse;
-    char m_separator = ',', m_decimal = 0;
+    char m_separator = ',';
+    Numbers m_numbers{'.'};
     std::size_t m_width = 0;
     std::array<std::size_t, columnCount> m_places{};
     static constexpr std::size_t none = static_cast<std::size_t>(-1);
-    std::vector<Pending> m_pending;  // with slashes
+    std::vector<Pending> m_rows;
 };
 
 bool Exports::Table::ReadHeader(std::string_view line) {
     m_separator = line.find('\t') != line.npos ? '\t' : line.find(';') != line.npos ? ';' : ',';
+    m_numbers = Numbers(m_exports.m_decimal == 0 && m_separator == ',' ? '.' : m_exports.m_decimal);
     m_places.fill(none);
     const std::vector<std::string> names = SplitCsvLine(line, m_separator);
     m_width = names.size();
@@ -225,14 +253,12 @@ void Exports::Table::ReadRow(std::string_view line, std::size_t number) {
     if (!IsTicker(of) || !NamesPrices(of) || FileNameOf(of) != of) {
         throw NotTaken(Quoted(of) + " names no file of prices");
     }
-    const bool mayHaveComma = m_separator != ',';
-    const std::string last = Number(cell(close), mayHaveComma, m_decimal);
+    const std::string last = m_numbers.Price(cell(close));
     const auto price = [&](Column column) {
-        return m_places[column] == none ? last : Number(cell(column), mayHaveComma, m_decimal);
+        return m_places[column] == none ? last : m_numbers.Price(cell(column));
     };
     const std::string first = price(open), most = price(high), least = price(low);
-    const std::string shares =
-        cell(volume).empty() ? "000" : Volume(cell(volume), mayHaveComma, m_decimal);
+    const std::string shares = cell(volume).empty() ? "000" : m_numbers.Volume(cell(volume));
     if (Value(most) < Value(least)) {
         throw NotTaken("the high is below the low");
     }
@@ -243,38 +269,42 @@ void Exports::Table::ReadRow(std::string_view line, std::size_t number) {
     for (const std::string& value : {most, least, last, shares, price(adjusted)}) {
         values.append(1, ',').append(value);
     }
-    if (const auto day = ParseEnglishDate(cell(date))) {
-        return Add(of, day, values, number);
-    }
-    const DateParts parts = ParseDateParts(cell(date));
-    const auto& [a, b, c] = parts.numbers;
-    if (parts.separator == '/' && a <= 31) {
-        m_pending.push_back({parts, of, std::move(values), number});
-    } else {
-        Add(of, parts.separator == '.' ? ExistingDate(c, b, a) : ExistingDate(a, b, c), values,
-            number);
-    }
+    m_rows.push_back({ParseDateParts(cell(date)), of, std::move(values), number});
 }
 
-// Now it is known whether one of them has a day above 12.
+// Now it is known whether a date has a day above 12, and what the signs in numbers are.
 void Exports::Table::End() {
+    if (const std::string open = m_numbers.Open(); !open.empty()) {
+        return m_refuse(1, "whether the signs of numbers like " + Quoted(open) +
+                               " are decimal ones, --import-decimals has to say; nothing of the "
+                               "file is taken");
+    }
+    const auto hasSlashes = [](const Pending& row) {
+        return row.date.separator == '/' && row.date.numbers[0] <= 31;
+    };
     const auto isAbove = [&](std::size_t place) {
-        return std::ranges::any_of(
-            m_pending, [place](const Pending& row) { return row.date.numbers[place] > 12; });
+        return std::ranges::any_of(m_rows, [&](const Pending& row) {
+            return hasSlashes(row) && row.date.numbers[place] > 12;
+        });
     };
     const bool isDayFirst = m_exports.m_dates == SlashDates::Told
                                 ? isAbove(0)
                                 : m_exports.m_dates == SlashDates::DayFirst;
     const bool isOpen = m_exports.m_dates == SlashDates::Told && isAbove(0) == isAbove(1);
-    for (const Pending& row : m_pending) {
+    for (const Pending& row : m_rows) {
         try {
-            const auto& [a, b, year] = row.date.numbers;
-            if (isOpen) {
+            const auto& [a, b, c] = row.date.numbers;
+            if (!hasSlashes(row)) {
+                Add(row.ticker,
+                    row.date.separator == '.' ? ExistingDate(c, b, a) : ExistingDate(a, b, c),
+                    row.values, row.line);
+            } else if (isOpen) {
                 throw NotTaken("whether " + std::to_string(a) + "/" + std::to_string(b) +
                                " has the month or the day first, --import-dates has to say");
+            } else {
+                Add(row.ticker, isDayFirst ? ExistingDate(c, b, a) : ExistingDate(c, a, b),
+                    row.values, row.line);
             }
-            Add(row.ticker, isDayFirst ? ExistingDate(year, b, a) : ExistingDate(year, a, b),
-                row.values, row.line);
         } catch (const NotTaken& e) {
             m_refuse(row.line, e.what());
         }
@@ -378,7 +408,7 @@ Merged MergeInto(const DataFolder& folder, const Import& import, const std::stri
 
 std::size_t ImportFiles(const Import& import, std::ostream& out) {
     const DataFolder folder(import.folder);
-    Exports exports(import.dates);
+    Exports exports(import.dates, import.decimal);
     std::size_t refused = 0;
     for (const std::string& path : import.files) {
         std::ifstream in(path, std::ios::binary);

@@ -25,7 +25,7 @@ public:
     // Why a line was not taken.
     using Refuse = std::function<void(std::size_t line, const std::string& why)>;
 
-    explicit Exports(SlashDates dates) : m_dates(dates) {}
+    Exports(SlashDates dates, char decimal) : m_dates(dates), m_decimal(decimal) {}
 
     // Reads a table, line by line.
     void Read(std::istream& in, const std::string& name, const Refuse& refuse);
@@ -43,6 +43,7 @@ private:
     class Table;
 
     SlashDates m_dates;
+    char m_decimal;
     std::map<std::string, Days> m_tickers;
 };
 
@@ -51,6 +52,7 @@ struct Import {
     std::filesystem::path folder;
     SlashDates dates = SlashDates::Told;
     bool replacesRows = false;  // the folder's that differ
+    char decimal = 0;           // point or comma; 0: told by each file
 };
 
 // Adds the days of the files to those of the folder, a file a ticker, each replaced in one step.

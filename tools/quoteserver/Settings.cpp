@@ -56,6 +56,10 @@ void Describe(CLI::App& app, Settings& settings) {
                    "What 1/2/2024 means where no day of a file is above 12")
         ->needs(import)
         ->check(CLI::IsMember({"m/d/y", "d/m/y"}));
+    app.add_option("--import-decimals", settings.importDecimals,
+                   "The decimal sign of files that do not tell whether 3,105 is above 3000")
+        ->needs(import)
+        ->check(CLI::IsMember({"point", "comma"}));
     app.add_flag("--replace-rows", settings.import.replacesRows,
                  "Take rows of a day of which the folder has other values")
         ->needs(import);
@@ -141,6 +145,9 @@ std::optional<int> ReadSettings(int argc, char** argv, Settings& settings) {
     settings.import.dates = settings.importDates.empty()      ? SlashDates::Told
                             : settings.importDates == "m/d/y" ? SlashDates::MonthFirst
                                                               : SlashDates::DayFirst;
+    settings.import.decimal = settings.importDecimals.empty()      ? '\0'
+                              : settings.importDecimals == "point" ? '.'
+                                                                   : ',';
     if (!settings.feeds.empty() && app.count("--rows-per-page") == 0) {
         settings.rowsPerPage = 0;
     }

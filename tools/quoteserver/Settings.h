@@ -24,7 +24,7 @@ struct Settings {
     std::string check;
     Import import;
     std::string feeds, record, replay, tryOut, raw;
-    std::string importDates;
+    std::string importDates, importDecimals;
     std::uint64_t recordLimit = 200'000'000;
     double replaySpeed = 0;  // 0 = at once
     std::string failure = "reset";
