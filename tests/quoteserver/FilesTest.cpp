@@ -194,9 +194,11 @@ TEST_F(FolderTest, ExportsAreTakenLineByLine) {
         {"bulk.txt",
          "<TICKER>,<PER>,<DATE>,<TIME>,<OPEN>,<HIGH>,<LOW>,<CLOSE>,<VOL>,<OPENINT>\n"
          "Y.US,D,20240102,000000,1,2,1,2,7,0\nX.US,5,20240102,090000,1,2,1,2,7,0\n"
+         "Y.US,,20240103,090000,1,2,1,2,7,0\n"
          "SPY.DIVIDENDS,D,20240102,000000,1,2,1,2,7,0\n",
          "bulk.txt:3: the period \"5\" is not a day\n"
-         "bulk.txt:4: \"SPY.DIVIDENDS\" names no file of prices\n"
+         "bulk.txt:4: the time \"090000\" is not that of a day\n"
+         "bulk.txt:5: \"SPY.DIVIDENDS\" names no file of prices\n"
          "Y.US.csv: 1 new, 0 replaced, 0 already there\n",
          "Y.US.csv", "2024-01-02,1,2,1,2,7,2\n"},
         {"y.csv", "Volume;Close;Date\n1200;1,5;09.01.2024\n1;1.234;10.01.2024\n1;1;30.02.2024\n",
@@ -217,6 +219,13 @@ TEST_F(FolderTest, ExportsAreTakenLineByLine) {
         {"y.csv", "Date\tClose\tVol\n2024-01-05\t3,105\t7,0\n2024-01-06\t3.105\t7\n",
          "y.csv:3: \"3.105\" has a point\nY.csv: 1 new, 0 replaced, 0 already there\n", "Y.csv",
          "2024-01-05,3.105,3.105,3.105,3.105,7,3.105\n", SlashDates::Told, false, ','},
+        {"y.csv",
+         "date,close\n2024-01-02 09:30,1\n2024-01-03 00:00:00 UTC,2\n"
+         "2024-01-04T05:00:00Z,3\n1/25/2024 12:00:00 AM,4\n",
+         "y.csv:2: the time \"09:30\" is not that of a day\n"
+         "y.csv:4: the time \"05:00:00Z\" is not that of a day\n"
+         "Y.csv: 2 new, 0 replaced, 0 already there\n",
+         "Y.csv", "2024-01-25,4,4,4,4,000,4\n2024-01-03,2,2,2,2,000,2\n"},
         // A day above 12 tells for the whole file.
         {"y.csv", "symbol\tdate\tclose\ny\t1/2/2024\t1\ny\t1/31/2024\t2\n",
          "Y.csv: 2 new, 0 replaced, 0 already there\n", "Y.csv",

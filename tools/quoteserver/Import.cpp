@@ -25,29 +25,21 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-enum Column { date, ticker, period, open, high, low, close, volume, adjusted, columnCount };
+enum Column { date, time, ticker, period, open, high, low, close, volume, adjusted, columnCount };
 
 // "<CLOSE>", "Close/Last" and "Adj. Close" as they are looked up.
 std::optional<Column> ColumnOf(std::string_view name) {
-    static constexpr std::pair<std::string_view, Column> names[] = {{"date", date},
-                                                                    {"day", date},
-                                                                    {"dtyyyymmdd", date},
-                                                                    {"timestamp", date},
-                                                                    {"ticker", ticker},
-                                                                    {"symbol", ticker},
-                                                                    {"per", period},
-                                                                    {"period", period},
-                                                                    {"open", open},
-                                                                    {"high", high},
-                                                                    {"low", low},
-                                                                    {"close", close},
-                                                                    {"last", close},
-                                                                    {"closelast", close},
-                                                                    {"price", close},
-                                                                    {"volume", volume},
-                                                                    {"vol", volume},
-                                                                    {"adjclose", adjusted},
-                                                                    {"adjustedclose", adjusted}};
+    static constexpr std::pair<std::string_view, Column> names[] = {
+        {"date", date},         {"day", date},
+        {"dtyyyymmdd", date},   {"timestamp", date},
+        {"time", time},         {"ticker", ticker},
+        {"symbol", ticker},     {"per", period},
+        {"period", period},     {"open", open},
+        {"high", high},         {"low", low},
+        {"close", close},       {"last", close},
+        {"closelast", close},   {"price", close},
+        {"volume", volume},     {"vol", volume},
+        {"adjclose", adjusted}, {"adjustedclose", adjusted}};
     std::string letters = Lower(name);
     std::erase_if(letters, [](char c) { return c < 'a' || c > 'z'; });
     const auto* found =
@@ -71,13 +63,24 @@ struct DateParts {
     char separator = 0;  // 0: year, month, day
 };
 
+// A bar of some hour or minute is not the day's.
+void RefuseTimeOfDay(std::string_view text) {
+    const std::string_view clock = text.substr(0, text.find_first_of("+-ZU"));  // before a zone
+    if (clock.find_first_not_of("0:. ") != clock.npos && clock != "12:00 AM" &&
+        clock != "12:00:00 AM") {
+        throw NotTaken("the time " + Quoted(text) + " is not that of a day");
+    }
+}
+
 DateParts ParseDateParts(std::string_view text) {
     if (const auto english = ParseEnglishDate(text)) {
         const std::chrono::year_month_day day{*english};
         return {{static_cast<int>(day.year()), static_cast<int>(static_cast<unsigned>(day.month())),
                  static_cast<int>(static_cast<unsigned>(day.day()))}};
     }
-    text = text.substr(0, text.find_first_of(" T"));  // a time may follow
+    const std::size_t day = std::min(text.find_first_of(" T"), text.size());
+    RefuseTimeOfDay(Trimmed(text.substr(std::min(day + 1, text.size()))));
+    text = text.substr(0, day);
     DateParts parts;
     const char* p = text.data();
     const char* const end = p + text.size();
@@ -245,6 +248,7 @@ void Exports::Table::ReadRow(std::string_view line, std::size_t number) {
     if (const std::string_view per = cell(period); !per.empty() && per != "D" && per != "d") {
         throw NotTaken("the period " + Quoted(per) + " is not a day");
     }
+    RefuseTimeOfDay(cell(time));
     std::string of(m_places[ticker] == none ? std::string_view(m_name).substr(0, m_name.rfind('.'))
                                             : cell(ticker));
     std::ranges::transform(of, of.begin(), [](char c) {
