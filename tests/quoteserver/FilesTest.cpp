@@ -201,9 +201,12 @@ TEST_F(FolderTest, ExportsAreTakenLineByLine) {
          "bulk.txt:5: \"SPY.DIVIDENDS\" names no file of prices\n"
          "Y.US.csv: 1 new, 0 replaced, 0 already there\n",
          "Y.US.csv", "2024-01-02,1,2,1,2,7,2\n"},
-        {"y.csv", "Volume;Close;Date\n1200;1,5;09.01.2024\n1;1.234;10.01.2024\n1;1;30.02.2024\n",
-         "y.csv:3: \"1.234\" has a point where others have the other\n"
-         "y.csv:4: there is no such day\nY.csv: 1 new, 0 replaced, 0 already there\n",
+        {"y.csv",
+         "Volume;Close;Date\n1;n.a.;08.01.2024\n1200;1,5;09.01.2024\n1;1.234;10.01.2024\n"
+         "1;1;30.02.2024\n",
+         "y.csv:2: \"n.a.\" is not a number\n"
+         "y.csv:4: \"1.234\" has a point where others have the other\n"
+         "y.csv:5: there is no such day\nY.csv: 1 new, 0 replaced, 0 already there\n",
          "Y.csv", "2024-01-09,1.5,1.5,1.5,1.5,1200,1.5\n"},
         {"y.csv",
          "\"Date\",\"Price\",\"Vol.\"\n\"Jan 09, 2024\",\"$1.50\",\"75.69M\"\n"
@@ -253,6 +256,9 @@ TEST_F(FolderTest, ExportsAreTakenLineByLine) {
          "Z.csv", "Close,Date,Note\n"},
         {"y.csv", "2024-01-02,1,2,3,4\n",
          "y.csv:1: no column is called date; nothing of the file is taken\n", "Y.csv", nullptr},
+        {"y.csv", "date,close\r2024-01-02,1\r",
+         "y.csv:1: no row follows; lines have to end with LF or CR LF\n", "Y.csv", nullptr},
+        {".", "", ".:2: the file cannot be read on; nothing of it is taken\n", "Y.csv", nullptr},
     };
     for (const auto& test : cases) {
         std::filesystem::remove_all(m_folder);

@@ -332,22 +332,31 @@ void Exports::Read(std::istream& in, const std::string& name, const Refuse& refu
     Table table(*this, name, refuse);
     std::string line;
     std::getline(in, line);
-    if (!table.ReadHeader(Trimmed(WithoutByteOrderMark(line)))) {
+    if (!in.bad() && !table.ReadHeader(Trimmed(WithoutByteOrderMark(line)))) {
         return;
     }
-    for (std::size_t number = 2; std::getline(in, line); ++number) {
+    std::size_t number = 2;
+    bool hasRow = false;
+    for (; std::getline(in, line); ++number) {
         if (line.ends_with('\r')) {
             line.pop_back();
         }
         try {
             if (!line.empty()) {
+                hasRow = true;
                 table.ReadRow(line, number);
             }
         } catch (const NotTaken& e) {
             refuse(number, e.what());
         }
     }
-    table.End();
+    if (in.bad()) {
+        refuse(number, "the file cannot be read on; nothing of it is taken");
+    } else if (!hasRow) {
+        refuse(1, "no row follows; lines have to end with LF or CR LF");
+    } else {
+        table.End();
+    }
 }
 
 namespace {
