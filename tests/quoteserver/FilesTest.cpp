@@ -121,6 +121,21 @@ TEST_F(FolderTest, QuotesAreReadAsEditorsLeaveThem) {
     EXPECT_EQ(quotes.Of("ABC").value("l1"), "");
     EXPECT_EQ(quotes.Of("X").value("l1"), "1");
     EXPECT_EQ(quotes.Of("X").value("l"), "N/A");
+
+    for (const auto& [time, clock] : {std::pair<std::string, std::string>{"16:05:07", "16:05:07"},
+                                      {"4:05 P ET", "16:05:00"},
+                                      {"12:05a.m.", "00:05:00"},
+                                      {"16:05 PM", "16:05:00"},
+                                      {"16:05 AEST", "16:05:00"}}) {
+        Write("quotes.csv", "s,t1\nX," + time);
+        EXPECT_EQ(AnswerAccount(DataFolder{m_folder}, {"", ""},
+                                {"GET", ParseTarget("/?TICKER=X&FIELDS=TIME"), "", "Basic Og=="})
+                      .body,
+                  clock + "\n");
+        const std::string own =
+            AnswerOwn("YAHOOSNAPSHOT", DataFolder{m_folder}, Query("ticker=X")).body;
+        EXPECT_NE(own.find("\nX,,," + clock.substr(0, 5) + ","), own.npos) << time << own;
+    }
 }
 
 TEST_F(FolderTest, DailyPricesStandForQuotesThatLack) {

@@ -75,7 +75,7 @@ std::string QuoteBlock(const replies::OwnForm& form, const std::vector<std::stri
     return Named(block).append(header).append(1, '\n').append(row).append(1, '\n');
 }
 
-// "9/8/2016" is 2016-09-08, and "4:05pm" 16:05.
+// "9/8/2016" is 2016-09-08.
 std::string DayOf(std::string_view text) {
     int month = 0, day = 0, year = 0;
     char iso[40] = "";
@@ -83,16 +83,6 @@ std::string DayOf(std::string_view text) {
         std::snprintf(iso, sizeof iso, "%04d-%02d-%02d", year, month, day);
     }
     return iso;
-}
-
-std::string ClockOf(std::string_view text) {
-    int hour = 0, minute = 0;
-    char half = 0, clock[32] = "";
-    if (std::sscanf(std::string(text).c_str(), "%2d:%2d%c", &hour, &minute, &half) == 3) {
-        const bool isAfternoon = half == 'p' || half == 'P';
-        std::snprintf(clock, sizeof clock, "%02d:%02d", hour % 12 + (isAfternoon ? 12 : 0), minute);
-    }
-    return clock;
 }
 
 // Nothing for an unknown ticker.
@@ -109,7 +99,7 @@ std::string QuoteOf(const replies::OwnForm& form, const DataFolder& folder,
             value = quote.value(letter == "b3" ? "b" : "a");
         }
         values.push_back(letter == "d1"   ? DayOf(value)
-                         : letter == "t1" ? ClockOf(value)
+                         : letter == "t1" ? ClockOf(value).substr(0, 5)
                                           : std::string(value.substr(
                                                 0, letter == "p2" ? value.find('%') : value.npos)));
     }

@@ -2,7 +2,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstdio>
 #include <optional>
 #include <vector>
 
@@ -112,24 +111,11 @@ constexpr std::array fieldSources = {
 
 std::string_view Known(std::string_view value) { return value == "N/A" ? "" : value; }
 
-// "4:05pm" is 16:05:00 here; other texts stand as they are.
-std::string Clock24(std::string_view time) {
-    int hour = 0;
-    int minute = 0;
-    char half = 0;
-    std::string text(time);
-    if (std::sscanf(text.c_str(), "%2d:%2d%c", &hour, &minute, &half) != 3) {
-        return text;
-    }
-    const bool isAfternoon = half == 'p' || half == 'P';
-    char clock[32];
-    std::snprintf(clock, sizeof clock, "%02d:%02d:00", hour % 12 + (isAfternoon ? 12 : 0), minute);
-    return clock;
-}
-
 std::string Value(const Quote& quote, std::string_view field) {
     if (field == "TIME") {
-        return Clock24(Known(quote.value("t1")));
+        const std::string_view time = Known(quote.value("t1"));
+        const std::string clock = ClockOf(time);
+        return clock.empty() ? std::string(time) : clock;
     }
     if (field == "BIDASKSIZE") {
         const std::string bid(Known(quote.value("b6")));

@@ -49,6 +49,24 @@ std::vector<std::string> SplitCells(std::string_view line) {
     return cells;
 }
 
+std::string ClockOf(std::string_view text) {
+    int hour = -1, minute = -1, second = 0, end = 0;
+    const std::string time(text);
+    if (std::sscanf(time.c_str(), "%2d:%2d%n:%2d%n", &hour, &minute, &end, &second, &end) < 2 ||
+        hour < 0 || hour > 23 || minute < 0 || minute > 59 || second < 0 || second > 59) {
+        return {};
+    }
+    const std::size_t blanks = time.find_first_not_of(' ', static_cast<std::size_t>(end));
+    std::string half = time.substr(std::min(blanks, time.size()), 2);
+    std::ranges::transform(half, half.begin(), [](char c) { return static_cast<char>(c | 0x20); });
+    const bool isHalf = (half.starts_with('a') || half.starts_with('p')) &&
+                        (half.size() == 1 || half.find_first_of("m. ", 1) == 1);
+    if (isHalf && hour >= 1 && hour <= 12) {
+        hour = hour % 12 + (half[0] == 'p' ? 12 : 0);
+    }
+    return Printed("%02d:%02d:%02d", hour, minute, second);
+}
+
 QuoteTable::QuoteTable(DataFolder folder, const Complaints& complain)
     : m_folder(std::move(folder)) {
     const std::optional<DataFile> file = m_folder.Quotes();

@@ -15,6 +15,9 @@ namespace quoteserver {
 // The values of a line, those in quotes without them.
 std::vector<std::string> SplitCells(std::string_view line);
 
+// "16:05:00" for "4:05pm", "4:05 PM" and "16:05"; nothing unless the text begins with a time.
+std::string ClockOf(std::string_view text);
+
 class Quote {
 public:
     // Of an unknown ticker, without values.
