@@ -139,12 +139,15 @@ TEST_F(FolderTest, QuotesAreReadAsEditorsLeaveThem) {
 }
 
 TEST_F(FolderTest, DailyPricesStandForQuotesThatLack) {
-    Write("y.csv",
-          "Date,Open,High,Low,Close,Volume\n2004-01-08,1,2,0.5,1.60,7\n2004-01-09,1.1,2.1,0.6,2.00,"
-          "8\n");
-    EXPECT_EQ(
-        AnswerQuotes(DataFolder{m_folder}, Query("f=sl1c1p2pd1vnt1&s=Y")).body,
-        "\"Y\",2.00,+0.40,\"+25.00%\",1.60,\"1/9/2004\",8,\"Y daily close of 2004-01-09\",N/A\n");
+    Write(
+        "y.csv",
+        "Date,Open,High,Low,Close,Volume\n2004-01-08,1,2,0.5,1.60,7\n2004-01-09,1.1,2.1,0.6,2.0022,"
+        "8\n");
+    Write("z.csv", priceHeader + "2004-01-08,1,2,0,1600,7,1\n2004-01-09,1,2,0,2000,8,1\n");
+    EXPECT_EQ(AnswerQuotes(DataFolder{m_folder}, Query("f=sl1c1p2pd1vnt1&s=Y")).body,
+              "\"Y\",2.0022,+0.4022,\"+25.14%\",1.60,\"1/9/2004\",8,\"Y daily close of "
+              "2004-01-09\",N/A\n");
+    EXPECT_EQ(AnswerQuotes(DataFolder{m_folder}, Query("f=c1&s=Z")).body, "+400.00\n");
 }
 
 TEST_F(FolderTest, CheckNamesEveryDamagedLine) {

@@ -231,7 +231,7 @@ TEST_F(KeeperTest, OneQuoteServerFeedsAnother) {
     for (const auto& [suffix, text] : files) {
         Write("X" + suffix, text);
     }
-    Write("quotes.csv", "s,n,l1,d1,t1,p\nX,\"X, Inc.\",10.50,1/3/2024,4:00pm,10\n");
+    Write("quotes.csv", "s,n,l1,d1,t1,p\nX,\"X, Inc.\",1.1034,1/3/2024,4:00pm,1.10120\n");
     const DataFolder folder(m_folder);
     Routes routes;
     for (const char* name : tableNames) {
@@ -256,7 +256,7 @@ TEST_F(KeeperTest, OneQuoteServerFeedsAnother) {
     fed.merge(fetch(Kind::Futures).files);
     EXPECT_EQ(fed, files);
     EXPECT_EQ(fetch(Kind::Quotes).files[".quote.csv"],
-              "c1,d1,l1,n,p,p2,s,t1\n+0.50,1/3/2024,10.5,X Inc.,10,+5.00%,X,4:00pm\n");
+              "c1,d1,l1,n,p,p2,s,t1\n+0.0022,1/3/2024,1.1034,X Inc.,1.1012,+0.20%,X,4:00pm\n");
     EXPECT_EQ(fetch(Kind::History, "Y").state, State::Unknown);
 
     // Nor does anything go over the line again that has not changed.

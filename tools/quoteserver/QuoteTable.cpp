@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <optional>
 
+#include "living/Numbers.h"
+
 namespace quoteserver {
 namespace {
 
@@ -162,10 +164,10 @@ Quote QuoteTable::OfDailyPrices(std::string_view ticker) const {
     };
     if (rows.size() > 1) {
         const std::string before = valuesOf(rows[1])[3];
-        const double last = std::stod(before), change = std::stod(close) - last;
-        values.insert(values.end(), {{"p", before}, {"c1", Printed("%+.2f", change)}});
+        const double last = std::stod(before);
+        values.insert(values.end(), {{"p", before}, {"c1", living::ChangeText(close, before)}});
         if (last != 0) {
-            values.emplace_back("p2", Printed("%+.2f%%", 100 * change / last));
+            values.emplace_back("p2", Printed("%+.2f%%", 100 * (std::stod(close) - last) / last));
         }
     }
     return Quote(std::move(values));

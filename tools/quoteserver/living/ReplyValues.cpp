@@ -164,11 +164,10 @@ std::string ReadQuote(const ReplyValues& values, const Ask& ask, const Json& roo
         throw Nonsense("a quote without price or time");
     }
     if (const auto before = numbers.find("p"); before != numbers.end() && before->second != 0) {
-        const double change = numbers["l1"] - before->second;
         char text[64];
-        std::snprintf(text, sizeof text, "%+.2f", change);
-        cells["c1"] = text;
-        std::snprintf(text, sizeof text, "%+.2f%%", 100 * change / before->second);
+        cells["c1"] = ChangeText(cells["l1"], cells["p"]);
+        std::snprintf(text, sizeof text, "%+.2f%%",
+                      100 * (numbers["l1"] - before->second) / before->second);
         cells["p2"] = text;
     }
     for (const auto& [range, low, high] : {std::tuple{"m", "g", "h"}, {"w", "j", "k"}}) {
