@@ -75,7 +75,7 @@ void CheckReply(const Recipe& recipe, const std::string& body) {
 
 // Whatever is taken of an export can be read again.
 void CheckExport(const std::string& text) {
-    Exports exports(SlashDates::Told, '.');
+    Exports exports(SlashDates::Told, 0);
     std::istringstream in(text);
     exports.Read(in, "x.csv", [](std::size_t line, const std::string& why) {
         vtdl::fuzz::Require(line > 0 && !why.empty(), "a reason, and its line");
