@@ -126,6 +126,25 @@ TEST(LivingTest, OnlyWhatWasAskedForIsRows) {
         EXPECT_EQ(NameOf(reading.state), NameOf(c.state)) << c.body << reading.why;
         EXPECT_NE(reading.why.find(c.why), std::string::npos) << c.body << ": " << reading.why;
     }
+
+    // A time of another place is none: those of options are UTC, of quotes the market's.
+    const Recipe quote =
+        RecipeOf(R"({"url": "http://x", "format": "csv", "quote": {"l1": "l1", "time": "t"}})");
+    for (const auto& [zone, option, market] : {std::tuple{"", State::Rows, State::Rows},
+                                               {":07.123", State::Rows, State::Rows},
+                                               {":07Z", State::Rows, State::Nonsense},
+                                               {":07.1 +00:00", State::Rows, State::Nonsense},
+                                               {":07-05", State::Nonsense, State::Nonsense},
+                                               {" PM", State::Nonsense, State::Nonsense}}) {
+        const std::string time = std::string("2026-08-07 18:58") + zone;
+        const std::string options =
+            R"({"timestamp": ")" + time +
+            R"(", "data": {"options": [{"option": "AAPL260807C00110000"}]}})";
+        EXPECT_EQ(ReadReply(Shipped("cboe-options"), {Kind::Options, "X"}, options).state, option)
+            << zone;
+        EXPECT_EQ(ReadReply(quote, {Kind::Quotes, "X"}, "l1,t\n1," + time + "\n").state, market)
+            << zone;
+    }
 }
 
 // Dividends and splits in the rows of days, as a service with keys sends them.

@@ -358,7 +358,7 @@ Json Reader::QuoteValue(const std::string& column, const std::string& text) cons
     const std::string& letters = found == m_recipe.quote.end() ? column : found->first;
     if (letters == "time") {
         const Json json(text);
-        return m_values.Time(&json).time_since_epoch().count();
+        return m_values.Time(&json, false).time_since_epoch().count();
     }
     double number = 0;
     const char* end = text.data() + text.size();

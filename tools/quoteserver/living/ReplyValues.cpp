@@ -1,5 +1,6 @@
 #include "living/ReplyValues.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
@@ -96,8 +97,8 @@ Date ReplyValues::Day(std::string_view text) const {
     return *day;
 }
 
-// "2026-08-07 18:58:23", with a blank or a T in between.
-sys_seconds ReplyValues::Time(const Json* value) const {
+// "2026-08-07 18:58:23.5", with a blank or a T in between. Of another zone it would be hours off.
+sys_seconds ReplyValues::Time(const Json* value, bool isUtc) const {
     const std::string text = value && value->is_string() ? value->get<std::string>() : "";
     const std::optional<Date> day = ParseIsoDate(std::string_view(text).substr(0, 10));
     int hour = -1, minute = -1;
@@ -105,7 +106,12 @@ sys_seconds ReplyValues::Time(const Json* value) const {
         std::from_chars(text.data() + 11, text.data() + 13, hour);
         std::from_chars(text.data() + 14, text.data() + 16, minute);
     }
-    if (!day || hour < 0 || hour > 23 || minute < 0 || minute > 59) {
+    std::string_view zone = std::string_view(text).substr(std::min<std::size_t>(text.size(), 16));
+    zone.remove_prefix(std::min(zone.find_first_not_of(":. 0123456789"), zone.size()));
+    const bool isOwnZone =
+        zone.empty() ||
+        (isUtc && (zone == "Z" || zone == "+00" || zone == "+0000" || zone == "+00:00"));
+    if (!day || hour < 0 || hour > 23 || minute < 0 || minute > 59 || !isOwnZone) {
         throw Nonsense("\"" + PrintableText(text) + "\" is not a time");
     }
     return *day + hours(hour) + minutes(minute);
@@ -193,7 +199,7 @@ void ReadChain(const ReplyValues& values, const Ask& ask, const Json& document, 
                                           {&values.recipe.shareVolume, &Chain::volume}}) {
         chain.*member = pointer->empty() ? unknown : values.Number(At(document, *pointer));
     }
-    chain.time = values.Time(At(document, values.recipe.time));
+    chain.time = values.Time(At(document, values.recipe.time), true);
     for (const Json* row : values.Rows(list)) {
         const Json* symbol = At(*row, values.recipe.option.name);
         if (!symbol || !symbol->is_string()) {

@@ -19,7 +19,7 @@ struct ReplyValues {
     Date Day(const Json& value) const;
     Date Day(std::string_view text) const;
     Date Day(double epoch) const;
-    std::chrono::sys_seconds Time(const Json* value) const;
+    std::chrono::sys_seconds Time(const Json* value, bool isUtc) const;  // or the market's clock
     std::vector<const Json*> Rows(const Json& list) const;
 };
 
