@@ -1,10 +1,10 @@
 #include "QuoteTable.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
+#include <cstdlib>
 #include <optional>
-
-#include "living/Numbers.h"
 
 namespace quoteserver {
 namespace {
@@ -105,6 +105,20 @@ std::string_view Quote::value(std::string_view letters) const {
     return found == m_values.end() ? unknown : found->second;
 }
 
+std::string ChangeText(const std::string& price, const std::string& before) {
+    std::size_t decimals = 2;
+    for (const std::string& text : {price, before}) {
+        if (const std::size_t point = text.find('.'); point != text.npos) {
+            decimals = std::max(decimals, text.size() - point - 1);
+        }
+    }
+    std::array<char, 400> text;
+    std::snprintf(text.data(), text.size(), "%+.*f",
+                  static_cast<int>(std::min<std::size_t>(decimals, 10)),
+                  std::strtod(price.c_str(), nullptr) - std::strtod(before.c_str(), nullptr));
+    return text.data();
+}
+
 Quote QuoteTable::Of(std::string_view ticker, bool fromPrices) const {
     const auto row = std::ranges::find_if(
         m_rows, [&](const Cells& cells) { return SameTicker(cells[m_tickerColumn], ticker); });
@@ -165,7 +179,7 @@ Quote QuoteTable::OfDailyPrices(std::string_view ticker) const {
     if (rows.size() > 1) {
         const std::string before = valuesOf(rows[1])[3];
         const double last = std::stod(before);
-        values.insert(values.end(), {{"p", before}, {"c1", living::ChangeText(close, before)}});
+        values.insert(values.end(), {{"p", before}, {"c1", ChangeText(close, before)}});
         if (last != 0) {
             values.emplace_back("p2", Printed("%+.2f%%", 100 * (std::stod(close) - last) / last));
         }

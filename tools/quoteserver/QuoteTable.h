@@ -37,6 +37,9 @@ private:
     std::vector<std::pair<std::string, std::string>> m_values;
 };
 
+// "+0.0022" for 1.1034 after 1.1012: with the decimals of the two, two at least and ten at most.
+std::string ChangeText(const std::string& price, const std::string& before);
+
 class QuoteTable {
 public:
     // Reads quotes.csv, if the folder has it. Complains about a header without "s" and about rows

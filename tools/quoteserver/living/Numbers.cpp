@@ -39,20 +39,6 @@ std::string DecimalText(double value) {
     return {text.data(), end};
 }
 
-std::string ChangeText(const std::string& price, const std::string& before) {
-    std::size_t decimals = 2;
-    for (const std::string& text : {price, before}) {
-        if (const std::size_t point = text.find('.'); point != text.npos) {
-            decimals = std::max(decimals, text.size() - point - 1);
-        }
-    }
-    std::array<char, 400> text;
-    std::snprintf(text.data(), text.size(), "%+.*f",
-                  static_cast<int>(std::min<std::size_t>(decimals, 10)),
-                  std::strtod(price.c_str(), nullptr) - std::strtod(before.c_str(), nullptr));
-    return text.data();
-}
-
 std::vector<std::string> SplitCsvLine(std::string_view line, char separator) {
     std::vector<std::string> cells(1);
     bool isQuoted = false;

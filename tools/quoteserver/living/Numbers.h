@@ -17,9 +17,6 @@ double Shortest(double value, double part);
 // Digits without exponent, as many as the number needs: "129.04".
 std::string DecimalText(double value);
 
-// "+0.0022" for 1.1034 after 1.1012: with the decimals of the two, two at least and ten at most.
-std::string ChangeText(const std::string& price, const std::string& before);
-
 // The values of a line, without their quotes.
 std::vector<std::string> SplitCsvLine(std::string_view line, char separator);
 

@@ -8,6 +8,7 @@
 #include <optional>
 #include <tuple>
 
+#include "QuoteTable.h"
 #include "living/Chain.h"
 #include "living/Numbers.h"
 
