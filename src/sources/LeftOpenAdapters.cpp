@@ -29,22 +29,12 @@ public:
     }
 };
 
-constexpr SourceIdentity LeftOpen(std::wstring_view name, std::wstring_view description,
-                                  std::wstring_view dataServer, long priceDataType) {
-    return {.name = name,
-            .description = description,
-            .priceDataType = priceDataType,
-            .nameParameter = description,
-            .descriptionParameter = description,
-            .dataServer = dataServer};
-}
-
 constexpr SourceIdentity yahooECNRealTime =
-    LeftOpen(L"YAHOOECN", L"Yahoo! Finance (ecn - real time)", L"YAHOO",
-             vtdlPriceDataTypeStocks | vtdlPriceDataTypeRealtime);
+    PlainIdentity(L"YAHOOECN", L"Yahoo! Finance (ecn - real time)", L"YAHOO",
+                  vtdlPriceDataTypeStocks | vtdlPriceDataTypeRealtime);
 constexpr SourceIdentity iVolatility =
-    LeftOpen(L"IVOLATILITY", L"IVolatility", L"IVOLATILITY",
-             vtdlPriceDataTypeOptions | vtdlPriceDataTypeVolatility);
+    PlainIdentity(L"IVOLATILITY", L"IVolatility", L"IVOLATILITY",
+                  vtdlPriceDataTypeOptions | vtdlPriceDataTypeVolatility);
 
 using CDataSourceYahooECNRealTime =
     LeftOpenAdapter<"CDataSourceYahooECNRealTime", ::CDataSourceYahooECNRealTime,

@@ -107,35 +107,26 @@ private:
     }
 };
 
-constexpr SourceIdentity Identity(std::wstring_view name, std::wstring_view description,
-                                  std::wstring_view dataServer, long priceDataType) {
-    return {.name = name,
-            .description = description,
-            .priceDataType = priceDataType,
-            .nameParameter = description,
-            .descriptionParameter = description,
-            .dataServer = dataServer};
-}
-
 constexpr long optionsByUnderlying =
     vtdlPriceDataTypeOptions | vtdlPriceDataTypeOptionsByUnderlying;
 
-constexpr OwnSource yahooSnapShot{
-    Identity(L"YAHOOSNAPSHOT", L"Yahoo! Finance (snapshot)", L"YAHOO", vtdlPriceDataTypeStocks),
-    L"yahoo.quotes", replies::yahooSnapShotForm};
+constexpr OwnSource yahooSnapShot{PlainIdentity(L"YAHOOSNAPSHOT", L"Yahoo! Finance (snapshot)",
+                                                L"YAHOO", vtdlPriceDataTypeStocks),
+                                  L"yahoo.quotes", replies::yahooSnapShotForm};
 constexpr OwnSource yahooOptions{
-    Identity(L"YAHOOOPTIONS", L"Yahoo! Finance (Options)", L"YAHOO", optionsByUnderlying),
+    PlainIdentity(L"YAHOOOPTIONS", L"Yahoo! Finance (Options)", L"YAHOO", optionsByUnderlying),
     L"yahoo.quotes", replies::yahooOptionsForm};
 constexpr OwnSource inoSnapShot{
-    Identity(L"INOSNAPSHOT", L"INO Snapshot price", L"INO", vtdlPriceDataTypeFutures), L"ino",
+    PlainIdentity(L"INOSNAPSHOT", L"INO Snapshot price", L"INO", vtdlPriceDataTypeFutures), L"ino",
     replies::inoSnapShotForm};
-constexpr OwnSource inoOptions{Identity(L"INOOPTIONS", L"INO Options", L"INO", optionsByUnderlying),
-                               L"ino", replies::inoOptionsForm};
+constexpr OwnSource inoOptions{
+    PlainIdentity(L"INOOPTIONS", L"INO Options", L"INO", optionsByUnderlying), L"ino",
+    replies::inoOptionsForm};
 constexpr OwnSource inoExchanges{
-    Identity(L"INOEXCHANGES", L"INO Exchanges", L"INO", vtdlPriceDataTypeFutures), L"ino",
+    PlainIdentity(L"INOEXCHANGES", L"INO Exchanges", L"INO", vtdlPriceDataTypeFutures), L"ino",
     replies::inoExchangesForm};
 constexpr OwnSource inoFuturesList{
-    Identity(L"INOFUTURESLIST", L"INO Futures list", L"INO", vtdlPriceDataTypeFutures), L"ino",
+    PlainIdentity(L"INOFUTURESLIST", L"INO Futures list", L"INO", vtdlPriceDataTypeFutures), L"ino",
     replies::inoFuturesListForm};
 
 using CDataSourceYahooSnapShot = OwnAdapter<"CDataSourceYahooSnapShot", ::CDataSourceYahooSnapShot,

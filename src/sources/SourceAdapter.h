@@ -28,6 +28,17 @@ struct SourceIdentity {
     std::wstring_view settingsName = name;  ///< of its section in the settings file
 };
 
+/// One whose parameters repeat its description, and which announces no columns.
+constexpr SourceIdentity PlainIdentity(std::wstring_view name, std::wstring_view description,
+                                       std::wstring_view dataServer, long priceDataType) {
+    return {.name = name,
+            .description = description,
+            .priceDataType = priceDataType,
+            .nameParameter = description,
+            .descriptionParameter = description,
+            .dataServer = dataServer};
+}
+
 /// Base of an adapter D, which brings: className, identity, SessionParameters() and Download(),
 /// which runs in m_download; OwnParameters() when it has more than the fixed ones, PageError() and
 /// FormFault() when its replies are judged by other rules (ReplyRules). Its default IDispatch also

@@ -166,21 +166,12 @@ std::string FutureOf(const replies::OwnForm& form, const DataFolder& folder,
     if (rows.empty()) {
         return {};
     }
-    const auto valuesOf = [](const Row& row) {
-        std::vector<std::string> values;
-        for (std::string_view rest = row.values; !rest.empty();) {
-            values.emplace_back(TakeField(rest, ','));
-        }
-        values.resize(6);
-        return values;
-    };
-    const std::vector<std::string> day = valuesOf(rows[0]);
+    std::vector<std::string> day = SplitCells(rows[0].values);
+    day.resize(6);  // the open interest may be missing
     std::string before, change, date;
     if (rows.size() > 1) {
-        before = valuesOf(rows[1])[3];
-        char text[64];
-        std::snprintf(text, sizeof text, "%.10g", std::stod(day[3]) - std::stod(before));
-        change = text;
+        before = SplitCells(rows[1].values)[3];
+        change = ChangeText(day[3], before);
     }
     AppendDate(date, rows[0].date, DateForm::Iso);
     return QuoteBlock(form, {ticker, NameOf(folder, ticker), day[3], change, date, day[0], day[1],

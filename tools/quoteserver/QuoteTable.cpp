@@ -151,15 +151,8 @@ Quote QuoteTable::OfDailyPrices(std::string_view ticker) const {
     if (rows.empty()) {
         return {};
     }
-    const auto valuesOf = [](const Row& row) {
-        std::vector<std::string> values;
-        for (std::string_view rest = row.values; !rest.empty();) {
-            values.emplace_back(TakeField(rest, ','));
-        }
-        return values;
-    };
     const std::chrono::year_month_day date = rows[0].date;
-    const std::vector<std::string> day = valuesOf(rows[0]);
+    const std::vector<std::string> day = SplitCells(rows[0].values);
     const std::string &open = day[0], &high = day[1], &low = day[2], &close = day[3];
     const int year = static_cast<int>(date.year());
     const unsigned month = static_cast<unsigned>(date.month());
@@ -177,7 +170,7 @@ Quote QuoteTable::OfDailyPrices(std::string_view ticker) const {
         {"m", low + " - " + high},
     };
     if (rows.size() > 1) {
-        const std::string before = valuesOf(rows[1])[3];
+        const std::string before = SplitCells(rows[1].values)[3];
         const double last = std::stod(before);
         values.insert(values.end(), {{"p", before}, {"c1", ChangeText(close, before)}});
         if (last != 0) {
