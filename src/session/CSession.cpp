@@ -247,10 +247,10 @@ void CSession::SetError(vtdlSessionErrorType type, long number, std::wstring_vie
 }
 
 // A request of the same thread that lets this message run could not go on before the tick's own one
-// has ended; the tick comes again in a period.
+// has ended.
 STDMETHODIMP CSession::Fire(long) noexcept {
     return Framed<"iTimer_Fire">([&] {
-        if (!WinInet::IsAnyRunning()) Check(NextTick());
+        if (m_timer && m_timer->TakeTurn(!WinInet::IsAnyRunning())) Check(NextTick());
     });
 }
 

@@ -1,5 +1,7 @@
 #include "timers/cTimer.h"
 
+#include <algorithm>
+#include <deque>
 #include <unordered_map>
 
 #include "automation/ComPtr.h"
@@ -10,6 +12,8 @@ namespace vtdl {
 namespace {
 
 automation::PerApartment<std::unordered_map<UINT_PTR, cTimer*>> timers;
+// Who waits for a turn, the first in front. That one's timer alone ticks often.
+automation::PerApartment<std::deque<cTimer*>> waiting;
 automation::PerApartment<std::weak_ptr<HiddenWindow>> currentWindow;
 
 }  // namespace
@@ -18,6 +22,10 @@ cTimer::~cTimer() {
     if (m_systemTimerId == 0) return;
     KillTimer(m_window, m_killId);
     mTimer::DeleteTimerSession(m_killId);
+    if (auto* const line = waiting.find()) {
+        std::erase(*line, this);
+        if (!line->empty()) line->front()->SetInterval(USER_TIMER_MINIMUM);
+    }
 }
 
 void cTimer::StartTimer(long interval, iTimer* owner, HWND window, long timerId) {
@@ -25,7 +33,8 @@ void cTimer::StartTimer(long interval, iTimer* owner, HWND window, long timerId)
     m_window = window;
     m_timerId = static_cast<ULONG>(timerId);
     m_startTicks = GetTickCount();
-    m_systemTimerId = SetTimer(window, m_timerId, static_cast<UINT>(interval), mTimer::TimerProc);
+    m_interval = static_cast<UINT>(interval);
+    m_systemTimerId = SetTimer(window, m_timerId, m_interval, mTimer::TimerProc);
     m_killId = m_timerId != 0 ? m_timerId : m_systemTimerId;
     if (m_systemTimerId != 0) mTimer::SetTimerSession(m_killId, this);
 }
@@ -37,6 +46,24 @@ void cTimer::Tick(DWORD ticks) noexcept {
     *isBusy = true;
     owner->Fire(static_cast<long>(ticks - m_startTicks));
     *isBusy = false;
+}
+
+bool cTimer::TakeTurn(bool isFree) {
+    auto& line = *waiting;
+    if (isFree && line.empty()) return true;
+    if (!isFree || line.front() != this) {
+        if (std::ranges::find(line, this) == line.end()) line.push_back(this);
+        if (line.front() == this) SetInterval(USER_TIMER_MINIMUM);
+        return false;
+    }
+    line.pop_front();
+    SetInterval(m_interval);
+    if (!line.empty()) line.front()->SetInterval(USER_TIMER_MINIMUM);
+    return true;
+}
+
+void cTimer::SetInterval(UINT interval) noexcept {
+    SetTimer(m_window, m_killId, interval, mTimer::TimerProc);
 }
 
 namespace mTimer {

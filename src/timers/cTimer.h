@@ -24,11 +24,19 @@ public:
     /// Calls the owner with the milliseconds since the start, modulo 2^32.
     void Tick(DWORD ticks) noexcept;
 
+    /// For an owner whose work must not nest in that of others on its thread: whether it may work
+    /// now. If not, because somebody works (not isFree) or has waited longer, its tick is repeated
+    /// until its turn has come; then a whole interval passes before the next.
+    bool TakeTurn(bool isFree);
+
 private:
+    void SetInterval(UINT interval) noexcept;
+
     iTimer* m_owner = nullptr;
     // Cleared with the timer, which may be destroyed by what its owner does in Fire.
     std::shared_ptr<bool> m_isBusy = std::make_shared<bool>(false);
     DWORD m_startTicks = 0;
+    UINT m_interval = 0;
     HWND m_window = nullptr;
     UINT_PTR m_timerId = 0;
     UINT_PTR m_systemTimerId = 0;

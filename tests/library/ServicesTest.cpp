@@ -109,11 +109,11 @@ TEST_F(SourcesTest, LimitsFromTheSettings) {
     SetEnvironmentVariableW(L"VTDL_TIMEOUT", nullptr);
 }
 
-// Requests of one thread can only end in the reverse order of their starts, and this server answers
-// in the order in which they came.
-TEST_F(SourcesTest, PeriodicDownloadsDoNotNest) {
+// Requests of one thread can only end in the reverse order of their starts, so ticks wait for each
+// other, and none of the sessions is left behind.
+TEST_F(SourcesTest, PeriodicDownloadsTakeTurns) {
     LoopbackServer slow([](const std::string&) {
-        Sleep(100);
+        Sleep(30);
         return HttpReply("");
     });
     WriteSettings({{"hosts", "pcquote", slow.Host()}});
@@ -123,7 +123,16 @@ TEST_F(SourcesTest, PeriodicDownloadsDoNotNest) {
         jobs.back()->Set(L"PERIOD", 15L);
         jobs.back()->Start();
     }
-    EXPECT_TRUE(RunLoop(enough, [&] { return jobs[0]->Count(L"DataReady") > 1; }));
+    const auto readings = [&] {
+        std::vector<int> counts;
+        for (const auto& job : jobs) counts.push_back(static_cast<int>(job->Count(L"DataReady")));
+        return counts;
+    };
+    RunLoop(2 * enough, [&] { return std::ranges::max(readings()) > 3; });
+    EXPECT_GE(std::ranges::min(readings()), 3);
+    jobs.erase(jobs.begin() + 4);  // whoever waits behind it goes on
+    const int before = readings().front();
+    EXPECT_TRUE(RunLoop(enough, [&] { return std::ranges::min(readings()) > before; }));
     for (const auto& job : jobs) job->session->Done();
 }
 
