@@ -7,11 +7,12 @@
 
 #include "QuoteTable.h"
 #include "Services.h"
+#include "text/Ascii.h"
 
 namespace quoteserver {
 namespace {
 
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+using vtdl::text::IsDigit;
 
 // "sl1d1" are s, l1 and d1.
 std::vector<std::string> Fields(std::string_view format) {

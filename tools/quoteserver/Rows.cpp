@@ -4,10 +4,13 @@
 #include <array>
 #include <cstdio>
 
+#include "text/Ascii.h"
+
 namespace quoteserver {
 namespace {
 
 using namespace std::chrono;
+using vtdl::text::IsDigit;
 
 // The replies are English whatever the machine's language is, so the C library is not asked.
 constexpr std::array<std::string_view, 12> monthNames = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
@@ -22,15 +25,13 @@ const char* MonthName(year_month_day date) {
 int Digits(std::string_view text) {
     int value = 0;
     for (const char c : text) {
-        if (c < '0' || c > '9') {
+        if (!IsDigit(c)) {
             return -1;
         }
         value = value * 10 + (c - '0');
     }
     return value;
 }
-
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
 Row ParseRow(std::string_view text, std::size_t line, const Layout& layout) {
     std::string_view rest = text;
