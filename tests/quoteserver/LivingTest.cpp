@@ -203,9 +203,10 @@ TEST_F(FolderTest, RecordingsStayUnderTheirLimitAndReplayAsItWent) {
         return all;
     };
     using Names = std::multiset<std::string>;
-    EXPECT_EQ(record(2000, {"n/1", "n/1", "n2"}), (Names{"a", "a", "n+1", "n2"}));
-    EXPECT_EQ(record(750, {}), (Names{"a", "n+1", "n2"}));
-    EXPECT_EQ(record(750, {"n1", "n2", "n3", "n1"}), (Names{"n1", "n3"}));
+    Write("own.reply", std::string(500, 'x'));  // neither counted nor taken away
+    EXPECT_EQ(record(2000, {"n/1", "n/1", "n2"}), (Names{"a", "a", "n+1", "n2", "own.reply"}));
+    EXPECT_EQ(record(750, {}), (Names{"a", "n+1", "n2", "own.reply"}));
+    EXPECT_EQ(record(750, {"n1", "n2", "n3", "n1"}), (Names{"n1", "n3", "own.reply"}));
     EXPECT_EQ(ReplayClient(m_folder)->Fetch({"n3", ""}).body, std::string(300, 'x') + "******");
 }
 
@@ -423,7 +424,10 @@ TEST(LivingTest, ProgramsAnswerInTime) {
     EXPECT_EQ(RunCommand({"printf", "%s", "a b"}, seconds(5)).body, "a b");
     EXPECT_EQ(RunCommand({"pwd"}, seconds(5), "/usr/bin").body, "/usr/bin\n");
     EXPECT_EQ(RunCommand({"false"}, seconds(5)).fault, "the program ended with code 1");
-    EXPECT_EQ(RunCommand({"sleep", "9"}, seconds(1)).fault, "the program did not end in time");
+    for (const char* slow : {"sleep 9", "exec >&-; sleep 9"}) {
+        EXPECT_EQ(RunCommand({"sh", "-c", slow}, seconds(1)).fault,
+                  "the program did not end in time");
+    }
     EXPECT_NE(RunCommand({"/nowhere"}, seconds(1)).status, 200U);
 }
 

@@ -27,13 +27,14 @@ postgres -o "$options" start
 tables="create table prices(ticker text, day date, open numeric(12,4), high real, low text, close double precision,
     moment timestamp, volume bigint, adj numeric);
   insert into prices select t, '2024-01-02', 10.5, 129.04, '9.5', 10.25, '2024-01-02 16:00:00', null, 10.1
-    from (select 'A' as t union select 'B' union select 'C' union select 'D' union select 'SLOW') as tickers;"
+    from (select 'A' as t union select 'B' union select 'C' union select 'D' union select 'E' union select 'F' union select 'SLOW') as tickers;"
 asUser "$programs/psql" -q -h "$scratch/base" -U reader -d postgres -c "$tables"
 sqlite3 "$scratch/spare.db" "$tables"
 statement='select day as date, open, high, low, close, volume, adj as adj_close from prices where ticker = ? and day between ? and ?'
 cat >"$scratch/feeds.json" <<END
 {"store": "store", "lineUp": {"history": ["base", "spare"], "lists": ["base"]}, "feeds": {
   "base": {"odbc": "Driver={PostgreSQL Unicode};Servername=$scratch/base;Database=postgres;Uid=reader",
+    "timeout": "2 s",
     "lists": {"contracts": "select 'CLZ17' as ticker, 'NYM' as exchange, date '2017-12-01' as month"}, "history":
     "$statement and coalesce(case when ticker = 'SLOW' then pg_sleep(20)::text end, '') is not null"},
   "spare": {"odbc": "Driver=SQLite3;Database=$scratch/spare.db", "history": "$statement"}}}
@@ -59,10 +60,21 @@ if ! curl -s "http://127.0.0.1:$serverPort/own/INOFUTURESLIST?ticker=NYM" | grep
 fi
 postgres -m fast restart
 expect "after a restart, which the kept connection did not survive" B base
-(sleep 1; postgres -m immediate stop) &
+(sleep .5; postgres -m immediate stop) &
 expect "stopped in the middle of a statement" SLOW spare
 wait $!
 expect "while it is stopped" C spare
 postgres -o "$options" start
 expect "started again" D base
+# all STATE: of the server and what works for it.
+all() {
+  local server
+  server=$(head -n 1 "$scratch/base/cluster/postmaster.pid")
+  kill "-$1" "$server" $(pgrep -P "$server")
+}
+all STOP
+expect "while it stands still" E spare
+all CONT
+sleep 1
+expect "woken" F base
 [ -z "$failed" ] && say "all passed"

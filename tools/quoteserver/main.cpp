@@ -135,9 +135,9 @@ living::FeedsFile Feeds(const Settings& settings, const std::string& file) {
             feed.odbc.clear();
         }
         for (living::Ages& ages : feeds.ages) {
-            if (settings.replaySpeed > 1) {
-                ages.fresh = std::chrono::duration_cast<std::chrono::seconds>(ages.fresh /
-                                                                              settings.replaySpeed);
+            for (std::chrono::seconds* age : {&ages.fresh, &ages.stale}) {
+                *age = std::chrono::duration_cast<std::chrono::seconds>(
+                    *age / std::max(settings.replaySpeed, 1.0));
             }
         }
     }

@@ -158,9 +158,11 @@ Outcome Feed::Fetch(const Ask& ask, const Today& today) {
             const std::scoped_lock lock(m_lock);
             m_pace.Count(now);
             ++m_condition.requests;
+            m_started = now;
         }
         outcome = Request(ask, today, symbol);
         const std::scoped_lock lock(m_lock);
+        m_started.reset();
         if (outcome.state == State::Limited) {
             m_pace.CoolDown(Clock::now(), outcome.until);
             outcome.until = m_pace.CoolUntil();
@@ -305,6 +307,11 @@ Feed::Condition Feed::Tell() const {
     Condition condition = m_condition;
     condition.next = m_pace.Next(Clock::now());
     return condition;
+}
+
+bool Feed::IsStuck() const {
+    const std::scoped_lock lock(m_lock);
+    return m_started && Clock::now() - *m_started > 3 * m_spec.timeout;
 }
 
 Clock::time_point Feed::CoolUntil() const {

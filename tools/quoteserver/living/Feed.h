@@ -63,6 +63,9 @@ public:
         Clock::time_point next{};
     };
     Condition Tell() const;
+    // Whether the thread has not come back from a request in three times its time limit: that many
+    // statements a history has, and a database whose machine stands still says nothing at all.
+    bool IsStuck() const;
     Clock::time_point CoolUntil() const;
     void Restore(Clock::time_point until);
 
@@ -80,6 +83,7 @@ private:
     mutable std::mutex m_lock;  // of what follows
     Pace m_pace;
     Condition m_condition;
+    std::optional<Clock::time_point> m_started;  // the request that is on its way
     boost::asio::thread_pool m_worker{1};
 };
 

@@ -259,33 +259,60 @@ void Keeper::AskNext(const Ask& ask, bool isLocal, std::size_t place,
         return;
     }
     Feed& feed = *m_feeds[lineUp[place]];
-    const Today today = TodayAt(Clock::now());
-    net::post(feed.Worker(), [this, &feed, ask, isLocal, place, today, failures]() mutable {
-        Outcome outcome = feed.Fetch(ask, today);
-        net::post(m_context, [this, ask, isLocal, place, outcome = std::move(outcome),
-                              failures = std::move(failures)]() mutable {
-            if (outcome.state == State::Rows) {
-                if (std::string doubt = Doubt(ask, outcome); !doubt.empty()) {
-                    outcome.state = State::Nonsense;
-                    outcome.why = std::move(doubt);
-                }
+    const auto turn = std::make_shared<Turn>(net::steady_timer(m_context));
+    turn->end = [this, ask, isLocal, place, failures = std::move(failures)](Outcome outcome) {
+        Take(ask, isLocal, place, failures, std::move(outcome));
+    };
+    net::post(feed.Worker(), [this, &feed, ask, turn, today = TodayAt(Clock::now())] {
+        net::post(m_context, [turn, outcome = feed.Fetch(ask, today)]() mutable {
+            turn->watch.cancel();
+            if (const auto end = std::exchange(turn->end, nullptr)) {
+                end(std::move(outcome));
             }
-            if (outcome.state == State::Rows || outcome.state == State::NoRows) {
-                Land(ask, isLocal, outcome);
-                return;
-            }
-            Log(outcome.feed + ": " + ask.ticker + " (" + NameOf(ask.kind) +
-                "): " + NameOf(outcome.state) + ": " + outcome.why);
-            if (!outcome.reply.empty()) {
-                constexpr std::size_t most = 10;
-                m_replies.push_front(TimeText(Clock::now()) + " " + outcome.feed + " " +
-                                     ask.ticker + " (" + NameOf(ask.kind) + "): " + outcome.reply);
-                m_replies.resize(std::min(m_replies.size(), most));
-            }
-            failures.push_back(outcome);
-            AskNext(ask, isLocal, place + 1, std::move(failures));
         });
     });
+    Watch(feed, turn);
+}
+
+// Not every call of a driver comes back: the line-up does not wait for it.
+void Keeper::Watch(const Feed& feed, std::shared_ptr<Turn> turn) {
+    turn->watch.expires_after(feed.IsStuck() ? 0s : 1s);
+    turn->watch.async_wait([this, &feed, turn](const boost::system::error_code& error) {
+        if (error || !turn->end) {
+            return;
+        }
+        if (!feed.IsStuck()) {
+            Watch(feed, turn);
+            return;
+        }
+        Outcome outcome{State::Down, "it has not come back from an earlier request"};
+        outcome.feed = feed.Spec().name;
+        std::exchange(turn->end, nullptr)(std::move(outcome));
+    });
+}
+
+void Keeper::Take(const Ask& ask, bool isLocal, std::size_t place, std::vector<Outcome> failures,
+                  Outcome outcome) {
+    if (outcome.state == State::Rows) {
+        if (std::string doubt = Doubt(ask, outcome); !doubt.empty()) {
+            outcome.state = State::Nonsense;
+            outcome.why = std::move(doubt);
+        }
+    }
+    if (outcome.state == State::Rows || outcome.state == State::NoRows) {
+        Land(ask, isLocal, outcome);
+        return;
+    }
+    Log(outcome.feed + ": " + ask.ticker + " (" + NameOf(ask.kind) + "): " + NameOf(outcome.state) +
+        ": " + outcome.why);
+    if (!outcome.reply.empty()) {
+        constexpr std::size_t most = 10;
+        m_replies.push_front(TimeText(Clock::now()) + " " + outcome.feed + " " + ask.ticker + " (" +
+                             NameOf(ask.kind) + "): " + outcome.reply);
+        m_replies.resize(std::min(m_replies.size(), most));
+    }
+    failures.push_back(std::move(outcome));
+    AskNext(ask, isLocal, place + 1, std::move(failures));
 }
 
 void Keeper::Land(const Ask& ask, bool isLocal, const Outcome& outcome) {
@@ -444,7 +471,9 @@ std::string Keeper::Status() const {
         const Recipe& recipe = feed->Spec().recipe;
         const Rate pace = feed->Spec().pace;
         feeds[feed->Spec().name] = {
-            {"state", condition.requests == 0 ? "not asked yet" : NameOf(condition.state)},
+            {"state", condition.requests == 0 ? "not asked yet"
+                      : feed->IsStuck()       ? NameOf(State::Down)
+                                              : NameOf(condition.state)},
             {"why", condition.why},
             {"requests", condition.requests},
             {"pace",

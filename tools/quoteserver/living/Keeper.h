@@ -63,12 +63,20 @@ private:
         std::list<boost::asio::steady_timer*> waiting;
         Clock::time_point landed{};
     };
+    // A feed's in a line-up, until it has answered or is given up.
+    struct Turn {
+        boost::asio::steady_timer watch;
+        std::function<void(Outcome)> end;
+    };
     using FlightOf = std::map<std::pair<Ask, bool>, std::shared_ptr<Flight>>;
 
     boost::asio::awaitable<Readiness> Ready(Ask ask, bool isLocal, Clock::time_point end,
                                             std::shared_ptr<Flight> flight);
     std::shared_ptr<Flight> Launch(const Ask& ask, bool isLocal);
     void AskNext(const Ask& ask, bool isLocal, std::size_t place, std::vector<Outcome> failures);
+    void Watch(const Feed& feed, std::shared_ptr<Turn> turn);
+    void Take(const Ask& ask, bool isLocal, std::size_t place, std::vector<Outcome> failures,
+              Outcome outcome);
     void Land(const Ask& ask, bool isLocal, const Outcome& outcome);
     void NoteAsked(const Ask& ask, Date from);
     void SaveCoolDowns();

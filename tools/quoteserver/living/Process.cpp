@@ -1,6 +1,7 @@
 // A user's program as a source: run without a shell, and ended when its time is over.
 #include <array>
 #include <stdexcept>
+#include <thread>
 
 #include "living/Feed.h"
 
@@ -173,12 +174,14 @@ WebAnswer RunCommand(const std::vector<std::string>& arguments, std::chrono::sec
         fault = output.size() > mostBytes ? tooLong : nullptr;
     }
     close(ends[0]);
+    int status = 0;
+    while (!fault && waitpid(process, &status, WNOHANG) == 0) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        fault = steady_clock::now() > end ? tooSlow : nullptr;
+    }
     if (fault) {
         kill(-process, SIGKILL);
-    }
-    int status = 0;
-    waitpid(process, &status, 0);
-    if (fault) {
+        waitpid(process, &status, 0);
         return {0, fault};
     }
     return AnswerOf(WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status),

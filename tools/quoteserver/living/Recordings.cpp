@@ -144,7 +144,9 @@ public:
           m_limit(limit) {
         fs::create_directories(m_folder);
         for (const Recorded& recorded : RecordingsIn(m_folder)) {
-            Keep(recorded.time, recorded.file);
+            if (recorded.time != 0) {  // what is without one was brought here by somebody
+                Keep(recorded.time, recorded.file);
+            }
         }
         MakeRoom();
     }
