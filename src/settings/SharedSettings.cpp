@@ -131,6 +131,7 @@ HostAddress ParseHost(std::wstring_view host) {
     constexpr std::wstring_view secure = L"https://";
     const bool isSecure = text::FoldCase(host.substr(0, secure.size())) == text::FoldCase(secure);
     if (isSecure) host.remove_prefix(secure.size());
+    host = host.substr(0, host.find(L'/'));  // as an address is copied from a browser
     const std::size_t colon = std::min(host.rfind(L':'), host.size());
     HostAddress address{{}, {}, isSecure};
     for (const wchar_t c : host.substr(0, colon))

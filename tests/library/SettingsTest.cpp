@@ -40,7 +40,7 @@ TEST_F(SettingsTest, Hosts) {
     for (const auto& [text, name, port, isSecure] : {std::tuple{L"h", "h", 80, false},
                                                      {L"h:99999", "h", 80, false},
                                                      {L"HTTPS://h", "h", 443, true},
-                                                     {L"https://h:8443", "h", 8443, true},
+                                                     {L"https://h:8443/", "h", 8443, true},
                                                      {L"https://h:x", "h", 443, true}}) {
         const HostAddress address = ParseHost(text);
         EXPECT_EQ(std::tuple(address.name, int{address.port}, address.isSecure),
