@@ -168,6 +168,9 @@ TEST(LivingTest, EventsStandInRowsToo) {
             << recipe << reading.why;
         EXPECT_EQ(files.texts.at(".dividends.csv"), "Date,Dividends\n2024-06-10,0.01\n");
         EXPECT_EQ(files.texts.at(".splits.csv"), "Date,Splits\n2024-06-10,10\n");
+        Recipe inHalves = Shipped(recipe);
+        inHalves.scale = 0.5;
+        EXPECT_EQ(ReadReply(inHalves, {Kind::History}, body).history.dividends.at(0).amount, 0.005);
     }
 }
 

@@ -373,6 +373,7 @@ END
   vtdl doctor
   vtdl doctor --report report.txt
   check "a report has the last failures" has report.txt 'chart: OTHER (history): down'
+  check "and not the copies" grep -q '"copies": [1-9]' report.txt
   check "who answers what" grep -q ' takes connections: quote server [0-9.]*, living: history from chart; quotes from quote; options from cboe; futures from chart$' out
   exec 3<>"/dev/tcp/127.0.0.1/$serverPort"
   printf 'GET /table.csv?s=NVDA HTTP/1.0\r\n\r\n' >&3

@@ -272,10 +272,10 @@ void Run(Settings settings) {
     if (living) {
         net::co_spawn(context, living->keeper.Renew(), net::detached);
         options.prepare = [&](const Request& request) { return living->Prepare(request); };
-        routes.Add("GET", "/status", [&](const Request&) {
+        routes.Add("GET", "/status", [&](const Request& request) {
             return Reply{200,
                          "application/json",
-                         living->keeper.Status(),
+                         living->keeper.Status(request.target.query.value("copies") != "0"),
                          {{"X-Quote-Sources", LineUps(living->feeds)}}};
         });
         routes.Add("GET", "/", [&](const Request& request) {

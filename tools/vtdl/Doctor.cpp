@@ -301,7 +301,7 @@ std::string Report(const Findings& findings, const std::vector<Setting>& setting
     for (std::size_t i = 0; i < living.size(); ++i) {
         const std::size_t end = std::min(answers[i].head.find("\r\n\r\n"), answers[i].head.size());
         text.append("\nThe last failures of http://").append(ToUtf8(living[i])).append("/status\n");
-        text.append(StatusWithoutCopies(answers[i].head.substr(end)));
+        text.append(StatusText(answers[i].head.substr(end)));
     }
     return WithoutSecrets(std::move(text), settings);
 }

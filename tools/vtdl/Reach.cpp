@@ -73,7 +73,7 @@ std::string AnswerFrom(const Socket& socket, const std::string& host, bool isBod
                        Clock::time_point end) {
     const std::size_t longest = isBodyWanted ? longestBody : longestHead;
     const std::string request = std::string(isBodyWanted ? "GET" : "HEAD") +
-                                " /status HTTP/1.0\r\nHost: " + host + "\r\n\r\n";
+                                " /status?copies=0 HTTP/1.0\r\nHost: " + host + "\r\n\r\n";
     send(socket.get(), request.data(), static_cast<int>(request.size()), 0);
     std::string head;
     while (head.size() < longest && (isBodyWanted || head.find("\r\n\r\n") == head.npos) &&
@@ -98,7 +98,7 @@ HostAnswer AskSecurely(std::string host, bool isBodyWanted) {
         static_cast<INTERNET_PORT>(port.empty() ? INTERNET_DEFAULT_HTTPS_PORT : std::stoi(port)),
         nullptr, nullptr, INTERNET_SERVICE_HTTP, 0, 0));
     const Handle request(HttpOpenRequestW(connection.get(), isBodyWanted ? L"GET" : L"HEAD",
-                                          L"/status", L"HTTP/1.0", nullptr, nullptr,
+                                          L"/status?copies=0", L"HTTP/1.0", nullptr, nullptr,
                                           INTERNET_FLAG_SECURE | INTERNET_FLAG_RELOAD |
                                               INTERNET_FLAG_NO_AUTO_REDIRECT |
                                               INTERNET_FLAG_NO_COOKIES | INTERNET_FLAG_NO_UI,

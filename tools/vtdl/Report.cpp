@@ -72,11 +72,9 @@ std::string_view LastLines(std::string_view text, std::size_t most) {
     return text.substr(std::min(text.find('\n'), text.size() - 1) + 1);
 }
 
-std::string StatusWithoutCopies(const std::string& json) {
-    nlohmann::json status = nlohmann::json::parse(json, nullptr, false);
+std::string StatusText(const std::string& json) {
+    const nlohmann::json status = nlohmann::json::parse(json, nullptr, false);
     if (!status.is_object()) return "not to be read\n";
-    const std::size_t copies = status.contains("copies") ? status["copies"].size() : 0;
-    status["copies"] = copies;
     return status.dump(1, ' ', true, nlohmann::json::error_handler_t::replace) + "\n";
 }
 

@@ -18,7 +18,7 @@ std::string WithoutSecrets(std::string text, const std::vector<Setting>& setting
 /// The whole lines at the end of a text, no more than so many bytes.
 std::string_view LastLines(std::string_view text, std::size_t most);
 
-/// The status that a quote server tells, but for its list of copies, which is as long as it likes.
-std::string StatusWithoutCopies(const std::string& json);
+/// The status that a quote server tells, in ASCII.
+std::string StatusText(const std::string& json);
 
 }  // namespace vtdl::host

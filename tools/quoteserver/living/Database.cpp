@@ -399,6 +399,8 @@ Reading ReadDatabase(Database& database, const Statements& statements, const Ask
         Table rows = run(statement);
         Recipe places;
         places.dates = recipe.dates;
+        places.isFloat32 = recipe.isFloat32;
+        places.scale = recipe.scale;
         NameColumns(rows, places);
         Require(rows, {"Date", column});
         const Reading more = ReadTable(places, ask, rows);

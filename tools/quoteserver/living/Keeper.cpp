@@ -463,7 +463,7 @@ Outcome Keeper::Try(const std::string& name, const std::string& ticker) {
     throw std::runtime_error("there is no feed " + name);
 }
 
-std::string Keeper::Status() const {
+std::string Keeper::Status(bool areCopiesListed) const {
     Json feeds = Json::object(), copies = Json::array();
     const Clock::time_point now = Clock::now();
     for (const std::unique_ptr<Feed>& feed : m_feeds) {
@@ -483,7 +483,12 @@ std::string Keeper::Status() const {
             {"terms", recipe.terms},
             {"termsSay", recipe.termsSay}};
     }
-    for (const auto& [ask, copy] : m_store.All()) {
+    std::map<Ask, Copy> all = m_store.All();
+    if (!areCopiesListed) {
+        copies = all.size();
+        all.clear();
+    }
+    for (const auto& [ask, copy] : all) {
         copies.push_back({{"ticker", ask.ticker},
                           {"kind", NameOf(ask.kind)},
                           {"feed", copy.feed},

@@ -54,8 +54,8 @@ public:
     // One request past every copy, for who tries a feed out; nothing is stored.
     Outcome Try(const std::string& feed, const std::string& ticker);
 
-    // Feeds, copies and failures, as JSON.
-    std::string Status() const;
+    // Feeds, copies, or only how many there are, and failures, as JSON.
+    std::string Status(bool areCopiesListed = true) const;
 
 private:
     struct Flight {

@@ -38,7 +38,7 @@ private:
     Reading ReadRows(const Cells& header, const NextRow& next);
     void ReadEvents(const Json& root, History& history) const;
     bool IsDay(const std::string& text) const;
-    static void AddEvents(History& history, Date day, double amount, double shares);
+    void AddEvents(History& history, Date day, double amount, double shares) const;
     void ReadParallel(const Json& root, Reading& reading) const;
     void ReadEach(const Json& list, Reading& reading) const;
 
@@ -106,7 +106,7 @@ void Reader::ReadEvents(const Json& root, History& history) const {
         if (!(amount > 0)) {
             throw Nonsense("a dividend without an amount");
         }
-        history.dividends.push_back({day, amount});
+        history.dividends.push_back({day, amount * m_recipe.scale});
     });
     read(m_recipe.splits, [&](const Json& event, Date day) {
         const auto& [after, before] = m_recipe.splits.ratio;
@@ -120,9 +120,9 @@ void Reader::ReadEvents(const Json& root, History& history) const {
 }
 
 // Of a row, whose values may be missing.
-void Reader::AddEvents(History& history, Date day, double amount, double shares) {
+void Reader::AddEvents(History& history, Date day, double amount, double shares) const {
     if (amount > 0) {
-        history.dividends.push_back({day, amount});
+        history.dividends.push_back({day, amount * m_recipe.scale});
     }
     if (shares > 0 && shares != 1) {
         history.splits.push_back({day, shares});
