@@ -4,6 +4,7 @@
 // with 1.
 
 #include <algorithm>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -27,14 +28,13 @@ public:
     double Read(const replies::OddField&) override { throw std::runtime_error("odd field"); }
 };
 
-/// A table of rows: its columns, how it is parsed, and how it is read plainly.
+using Reader = void (*)(const std::string& reply, replies::Columns& columns);
+
+/// A table of rows: its columns, and how it is parsed, walked and read plainly.
 struct Table {
     const char* name;
     std::span<const replies::ColumnSpec> columns;
-    void (*parse)(const std::string& reply, replies::Columns& columns,
-                  replies::OddFieldReader& oddFields);
-    char separator;
-    double (*readDate)(const char* text);
+    Reader parse, walk, readPlainly;
 };
 
 double IsoDate(const char* text) {
@@ -58,10 +58,31 @@ double NamedMonthDate(const char* text) {
     return text::ToAutomationDate(date).value();
 }
 
-// Splits lines and fields and leaves the numbers to the C library.
-replies::Columns ReadPlainly(const Table& table, const std::string& reply) {
-    replies::Columns columns(table.columns);
-    columns.AddRows(static_cast<std::size_t>(std::count(reply.begin(), reply.end(), '\n')) - 1);
+std::size_t RowsOf(const std::string& reply) {
+    return static_cast<std::size_t>(std::count(reply.begin(), reply.end(), '\n')) - 1;
+}
+
+// The least that reads the rows: one pass, the dates as the parser has them, each number by the C++
+// library, no field looked at otherwise.
+void Walk(const std::string& reply, replies::Columns& columns) {
+    columns.AddRows(RowsOf(reply));
+    const char* p = reply.data() + reply.find('\n') + 1;
+    const char* const end = reply.data() + reply.size();
+    const std::size_t width = columns.Specs().size();
+    for (std::size_t row = 0; row < columns.Rows(); ++row) {
+        const replies::DateRead date = replies::ReadServiceDate(p, end);
+        columns[0][row] = date.value;
+        p = date.end;
+        for (std::size_t column = 1; column < width; ++column)
+            p = std::from_chars(p + 1, end, columns[column][row]).ptr;
+        p = std::find(p, end, '\n') + 1;
+    }
+}
+
+// Splits lines and fields and leaves dates and numbers to the C library.
+template <double (*readDate)(const char* text), char separator = ','>
+void ReadPlainly(const std::string& reply, replies::Columns& columns) {
+    columns.AddRows(RowsOf(reply));
     const std::string_view text = reply;
     std::size_t lineStart = text.find('\n') + 1;
     for (std::size_t row = 0; row < columns.Rows(); ++row) {
@@ -69,16 +90,13 @@ replies::Columns ReadPlainly(const Table& table, const std::string& reply) {
         const std::string_view line = text.substr(lineStart, lineEnd - lineStart);
         std::size_t fieldStart = 0;
         for (std::size_t column = 0; column < columns.Specs().size(); ++column) {
-            const std::size_t fieldEnd =
-                std::min(line.find(table.separator, fieldStart), line.size());
+            const std::size_t fieldEnd = std::min(line.find(separator, fieldStart), line.size());
             const char* field = line.data() + fieldStart;
-            columns[column][row] =
-                column == 0 ? table.readDate(field) : std::strtod(field, nullptr);
+            columns[column][row] = column == 0 ? readDate(field) : std::strtod(field, nullptr);
             fieldStart = fieldEnd + 1;
         }
         lineStart = lineEnd + 1;
     }
-    return columns;
 }
 
 bool IsSame(const replies::Columns& a, const replies::Columns& b) {
@@ -87,24 +105,24 @@ bool IsSame(const replies::Columns& a, const replies::Columns& b) {
     return a.Rows() > 0;
 }
 
-const Table prices{
-    "prices", replies::yahooPriceColumns,
-    [](const std::string& reply, replies::Columns& columns, replies::OddFieldReader& odd) {
-        replies::ParseYahooPage(reply, "Date,Open", false, columns, odd);
-    },
-    ',', IsoDate};
-const Table finance{
-    "finance service", replies::googleColumns,
-    [](const std::string& reply, replies::Columns& columns, replies::OddFieldReader& odd) {
-        replies::ParseGoogleTable(reply, columns, odd);
-    },
-    ',', NamedMonthDate};
-const Table futures{
-    "futures", replies::pifinColumns,
-    [](const std::string& reply, replies::Columns& columns, replies::OddFieldReader& odd) {
-        replies::ParsePifinTable(reply, columns, odd);
-    },
-    '\t', IsoDate};
+const Table prices{"prices", replies::yahooPriceColumns,
+                   [](const std::string& reply, replies::Columns& columns) {
+                       ThrowingReader odd;
+                       replies::ParseYahooPage(reply, "Date,Open", false, columns, odd);
+                   },
+                   Walk, ReadPlainly<IsoDate>};
+const Table finance{"finance service", replies::googleColumns,
+                    [](const std::string& reply, replies::Columns& columns) {
+                        ThrowingReader odd;
+                        replies::ParseGoogleTable(reply, columns, odd);
+                    },
+                    Walk, ReadPlainly<NamedMonthDate>};
+const Table futures{"futures", replies::pifinColumns,
+                    [](const std::string& reply, replies::Columns& columns) {
+                        ThrowingReader odd;
+                        replies::ParsePifinTable(reply, columns, odd);
+                    },
+                    Walk, ReadPlainly<IsoDate, '\t'>};
 
 std::string FileIn(const std::string& folder, const char* name) {
     std::ifstream file(folder + "/" + name, std::ios::binary);
@@ -143,43 +161,51 @@ double MegabytesASecond(const std::string& reply, double seconds) {
 
 double sum = 0;  // keeps the work from being optimised away
 
-double ParseSeconds(const Table& table, const std::string& reply, int runs) {
-    return bench::MedianSeconds(runs, [&] {
-        replies::Columns columns(table.columns);
-        ThrowingReader reader;
-        table.parse(reply, columns, reader);
-        sum += columns[1].back();
-    });
-}
-
 void Compare(const Table& table, const std::string& reply) {
-    replies::Columns columns(table.columns);
-    ThrowingReader reader;
-    table.parse(reply, columns, reader);
-    if (!IsSame(columns, ReadPlainly(table, reply)))
+    replies::Columns parsed(table.columns), walked(table.columns), plain(table.columns);
+    table.parse(reply, parsed);
+    table.walk(reply, walked);
+    table.readPlainly(reply, plain);
+    if (!IsSame(parsed, plain) || !IsSame(parsed, walked))
         throw std::runtime_error(std::string("the readers differ on ") + table.name);
-    const double parser = ParseSeconds(table, reply, 201);
-    const double plain =
-        bench::MedianSeconds(201, [&] { sum += ReadPlainly(table, reply)[1].back(); });
-    std::printf("%s: parser %.0f MB/s, plain reader %.0f MB/s, ratio %.2f\n", table.name,
-                MegabytesASecond(reply, parser), MegabytesASecond(reply, plain), plain / parser);
+    const auto read = [&](Reader reader) {
+        return [&reply, &table, reader] {
+            replies::Columns columns(table.columns);
+            reader(reply, columns);
+            sum += columns[1].back();
+        };
+    };
+    const auto [parser, walk] =
+        bench::MedianSecondsInTurns(201, read(table.parse), read(table.walk));
+    const double strtod = bench::MedianSeconds(11, read(table.readPlainly));
+    std::printf(
+        "%s: %zu rows in %.3f ms, %.0f MB/s; from_chars walk %.3f ms, ratio %.2f; C library %.2f "
+        "ms, ratio %.1f\n",
+        table.name, parsed.Rows(), parser * 1e3, MegabytesASecond(reply, parser), walk * 1e3,
+        walk / parser, strtod * 1e3, strtod / parser);
 }
 
 void CompareLengths(const std::string& reply) {
     const std::string longReply = Repeated(reply, 10);
+    const auto seconds = [](const std::string& text, int runs) {
+        return bench::MedianSeconds(runs, [&] {
+            replies::Columns columns(prices.columns);
+            prices.parse(text, columns);
+            sum += columns[1].back();
+        });
+    };
     const auto reuseSeconds = [&](const std::string& text, int runs) {
         replies::Columns columns(prices.columns);
-        ThrowingReader reader;
         return bench::MedianSeconds(runs, [&] {
             columns.clear();
-            prices.parse(text, columns, reader);
+            prices.parse(text, columns);
             sum += columns[1].back();
         });
     };
     std::printf(
         "ten times the rows take %.2f times as long; with memory that is already there, "
         "%.2f\n",
-        ParseSeconds(prices, longReply, 51) / ParseSeconds(prices, reply, 201),
+        seconds(longReply, 51) / seconds(reply, 201),
         reuseSeconds(longReply, 51) / reuseSeconds(reply, 201));
 }
 
@@ -204,6 +230,9 @@ int main(int argc, char** argv) try {
     const std::string folder = argv[1];
     const std::string table = FileIn(folder, "yahoo-table/iso_aapl_1984-2008_6081rows.csv");
     Compare(prices, table);
+    Compare(
+        {"prices of six decimals", prices.columns, prices.parse, prices.walk, prices.readPlainly},
+        Repeated(FileIn(folder, "yahoo-table/req_GOOG_5Y_W.csv"), 29));
     Compare(finance, Repeated(FileIn(folder, "google-hist/goog_2015_BOM.csv"), 20));
     Compare(futures, Repeated(FuturesReply(folder), 20));
     CompareLengths(table);
