@@ -17,6 +17,7 @@
 #include "Timing.h"
 #include "replies/CboeTable.h"
 #include "replies/HistoryTables.h"
+#include "text/Ascii.h"
 #include "text/CalendarDate.h"
 
 namespace {
@@ -58,9 +59,14 @@ double NamedMonthDate(const char* text) {
     return text::ToAutomationDate(date).value();
 }
 
-std::size_t RowsOf(const std::string& reply) {
-    return static_cast<std::size_t>(std::count(reply.begin(), reply.end(), '\n')) - 1;
-}
+std::size_t RowsOf(const std::string& reply) { return text::CountOf(reply, '\n') - 1; }
+
+struct ServiceDates {
+    static bool IsSeparator(char c) { return c == ',' || c == '\t'; }
+    static replies::DateRead ReadDate(const char* first, const char* last) {
+        return replies::ReadServiceDate(first, last);
+    }
+};
 
 // The least that reads the rows: one pass, the dates as the parser has them, each number by the C++
 // library, no field looked at otherwise.
@@ -69,8 +75,9 @@ void Walk(const std::string& reply, replies::Columns& columns) {
     const char* p = reply.data() + reply.find('\n') + 1;
     const char* const end = reply.data() + reply.size();
     const std::size_t width = columns.Specs().size();
+    replies::DateReader<ServiceDates> dates;
     for (std::size_t row = 0; row < columns.Rows(); ++row) {
-        const replies::DateRead date = replies::ReadServiceDate(p, end);
+        const replies::DateRead date = dates.Read(p, end);
         columns[0][row] = date.value;
         p = date.end;
         for (std::size_t column = 1; column < width; ++column)

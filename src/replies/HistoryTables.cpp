@@ -99,7 +99,7 @@ std::size_t ParseYahooPage(std::string_view page, std::string_view header, bool 
 
 std::size_t LineCount(std::string_view page) {
     if (page.ends_with('\n')) page.remove_suffix(1);
-    return static_cast<std::size_t>(std::count(page.begin(), page.end(), '\n')) + 1;
+    return text::CountOf(page, '\n') + 1;
 }
 
 bool IsYahooNotFoundPage(std::string_view page) {
@@ -152,7 +152,7 @@ bool IsPifinTable(std::string_view reply) { return reply.starts_with("Date\tOpen
 
 std::size_t PifinColumnCount(std::string_view reply) {
     const std::string_view header = reply.substr(0, reply.find('\n'));
-    return static_cast<std::size_t>(std::count(header.begin(), header.end(), '\t')) + 1;
+    return text::CountOf(header, '\t') + 1;
 }
 
 // All line ends at the end are cut, not two characters blindly: with a single line feed there, that

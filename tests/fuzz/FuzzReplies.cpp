@@ -1,5 +1,6 @@
 // The services' replies: tables, option chains, quotes, and the probes of the chart service.
 
+#include <algorithm>
 #include <optional>
 #include <regex>
 #include <vector>
@@ -85,9 +86,18 @@ void CheckTable(Parser parser, std::span<const ColumnSpec> specs, std::string_vi
     Noting noting, ignored;
     parser(reply, columns, noting);
     parser(reply.substr(0, reply.size() / 2), cut, ignored);
-    if (columns.Rows() > 0)
-        CheckRows(BelowHeader(WithoutFinalLineEnds(reply)), separators, columns, noting);
     CheckSameRows(cut, columns);
+    if (columns.Rows() == 0) return;
+    std::string_view rows = BelowHeader(WithoutFinalLineEnds(reply));
+    CheckRows(rows, separators, columns, noting);
+    // Whatever stands in the rows before it, a row has the date that it has alone.
+    for (std::size_t row = 0; row < columns.Rows(); ++row) {
+        const std::string line = "Date,Open\n" + std::string(rows.substr(0, rows.find('\n')));
+        rows.remove_prefix(std::min(line.size() - 9, rows.size()));
+        Columns alone(specs);
+        parser(line, alone, ignored);
+        Require(alone.Rows() == 0 || alone[0][0] == columns[0][row], "a date is its row's");
+    }
 }
 
 // Without comments, every line of a page is a row.

@@ -125,6 +125,22 @@ TEST(YahooTable, NoDates) {
         EXPECT_EQ(ParseServiceDate(text), std::nullopt) << text;
 }
 
+// Of neighbouring rows of one month only the days are read.
+TEST(YahooTable, DatesBesideDates) {
+    std::string page = headerLine;
+    std::vector<double> expected, dates;
+    for (const std::string& text :
+         Split("2003-02-27|2003-02-28|2003-02-29|2003-02-00|2003-02-01|2003-02-1|2003-02-011|2003-"
+               "2-01|"
+               "2003-02-1x|2003/02-01|2003-02/01|2004-02-01|2004-02-29|2004-02-30|2004-02-10",
+               '|')) {
+        page += text + ",1,2,3,4,5,6\n";
+        expected.push_back(ParseServiceDate(text).value_or(99));
+    }
+    for (const Row& row : Parse(page).rows) dates.push_back(row[0]);
+    EXPECT_EQ(dates, expected);
+}
+
 TEST(YahooTable, NotFoundPage) {
     EXPECT_TRUE(IsYahooNotFoundPage("<html>\r\n<body>\r\n404 NOT found</body>\r\n"));
     for (const char* page :

@@ -46,6 +46,8 @@ TEST(Decimal, AgreesWithStrtodOnRandomTexts) {
     for (int i = 0; i < 100'000; ++i) {
         ExpectSameAsStrtod(RandomText("0123456789012345.eE+-,", 30));
         ExpectSameAsStrtod(RandomText("0123456789", 12) + "." + RandomText("0123456789", 12));
+        ExpectSameAsStrtod(RandomText("-+", 1) + RandomText("0123456789", 17) +
+                           RandomText(".e,", 1) + RandomText("0123456789", 9) + ",1.5e300,");
     }
 }
 
