@@ -2,6 +2,8 @@
 //
 //     bench_library --write-data FOLDER     writes the tables that the quote server has to serve
 //     bench_library PORT                    runs against the quote server on that port
+//     bench_library --peer PORT TICKER RUNS downloads a table as one of bench/peers
+//     bench_library --peer PORT TICKER RUNS is one of bench/peers
 //     bench_library --traced-gets           property gets with tracing on, as the settings say
 //
 // The settings file has to name the same server for every service. script/bench does all of it.
@@ -13,6 +15,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <initializer_list>
+#include <numeric>
 #include <stdexcept>
 #include <string>
 
@@ -124,9 +128,8 @@ std::size_t ReadRaw(INTERNET_PORT port, const std::string& resource, std::string
     return total;
 }
 
-std::string ResourceOf(const char* ticker) {
-    return std::string("/table.csv?&s=") + ticker +
-           "&a=0&b=1&c=1900&d=11&e=31&f=2900&g=d&ignore=.csv";
+std::string ResourceOf(const std::string& ticker) {
+    return "/table.csv?&s=" + ticker + "&a=0&b=1&c=1900&d=11&e=31&f=2900&g=d&ignore=.csv";
 }
 
 class Downloads {
@@ -165,15 +168,20 @@ public:
 
     /// Downloads a whole table and returns its last adjusted close.
     double Run(const wchar_t* ticker) const {
-        ComPtr<_CSession> session;
-        ComPtr<_CParameters> parameters;
-        Check(m_source->CreateSession(session.put()));
-        Check(session->get_Parameters(parameters.put()));
-        Set(parameters.get(), L"TICKER", ticker);
-        Set(parameters.get(), L"STARTDATE", L"1900-01-01");
-        Set(parameters.get(), L"ENDDATE", L"2900-12-31");
-        Check(session->Start());
-        return LastAdjustedClose(session.get());
+        double last = 0;
+        Run(ticker, L"True", {L"ADJ.CLOSE"},
+            [&](const double* values, std::size_t count) { last = values[count - 1]; });
+        return last;
+    }
+
+    /// The same, and returns the sum of its numbers as they were sent.
+    double Sum(const wchar_t* ticker) const {
+        double sum = 0;
+        Run(ticker, L"False", {L"OPEN", L"HIGH", L"LOW", L"CLOSE", L"VOLUME", L"ADJ.CLOSE"},
+            [&](const double* values, std::size_t count) {
+                sum = std::accumulate(values, values + count, sum);
+            });
+        return sum;
     }
 
 private:
@@ -195,27 +203,39 @@ private:
         Check(Item(parameters, name)->put_Value(argument));
     }
 
-    static double LastAdjustedClose(_CSession* session) {
+    template <class Use>
+    void Run(const wchar_t* ticker, const wchar_t* isAdjusted,
+             std::initializer_list<const wchar_t*> columns, const Use& use) const {
+        ComPtr<_CSession> session;
+        ComPtr<_CParameters> parameters;
+        Check(m_source->CreateSession(session.put()));
+        Check(session->get_Parameters(parameters.put()));
+        Set(parameters.get(), L"TICKER", ticker);
+        Set(parameters.get(), L"STARTDATE", L"1900-01-01");
+        Set(parameters.get(), L"ENDDATE", L"2900-12-31");
+        Set(parameters.get(), L"ADJUST VALUES", isAdjusted);
+        Check(session->Start());
         ComPtr<_CData> data;
         ComPtr<_CParameters> blocks;
         Check(session->get_Data(data.put()));
         if (!data) throw std::runtime_error("the download delivered nothing");
         Check(data->get_Values(blocks.put()));
-        VARIANT block, column;
+        VARIANT block;
         Check(Item(blocks.get(), L"HISTORICAL")->get_Value(&block));
         const auto fields = automation::Query<_CDataFields>(block.punkVal);
         VariantClear(&block);
-        const Bstr name(L"ADJ.CLOSE");
-        VARIANT key;
-        key.vt = VT_BSTR;
-        key.bstrVal = name.get();
-        ComPtr<_CDataField> field;
-        Check(fields->Item(&key, field.put()));
-        Check(field->get_Data(&column));
-        const auto* values = static_cast<const double*>(column.parray->pvData);
-        const double last = values[column.parray->rgsabound[0].cElements - 1];
-        VariantClear(&column);
-        return last;
+        for (const wchar_t* name : columns) {
+            const Bstr text(name);
+            VARIANT key, column;
+            key.vt = VT_BSTR;
+            key.bstrVal = text.get();
+            ComPtr<_CDataField> field;
+            Check(fields->Item(&key, field.put()));
+            Check(field->get_Data(&column));
+            use(static_cast<const double*>(column.parray->pvData),
+                column.parray->rgsabound[0].cElements);
+            VariantClear(&column);
+        }
     }
 
     ComPtr<_CManager> m_manager;
@@ -325,6 +345,20 @@ int Run(INTERNET_PORT port) {
     return 0;
 }
 
+// Prints lines of a name, the median seconds, and the sum of the table's numbers.
+int BePeer(INTERNET_PORT port, const std::string& ticker, int runs) {
+    Check(CoInitialize(nullptr));
+    const Downloads downloads;
+    const std::wstring wide(ticker.begin(), ticker.end());
+    double sum = 0;
+    const auto [full, raw] = bench::MedianSecondsInTurns(
+        runs, [&] { sum = downloads.Sum(wide.c_str()); },
+        [&] { ReadRaw(port, ResourceOf(ticker)); });
+    std::printf("ours, 32-bit, Wine\t%.9f\t%.17g\n", full, sum);
+    std::printf("the same bytes read raw, 32-bit, Wine\t%.9f\t%.17g\n", raw, sum);
+    return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) try {
@@ -334,6 +368,8 @@ int main(int argc, char** argv) try {
         WriteChain(std::string(argv[2]) + "/CHAIN.options.csv", chainLines);
         return 0;
     }
+    if (argc == 5 && std::string(argv[1]) == "--peer")
+        return BePeer(static_cast<INTERNET_PORT>(std::atoi(argv[2])), argv[3], std::atoi(argv[4]));
     if (argc == 2 && std::string(argv[1]) == "--traced-gets") {
         Check(CoInitialize(nullptr));
         const Downloads manager;  // applies the settings, which turn tracing on

@@ -1,7 +1,8 @@
 // How fast the reply parsers are, next to plain readers of the same bytes:
-//     bench_replies FOLDER
-// FOLDER holds the recorded replies. The answers are compared first; a difference ends the program
-// with 1.
+//     bench_replies FOLDER         FOLDER holds the recorded replies
+//     bench_replies --peer FILE RUNS
+// The answers are compared first; a difference ends the program with 1. The second form is one of
+// bench/peers: it prints lines of a name, the median seconds, and the sum of the table's numbers.
 
 #include <algorithm>
 #include <charconv>
@@ -131,9 +132,13 @@ const Table futures{"futures", replies::pifinColumns,
                     },
                     Walk, ReadPlainly<IsoDate, '\t'>};
 
-std::string FileIn(const std::string& folder, const char* name) {
-    std::ifstream file(folder + "/" + name, std::ios::binary);
+std::string File(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::string FileIn(const std::string& folder, const char* name) {
+    return File(folder + "/" + name);
 }
 
 // The header, and the rows so many times.
@@ -227,11 +232,32 @@ void TimeChain(const std::string& reply) {
     std::printf("option chain of %zu lines: %.0f MB/s\n", rows, MegabytesASecond(reply, seconds));
 }
 
+int BePeer(const char* path, int runs) {
+    const std::string reply = File(path);
+    for (const auto& [name, reader] :
+         {std::pair{sizeof(void*) == 4 ? "ours, 32-bit, Wine" : "ours", prices.parse},
+          {sizeof(void*) == 4 ? "from_chars walk, 32-bit, Wine" : "from_chars walk",
+           prices.walk}}) {
+        replies::Columns columns(prices.columns);
+        const double seconds = bench::MedianSeconds(runs, [&] {
+            columns = replies::Columns(prices.columns);
+            reader(reply, columns);
+        });
+        double total = 0;
+        for (std::size_t column = 1; column < prices.columns.size(); ++column)
+            for (const double value : columns[column]) total += value;
+        std::printf("%s\t%.9f\t%.17g\n", name, seconds, total);
+    }
+    return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) try {
+    if (argc == 4 && std::string_view(argv[1]) == "--peer")
+        return BePeer(argv[2], std::atoi(argv[3]));
     if (argc != 2) {
-        std::fprintf(stderr, "usage: bench_replies FOLDER\n");
+        std::fprintf(stderr, "usage: see the head of bench_replies.cpp\n");
         return 2;
     }
     const std::string folder = argv[1];
