@@ -195,107 +195,54 @@ TEST_F(FolderTest, CheckNamesEveryDamagedLine) {
               "quotes.csv line 2: 1 values instead of 2\n");
 }
 
+struct ImportCase {
+    std::string head, text = {}, told = {}, file = {}, result = {};
+};
+
+std::vector<ImportCase> ImportCases() {
+    std::vector<ImportCase> cases;
+    std::string* part = nullptr;
+    std::ifstream in(TEST_DATA "/imports.txt");
+    for (std::string line; std::getline(in, line);) {
+        if (line.starts_with("file ")) {
+            part = &cases.emplace_back(line.substr(5)).text;
+        } else if (line == "tells") {
+            part = &cases.back().told;
+        } else if (line.starts_with("gives ")) {
+            cases.back().file = line.substr(6);
+            part = &cases.back().result;
+        } else if (line.starts_with("  ")) {
+            part->append(Unescaped(line.substr(2)) + "\n");
+        }
+    }
+    return cases;
+}
+
 TEST_F(FolderTest, ExportsAreTakenLineByLine) {
-    const std::string own = priceHeader + "2024-01-02,1,2,0.5,1.5,000,1.5\n";
-    const struct {
-        const char *name, *text, *told, *file = "X.csv", *result;
-        SlashDates dates = SlashDates::Told;
-        bool replaces = false;
-        char decimal = 0;
-    } cases[] = {
-        // As services and programs write them; a day that is there already is no news.
-        {"x.csv",
-         "Date,Open,High,Low,Close,Adj Close,Volume\r\n2024-01-02,1,2,0.5,1.50,1.5,0\r\n"
-         "2024-01-03,1,2,1,2,1.9,7\r\nnull,1,2,1,2,1.9,7\r\n",
-         "x.csv:4: \"null\" is not a date\nX.csv: 1 new, 0 replaced, 1 already there\n", "X.csv",
-         "2024-01-03,1,2,1,2,7,1.9\n2024-01-02,1,2,0.5,1.5,000,1.5\n"},
-        {"bulk.txt",
-         "<TICKER>,<PER>,<DATE>,<TIME>,<OPEN>,<HIGH>,<LOW>,<CLOSE>,<VOL>,<OPENINT>\n"
-         "Y.US,D,20240102,000000,1,2,1,2,7,0\nX.US,5,20240102,090000,1,2,1,2,7,0\n"
-         "Y.US,,20240103,090000,1,2,1,2,7,0\n"
-         "SPY.DIVIDENDS,D,20240102,000000,1,2,1,2,7,0\n",
-         "bulk.txt:3: the period \"5\" is not a day\n"
-         "bulk.txt:4: the time \"090000\" is not that of a day\n"
-         "bulk.txt:5: \"SPY.DIVIDENDS\" names no file of prices\n"
-         "Y.US.csv: 1 new, 0 replaced, 0 already there\n",
-         "Y.US.csv", "2024-01-02,1,2,1,2,7,2\n"},
-        {"y.csv",
-         "Volume;Close;Date\n1;n.a.;08.01.2024\n1200;1,5;09.01.2024\n1;1.234;10.01.2024\n"
-         "1;1;30.02.2024\n",
-         "y.csv:2: \"n.a.\" is not a number\n"
-         "y.csv:4: \"1.234\" has a point where others have the other\n"
-         "y.csv:5: there is no such day\nY.csv: 1 new, 0 replaced, 0 already there\n",
-         "Y.csv", "2024-01-09,1.5,1.5,1.5,1.5,1200,1.5\n"},
-        {"y.csv",
-         "\"Date\",\"Price\",\"Vol.\"\n\"Jan 09, 2024\",\"$1.50\",\"75.69M\"\n"
-         "Jan 10, 2024,1,7\n",
-         "y.csv:3: 4 values instead of 3\nY.csv: 1 new, 0 replaced, 0 already there\n", "Y.csv",
-         "2024-01-09,1.50,1.50,1.50,1.50,75690000,1.50\n"},
-        // A sign that groups digits is no decimal one, and three digits leave that open.
-        {"y.csv", "Date;Close;Volume\n2024-01-05;15;12.345\n2024-01-06;1.234;7\n",
-         "y.csv:2: \"12.345\" is not a whole number\n"
-         "y.csv:1: whether the signs of numbers like \"1.234\" are decimal ones, "
-         "--import-decimals has to say; nothing of the file is taken\n",
-         "Y.csv", nullptr},
-        {"y.csv", "Date\tClose\tVol\n2024-01-05\t3,105\t7,0\n2024-01-06\t3.105\t7\n",
-         "y.csv:3: \"3.105\" has a point\nY.csv: 1 new, 0 replaced, 0 already there\n", "Y.csv",
-         "2024-01-05,3.105,3.105,3.105,3.105,7,3.105\n", SlashDates::Told, false, ','},
-        {"y.csv",
-         "date,close\n2024-01-02 09:30,1\n2024-01-03 00:00:00 UTC,2\n"
-         "2024-01-04T05:00:00Z,3\n1/25/2024 12:00:00 AM,4\n",
-         "y.csv:2: the time \"09:30\" is not that of a day\n"
-         "y.csv:4: the time \"05:00:00Z\" is not that of a day\n"
-         "Y.csv: 2 new, 0 replaced, 0 already there\n",
-         "Y.csv", "2024-01-25,4,4,4,4,000,4\n2024-01-03,2,2,2,2,000,2\n"},
-        // A day above 12 tells for the whole file.
-        {"y.csv", "symbol\tdate\tclose\ny\t1/2/2024\t1\ny\t1/31/2024\t2\n",
-         "Y.csv: 2 new, 0 replaced, 0 already there\n", "Y.csv",
-         "2024-01-31,2,2,2,2,000,2\n2024-01-02,1,1,1,1,000,1\n"},
-        {"y.csv", "date,close\n1/2/2024,1\n",
-         "y.csv:2: whether 1/2 has the month or the day first, "
-         "--import-dates has to say\n",
-         "Y.csv", nullptr},
-        {"y.csv", "date,close\n1/2/2024,1\n", "Y.csv: 1 new, 0 replaced, 0 already there\n",
-         "Y.csv", "2024-02-01,1,1,1,1,000,1\n", SlashDates::DayFirst},
-        // What the folder has stays, and so does what another line said.
-        {"x.csv", "date,high,low,close\n2024-01-02,2,1,9\n2024-01-03,1,2,1\n2024-01-04,1\n",
-         "x.csv:3: the high is below the low\nx.csv:4: 2 values instead of 4\n"
-         "x.csv:2: X.csv has other values of its day; --replace-rows would take these\n"
-         "X.csv: 0 new, 0 replaced, 0 already there\n",
-         "X.csv", "2024-01-02,1,2,0.5,1.5,000,1.5\n"},
-        {"x.csv", "date,close\n2024-01-02,9\n2024-01-02,8\n",
-         "x.csv:3: its day has other values in x.csv:2\nX.csv: 0 new, 1 replaced, 0 already "
-         "there\n",
-         "X.csv", "2024-01-02,9,9,9,9,000,9\n", SlashDates::Told, true},
-        {"z.csv", "date,close\n2024-01-02,\"1,000\"\n2024-01-02,1\n",
-         "z.csv:2: \"1,000\" has a comma\n"
-         "z.csv:3: Z.csv has other columns, or in another order\n"
-         "Z.csv: 0 new, 0 replaced, 0 already there\n",
-         "Z.csv", "Close,Date,Note\n"},
-        {"y.csv", "2024-01-02,1,2,3,4\n",
-         "y.csv:1: no column is called date; nothing of the file is taken\n", "Y.csv", nullptr},
-        {"y.csv", "date,close\r2024-01-02,1\r",
-         "y.csv:1: no row follows; lines have to end with LF or CR LF\n", "Y.csv", nullptr},
-        {".", "", ".:2: the file cannot be read on; nothing of it is taken\n", "Y.csv", nullptr},
-    };
-    for (const auto& test : cases) {
+    const std::vector<ImportCase> cases = ImportCases();
+    EXPECT_EQ(cases.size(), 16U);
+    for (const ImportCase& test : cases) {
+        const std::string name = test.head.substr(0, test.head.find(' '));
+        const auto has = [&](const char* word) { return test.head.find(word) != name.npos; };
         std::filesystem::remove_all(m_folder);
         std::filesystem::create_directories(m_folder / "exports");
-        Write("X.csv", own);
+        Write("X.csv", priceHeader + "2024-01-02,1,2,0.5,1.5,000,1.5\n");
         Write("Z.csv", "Close,Date,Note\n");
-        Write(std::string("exports/") + test.name, test.text);
+        Write("exports/" + name, test.text);
         std::ostringstream out;
-        const std::size_t refused = ImportFiles(
-            {{m_folder / "exports" / test.name}, m_folder, test.dates, test.replaces, test.decimal},
-            out);
+        const std::size_t refused =
+            ImportFiles({{m_folder / "exports" / name},
+                         m_folder,
+                         has("day-first") ? SlashDates::DayFirst : SlashDates::Told,
+                         has("replace"),
+                         has("decimal-,") ? ',' : '\0'},
+                        out);
         EXPECT_EQ(out.str(), test.told) << test.text;
         EXPECT_EQ(refused, static_cast<std::size_t>(std::ranges::count(out.str(), '\n')) -
                                (out.str().ends_with("there\n") ? 1 : 0));
         const auto file = DataFolder(m_folder).Read(test.file);
-        EXPECT_EQ(file.has_value(), test.result != nullptr);
-        if (file && test.result) {
-            EXPECT_EQ(file->text, (*test.file == 'Z' ? "" : priceHeader) + test.result);
-        }
+        EXPECT_EQ(file ? file->text : "",
+                  (test.result.empty() || test.file == "Z.csv" ? "" : priceHeader) + test.result);
     }
 }
 
