@@ -37,6 +37,8 @@ cat >"$scratch/feeds.json" <<END
     "timeout": "2 s",
     "lists": {"contracts": "select 'CLZ17' as ticker, 'NYM' as exchange, date '2017-12-01' as month"}, "history":
     "$statement and coalesce(case when ticker = 'SLOW' then pg_sleep(20)::text end, '') is not null"},
+  "zoned": {"odbc": "Driver={PostgreSQL Unicode};Servername=$scratch/base;Database=postgres;Uid=reader",
+    "history": "select timestamptz '2024-01-02' as date, 1 as close"},
   "spare": {"odbc": "Driver=SQLite3;Database=$scratch/spare.db", "history": "$statement"}}}
 END
 startQuoteServer "$scratch/data" --feeds "$scratch/feeds.json"
@@ -56,6 +58,11 @@ expect() {
 expect "at first" A base
 if ! curl -s "http://127.0.0.1:$serverPort/own/INOFUTURESLIST?ticker=NYM" | grep -qxF '"CLZ17","NYM","2017-12-01"'; then
   say "FAILED: a list"
+  failed=1
+fi
+tried=$(${windowsServer:+wine} "$1" --check "$scratch/feeds.json" --try zoned:A) || true
+if [[ $tried != *'the column date is a timestamptz, which has a zone'* ]]; then
+  say "FAILED: a moment of another clock"
   failed=1
 fi
 postgres -m fast restart

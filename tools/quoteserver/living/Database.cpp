@@ -144,6 +144,20 @@ struct Column {
 
 }  // namespace
 
+namespace {
+
+// Drivers hand out such moments by the clock of their session, and without its zone.
+void RefuseZone(const std::string& column, const std::string& type) {
+    if (type.ends_with("tz") || type.find("with time zone") != type.npos ||
+        type == "datetimeoffset") {
+        throw DatabaseError(State::Nonsense, "the column " + column + " is a " + type +
+                                                 ", which has a zone; the statement has to "
+                                                 "say at which clock, as \"at time zone\" does");
+    }
+}
+
+}  // namespace
+
 struct Database::Connection {
     Handle<SQL_HANDLE_ENV> environment = MakeHandle<SQL_HANDLE_ENV>(nullptr);
     Handle<SQL_HANDLE_DBC> handle;
@@ -243,6 +257,9 @@ Table Database::Fetch(const std::string& statement, const std::string& ticker, D
         check(SQLDescribeCol(run, place, name, sizeof name, nullptr, &unused, &size, &unused,
                              &unused));
         table.names.emplace_back(reinterpret_cast<const char*>(name));
+        SQLCHAR type[cellBytes] = {};
+        SQLColAttribute(run, place, SQL_DESC_TYPE_NAME, type, sizeof type, &unused, nullptr);
+        RefuseZone(table.names.back(), Lower(reinterpret_cast<const char*>(type)));
         check(SQLBindCol(run, place, SQL_C_CHAR, columns[i].texts.data(), cellBytes,
                          columns[i].lengths.data()));
     }
