@@ -14,10 +14,13 @@ namespace vtdl::automation {
 template <class T>
 class PerApartment {
 public:
-    PerApartment() noexcept : m_slot(FlsAlloc(&Destroy)) {}
+    PerApartment() noexcept : m_slot(FlsAlloc(&Destroy)), m_found(TlsAlloc()) {}
     PerApartment(const PerApartment&) = delete;
     PerApartment& operator=(const PerApartment&) = delete;
-    ~PerApartment() { FlsFree(m_slot); }
+    ~PerApartment() {
+        FlsFree(m_slot);
+        TlsFree(m_found);
+    }
 
     /// Throws when there is no memory for the thread's first use.
     T& operator*() {
@@ -27,18 +30,33 @@ public:
     T* operator->() { return &**this; }
 
     /// The thread's own, or nothing when it has not used one.
-    T* find() const noexcept { return static_cast<T*>(FlsGetValue(m_slot)); }
+    T* find() const noexcept { return static_cast<T*>(TlsGetValue(m_found)); }
 
 private:
+    struct Holder {
+        T value{};
+        DWORD found;
+    };
+
     T& Create() {
-        auto value = std::make_unique<T>();
-        if (!FlsSetValue(m_slot, value.get())) throw std::bad_alloc();
-        return *value.release();
+        auto holder = std::make_unique<Holder>();
+        holder->found = m_found;
+        if (!TlsSetValue(m_found, &holder->value)) throw std::bad_alloc();
+        if (!FlsSetValue(m_slot, holder.get())) {
+            TlsSetValue(m_found, nullptr);
+            throw std::bad_alloc();
+        }
+        return holder.release()->value;
     }
 
-    static void WINAPI Destroy(void* value) noexcept { delete static_cast<T*>(value); }
+    // Whatever of the thread is destroyed after it does not find it any more.
+    static void WINAPI Destroy(void* value) noexcept {
+        const std::unique_ptr<Holder> holder(static_cast<Holder*>(value));
+        TlsSetValue(holder->found, nullptr);
+    }
 
-    const DWORD m_slot;
+    const DWORD m_slot;   // owns
+    const DWORD m_found;  // is read, in half the time
 };
 
 }  // namespace vtdl::automation

@@ -16,9 +16,9 @@ using automation::Error;
 // A session can be its own progressor, or two be each other's: without an end to that, the host's
 // stack would overflow. What is left of it is looked at now and then on a deep call stack.
 bool IsStackSpent(std::size_t depth) {
-    constexpr std::size_t deep = 128, interval = 32;
+    constexpr std::size_t interval = 32;
     constexpr std::ptrdiff_t reserve = 128 * 1024;
-    if (depth < deep || depth % interval != 0) return false;
+    if (depth % interval != 0) return false;
     MEMORY_BASIC_INFORMATION stack{};
     return VirtualQuery(&stack, &stack, sizeof stack) &&
            reinterpret_cast<char*>(&stack) - static_cast<char*>(stack.AllocationBase) < reserve;
@@ -126,21 +126,17 @@ void CErrorHandler::CallStackClear() noexcept {
     if (m_callStackEnabled) m_depth = 0;
 }
 
-void CErrorHandler::CallStackPop() {
-    if (m_depth == 0) return;
-    --m_depth;
-    if (m_tracingEnabled)
-        Guarded([&] { Trace(L" --- Exited routine: ", m_routines[m_depth].name); });
+void CErrorHandler::TracePop() {
+    Guarded([&] { Trace(L" --- Exited routine: ", m_routines[m_depth].name); });
 }
 
-void CErrorHandler::CallStackPush(std::wstring_view routineName, std::wstring_view arguments) {
-    if (IsStackSpent(m_depth))
+void CErrorHandler::PreparePush(std::wstring_view routineName) {
+    if (m_depth >= shallow && IsStackSpent(m_depth))
         throw automation::MakeRuntimeError(automation::RuntimeError::outOfStack);
     if (m_tracingEnabled) Guarded([&] { Trace(L" --- Entered routine: ", routineName); });
     // Only now: a push that failed is not on the stack, and a report of the trace may have let
     // other routines come and go.
     if (m_depth == m_routines.size()) Guarded([&] { m_routines.emplace_back(); });
-    m_routines[m_depth++] = {routineName, arguments};
 }
 
 void CErrorHandler::TraceLine(std::wstring_view text) {

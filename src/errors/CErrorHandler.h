@@ -61,10 +61,18 @@ public:
     /// Empties the call stack, when it is enabled.
     void CallStackClear() noexcept;
     /// Removes the newest entry; does nothing on an empty stack.
-    void CallStackPop();
+    void CallStackPop() {
+        if (m_depth == 0) return;
+        --m_depth;
+        if (m_tracingEnabled) TracePop();
+    }
     /// The texts live as long as the entry; those of the frame are constants. Throws the run-time
     /// error 28 on a stack that is too deep.
-    void CallStackPush(std::wstring_view routineName, std::wstring_view arguments);
+    void CallStackPush(std::wstring_view routineName, std::wstring_view arguments) {
+        if (m_tracingEnabled || m_depth == m_routines.size() || m_depth >= shallow)
+            PreparePush(routineName);
+        m_routines[m_depth++] = {routineName, arguments};
+    }
 
     /// Writes a line of the caller's to the trace, when tracing is on.
     void TraceLine(std::wstring_view text);
@@ -89,6 +97,10 @@ private:
         std::wstring_view arguments;
     };
 
+    static constexpr std::size_t shallow = 128;  // less needs no look at the thread's stack
+
+    void PreparePush(std::wstring_view routineName);
+    void TracePop();
     template <class Body>
     auto Guarded(Body&& body) -> decltype(body());
     std::wstring Report(std::wstring_view routine) const;

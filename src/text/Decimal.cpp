@@ -49,10 +49,14 @@ DecimalRead ReadUnusual(const char* first, const char* last) noexcept {
     const char* end = start;
 #ifdef __SSE2__
     char bytes[bytesAtOnce] = {};
-    std::copy_n(start, std::min(last - start, bytesAtOnce), bytes);
-    const DecimalRead usual = ReadUsual(bytes);
+    const char* front = start;
+    if (last - start < bytesAtOnce) {
+        std::copy(start, last, bytes);
+        front = bytes;
+    }
+    const DecimalRead usual = ReadUsual(front);
     value = usual.value;
-    end += usual.end - bytes;
+    end += usual.end - front;
 #endif
     if (end == start) {
         const DoublePrecision precision;

@@ -264,6 +264,7 @@ void WinInet::Receive() {
     using Clock = std::chrono::steady_clock;
     ChangeStatus(receiving);
     m_response.clear();
+    m_available = 0;
     ReserveResponse();
     const Clock::time_point start = Clock::now();
     for (;;) {
@@ -323,13 +324,13 @@ std::size_t WinInet::MaxBody() const noexcept {
 // A read waits until it has all the bytes that it asks for. Asked for no more than is there, it
 // lets messages and a cancel through after every piece that a slow server sends.
 DWORD WinInet::ReadBlock(char (&block)[blockSize]) {
-    DWORD available = 0;
     DWORD read = 0;
     m_readError = 0;
-    if (!InternetQueryDataAvailable(m_request.get(), &available, 0, 0) ||
-        (available > 0 &&
-         !InternetReadFile(m_request.get(), block, std::min<DWORD>(available, blockSize), &read)))
+    if ((m_available == 0 && !InternetQueryDataAvailable(m_request.get(), &m_available, 0, 0)) ||
+        (m_available > 0 &&
+         !InternetReadFile(m_request.get(), block, std::min<DWORD>(m_available, blockSize), &read)))
         m_readError = std::max<DWORD>(GetLastError(), 1);
+    m_available -= std::min(m_available, read);
     return m_readError == 0 ? read : 0;
 }
 

@@ -165,6 +165,7 @@ private:
     bool m_isCancelled = false;
     bool m_isChunked = false;
     DWORD m_readError = 0;
+    DWORD m_available = 0;  // bytes that can be read without waiting
     std::string m_fault;
     std::string m_response;
     InternetHandle m_internet;
