@@ -318,8 +318,49 @@ void CompareChain(INTERNET_PORT port) {
         chainLines, Megabytes(bytes), full * 1e3, raw * 1e3, full / raw);
 }
 
+// What a host waits for: the library loaded, a manager with its settings, what the manager lists,
+// the same again in a process that has both, and the library unloaded.
+void MeasureLife() {
+    CLSID classId, dataId;
+    ComPtr<_CData> data;
+    ComPtr<_CManager> manager, second;
+    ComPtr<_CDataSources> sources;
+    const auto create = [&](ComPtr<_CManager>& created) {
+        Check(CoCreateInstance(classId, nullptr, CLSCTX_INPROC_SERVER, __uuidof(_CManager),
+                               reinterpret_cast<void**>(created.put())));
+    };
+    Check(CLSIDFromProgID(L"vtdl.CManager", &classId));
+    Check(CLSIDFromProgID(L"vtdl.CData", &dataId));
+    const double load = bench::Seconds([&] {
+        Check(CoCreateInstance(dataId, nullptr, CLSCTX_INPROC_SERVER, __uuidof(_CData),
+                               reinterpret_cast<void**>(data.put())));
+    });
+    const double first = bench::Seconds([&] { create(manager); });
+    const double list = bench::Seconds([&] { Check(manager->get_DataSources(sources.put())); });
+    OLECHAR name[] = L"DataSources";
+    LPOLESTR names = name;
+    DISPID id = 0;
+    const double typed = bench::Seconds(
+        [&] { Check(manager->GetIDsOfNames(GUID{}, &names, 1, LOCALE_USER_DEFAULT, &id)); });
+    const double again = bench::Seconds([&] { create(second); });
+    const double unload = bench::Seconds([&] {
+        sources = {};
+        second = {};
+        manager = {};
+        data = {};
+        CoFreeUnusedLibrariesEx(0, 0);
+        CoFreeUnusedLibrariesEx(0, 0);
+    });
+    std::printf(
+        "ms: library loaded, first object %.2f; manager %.2f; its sources %.2f; first call by "
+        "name %.2f; second manager %.2f; all released and unloaded %.2f (%s)\n",
+        load * 1e3, first * 1e3, list * 1e3, typed * 1e3, again * 1e3, unload * 1e3,
+        GetModuleHandleW(L"VTDL33.dll") ? "still there" : "gone");
+}
+
 int Run(INTERNET_PORT port) {
     Check(CoInitialize(nullptr));
+    MeasureLife();
     const Downloads downloads;
     downloads.Run(L"SHORT");  // chooses the server, and warms up
     const SIZE_T before = Memory().WorkingSetSize;
