@@ -235,9 +235,12 @@ std::vector<std::wstring> CheckHosts(Findings& findings, _CXMLSettings* settings
         if (!answers[i].fault.empty()) {
             findings.Bad(
                 text + ": " + answers[i].fault,
-                "Start the quote server (why it ended stands in quoteserver.log, in the data "
-                "folder), or name the service's host in the section hosts of the settings "
-                "file.");
+                answers[i].fault.find("certificate") != answers[i].fault.npos
+                    ? "Name the host as its certificate does, or let its issuer be trusted here: "
+                      "certutil -addstore Root ca.crt, as administrator."
+                    : "Start the quote server (why it ended stands in quoteserver.log, in the data "
+                      "folder), or name the service's host in the section hosts of the settings "
+                      "file.");
             continue;
         }
         const Who who = WhoAnswers(answers[i].head);
