@@ -1,8 +1,10 @@
 // The module's entry points.
 
 #include <olectl.h>
+#include <pthread.h>
 #include <windows.h>
 
+#include <array>
 #include <cstring>
 #include <new>
 
@@ -12,6 +14,11 @@
 #include "settings/SharedSettings.h"
 
 using namespace vtdl;
+
+// Of the compiler's start-up code and threads, which declare them to nobody.
+extern "C" IMAGE_DOS_HEADER __ImageBase;
+extern "C" const IMAGE_TLS_DIRECTORY _tls_used;
+extern "C" void* __pth_gpointer_locked(pthread_t thread);
 
 namespace {
 
@@ -114,7 +121,56 @@ void RegisterFrames(HINSTANCE) noexcept {}
 void DeregisterFrames() noexcept {}
 #endif
 
+// Semaphores of the compiler's threads, which alone make some by this function, and keep them.
+std::array<HANDLE, 16> semaphores{};
+LONG semaphoreCount = 0;
+
+HANDLE WINAPI MakeSemaphore(LPSECURITY_ATTRIBUTES rights, LONG initial, LONG most,
+                            LPCSTR) noexcept {
+    const HANDLE made = CreateSemaphoreW(rights, initial, most, nullptr);
+    const auto index = static_cast<std::size_t>(InterlockedIncrement(&semaphoreCount) - 1);
+    if (index < semaphores.size()) semaphores[index] = made;
+    return made;
+}
+
+// What the compiler's threads take of the process when an object or an exception is made, nobody
+// gives back: a slot, those semaphores, and two handles of the thread that unloads the library.
+// After a thousand times the process would have no slot left, and be ended. Made before everything
+// else, so that its end is last.
+struct ThreadRuntime {
+    bool isUnloading = false;
+
+    ThreadRuntime() = default;
+    ThreadRuntime(const ThreadRuntime&) = delete;
+    ThreadRuntime& operator=(const ThreadRuntime&) = delete;
+    ~ThreadRuntime() {
+        if (!isUnloading) return;  // but the process ends
+        constexpr DWORD slots = TLS_MINIMUM_AVAILABLE + 1024;
+        const void* const own = __pth_gpointer_locked(pthread_self());
+        DWORD slot = 0;
+        while (slot < slots && TlsGetValue(slot) != own) ++slot;
+        const auto* callback =
+            reinterpret_cast<const PIMAGE_TLS_CALLBACK*>(_tls_used.AddressOfCallBacks);
+        for (; *callback; ++callback) (*callback)(&__ImageBase, DLL_THREAD_DETACH, nullptr);
+        if (slot < slots) TlsFree(slot);
+        for (const HANDLE semaphore : semaphores)
+            if (semaphore) CloseHandle(semaphore);
+    }
+} threadRuntime __attribute__((init_priority(101)));
+
 }  // namespace
+
+#if defined(__i386__)
+#define VTDL_IMPORTED(name, arguments) asm("__imp__" name "@" arguments)
+#else
+#define VTDL_IMPORTED(name, arguments) asm("__imp_" name)
+#endif
+// In place of the system's, for whoever the linker puts into this module.
+extern "C" {
+extern decltype(&MakeSemaphore)
+    const importedCreateSemaphore VTDL_IMPORTED("CreateSemaphoreA", "16");
+decltype(&MakeSemaphore) const importedCreateSemaphore = MakeSemaphore;
+}
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID isProcessEnding) {
     if (reason == DLL_PROCESS_ATTACH) {
@@ -122,6 +178,7 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, LPVOID isProcessE
         RegisterFrames(module);
     } else if (reason == DLL_PROCESS_DETACH && !isProcessEnding) {
         DeregisterFrames();
+        threadRuntime.isUnloading = true;
     }
     return TRUE;
 }

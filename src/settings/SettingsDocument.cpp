@@ -123,6 +123,9 @@ ComPtr<IXMLDOMDocument2> NewDocument() {
     // Not every parser knows that a DTD can be refused.
     const automation::Variant prohibited = automation::Variant::Bool(true);
     document->setProperty(Bstr(L"ProhibitDTD").get(), prohibited.get());
+    // Nor depth, which the oldest parser does not limit, and whoever walks a document recurses.
+    const automation::Variant depth = automation::Variant::Long(256);
+    document->setProperty(Bstr(L"MaxElementDepth").get(), depth.get());
     // Values may be blank; and Wine drops the blank start of a text that has letters of others.
     Check(document->put_preserveWhiteSpace(VARIANT_TRUE));
     // Wine 8 crashes on a faulty query in the older language, which is the default.

@@ -1,7 +1,6 @@
 // The error handler: its rules and logs, the questions that it asks in real methods, answered as a
 // person would, and where reports go when nobody answers.
 
-#include <sstream>
 #include <thread>
 
 #include "errors/CErrorHandler.h"
@@ -99,25 +98,6 @@ TEST_F(ErrorHandlerTest, LogsThatCannotBeWritten) {
     gErrorHandler().ErrorLogFile(L"no such folder\\log.txt");
     EXPECT_EQ(Failing().Start(), static_cast<HRESULT>(0x800443FC));
     EXPECT_EQ(TakeDescription(), L"CErrorHandler component failure");
-}
-
-void WriteLines(wchar_t letter) {
-    for (int i = 0; i < 1500; ++i) AppendToLog(L"shared.txt", std::wstring(2000, letter));
-}
-
-// The other process.
-TEST(LogWriter, DISABLED_Runs) { WriteLines(L'b'); }
-
-TEST_F(ErrorHandlerTest, ProcessesThatShareALogDoNotTearItsLines) {
-    const Process other(Process::Test(L"LogWriter.*"));
-    for (int i = 0; i < 2000 && ReadAll("shared.txt").empty(); ++i) Sleep(1);
-    WriteLines(L'a');
-    EXPECT_EQ(WaitForSingleObject(other.Handle(), 20'000), WAIT_OBJECT_0);
-    std::istringstream log(ReadAll("shared.txt"));
-    int lines = 0;
-    for (std::string line; std::getline(log, line); ++lines)
-        ASSERT_EQ(line, std::string(2000, line[0]) + "\r");
-    EXPECT_EQ(lines, 3000);
 }
 
 TEST_F(ErrorHandlerTest, TheAnswerDecides) {

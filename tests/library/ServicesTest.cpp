@@ -59,18 +59,6 @@ TEST_F(FaultTest, EveryFaultEndsAndTheSessionWorksAgain) {
         }
 }
 
-// A server that sends a byte now and then never reaches a limit; a person's patience does.
-TEST_F(FaultTest, AbortEndsADrippingDownload) {
-    m_reply = HttpReply(std::string(100'000, 'x'));
-    m_server.Behave({1});
-    Job job(Source());
-    const Later patience(200, [&] { job.session->Abort(); });
-    const ULONGLONG start = GetTickCount64();
-    job.Start();
-    EXPECT_LT(GetTickCount64() - start, 20'000u) << "all of it would take minutes";
-    EXPECT_EQ(Result(job), failureDone);
-}
-
 // The environment stands above the settings, and an earlier download's data are gone at once.
 TEST_F(FaultTest, OverrideAndEarlierData) {
     for (const auto& [value, result] : {std::pair{"0", L"7 Done 0"}, {"1", failureDone}}) {

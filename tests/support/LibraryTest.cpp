@@ -118,30 +118,6 @@ void ExpectAsRecorded(const std::string& text, const char* fileName) {
     ADD_FAILURE() << fileName << " differs in line " << 1 + std::count(text.begin(), end, '\n');
 }
 
-Process::Process(const std::wstring& command, HANDLE output) {
-    const auto folder = std::filesystem::path(automation::ModulePath()).parent_path();
-    std::wstring line = (folder / command).wstring();
-    STARTUPINFOW startup{};
-    startup.cb = sizeof startup;
-    startup.dwFlags = output ? STARTF_USESTDHANDLES : 0;
-    startup.hStdOutput = output;
-    if (!CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup,
-                        &m_information))
-        throw std::runtime_error("the other program does not start");
-}
-
-std::wstring Process::Test(const std::wstring& name) {
-    return std::filesystem::path(automation::ModulePath()).filename().wstring() +
-           L" --gtest_also_run_disabled_tests --gtest_brief=1 --gtest_filter=" + name;
-}
-
-Process::~Process() {
-    TerminateProcess(m_information.hProcess, 1);
-    WaitForSingleObject(m_information.hProcess, 5000);
-    CloseHandle(m_information.hThread);
-    CloseHandle(m_information.hProcess);
-}
-
 std::vector<std::wstring> Split(const std::wstring& text, wchar_t separator) {
     std::vector<std::wstring> parts;
     std::wistringstream rest(text + separator);

@@ -44,25 +44,6 @@ void WriteAll(const std::filesystem::path& file, const std::string& bytes);
 /// A text that has to be a file of tests/data. One that differs is left in the temporary folder.
 void ExpectAsRecorded(const std::string& text, const char* fileName);
 
-/// A process of another program in this one's folder, or of this one, in the current folder. Its
-/// end is this object's.
-class Process {
-public:
-    /// The command without the folder.
-    explicit Process(const std::wstring& command, HANDLE output = nullptr);
-    /// One of this program's disabled tests.
-    static std::wstring Test(const std::wstring& name);
-    Process(const Process&) = delete;
-    Process& operator=(const Process&) = delete;
-    ~Process();
-
-    HANDLE Handle() const { return m_information.hProcess; }
-    DWORD Thread() const { return m_information.dwThreadId; }
-
-private:
-    PROCESS_INFORMATION m_information{};
-};
-
 /// The parts of a text between separators.
 std::vector<std::wstring> Split(const std::wstring& text, wchar_t separator);
 

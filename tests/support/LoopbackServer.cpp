@@ -86,9 +86,11 @@ void LoopbackServer::ServeOne(SOCKET connection) {
     }
     std::unique_lock lock(m_mutex);
     m_requests.push_back(request);
-    const Manners manners = m_manners;
     lock.unlock();
     const std::string reply = m_answer(request);
+    lock.lock();
+    const Manners manners = m_manners;
+    lock.unlock();
     const std::size_t piece = manners.piece ? manners.piece : reply.size();
     const int atOnce = 1;
     setsockopt(connection, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&atOnce), 4);

@@ -1,54 +1,25 @@
 // A host that calls every member of every class at random, by name and through vtables, with legal
-// values, missing and null ones, and objects of its own that call back and answer anything.
-//
-//     random_calls SEED STEPS [FIRST LAST]
-//
-// Each step draws from its own number alone, so that a run that ends badly can be repeated with
-// some of its steps. Runs in an empty folder of its own; prints what it did.
-
-#include <windows.h>
+// values, missing and null ones, and objects of its own that call back and answer anything. Each
+// step draws from its own number alone, so that a run that ends badly can be repeated with some of
+// its steps.
 
 #include <ocidl.h>
-#include <vtdl.h>
 
-#include <array>
-#include <cstdio>
-#include <cstdlib>
 #include <deque>
-#include <filesystem>
-#include <fstream>
-#include <random>
 #include <utility>
 
-#include "support/HostObjects.h"
+#include "Soak.h"
 
+namespace vtdl::tests {
 namespace {
 
-using namespace vtdl::tests;
-
-/// One step's numbers.
-class Random {
-public:
-    Random(unsigned seed, unsigned step) : m_engine(seed * 0x9E3779B1u ^ step) {}
-    unsigned Below(std::size_t bound) { return static_cast<unsigned>(m_engine() % bound); }
-    bool OneIn(unsigned count) { return Below(count) == 0; }
-    template <class T>
-    auto Of(const T& choices) {
-        return choices[Below(std::size(choices))];
-    }
-
-private:
-    std::mt19937 m_engine;
-};
-
-unsigned seed = 1, currentStep = 0, callbacks = 0;
-int depth = 0;
-unsigned long calls = 0;
-bool isVerbose = false;
+Face faces = Face::any;
+unsigned runSeed = 1, currentStep = 0, callbacks = 0, calls = 0;
+int nesting = 0;
+const bool isVerbose = std::getenv("SOAK_VERBOSE") != nullptr;
 std::vector<CLSID> classes;
 std::vector<Ptr<ITypeInfo>> interfaces;  // as dispatchers see them
 std::array<Ptr<IUnknown>, 24> pool{};    // what the host holds
-HRESULT(WINAPI* getClassObject)(REFCLSID, REFIID, void**);
 
 void Step(Random& random);
 
@@ -64,41 +35,16 @@ void* Held(Random& random, const IID& id) {
     return object;
 }
 
-/// A sink of the host, which calls back.
-class Sink final : public HostObject<_IProgressCallBack> {
-public:
-    STDMETHODIMP_(ULONG) Release() override {
-        const ULONG left = HostObject::Release();
-        if (left == 0) delete this;
-        return left;
+HRESULT CallBack() {
+    constexpr HRESULT results[] = {S_OK, S_OK, S_OK, E_FAIL, E_OUTOFMEMORY, DISP_E_EXCEPTION};
+    Random random(runSeed, currentStep * 1000 + ++callbacks);
+    if (nesting < 3 && random.OneIn(3)) {
+        ++nesting;
+        Step(random);
+        --nesting;
     }
-    STDMETHODIMP GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID* member) override {
-        return *member = 7, CallBack();
-    }
-    STDMETHODIMP Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT* result, EXCEPINFO*,
-                        UINT*) override {
-        if (result) *result = VARIANT{};
-        return CallBack();
-    }
-    STDMETHODIMP Start(IUnknown**) override { return CallBack(); }
-    STDMETHODIMP Progress(IUnknown**, long, BSTR*) override { return CallBack(); }
-    STDMETHODIMP DataReady(IUnknown**) override { return CallBack(); }
-    STDMETHODIMP Done(IUnknown**, long) override { return CallBack(); }
-
-private:
-    // An object that is called is held, or its caller would be gone.
-    HRESULT CallBack() {
-        constexpr HRESULT results[] = {S_OK, S_OK, S_OK, E_FAIL, E_OUTOFMEMORY, DISP_E_EXCEPTION};
-        Random random(seed, currentStep * 1000 + ++callbacks);
-        const Ptr<IUnknown> self(this);
-        if (depth < 3 && random.OneIn(3)) {
-            ++depth;
-            Step(random);
-            --depth;
-        }
-        return random.Of(results);
-    }
-};
+    return random.Of(results);
+}
 
 BSTR AnyText(Random& random) {
     constexpr const wchar_t* texts[] = {
@@ -195,7 +141,7 @@ Description<FUNCDESC> AnyFunction(Random& random, ITypeInfo* type) {
                         name == L"Done" || name == L"CheckForNewVersion";
     const unsigned rarity = name == L"SelectYahooInternalServer" ? 200 : isSlow ? 16 : 1;
     if (isVerbose)
-        std::printf("%u: %ls %s", currentStep, name.c_str(), depth ? "(nested)\n" : "\n");
+        std::printf("%u: %ls %s", currentStep, name.c_str(), nesting ? "(nested)\n" : "\n");
     if ((function->wFuncFlags & FUNCFLAG_FRESTRICTED) || !random.OneIn(rarity)) return {};
     return function;
 }
@@ -265,14 +211,8 @@ void CallThroughVtable(Random& random, IUnknown* object) {
 }
 
 void Create(Random& random) {
-    if (random.OneIn(6)) return Hold(random, new Sink);
-    Ptr<IClassFactory> factory;
-    Ptr<IUnknown> object;
-    getClassObject(classes[random.Below(classes.size())], __uuidof(IClassFactory),
-                   reinterpret_cast<void**>(&factory));
-    if (!factory) return;
-    factory->CreateInstance(nullptr, __uuidof(IUnknown), reinterpret_cast<void**>(&object));
-    Hold(random, object);
+    if (random.OneIn(6)) return Hold(random, new CallingSink(CallBack));
+    Hold(random, New(classes[random.Below(classes.size())]));
 }
 
 void Step(Random& random) {
@@ -287,17 +227,19 @@ void Step(Random& random) {
     // The library's own objects, not the host's; and held, as a host holds what it calls.
     const Ptr<IProvideClassInfo> own(place);
     if (!own) return;
-    if (kind % 2)
+    if (faces == Face::names || (faces == Face::any && kind % 2))
         CallByName(random, own);
     else
         CallThroughVtable(random, own);
 }
 
-void Load(const std::wstring& path) {
+}  // namespace
+
+unsigned RandomCalls(Face chosen, unsigned count, unsigned seed, unsigned first) {
+    faces = chosen;
+    runSeed = seed;
     Ptr<ITypeLib> library;
-    getClassObject = reinterpret_cast<decltype(getClassObject)>(
-        reinterpret_cast<void*>(GetProcAddress(LoadLibraryW(path.c_str()), "DllGetClassObject")));
-    _com_util::CheckError(LoadTypeLibEx(path.c_str(), REGKIND_NONE, &library));
+    _com_util::CheckError(LoadTypeLibEx(LibraryPath().c_str(), REGKIND_NONE, &library));
     for (UINT i = 0; i < library->GetTypeInfoCount(); ++i) {
         Ptr<ITypeInfo> type;
         library->GetTypeInfo(i, &type);
@@ -305,48 +247,15 @@ void Load(const std::wstring& path) {
         if (attributes->typekind == TKIND_DISPATCH) interfaces.push_back(type);
         if (attributes->typekind == TKIND_COCLASS) classes.push_back(attributes->guid);
     }
-}
-
-}  // namespace
-
-int main(int argc, char** argv) {
-    isVerbose = std::getenv("RANDOM_CALLS_VERBOSE") != nullptr;
-    std::setvbuf(stdout, nullptr, _IONBF, 0);
-    if (argc != 3 && argc != 5) return 2;
-    const auto number = [argv](int i) {
-        return static_cast<unsigned>(std::strtoul(argv[i], nullptr, 10));
-    };
-    seed = number(1);
-    const unsigned first = argc == 5 ? number(3) : 1, last = number(argc - 1);
-
-    wchar_t program[MAX_PATH];
-    GetModuleFileNameW(nullptr, program, MAX_PATH);
-    const std::filesystem::path dll = std::filesystem::path(program).parent_path() / L"VTDL33.dll";
-    const auto folder = std::filesystem::temp_directory_path() /
-                        (L"vtdl-random-" + std::to_wstring(GetCurrentProcessId()));
-    std::filesystem::create_directories(folder);
-    std::filesystem::current_path(folder);
-    SetEnvironmentVariableW(L"VTDL_DATA", folder.c_str());
-    std::ofstream(folder / L"VTDL33.Settings.xml")
-        << "<sections name=\"XML settings file\"><section name=\"errorhandler\"><key "
-           "name=\"actions\">2</key><key name=\"errorlog\">NUL</key></section></sections>";
-
-    CoInitialize(nullptr);
-    Load(dll.wstring());
-    std::printf("random_calls: seed %u\n", seed);
-    for (currentStep = first; currentStep <= last; ++currentStep) {
-        Random random(seed, currentStep);
+    for (currentStep = first; calls < count; ++currentStep) {
+        Random random(runSeed, currentStep);
         callbacks = 0;
         Step(random);
-        MSG message;
-        while (currentStep % 64 == 0 && PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE))
-            DispatchMessageW(&message);
+        if (currentStep % 64 == 0) DispatchAll();
     }
     for (Ptr<IUnknown>& object : pool)
         const Ptr<IUnknown> released = std::exchange(object, nullptr);
-    std::printf("random_calls: %lu calls\n", calls);
-    std::filesystem::current_path(folder.parent_path());
-    std::error_code ignored;
-    std::filesystem::remove_all(folder, ignored);
-    return calls > 0 ? 0 : 1;
+    return calls;
 }
+
+}  // namespace vtdl::tests
