@@ -20,6 +20,10 @@ extern "C" IMAGE_DOS_HEADER __ImageBase;
 extern "C" const IMAGE_TLS_DIRECTORY _tls_used;
 extern "C" void* __pth_gpointer_locked(pthread_t thread);
 
+namespace __gnu_cxx {
+void __freeres() noexcept;  // what exceptions have when there is no other memory
+}
+
 namespace {
 
 // Makes objects of a row of the class table.
@@ -155,6 +159,7 @@ struct ThreadRuntime {
         if (slot < slots) TlsFree(slot);
         for (const HANDLE semaphore : semaphores)
             if (semaphore) CloseHandle(semaphore);
+        __gnu_cxx::__freeres();
     }
 } threadRuntime __attribute__((init_priority(101)));
 

@@ -240,11 +240,10 @@ void CXMLSettings::Load() {
     if (size == 0 && !settings::WriteNewFile(m_fileName, settings::emptyFile))
         throw SettingsError(eErrXMLSettings_UnableToSaveFile);
 
-    VARIANT_BOOL parsed = VARIANT_FALSE;
-    const Variant name{std::wstring_view(m_fileName)};
     Check(m_document->put_async(VARIANT_FALSE));
-    if (size > settings::largestDocument || FAILED(m_document->load(name.get(), &parsed)) ||
-        !parsed) {
+    const auto bytes =
+        size > settings::largestDocument ? std::nullopt : settings::ReadWholeFile(m_fileName);
+    if (!settings::Load(m_document.get(), bytes.value_or(""))) {
         // The parser has emptied the document, or it is another file's: nothing may be saved.
         m_isLoaded = m_isDirty = m_isRecognised = false;
         throw SettingsError(eErrXMLSettings_ParserError);

@@ -167,6 +167,18 @@ std::wstring PrettyPrinted(IXMLDOMDocument2* document) {
     return text;
 }
 
+bool Load(IXMLDOMDocument2* document, std::string_view bytes) {
+    ComPtr<IStream> stream;
+    Check(CreateStreamOnHGlobal(nullptr, TRUE, stream.put()));
+    Check(stream->Write(bytes.data(), static_cast<ULONG>(bytes.size()), nullptr));
+    Check(stream->Seek({}, STREAM_SEEK_SET, nullptr));
+    VARIANT source;
+    source.vt = VT_UNKNOWN;
+    source.punkVal = stream.get();
+    VARIANT_BOOL isLoaded = VARIANT_FALSE;
+    return SUCCEEDED(document->load(source, &isLoaded)) && isLoaded;
+}
+
 std::string Saved(IXMLDOMDocument2* document) {
     ComPtr<IStream> stream;
     Check(CreateStreamOnHGlobal(nullptr, TRUE, stream.put()));

@@ -30,6 +30,9 @@ void SetValue(IXMLDOMNode* key, const std::wstring& value);
 
 std::wstring NameOf(IXMLDOMNode* node);
 
+/// True when the bytes are a document, which it is then; else it is empty.
+bool Load(IXMLDOMDocument2* document, std::string_view bytes);
+
 /// What the document's own save operation writes.
 std::string Saved(IXMLDOMDocument2* document);
 

@@ -30,8 +30,8 @@ std::wstring UserIdentifier() {
     return text;
 }
 
-// Empty, with the last error set, when it cannot be opened.
-automation::FileHandle OpenPrivateFile(const std::wstring& name, DWORD disposition) {
+// Empty when it cannot be made.
+automation::FileHandle NewPrivateFile(const std::wstring& name) {
     const std::wstring user = UserIdentifier();
     // Protected from what the folder would hand down.
     const std::wstring rights = L"D:P(A;;FA;;;" + user + L")(A;;FA;;;SY)(A;;FA;;;BA)";
@@ -41,7 +41,7 @@ automation::FileHandle OpenPrivateFile(const std::wstring& name, DWORD dispositi
     const LocalMemory descriptor(made);
     SECURITY_ATTRIBUTES attributes{sizeof attributes, made, FALSE};
     return automation::FileHandle(CreateFileW(name.c_str(), GENERIC_WRITE, 0,
-                                              isKnown ? &attributes : nullptr, disposition,
+                                              isKnown ? &attributes : nullptr, CREATE_NEW,
                                               FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
@@ -71,17 +71,28 @@ std::wstring TemporaryName(const std::wstring& fileName) {
     return fileName + suffix;
 }
 
-// A virus scanner or a cloud folder may hold the old file for a moment.
-bool MoveOver(const std::wstring& from, const std::wstring& to) {
-    for (int attempt = 1;; ++attempt) {
-        if (MoveFileExW(from.c_str(), to.c_str(),
-                        MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH))
-            return true;
+// A virus scanner or a cloud folder may hold a file for a moment, and so does who just made it.
+template <class Action>
+bool Persistently(Action&& action) {
+    for (int attempt = 1; !action(); ++attempt) {
         const DWORD error = GetLastError();
         const bool isHeld = error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION;
         if (!isHeld || attempt == 5) return false;
         Sleep(50);
     }
+    return true;
+}
+
+bool MoveTo(const std::wstring& from, const std::wstring& to, DWORD flags) {
+    return Persistently(
+        [&] { return MoveFileExW(from.c_str(), to.c_str(), flags | MOVEFILE_WRITE_THROUGH); });
+}
+
+// Nobody is kept out: whoever loads or replaces it meanwhile has to come through.
+automation::FileHandle OpenShared(const std::wstring& name, DWORD access) {
+    constexpr DWORD all = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    return automation::FileHandle(CreateFileW(name.c_str(), access, all, nullptr, OPEN_EXISTING,
+                                              FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
 }  // namespace
@@ -94,8 +105,26 @@ std::optional<std::uint64_t> SizeOfFile(const std::wstring& name) {
     return (static_cast<std::uint64_t>(found.nFileSizeHigh) << 32) | found.nFileSizeLow;
 }
 
+std::optional<std::string> ReadWholeFile(const std::wstring& name) {
+    automation::FileHandle file;
+    if (!Persistently([&] { return bool(file = OpenShared(name, GENERIC_READ)); }))
+        return std::nullopt;
+    std::string bytes(GetFileSize(file.get(), nullptr), '\0');
+    DWORD count = 0;
+    if (!ReadFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &count, nullptr))
+        return std::nullopt;
+    bytes.resize(count);
+    return bytes;
+}
+
 bool WriteNewFile(const std::wstring& name, std::string_view bytes) {
-    return WriteAll(OpenPrivateFile(name, OPEN_ALWAYS), bytes);
+    const automation::FileHandle there = OpenShared(name, GENERIC_WRITE);
+    if (there) return GetFileSize(there.get(), nullptr) > 0 || WriteAll(there, bytes);
+    const std::wstring temporary = TemporaryName(name);
+    bool isMade = WriteAll(NewPrivateFile(temporary), bytes);
+    isMade = isMade && MoveTo(temporary, name, 0);
+    DeleteFileW(temporary.c_str());
+    return isMade || SizeOfFile(name).value_or(0) > 0;
 }
 
 bool ReplaceWholeFile(const std::wstring& name, std::string_view bytes, bool isPrivate) {
@@ -104,13 +133,13 @@ bool ReplaceWholeFile(const std::wstring& name, std::string_view bytes, bool isP
     const bool isThere = attributes != INVALID_FILE_ATTRIBUTES;
     if (isThere && (attributes & FILE_ATTRIBUTE_READONLY)) return false;
     const std::wstring temporary = TemporaryName(name);
-    automation::FileHandle file = OpenPrivateFile(temporary, CREATE_NEW);
+    automation::FileHandle file = NewPrivateFile(temporary);
     if (!file) return false;
     bool isSaved = WriteAll(file, bytes);
     file.reset();
     if (isSaved) {
         if (isThere && !isPrivate) CopyRights(name, temporary);
-        isSaved = MoveOver(temporary, name);
+        isSaved = MoveTo(temporary, name, MOVEFILE_REPLACE_EXISTING);
     }
     if (!isSaved) DeleteFileW(temporary.c_str());
     return isSaved;

@@ -12,9 +12,13 @@ namespace vtdl::settings {
 /// The size of a file; nothing when there is none. Throws when the system fails.
 std::optional<std::uint64_t> SizeOfFile(const std::wstring& name);
 
-/// Writes a file that is empty or not there. One that this makes has rights of its user, the system
-/// and the administrators only, from its first byte and whatever the folder grants; one that is
-/// there keeps its own. False when it cannot be written.
+/// All of a file, which is small; nothing when it cannot be read, even after a moment.
+std::optional<std::string> ReadWholeFile(const std::wstring& name);
+
+/// Writes a file that is empty or not there, whole, unless another process comes first. One that
+/// this makes has rights of its user, the system and the administrators only, from its first byte
+/// and whatever the folder grants; one that is there keeps its own. False when there is none
+/// afterwards.
 bool WriteNewFile(const std::wstring& name, std::string_view bytes);
 
 /// Writes beside the file and then replaces it in one step: whoever ends the process meanwhile, or

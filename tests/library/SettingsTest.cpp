@@ -2,6 +2,7 @@
 
 #include <sddl.h>
 
+#include <atomic>
 #include <thread>
 
 #include "settings/SharedSettings.h"
@@ -133,6 +134,24 @@ TEST_F(SettingsTest, LaterUsersSeeWhatEarlierOnesChanged) {
     Write(SharedSettings().get(), L"hosts", L"pifin", L"changed");
     New(L"CManager");
     EXPECT_EQ(ValueOf(SharedSettings().get(), L"hosts", L"pifin"), L"changed");
+}
+
+// Nobody overwrites what another has made and saved meanwhile, nor fails at it.
+TEST_F(SettingsTest, MakersOfOneFileAtOnce) {
+    for (int i = 0; i < 100; ++i) {
+        std::filesystem::remove(file);
+        std::atomic<int> ready = 0;
+        const auto make = [&] {
+            CoInitialize(nullptr);
+            for (++ready; ready < 2;) continue;
+            Write(Loaded(), L"a", L"k", L"v");
+            CoUninitialize();
+        };
+        std::thread other(make);
+        make();
+        other.join();
+        ASSERT_EQ(ValueOf(Loaded(), L"a", L"k"), L"v") << ReadAll(file);
+    }
 }
 
 // A virus scanner or a cloud folder holds a file for a moment.
