@@ -21,4 +21,10 @@ inline void Require(bool holds, const char* property) {
     std::abort();
 }
 
+/// The check that FUZZ_CHECK names is made alone, and so a hundred times as often.
+inline bool IsWanted(std::string_view check) {
+    static const char* const wanted = std::getenv("FUZZ_CHECK");
+    return !wanted || check == wanted;
+}
+
 }  // namespace vtdl::fuzz

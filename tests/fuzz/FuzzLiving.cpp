@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "Fuzz.h"
+#include "Http.h"
 #include "Import.h"
 #include "living/FeedsFile.h"
 #include "living/Mapping.h"
@@ -13,8 +14,11 @@
 namespace quoteserver::living {
 namespace {
 
-constexpr const char* names[] = {"yahoo-chart", "cboe-options", "tiingo",
-                                 "tiingo-csv",  "quoteserver",  "yahoo-quote"};
+// Recipes, and what else there is to read; the first character of an input counts them.
+constexpr const char* names[] = {"yahoo-chart", "cboe-options", "tiingo", "tiingo-csv",
+                                 "quoteserver", "yahoo-quote",  "recipe", "feeds",
+                                 "gzip",        "export",       "data"};
+constexpr std::size_t recipeCount = 6;
 
 std::string TextOf(std::string_view name) {
     std::ifstream in(RECIPES "/" + std::string(name) + ".json");
@@ -90,6 +94,20 @@ void CheckExport(const std::string& text) {
     }
 }
 
+// Of the files that users write themselves; and what one asks for over the line.
+void CheckData(const std::string& text) {
+    for (const Layout* layout : {&priceLayout, &dividendLayout, &splitLayout}) {
+        std::string moved = text;
+        std::size_t wrong = 0;
+        const auto complain = [&](const DataError& error) { wrong += error.Line() > 0; };
+        BringIntoLayout(moved, *layout, complain);
+        const std::size_t rows = ParseRows(moved, *layout, complain).size();
+        const auto lines = static_cast<std::size_t>(std::ranges::count(moved, '\n'));
+        vtdl::fuzz::Require(rows <= lines + 1, "a row has a line");
+    }
+    ParseTarget(text);
+}
+
 }  // namespace
 }  // namespace quoteserver::living
 
@@ -97,14 +115,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     using namespace quoteserver::living;
     static const auto recipes = [] {
         std::vector<Recipe> all;
-        for (const char* name : names) {
-            all.push_back(RecipeOf(Json::parse(TextOf(name), nullptr, true, true)));
+        for (std::size_t i = 0; i < recipeCount; ++i) {
+            all.push_back(RecipeOf(Json::parse(TextOf(names[i]), nullptr, true, true)));
         }
         return all;
     }();
+    static const char* const wanted = std::getenv("FUZZ_CHECK");
     if (size < 2) return 0;
     const std::string text(reinterpret_cast<const char*>(data) + 1, size - 1);
-    const std::size_t what = data[0] - std::size_t{'0'};
+    const std::size_t what =
+        wanted
+            ? static_cast<std::size_t>(std::ranges::find(names, std::string_view(wanted)) - names)
+            : data[0] - std::size_t{'0'};
     if (what < std::size(recipes)) {
         CheckReply(recipes[what], text);
     } else if (what == std::size(recipes)) {
@@ -116,6 +138,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         vtdl::fuzz::Require(answer.fault.empty() == (answer.status == 200), "whole or not at all");
     } else if (what == std::size(recipes) + 3) {
         CheckExport(text);
+    } else if (what == std::size(recipes) + 4) {
+        CheckData(text);
     } else {
         Mistakes mistakes;
         try {

@@ -194,20 +194,31 @@ void CheckOwn(std::string_view reply) {
                 "a part has a fault");
 }
 
+const std::pair<const char*, void (*)(std::string_view)> checks[] = {
+    {"page", CheckPage},
+    {"page-below-header",
+     [](std::string_view reply) { CheckPage("Date,Open\n" + std::string(reply)); }},
+    {"probe", CheckProbe},
+    {"probe-comment", [](std::string_view reply) { CheckProbe("<!-- a1.b" + std::string(reply)); }},
+    {"google",
+     [](std::string_view reply) {
+         CheckTable(ParseGoogleTable, googleColumns, ",\t", reply);
+         IsGoogleTable(reply);
+     }},
+    {"pifin",
+     [](std::string_view reply) {
+         CheckTable(ParsePifinTable, pifinColumns, "\t", reply);
+         IsPifinTable(reply);
+     }},
+    {"chain", CheckChain},
+    {"own", CheckOwn},
+    {"quote", CheckQuote}};
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string_view reply(reinterpret_cast<const char*>(data), size);
-    for (const std::string& page : {std::string(reply), "Date,Open\n" + std::string(reply)})
-        CheckPage(page);
-    for (const std::string& probe : {std::string(reply), "<!-- a1.b" + std::string(reply)})
-        CheckProbe(probe);
-    CheckTable(ParseGoogleTable, googleColumns, ",\t", reply);
-    CheckTable(ParsePifinTable, pifinColumns, "\t", reply);
-    IsGoogleTable(reply);
-    IsPifinTable(reply);
-    CheckChain(reply);
-    CheckOwn(reply);
-    CheckQuote(reply);
+    for (const auto& [name, check] : checks)
+        if (IsWanted(name)) check(reply);
     return 0;
 }

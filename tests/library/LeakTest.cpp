@@ -78,68 +78,97 @@ private:
     std::set<void*> m_live;
 };
 
+/// A kind of download, with a reply that has two values in a column.
+struct Kind {
+    const CLSID& id;
+    const wchar_t* block;
+    const wchar_t* column;
+    bool mayFail;  // without a fault of the platform's: see below
+    std::string reply;
+};
+
 class LeakTest : public LibraryTest {
 protected:
     LeakTest() {
         SetOaNoCache();
-        WriteSettings({{"hosts", "yahoo.chart", m_chart.Host()}});
+        const std::string host = m_server.Host();
+        WriteSettings({{"hosts", "yahoo.chart", host},
+                       {"hosts", "google.finance", host},
+                       {"hosts", "pcquote", host},
+                       {"hosts", "cboe", host}});
         m_store = New<::CDataSourceYahooDividends, _CDataSource>();  // keeps the settings loaded
-        for (int i = 0; i < 6; ++i)
-            Download(i % 2 == 0);  // what is made once and kept is there now
+        for (int i = 0; i < 3; ++i)
+            for (const Kind& kind : m_kinds) Download(kind);  // what is made once is there now
     }
 
     /// A whole download with its source; false when a call failed. A session that was started has
     /// to end, whatever failed.
-    bool Download(bool isPrices) {
+    bool Download(const Kind& kind) {
         bool hasRows = false;
+        m_reply = kind.reply;
         try {
-            Job job(isPrices ? New<::CDataSourceYahooHitorical, _CDataSource>()
-                             : New<::CDataSourceYahooDividends, _CDataSource>());
+            Ptr<_CDataSource> source;
+            _com_util::CheckError(automation::CreateInstance(kind.id, __uuidof(_CDataSource),
+                                                             reinterpret_cast<void**>(&source)));
+            Job job(source);
             job.Set(L"TICKER", L"SPY");
-            job.SetRange(Day(2004, 1, 8), Day(2004, 1, 9));
             const HRESULT started = job.session->Start();
             EXPECT_EQ(job.Count(L"DataReady"), 1) << "Start gave " << started;
             EXPECT_TRUE(job.LastEvent().starts_with(L"Done ")) << "Start gave " << started;
             EXPECT_EQ(StatusOf(job.session), vtdlSessionStatusDone);
-            const _variant_t column = ColumnOf(job.session, isPrices ? L"CLOSE" : L"DIVIDENDS");
+            hasRows = ColumnOf(job.session, kind.column, kind.block).vt != VT_EMPTY;
             ErrorOf(job.session);  // its text is the host's
-            hasRows = column.vt == (VT_ARRAY | VT_R8) && NumbersOf(column) == Numbers{1, 2};
         } catch (const _com_error&) {
         }
         SetErrorInfo(0, nullptr);
         return hasRows;
     }
 
+    const Kind m_kinds[4] = {
+        {__uuidof(::CDataSourceYahooDividends), L"HISTORICAL", L"DIVIDENDS", true,
+         "Date,Dividends\n2004-01-09,2\n2004-01-08,1\n"},
+        {__uuidof(::CDataSourceGoogleHitorical), L"HISTORICAL", L"CLOSE", false,
+         "Date,Open,High,Low,Close,Volume\n9-Jan-04,1,2,3,4,5\n8-Jan-04,1,2,3,4,5\n"},
+        {__uuidof(::CDataSourcePCQuote), L"TICKER", L"LAST", false,
+         "T,1,1,10:30,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1,1"},
+        {__uuidof(::CDataSourceCBOE), L"CALLS", L"TICKER", false,
+         ReadAll(std::filesystem::path(VTDL_TEST_DATA) / "cboe/snippet_ibm_20131229.dat")}};
+
 private:
-    ChartServer m_chart{priceHeader + std::string("2004-01-09,2,2,2,2,2,2\n"
-                                                  "2004-01-08,1,1,1,1,1,1\n")};
+    std::string m_reply;
+    LoopbackServer m_server{[this](const std::string&) {
+        std::string reply = HttpReply(m_reply);
+        return reply.replace(reply.find("text/plain"), 10, "application/x-unknown");
+    }};
     Ptr<_CDataSource> m_store;
 };
 
 TEST_F(LeakTest, DownloadLeavesNothing) {
     AllocationSpy spy;
-    for (int i = 0; i < 6; ++i) EXPECT_TRUE(Download(i % 2 == 0));
+    for (const Kind& kind : m_kinds) EXPECT_TRUE(Download(kind)) << kind.reply;
     EXPECT_GT(spy.Count(), 100) << "the spy sees the library's allocations";
     EXPECT_EQ(spy.Live(), 0u);
 }
 
-// With dividends: their sessions have no list of choices. Wine leaves texts of an array behind when
-// copying it fails.
+// Not with lists of choices or columns of texts, of which Wine leaves some behind when copying one
+// fails, nor with times as text, which Wine's reader of dates fails at without looking.
 TEST_F(LeakTest, AnyAllocationMayFail) {
     const long objects = automation::LiveObject::Count();
-    bool isOver = false;
-    for (long failing = 1; !isOver; ++failing) {
-        SCOPED_TRACE(failing);
-        ASSERT_LT(failing, 5000);
-        {
-            AllocationSpy spy(failing);
-            const bool hasRows = Download(false);
-            EXPECT_EQ(spy.Live(), 0u);
-            isOver = spy.Count() < failing;
-            EXPECT_TRUE(hasRows || !isOver);
+    for (const Kind& kind : m_kinds) {
+        bool isOver = !kind.mayFail;
+        for (long failing = 1; !isOver; ++failing) {
+            SCOPED_TRACE(testing::Message() << kind.reply.substr(0, 20) << ", " << failing);
+            ASSERT_LT(failing, 5000);
+            {
+                AllocationSpy spy(failing);
+                const bool hasRows = Download(kind);
+                EXPECT_EQ(spy.Live(), 0u);
+                isOver = spy.Count() < failing;
+                EXPECT_TRUE(hasRows || !isOver);
+            }
+            EXPECT_EQ(automation::LiveObject::Count(), objects);
+            TakeErrors();
         }
-        EXPECT_EQ(automation::LiveObject::Count(), objects);
-        TakeErrors();
     }
 }
 
