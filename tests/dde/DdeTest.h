@@ -19,7 +19,14 @@ public:
         char line[16];
         DWORD size = 0;
         CreatePipe(&read, &write, &inherited, 0);
-        m_process = std::make_unique<Process>(m_command, write);
+        const auto folder = std::filesystem::path(automation::ModulePath()).parent_path();
+        std::wstring command = (folder / m_command).wstring();
+        STARTUPINFOW startup{};
+        startup.cb = sizeof startup;
+        startup.dwFlags = STARTF_USESTDHANDLES;
+        startup.hStdOutput = write;
+        CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
+                       &startup, &m_process);
         CloseHandle(write);
         ReadFile(read, line, sizeof line, &size, nullptr);
         CloseHandle(read);
@@ -27,17 +34,23 @@ public:
     }
     /// Closes it down in order. Messages run meanwhile, as its clients' consent is asked for.
     void Stop() {
-        if (!m_process) return;
-        PostThreadMessageW(m_process->Thread(), WM_QUIT, 0, 0);
-        EXPECT_TRUE(RunLoop(enough, [&] { return !WaitForSingleObject(m_process->Handle(), 20); }));
+        if (!m_process.hProcess) return;
+        PostThreadMessageW(m_process.dwThreadId, WM_QUIT, 0, 0);
+        EXPECT_TRUE(RunLoop(enough, [&] { return !WaitForSingleObject(m_process.hProcess, 20); }));
         Kill();
     }
     /// Ends the process, as a crash does.
-    void Kill() { m_process = nullptr; }
+    void Kill() {
+        TerminateProcess(m_process.hProcess, 1);
+        WaitForSingleObject(m_process.hProcess, enough);
+        CloseHandle(m_process.hThread);
+        CloseHandle(m_process.hProcess);
+        m_process = {};
+    }
 
 private:
     std::wstring m_command;
-    std::unique_ptr<Process> m_process;
+    PROCESS_INFORMATION m_process{};
 };
 
 /// A session with a sink, its parameters set for a server.
