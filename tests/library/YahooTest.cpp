@@ -161,21 +161,6 @@ TEST_F(YahooTest, SelectsTheBestServerOfTheFamily) {
     }
 }
 
-TEST_F(YahooTest, AbortFromAProgressReportEndsAtOnce) {
-    ChartServer chart(priceHeader + std::string(2'000'000, '\n'));
-    Use(chart);
-    Job job(Prices());
-    job.Start();  // with the probe
-    job.session->putref_Data(nullptr);
-    job.sink.events.clear();
-    job.sink.onEvent = [&](const std::wstring& event, _CSession* session) {
-        if (event.starts_with(L"Progress")) session->Abort();
-    };
-    job.Start();
-    EXPECT_EQ(job.sink.events, (Events{L"Start", L"Progress 0 []", L"DataReady", failureDone}));
-    EXPECT_FALSE(BlockOf(job.session));
-}
-
 TEST_F(YahooTest, DownloadsOfOneSourceNest) {
     ChartServer chart([](const std::string& path) {
         const bool isInner = path.find("s=INNER&") != std::string::npos;

@@ -3,7 +3,9 @@
 #include <signal.h>
 #include <sys/wait.h>
 
+#include <map>
 #include <set>
+#include <sstream>
 
 #include "Support.h"
 #include "living/Feed.h"
@@ -87,45 +89,30 @@ TEST(LivingTest, OnlyWhatWasAskedForIsRows) {
             "columns": {"Close": "Fermeture"}})";
     const std::string warehouse =
         R"({"url": "http://x", "format": "csv", "unknown": {"noRows": true}, "date": "d", "columns": {"Close": "c"}})";
-    const struct {
-        const std::string& recipe;
-        const char* body;
-        State state;
-        const char* why;
-    } cases[] = {
-        {json, R"({"r": {"t": ["2024-01-02"], "o": [1], "c": [null]}})", State::Rows, ""},
-        {json, R"({"r": {"t": ["2024-01-02"], "o": ["1.5"], "c": [2e0]}})", State::Rows, ""},
-        {json, R"({"r": {}})", State::NoRows, ""},
-        {json, R"({"r": {"t": ["2024-01-02", "2024-01-03"], "o": [1], "c": [1, 2]}})",
-         State::Nonsense, "2 dates and 1 values at o"},
-        {json, R"({"r": {"t": ["2024-01-02"], "o": [1]}})", State::Nonsense, "no list at c"},
-        {json, R"({"r": {"o": [1], "c": [1]}})", State::Nonsense, "no dates at t"},
-        {json, R"({"r": {"t": ["2024-02-30"], "o": [1], "c": [1]}})", State::Nonsense,
-         "is not a date"},
-        {json, R"({"r": {"t": ["2024-01-02"], "o": [1], "c": [{}]}})", State::Nonsense,
-         "a number is object"},
-        {json, R"({"r": {"t": ["2024-01-02"], "o": [1], "c": [1]})", State::Nonsense,
-         "broken JSON"},
-        {json, R"({"error": "No such symbol", "r": null})", State::Unknown, ""},
-        {json, R"({"error": "upgrade your plan", "r": null})", State::Refused, "upgrade"},
-        {json, "Too Many Requests\r\n", State::Limited, ""},
-        {json, "<!DOCTYPE html><html>Please log in</html>", State::Nonsense, "a page"},
-        {json, " \r\n", State::Nonsense, "an empty reply"},
-        {csv, "Jour;Fermeture\r\n01/02/2024;12.5\r\n01/03/2024;null\r\n", State::Rows, ""},
-        {csv, "Jour;Fermeture\r\n01/02/2024;12,5\r\n", State::Nonsense, "\"12,5\" is not a number"},
-        {csv, "Jour;Fermeture;X\r\n01/02/2024\r\n", State::Nonsense, "1 values where the header"},
-        {csv, "Jour;Cloture\r\n01/02/2024;12.5\r\n", State::Nonsense, "no column Fermeture"},
-        {csv, "Jour;Fermeture\r\n01/02/2024;1\r\n<!-- source: x -->\n", State::Rows, ""},
-        {csv, "Jour;Fermeture\r\n", State::NoRows, ""},
-        {warehouse, "\"d\",\"c\"\n\"2024-01-02\",12.5\n", State::Rows, ""},
-        {warehouse, "\"d\",\"c\"\n", State::Unknown, "no rows"},
-        {csv, "01/02/2024;1\r\n01/03/2024;2\r\n", State::Nonsense, "the first line is a row"},
-    };
-    for (const auto& c : cases) {
-        const Reading reading = ReadReply(RecipeOf(c.recipe), {Kind::History, "X"}, c.body);
-        EXPECT_EQ(NameOf(reading.state), NameOf(c.state)) << c.body << reading.why;
-        EXPECT_NE(reading.why.find(c.why), std::string::npos) << c.body << ": " << reading.why;
+    const std::map<std::string, std::string> recipes{
+        {"json", json}, {"csv", csv}, {"warehouse", warehouse}};
+    std::ifstream in(TEST_DATA "/replies.txt");
+    std::string recipe, state, why, body;
+    int count = 0;
+    for (std::string line; std::getline(in, line);) {
+        if (line.starts_with("  ")) {
+            body += Unescaped(line.substr(2)) + "\n";
+            continue;
+        }
+        if (!body.empty()) {
+            const Reading reading =
+                ReadReply(RecipeOf(recipes.at(recipe)), {Kind::History, "X"}, body);
+            std::string name = NameOf(reading.state);
+            std::ranges::replace(name, ' ', '-');
+            EXPECT_EQ(name, state) << body << reading.why;
+            EXPECT_NE(reading.why.find(why), std::string::npos) << body << ": " << reading.why;
+            ++count;
+        }
+        body = why = "";
+        std::istringstream words(line);
+        std::getline(words >> recipe >> state >> std::ws, why);
     }
+    EXPECT_EQ(count, 23);
 
     // A time of another place is none: those of options are UTC, of quotes the market's.
     const Recipe quote =
@@ -314,32 +301,16 @@ TEST(LivingTest, AFeedIsAskedAtItsPace) {
 }
 
 TEST_F(FolderTest, EveryMistakeOfAFeedsFileIsTold) {
-    Write("secrets.txt", "TOKEN=geheim\n");
-    Write("symbols.csv", "ticker,feed,symbol,note\nbrk.b,*,BRK-B,\nX,a\n");
-    Write("feeds.json", R"({ // comments are allowed
-        "newDay": "25:00", "fresh": {"history": "soon"}, "colour": 1,
-        "symbols": "symbols.csv", "secrets": "secrets.txt",
-        "lineUp": {"history": ["a", "b", "cboe"], "options": ["a"]},
-        "feeds": {
-            "a": {"recipe": "yahoo-chart", "pace": "often", "headers": {"X": "${TOKEN}${MISSING}"}},
-            "cboe": {"recipe": "cboe-options"},
-            "c": {"recipe": "nowhere"},
-            "d": {"url": "ftp://x", "format": "csv", "columns": {"Open": 1}},
-            "e": {"odbc": "DSN=x;Pwd={a;b}", "splits": "select", "url": "http://x"}}})");
+    namespace fs = std::filesystem;
+    fs::copy(TEST_DATA "/mistakes", m_folder);
+    fs::permissions(m_folder / "secrets.txt", fs::perms::others_read, fs::perm_options::add);
     Mistakes mistakes;
     const FeedsFile feeds = ReadFeedsFile(m_folder / "feeds.json", mistakes);
-    for (const char* expected :
-         {"/newDay: ", "/fresh/history: \"soon\"", "/colour: is not known", "/secrets: others may",
-          "symbols.csv line 3: ", "/lineUp/history: there is no feed b",
-          "/lineUp/history: cboe does not serve", "/lineUp/options: a does not serve",
-          "/feeds/a/pace: \"often\"", "/feeds/a/headers: ${MISSING}",
-          "/feeds/c/recipe: there is no", "/feeds/d/url: does not begin",
-          "/feeds/d/columns/Close: is missing", "/feeds/d/date: is missing",
-          "/feeds/e/url: is not known", "/feeds/e/history: is missing", "/feeds/e/splits: needs"}) {
+    std::ifstream told(m_folder / "told.txt");
+    for (std::string expected; std::getline(told, expected);)
         EXPECT_TRUE(std::ranges::any_of(mistakes, [&](const std::string& mistake) {
             return mistake.find(expected) != std::string::npos;
         })) << expected;
-    }
     EXPECT_EQ(feeds.symbols.at({"BRK.B", "*"}), "BRK-B");
     EXPECT_EQ(Masked("{a;b}", feeds.secrets), "{***}");
     EXPECT_EQ(Masked(R"(ab/c ab\/c ab%2Fc abx)", {"ab", "ab/c"}), "**** ***** ****** **x");

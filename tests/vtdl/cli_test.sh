@@ -48,13 +48,15 @@ lacks() { ! has "$@"; }
 succeeds() { [ "$status" = 0 ] && has out "${1:-}" && [ ! -s err ]; }
 fails() { [ "$status" = "$1" ] && has err "vtdl: $2" && [ ! -s out ]; }
 
-# Commands, each with its status and what it says: COMMAND|STATUS|TEXT on the standard input.
+# The commands of a section of tests/data/commands.txt, each with its status and what it says.
 checkTable() {
-  local words expected said
+  local words expected said count=0
   while IFS='|' read -r words expected said; do
+    said=${said//\$serverPort/$serverPort} count=$((count + 1))
     eval "vtdl $words" </dev/null
     if [ "$expected" = 0 ]; then check "$words" succeeds "$said"; else check "$words" fails "$expected" "$said"; fi
-  done
+  done < <(sed -n "/^\[$1\]\$/,/^\$/{/^\[/d; /^\$/d; p}" "$root/tests/data/commands.txt")
+  check "there are commands: $1" [ $count != 0 ]
 }
 
 testUnregistered() {
@@ -68,26 +70,7 @@ testUsage() {
   vtdl sources
   check "sources, and those without a format" \
     [ "$(tail -n +3 out | wc -l) $(grep -c 'no download: format not known$' out)" = '16 2' ]
-  checkTable <<'END'
---version|0|vtdl 
-parameters yahoohist|0|DAILY, WEEKLY, MONTHLY
-parameters PCQUOTE|0|PASSWORD     (set)
-|2|
-get YAHOHIST TICKER=AAPL|2|there is no source YAHOHIST; did you mean YAHOOHIST?
-get YAHOOHIST TICKR=AAPL|2|YAHOOHIST has no parameter TICKR; did you mean TICKER?
-get YAHOOHIST TICKER=|2|YAHOOHIST needs TICKER=VALUE
-watch DDE SERVICE=A ITEM=B --count 1|2|DDE needs TOPIC=VALUE
-watch YAHOOHIST TICKER=AAPL,INTC --count 1|2|TICKER: watch takes one ticker
-get YAHOOHIST TICKER=AAPL STARTDATE=2008-02-30|2|STARTDATE: "2008-02-30" is not a date
-get YAHOOHIST TICKER=AAPL STARTDATE=2008-10-14 ENDDATE=2008-10-01|2|STARTDATE 2008-10-14 is after ENDDATE 2008-10-01
-get PCQUOTE TICKER=GOOG --source-parameter FOO=1|2|PCQUOTE itself has no parameter FOO. Its parameters are NAME,
-get PCQUOTE TICKER=GOOG USER=demo|2|USER is a parameter of PCQUOTE itself; write --source-parameter USER=VALUE
-get YAHOOHIST TICKER=AAPL --format xml|2|--format: xml
-get YAHOODIVIDENDS TICKER=SPY --format csv --decimal ,|2|--separator and --decimal must differ
-get YAHOOHIST TICKER=AAPL --chart chart.png|2|--chart: chart.png does not end with .svg
-get YAHOOHIST TICKER=AAPL,INTC --chart all.svg|2|--chart: a chart shows one ticker
-get YAHOODIVIDENDS TICKER=SPY --chart dividends.svg|2|--chart: YAHOODIVIDENDS has no columns DATE and CLOSE to draw
-END
+  checkTable usage
 }
 
 # The rows of CSV, its numbers rounded as awk rounds.
@@ -116,18 +99,7 @@ testServices() {
   exec 3<>"/dev/tcp/127.0.0.1/$serverPort"
   printf 'GET /files/VTDL.version HTTP/1.0\r\n\r\n' >&3
   check "there is no newer version" [ "vtdl $(tail -n 1 <&3)" = "$(tr -d '\r' <out)" ]
-  checkTable <<'END'
-get yahoodividends ticker=spy startdate=2010-01-01 enddate=2010-12-31 --format csv|0|2010-12-17,0.653
-get GOOGLEHIST TICKER=NASDAQ:GOOG STARTDATE=2011-12-19 ENDDATE=2011-12-30 --format csv|0|2011-12-30,642.02,646.76,642.02,645.9,1782300
-get Pifin TICKER=CL STARTDATE=2017-11-01 ENDDATE=2017-11-30 --format csv|0|2017-11-01,54.65,55.22,53.89,54.3,1339018,2520545
-get YAHOOREALTIME TICKER=INTC --format CSV|0|INTC,35.44,2016-09-09,
-get PCQUOTE TICKER=GOOG --format csv|0|GOOG,759.66,-15.66,
-get YAHOOSNAPSHOT TICKER=TSLA --format csv|0|"Tesla Motors, Inc.",NMS
-get INOFUTURESLIST TICKER=NYM --format csv|0|CLZ17,Crude oil December 2017,NYM,2017-12-01,2017-11-20
-get INOEXCHANGES --format csv|0|CME,Chicago Mercantile Exchange,US
-get YAHOOOPTIONS TICKER=AAPL --format csv|0|CALLS,AAPL161111C00070000,
-get CBOE TICKER=AAPL --format csv|0|CALLS,AAPL1604K70,,0,,39.7,39.85,,0,2016-11-18,70,41.65,0
-END
+  checkTable services
 }
 
 # The samples of the languages that Wine can run, and the guides' snippets: what they end with, and that a
@@ -190,14 +162,7 @@ testDocumentedCommands() {
 }
 
 testFailures() {
-  checkTable <<END
-get YAHOOHIST TICKER=NOSUCH STARTDATE=2008-01-01 ENDDATE=2008-02-01|1|YAHOOHIST: the service sent no rows for TICKER=NOSUCH from 2008-01-01 to 2008-02-01
-get YAHOODIVIDENDS TICKER=ZÜRICH|1|YAHOODIVIDENDS: Download failure (0x800C0008): 127.0.0.1:$serverPort (yahoo.chart) is there, but sent nothing usable (status 400)
-get PCQUOTE TICKER=GOOG --source-parameter PASSWORD=x|1|PCQUOTE: Download failure (0x800C0008): 127.0.0.1:$serverPort (pcquote) refuses the account (status 401)
-get YAHOOECN TICKER=X|1|YAHOOECN: Data not available (0x800C0007): the format
-get YAHOOOPTIONS TICKER=NOSUCH|1|YAHOOOPTIONS: the service sent no rows for TICKER=NOSUCH
-get DDE SERVICE=NOBODY TOPIC=T ITEM=I TYPE=REQUEST|1|DDE: DMLERR_NO_CONV_ESTABLISHED (16394): no program serves
-END
+  checkTable failures
   vtdl get YAHOOHIST TICKER=AAPL
   check "a default range without data" has err 'which is the default; STARTDATE= and ENDDATE='
 }
@@ -308,8 +273,7 @@ testWatch() {
 
 testNoServer() {
   stopQuoteServer
-  checkTable <<<"get YAHOOHIST TICKER=AAPL|1|YAHOOHIST: Download failure (0x800C0008): cannot reach \
-127.0.0.1:$serverPort (yahoo.chart): it takes no connections; vtdl doctor"
+  checkTable no-server
 }
 
 # What the service has for X is odd.
@@ -341,7 +305,6 @@ testWatchFaults() {
 
 # Each source, from recorded replies of living services.
 testLiving() {
-  local prices="YAHOOHIST TICKER=NVDA STARTDATE=2021-07-16 ENDDATE=2021-07-16 --format csv"
   cat >feeds.json <<'END'
 {"store": "store", "lineUp": {"history": ["chart"], "futures": ["chart"], "quotes": ["quote"], "options": ["cboe"]},
  "feeds": {"chart": {"recipe": "yahoo-chart"}, "cboe": {"recipe": "cboe-options"},
@@ -354,21 +317,7 @@ END
   cp "recorded/chart.history.GC=F.reply" "recorded/chart.futures.GC=F.reply"
   startQuoteServer "$data" --feeds feeds.json --replay recorded
   makeDataFolder "$scratch/settings" "$serverPort"
-  checkTable <<END
-get $prices "ADJUST VALUES=false"|0|2021-07-16,76.122,76.628,72.292,72.644,172056000,18.126678
-get $prices "ADJUST VALUES=true"|0|2021-07-16,18.99453475463906,
-get YAHOOHIST TICKER=CAPIO|1|YAHOOHIST: the service sent no rows
-get YAHOODIVIDENDS TICKER=MSFT STARTDATE=2021-01-01 ENDDATE=2021-12-31 --format csv|0|2021-11-17,0.62
-get GOOGLEHIST TICKER=NVDA STARTDATE=2021-07-16 ENDDATE=2021-07-16 --format csv|0|2021-07-16,19.03,19.16,18.07,18.16,688224000
-get YAHOOREALTIME TICKER=AAPL --format csv|0|AAPL,136.76,2021-02-05,16:00:00,-0.425,-0.31,137.35,137.41,135.86,75693830,136.68,136.7,37.092484,N/A,53.1525 - 145.09,N/A,135.86 - 137.41,N/A,137.185,Apple Inc.,NMS
-get PCQUOTE TICKER=AAPL --format csv|0|AAPL,136.76,-0.425,16:00:00,,75693830,137.35,137.41,135.86,137.185,136.68,136.7,29x11,NMS,Apple Inc.,145.09,53.1525,
-get Pifin TICKER=GC STARTDATE=2020-01-01 ENDDATE=2020-01-31 --format csv|0|2020-01-02,1518.1,1528.7,1518,1524.5,214,0
-get INOSNAPSHOT TICKER=GC --format csv|0|GC,,
-get CBOE TICKER=AAPL --format csv|0|AAPL2607H110
-get YAHOOOPTIONS TICKER=AAPL --format csv|0|CALLS,AAPL260807C00110000,,1.145,,200.7,202.25,,1,2026-08-07,110,203.67,7,0
-get YAHOOSNAPSHOT TICKER=AAPL --format csv|0|AAPL,136.76,2021-02-05,16:00:00,-0.425,-0.31,137.35,
-get YAHOOHIST TICKER=OTHER|1|YAHOOHIST: Download failure (0x800C0008)
-END
+  checkTable living
   check "the page that knows more is named" has err "; http://127.0.0.1:$serverPort/ says why"
   vtdl doctor
   vtdl doctor --report report.txt
@@ -383,7 +332,7 @@ END
   sed -i 's/"quotes": \["quote"\], //' feeds.json
   startQuoteServer "$data" --feeds feeds.json --replay recorded
   makeDataFolder "$scratch/settings" "$serverPort"
-  checkTable <<<"get YAHOOREALTIME TICKER=NVDA|0|NVDA daily close of 2022-01-28"
+  checkTable without-quotes
   stopQuoteServer
 }
 
@@ -412,7 +361,7 @@ END
   windowsServer=$build/quoteserver.exe
   startQuoteServer "$data" --feeds feeds.json
   makeDataFolder "$scratch/settings" "$serverPort"
-  checkTable <<<"get YAHOOHIST TICKER=GOOD STARTDATE=2021-07-16 ENDDATE=2021-07-16 --format csv|0|2021-07-16,"
+  checkTable web
   while IFS='|' read -r name why; do
     wine "$build/sample_prices.exe" $name 2021-07-16 2021-07-16 >out 2>err </dev/null || status=$?
     check "$name is no price" has err "(0x800C0008)"
