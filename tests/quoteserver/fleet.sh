@@ -80,14 +80,8 @@ startNginx() {
       -e "s|^http {|& include $scratch/others.conf;|" "$root/packaging/fleet/nginx.conf" >nginx.conf
     {
       for part in client_body proxy fastcgi uwsgi scgi; do echo "${part}_temp_path $scratch/temp;"; done
-      echo "server { listen 127.0.0.1:$((door + 1)) ssl; ssl_certificate $scratch/over.crt; ssl_certificate_key $scratch/over.key;
-        location / { proxy_pass http://quoteserver; } }
-      server { listen 127.0.0.1:$((door + 2)) ssl; ssl_certificate $scratch/unknown.crt; ssl_certificate_key $scratch/unknown.key;
-        location / { proxy_pass http://quoteserver; } }
-      server { listen 127.0.0.1:$((door + 3)) ssl; ssl_certificate $scratch/good.crt; ssl_certificate_key $scratch/good.key;
-        location / { return 302 http://127.0.0.1:$serverPort\$request_uri; }
-        location /d/ { return 302 /there\$is_args\$args; }
-        location /there { proxy_set_header Host 127.0.0.1; proxy_pass http://quoteserver/d/quotes.csv; } }"
+      sed "s|DOOR+1|$((door + 1))|; s|DOOR+2|$((door + 2))|; s|DOOR+3|$((door + 3))|; s|SCRATCH|$scratch|g; s|SERVER_PORT|$serverPort|" \
+        "$root/tests/data/fleet/others.conf"
     } >others.conf
     nginx -c "$scratch/nginx.conf" -e "$log" 2>>"$log" &
     nginxPid=$!
@@ -229,15 +223,7 @@ testOutage() {
   check "a table's copy: none" said 'Retry-After: '
   fetch '/table.csv?s=Y'
   check "no copy: no page, but a reset" isReset
-  cat >all.vbs <<'END'
-For Each name In Array("YAHOOHIST", "YAHOODIVIDENDS", "YAHOOREALTIME", "GOOGLEHIST", "Pifin", "CBOE")
-  Set session = CreateObject("vtdl.CManager").DataSources(name).CreateSession
-  session.Parameters("TICKER").Value = "Y"
-  session.Start
-  WScript.Echo name & " " & Hex(session.Error("ErrorNumber"))
-Next
-END
-  wine cscript //nologo all.vbs >out 2>err || true
+  wine cscript //nologo "$(windowsPath "$root/tests/data/fleet/all.vbs")" >out 2>err || true
   check "nor a form's: a failure for every source, also where replies are not strict" [ "$(grep -c ' 800C0008' out)" = 6 ]
   wantedPort=$serverPort startQuoteServer "$root/samples/data" --feeds feeds.json
   get Y

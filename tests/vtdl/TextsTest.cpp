@@ -1,6 +1,7 @@
 // What a person types and reads: values, parameters, settings, a terminal's window, file names.
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <tuple>
 
 #include "Output.h"
@@ -93,28 +94,18 @@ TEST(Assignments, SayWhatIsWrong) {
 }
 
 TEST(Services, SettingsThatDoNotCountAreTold) {
-    for (const auto& [section, key, value, fault] :
-         {std::tuple{"hosts", "chart3.example.org", "127.0.0.1", ""},
-          {"hosts", "yahoo.chrat", "x", "is no service; did you mean yahoo.chart?"},
-          {"hosts", "cboe", "x:99999",
-           "= x:99999 is no host or host:port, or https:// and one of them"},
-          {"http", "timeuot", "5", "is no setting; did you mean timeout?"},
-          {"http", "time", "5", "is no setting; did you mean timeout?"},
-          {"errorhandler", "actions", "99",
-           "= 99 is not a sum of 1, 2, 4 and 8; it does not count"},
-          {"hosts", "cboe", "https://x:80:80",
-           "= https://x:80:80 is no host or host:port, or https:// and one of them"},
-          {"hosts", "cboe", "Https://x:8443", ""},
-          {"hosts", "cboe", "[::1]:80", ""},
-          {"hosts", "pifin", "", "names no host, so that the default holds"},
-          {"htpp", "timeout", "5", "is in no section of the library; did you mean http?"},
-          {"HOSTS", "", "", "is not in lower case, and is never read"},
-          {"my program", "colour", "red", ""},
-          {"http", "Strict", "", "is not in lower case, and is never read"}}) {
+    std::ifstream rows(TEST_DATA "/settings-faults.txt");
+    std::string section, key, value, fault;
+    int count = -1;  // the first line names the columns
+    for (; std::getline(rows, section, '|') && std::getline(rows, key, '|') &&
+           std::getline(rows, value, '|') && std::getline(rows, fault);
+         ++count) {
+        if (section.starts_with('#')) continue;
         const auto faults = SettingsFaults({{section, key, value}});
-        const std::string name = std::string(section) + (*key ? "/" : "") + key + " ";
-        EXPECT_EQ(faults.empty() ? "" : faults[0], *fault ? name + fault : "");
+        const std::string name = section + (key.empty() ? "" : "/") + key + " ";
+        EXPECT_EQ(faults.empty() ? "" : faults[0], fault.empty() ? "" : name + fault);
     }
+    EXPECT_EQ(count, 14);
 }
 
 TEST(Reports, HaveNoSecrets) {
