@@ -65,6 +65,11 @@ if [[ $tried != *'the column date is a timestamptz, which has a zone'* ]]; then
   say "FAILED: a moment of another clock"
   failed=1
 fi
+tried=$(${windowsServer:+wine} "$1" --check "$scratch/feeds.json" --try base:A) || true
+if [[ $tried != *'A (history): rows'*'CONTRACTS (lists): rows'* ]]; then
+  say "FAILED: every statement is tried"
+  failed=1
+fi
 postgres -m fast restart
 expect "after a restart, which the kept connection did not survive" B base
 (sleep .5; postgres -m immediate stop) &

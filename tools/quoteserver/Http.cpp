@@ -46,6 +46,16 @@ std::string Lower(std::string_view text) {
     return lower;
 }
 
+std::string Upper(std::string_view text) {
+    std::string upper(text);
+    for (char& c : upper) {
+        if (c >= 'a' && c <= 'z') {
+            c = static_cast<char>(c - 'a' + 'A');
+        }
+    }
+    return upper;
+}
+
 Query::Query(std::string_view text) {
     while (!text.empty()) {
         const std::string_view field = text.substr(0, text.find('&'));

@@ -13,6 +13,7 @@ namespace quoteserver {
 
 // Only letters of ASCII.
 std::string Lower(std::string_view text);
+std::string Upper(std::string_view text);
 
 // Keys and values, percent-decoded, in the order they came.
 class Query {

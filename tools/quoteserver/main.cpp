@@ -306,18 +306,10 @@ void Run(Settings settings) {
     }
 }
 
-int TryFeed(const Settings& settings, const living::FeedsFile& feeds) {
-    const std::size_t colon = settings.tryOut.find(':');
-    if (colon == std::string::npos) {
-        throw std::runtime_error("--try takes FEED:TICKER");
-    }
-    net::io_context context(1);
-    living::Keeper keeper(context, feeds, MakeClient(settings, feeds));
-    const living::Outcome outcome =
-        keeper.Try(settings.tryOut.substr(0, colon), settings.tryOut.substr(colon + 1));
-    std::cout << outcome.feed << " was asked for " << outcome.symbol << ": "
-              << living::NameOf(outcome.state) << (outcome.why.empty() ? "" : ": ") << outcome.why
-              << '\n';
+void Tell(const living::Ask& ask, const living::Outcome& outcome) {
+    std::cout << outcome.feed << " was asked for " << outcome.symbol << " ("
+              << living::NameOf(ask.kind) << "): " << living::NameOf(outcome.state)
+              << (outcome.why.empty() ? "" : ": ") << outcome.why << '\n';
     for (const auto& [suffix, text] : outcome.files) {
         constexpr std::size_t shown = 400;
         std::cout << "\n*" << suffix << ", " << std::ranges::count(text, '\n') << " lines:\n"
@@ -333,7 +325,22 @@ int TryFeed(const Settings& settings, const living::FeedsFile& feeds) {
     for (const std::string& note : outcome.notes) {
         std::cout << "  " << note << '\n';
     }
-    return outcome.state == living::State::Rows ? 0 : 1;
+}
+
+int TryFeed(const Settings& settings, const living::FeedsFile& feeds) {
+    const std::size_t colon = settings.tryOut.find(':');
+    if (colon == std::string::npos) {
+        throw std::runtime_error("--try takes FEED:TICKER");
+    }
+    net::io_context context(1);
+    living::Keeper keeper(context, feeds, MakeClient(settings, feeds));
+    bool areRows = true;
+    for (const auto& [ask, outcome] :
+         keeper.Try(settings.tryOut.substr(0, colon), settings.tryOut.substr(colon + 1))) {
+        Tell(ask, outcome);
+        areRows &= outcome.state == living::State::Rows;
+    }
+    return areRows ? 0 : 1;
 }
 
 int CheckFeeds(const Settings& settings) {

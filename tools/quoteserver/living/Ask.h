@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "DataFolder.h"
+#include "Http.h"
 #include "Rows.h"
 
 namespace quoteserver::living {
@@ -95,5 +97,8 @@ class Nonsense : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
+
+// What a request of a classic service needs and the user's own files, if any, do not have.
+std::vector<Ask> AsksOf(const Request& request, const DataFolder* own);
 
 }  // namespace quoteserver::living

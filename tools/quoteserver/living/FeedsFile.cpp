@@ -149,11 +149,7 @@ void FeedsReader::ReadSymbols(const fs::path& file) {
                                  ": ticker, feed and symbol are expected");
             continue;
         }
-        std::string ticker = cells[0];
-        std::ranges::transform(ticker, ticker.begin(), [](char c) {
-            return c >= 'a' && c <= 'z' ? static_cast<char>(c & ~0x20) : c;
-        });
-        m_feeds.symbols[{ticker, cells[1]}] = cells[2];
+        m_feeds.symbols[{Upper(cells[0]), cells[1]}] = cells[2];
     }
 }
 

@@ -9,7 +9,6 @@
 #include <ctime>
 #include <iostream>
 
-#include "QuoteTable.h"
 #include "Services.h"
 #include "living/Numbers.h"
 
@@ -18,14 +17,6 @@ namespace {
 
 namespace net = boost::asio;
 using namespace std::chrono;
-
-std::string InCapitals(std::string_view text) {
-    std::string capitals(text);
-    std::ranges::transform(capitals, capitals.begin(), [](char c) {
-        return c >= 'a' && c <= 'z' ? static_cast<char>(c & ~0x20) : c;
-    });
-    return capitals;
-}
 
 // The clock on the server's wall, as if it were UTC.
 sys_seconds LocalTime(Clock::time_point now) {
@@ -56,60 +47,6 @@ std::string TimeText(Clock::time_point time, const char* between = " ", const ch
 std::string SourceLine(const Readiness& readiness) {
     return "<!-- source: " + readiness.source + " " + TimeText(readiness.fetched, "T", "Z") +
            " -->\n";
-}
-
-std::vector<Ask> AsksOf(const Request& request, const DataFolder* own) {
-    const Query& query = request.target.query;
-    const std::string& path = request.target.path;
-    std::vector<Ask> asks;
-    const auto add = [&](Kind kind, std::string_view ticker, std::string_view suffix) {
-        if (IsTicker(ticker) && !(own && own->Has(ticker, suffix))) {
-            asks.push_back({kind, InCapitals(ticker)});
-        }
-    };
-    const std::string_view table = path.starts_with(tablesPath)
-                                       ? std::string_view(path).substr(tablesPath.size())
-                                       : std::string_view();
-    if (table == "history.csv" || table == "dividends.csv" || table == "splits.csv") {
-        add(Kind::History, query.value("ticker"),
-            table == "dividends.csv" ? ".dividends.csv" : ".csv");
-    } else if (table == "futures.csv") {
-        add(Kind::Futures, query.value("ticker"), ".futures.csv");
-    } else if (path == "/table.csv") {
-        add(Kind::History, query.value("s"), query.value("g") == "v" ? ".dividends.csv" : ".csv");
-    } else if (path == "/finance/historical") {
-        const std::string_view ticker = query.value("q");
-        add(Kind::History, ticker.substr(ticker.find(':') + 1), ".csv");
-    } else if (path == "/own/YAHOOOPTIONS") {
-        add(Kind::Options, query.value("ticker"), chainSuffix);
-    } else if (path == "/own/INOSNAPSHOT") {
-        add(Kind::Futures, query.value("ticker"), ".futures.csv");
-    } else if (path == "/own/INOEXCHANGES") {
-        add(Kind::Lists, "EXCHANGES", listSuffix);
-    } else if (path == "/own/INOFUTURESLIST") {
-        add(Kind::Lists, "CONTRACTS", listSuffix);
-    } else if (path == "/d/quotes.csv" || path == "/cgi-bin/vestora.exe" ||
-               path == "/own/YAHOOSNAPSHOT" || table == "quote.csv") {
-        std::string tickers(query.value(path == "/d/quotes.csv"         ? "s"
-                                        : path.starts_with("/cgi-bin/") ? "TICKER"
-                                                                        : "ticker"));
-        std::ranges::replace(tickers, ' ', ',');
-        std::optional<QuoteTable> quotes;
-        if (own) {
-            quotes.emplace(*own);
-        }
-        for (std::string_view rest = tickers; !rest.empty();) {
-            const std::string ticker(TakeField(rest, ','));
-            if (IsTicker(ticker) && !(quotes && quotes->Of(ticker).IsKnown())) {
-                asks.push_back({Kind::Quotes, InCapitals(ticker)});
-            }
-        }
-    } else if (path == "/cgi-bin/pifin/q.php") {
-        add(Kind::Futures, query.value("tid"), ".futures.csv");
-    } else if (path == "/DelayedQuote/QuoteTableDownload.aspx") {
-        add(Kind::Options, Query(request.body).valueOfKeyEnding("txtTicker"), ".options.csv");
-    }
-    return asks;
 }
 
 Keeper::Keeper(net::io_context& context, const FeedsFile& file, std::unique_ptr<WebClient> client)
@@ -445,22 +382,41 @@ void Keeper::Log(const std::string& line) {
     }
 }
 
-Outcome Keeper::Try(const std::string& name, const std::string& ticker) {
-    for (const std::unique_ptr<Feed>& feed : m_feeds) {
-        if (feed->Spec().name == name) {
-            // What it is in the line-up for, or else what it could be there for.
-            const auto place = static_cast<std::size_t>(&feed - m_feeds.data());
-            const auto* kind = std::ranges::find_if(allKinds, [&](Kind k) {
-                return std::ranges::count(m_file.LineUpOf(k), place) > 0;
-            });
-            if (kind == std::end(allKinds)) {
-                kind =
-                    std::ranges::find_if(allKinds, [&](Kind k) { return feed->Spec().Serves(k); });
-            }
-            return feed->Fetch({*kind, InCapitals(ticker)}, TodayAt(Clock::now()));
+std::vector<std::pair<Ask, Outcome>> Keeper::Try(const std::string& name,
+                                                 const std::string& ticker) {
+    const auto found = std::ranges::find_if(
+        m_feeds, [&](const std::unique_ptr<Feed>& feed) { return feed->Spec().name == name; });
+    if (found == m_feeds.end()) {
+        throw std::runtime_error("there is no feed " + name);
+    }
+    const FeedSpec& spec = (*found)->Spec();
+    const auto place = static_cast<std::size_t>(found - m_feeds.begin());
+    std::vector<Ask> asks;
+    for (const Kind kind : allKinds) {
+        if (std::ranges::count(m_file.LineUpOf(kind), place) == 0) {
+            continue;
+        }
+        if (kind != Kind::Lists) {
+            asks.push_back({kind, Upper(ticker)});
+        } else if (!spec.statements.exchanges.empty()) {
+            asks.push_back({kind, "EXCHANGES"});
+        }
+        if (kind == Kind::Lists && !spec.statements.contracts.empty()) {
+            asks.push_back({kind, "CONTRACTS"});
         }
     }
-    throw std::runtime_error("there is no feed " + name);
+    if (asks.empty()) {  // what it could be in a line-up for
+        const auto* kind = std::ranges::find_if(allKinds, [&](Kind k) { return spec.Serves(k); });
+        asks.push_back({*kind, Upper(ticker)});
+    }
+    if (spec.odbc.empty()) {
+        asks.erase(asks.begin() + 1, asks.end());  // a service has a pace
+    }
+    std::vector<std::pair<Ask, Outcome>> outcomes;
+    for (const Ask& ask : asks) {
+        outcomes.emplace_back(ask, (*found)->Fetch(ask, TodayAt(Clock::now())));
+    }
+    return outcomes;
 }
 
 std::string Keeper::Status(bool areCopiesListed) const {

@@ -51,8 +51,9 @@ public:
     // alone.
     boost::asio::awaitable<void> RenewOnce();
 
-    // One request past every copy, for who tries a feed out; nothing is stored.
-    Outcome Try(const std::string& feed, const std::string& ticker);
+    // One request past every copy, for who tries a feed out, or each statement of a database;
+    // nothing is stored.
+    std::vector<std::pair<Ask, Outcome>> Try(const std::string& feed, const std::string& ticker);
 
     // Feeds, copies, or only how many there are, and failures, as JSON.
     std::string Status(bool areCopiesListed = true) const;
@@ -99,8 +100,5 @@ private:
     std::list<std::string> m_log;                          // the last failures, the newest first
     std::list<std::string> m_replies;  // how the last failed replies begin, likewise
 };
-
-// What a request of a classic service needs and the user's own files, if any, do not have.
-std::vector<Ask> AsksOf(const Request& request, const DataFolder* own);
 
 }  // namespace quoteserver::living
