@@ -183,7 +183,7 @@ std::vector<ImportCase> ImportCases() {
 
 TEST_F(FolderTest, ExportsAreTakenLineByLine) {
     const std::vector<ImportCase> cases = ImportCases();
-    EXPECT_EQ(cases.size(), 16U);
+    EXPECT_EQ(cases.size(), 18U);
     for (const ImportCase& test : cases) {
         const std::string name = test.head.substr(0, test.head.find(' '));
         const auto has = [&](const char* word) { return test.head.find(word) != name.npos; };

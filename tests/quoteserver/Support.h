@@ -15,8 +15,10 @@ namespace quoteserver {
 
 // A line of a test's data: what an editor would not show stands there by its name.
 inline std::string Unescaped(std::string text) {
-    for (const auto& [name, bytes] :
-         {std::pair{"\\r", "\r"}, {"\\t", "\t"}, {"\\BOM", "\xEF\xBB\xBF"}})
+    for (const auto& [name, bytes] : {std::pair{"\\r", "\r"},
+                                      {"\\t", "\t"},
+                                      {"\\BOM", "\xEF\xBB\xBF"},
+                                      {"\\UTF-16", "\xFF\xFE"}})
         for (std::size_t at; (at = text.find(name)) != text.npos;)
             text.replace(at, std::string_view(name).size(), bytes);
     return text;

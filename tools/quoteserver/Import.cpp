@@ -12,6 +12,8 @@
 #include "Http.h"
 #include "WholeFile.h"
 #include "living/Numbers.h"
+#include "replies/HistoryTables.h"
+#include "text/CalendarDate.h"
 
 namespace quoteserver {
 namespace {
@@ -57,7 +59,8 @@ std::string Quoted(std::string_view text) {
     return std::string(1, '"').append(PrintableText(text)).append(1, '"');
 }
 
-// The parts of a date, as they stand: 2024-01-09, 20240109, 1/9/2024, 9.1.2024, Jan 9, 2024.
+// The parts of a date, as they stand: 2024-01-09, 20240109, 1/9/2024, 9.1.2024, Jan 9, 2024,
+// 9-Jan-24.
 struct DateParts {
     std::array<int, 3> numbers{};
     char separator = 0;  // 0: year, month, day
@@ -78,9 +81,12 @@ DateParts ParseDateParts(std::string_view text) {
         return {{static_cast<int>(day.year()), static_cast<int>(static_cast<unsigned>(day.month())),
                  static_cast<int>(static_cast<unsigned>(day.day()))}};
     }
-    const std::size_t day = std::min(text.find_first_of(" T"), text.size());
-    RefuseTimeOfDay(Trimmed(text.substr(std::min(day + 1, text.size()))));
-    text = text.substr(0, day);
+    if (const auto named = vtdl::replies::ParseServiceDate(text)) {
+        const vtdl::text::CalendarDate day = vtdl::text::ToCalendarDate(*named);
+        return {{day.year, day.month, day.day}};
+    }
+    const std::string_view whole = text;
+    text = text.substr(0, text.find_first_of(" T"));
     DateParts parts;
     const char* p = text.data();
     const char* const end = p + text.size();
@@ -107,8 +113,12 @@ DateParts ParseDateParts(std::string_view text) {
         }
     }
     if (!isDate) {
-        throw NotTaken(Quoted(text) + " is not a date");
+        throw NotTaken(Quoted(whole) + " is not a date");
     }
+    if (parts.separator != 0 && parts.numbers[0] < 100 && parts.numbers[2] < 100) {
+        throw NotTaken(Quoted(whole) + " has a year of two digits");
+    }
+    RefuseTimeOfDay(Trimmed(whole.substr(std::min(text.size() + 1, whole.size()))));
     return parts;
 }
 
@@ -216,6 +226,10 @@ private:
 };
 
 bool Exports::Table::ReadHeader(std::string_view line) {
+    if (line.starts_with("\xFF\xFE") || line.starts_with("\xFE\xFF")) {
+        m_refuse(1, "the file is UTF-16; saved as UTF-8 it can be taken");
+        return false;
+    }
     m_separator = line.find('\t') != line.npos ? '\t' : line.find(';') != line.npos ? ';' : ',';
     m_numbers = Numbers(m_exports.m_decimal == 0 && m_separator == ',' ? '.' : m_exports.m_decimal);
     m_places.fill(none);
@@ -249,11 +263,9 @@ void Exports::Table::ReadRow(std::string_view line, std::size_t number) {
         throw NotTaken("the period " + Quoted(per) + " is not a day");
     }
     RefuseTimeOfDay(cell(time));
-    std::string of(m_places[ticker] == none ? std::string_view(m_name).substr(0, m_name.rfind('.'))
-                                            : cell(ticker));
-    std::ranges::transform(of, of.begin(), [](char c) {
-        return c >= 'a' && c <= 'z' ? static_cast<char>(c & ~0x20) : c;
-    });
+    const std::string of =
+        Upper(m_places[ticker] == none ? std::string_view(m_name).substr(0, m_name.rfind('.'))
+                                       : cell(ticker));
     if (!IsTicker(of) || !NamesPrices(of) || FileNameOf(of) != of) {
         throw NotTaken(Quoted(of) + " names no file of prices");
     }
@@ -265,6 +277,9 @@ void Exports::Table::ReadRow(std::string_view line, std::size_t number) {
     const std::string shares = cell(volume).empty() ? "000" : m_numbers.Volume(cell(volume));
     if (Value(most) < Value(least)) {
         throw NotTaken("the high is below the low");
+    }
+    if (Value(most) == 0 && Value(least) == 0) {
+        throw NotTaken("all its prices are 0");
     }
     if (Value(shares) < 0) {
         throw NotTaken("the volume is below zero");
@@ -319,6 +334,10 @@ void Exports::Table::Add(const std::string& of, std::optional<Date> day, const s
                          std::size_t line) {
     if (!day || *day < std::chrono::sys_days{std::chrono::year(1000) / 1 / 1}) {
         throw NotTaken("there is no such day");
+    }
+    using std::chrono::days;
+    if (*day > std::chrono::floor<days>(std::chrono::system_clock::now()) + days(1)) {
+        throw NotTaken("its day is yet to come");
     }
     const auto [known, isNew] =
         m_exports.m_tickers[of].try_emplace(*day, Day{values, m_name, line});
