@@ -26,15 +26,6 @@ bool HasControlCharacter(const Texts&... texts) {
     return (text::HasControlCharacter(texts) || ...);
 }
 
-// The repeats are harmless, and required.
-void SetTimeouts(HINTERNET handle, DWORD milliseconds) noexcept {
-    for (const DWORD option : {INTERNET_OPTION_CONNECT_TIMEOUT, INTERNET_OPTION_RECEIVE_TIMEOUT,
-                               INTERNET_OPTION_SEND_TIMEOUT, INTERNET_OPTION_RECEIVE_TIMEOUT,
-                               INTERNET_OPTION_SEND_TIMEOUT, INTERNET_OPTION_DATA_RECEIVE_TIMEOUT,
-                               INTERNET_OPTION_DATA_SEND_TIMEOUT})
-        InternetSetOptionA(handle, option, &milliseconds, sizeof milliseconds);
-}
-
 // Requests nest on a thread when a host starts one in another's event. The platform lets so many
 // through to a server, and would keep the next one waiting for those below it on the same stack.
 void RaiseConnectionLimit() noexcept {
@@ -63,20 +54,6 @@ std::string NoAnswer(DWORD error, ULONGLONG milliseconds, ULONGLONG limit) {
     else
         reason = "no answer";
     return reason + " (error " + std::to_string(error) + ")";
-}
-
-// Closing what a server still sends to reads all of it first, under Wine 8; so a thread of the
-// system's does it, which runs nothing of this library. The client's library must stay under it,
-// even when this one goes.
-void CloseLater(HINTERNET handle) noexcept {
-    if (!handle) return;
-    static const auto close = [] {
-        HMODULE client = nullptr;
-        GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN, L"wininet.dll", &client);
-        return reinterpret_cast<LPTHREAD_START_ROUTINE>(
-            reinterpret_cast<void*>(GetProcAddress(client, "InternetCloseHandle")));
-    }();
-    if (!QueueUserWorkItem(close, handle, WT_EXECUTELONGFUNCTION)) InternetCloseHandle(handle);
 }
 
 }  // namespace
@@ -200,17 +177,18 @@ bool WinInet::SendRequest() {
                                                            static_cast<DWORD>(PostQuery.size()));
     if (!done) m_fault = NoAnswer(GetLastError(), GetTickCount64() - start, AnswerMilliseconds());
     // Wine 8 counts a server that hangs up without a status line as one that has answered.
-    else if (StatusCode() == 0)
+    else if (m_request.StatusCode() == 0)
         m_fault = "no status line";
-    m_status = done ? static_cast<long>(StatusCode()) : 0;
+    m_status = done ? static_cast<long>(m_request.StatusCode()) : 0;
     return m_status > 0;
 }
 
 bool WinInet::FollowRedirects() {
     for (int count = 0;; ++count) {
-        const DWORD status = StatusCode();
+        const DWORD status = m_request.StatusCode();
         std::string location;
-        if (status < 300 || status > 399 || !QueryText(HTTP_QUERY_LOCATION, location)) return true;
+        if (status < 300 || status > 399 || !m_request.QueryText(HTTP_QUERY_LOCATION, location))
+            return true;
         if (count == maxRedirects || !TakeRedirect(status, location)) {
             m_fault = "a redirect that is not followed";
             return false;
@@ -246,15 +224,16 @@ bool WinInet::TakeRedirect(DWORD status, const std::string& location) {
 }
 
 bool WinInet::QueryReply() {
-    QueryText(HTTP_QUERY_CONTENT_TYPE, ContentType);
+    m_request.QueryText(HTTP_QUERY_CONTENT_TYPE, ContentType);
     if (IsCancelled()) return false;
     std::string length;
-    if (QueryText(HTTP_QUERY_CONTENT_LENGTH, length)) m_contentLength = std::atol(length.c_str());
+    if (m_request.QueryText(HTTP_QUERY_CONTENT_LENGTH, length))
+        m_contentLength = std::atol(length.c_str());
     if (IsCancelled()) return false;
     std::string coding;
-    m_isChunked = QueryText(HTTP_QUERY_TRANSFER_ENCODING, coding) &&
+    m_isChunked = m_request.QueryText(HTTP_QUERY_TRANSFER_ENCODING, coding) &&
                   !text::EqualsIgnoringCase(text::Trimmed(coding), "identity");
-    QueryText(HTTP_QUERY_REQUEST_METHOD, Method);
+    m_request.QueryText(HTTP_QUERY_REQUEST_METHOD, Method);
     return !IsCancelled();
 }
 
@@ -377,49 +356,6 @@ void WinInet::Abandon() noexcept {
     m_request.release();
     m_connection.release();
     CloseLater(m_internet.release());
-}
-
-void WinInet::RequestHandle::Open(HINTERNET handle, DWORD milliseconds) {
-    reset();
-    m_handle = handle;
-    if (!handle) return;
-    if (!CreateTimerQueueTimer(&m_timer, nullptr, OnTime, this, milliseconds, 0,
-                               WT_EXECUTEONLYONCE | WT_EXECUTELONGFUNCTION))
-        m_timer = nullptr;
-}
-
-void WinInet::RequestHandle::reset() noexcept {
-    if (m_timer)
-        DeleteTimerQueueTimer(nullptr, std::exchange(m_timer, nullptr), INVALID_HANDLE_VALUE);
-    if (const HINTERNET handle = m_handle.exchange(nullptr)) InternetCloseHandle(handle);
-}
-
-// Closing ends a call that waits, but not in Wine 8: there the call goes on. It keeps to time-outs
-// that change under it, so that redirects end with the first answer that takes a moment.
-void CALLBACK WinInet::RequestHandle::OnTime(void* handle, BOOLEAN) noexcept {
-    auto& self = *static_cast<RequestHandle*>(handle);
-    vtdl::SetTimeouts(self.get(), 1);
-    CloseLater(self.m_handle.exchange(nullptr));
-}
-
-void WinInet::RequestHandle::release() noexcept {
-    m_handle = nullptr;
-    reset();
-}
-
-DWORD WinInet::StatusCode() const {
-    DWORD code = 0;
-    DWORD length = sizeof code;
-    constexpr DWORD what = HTTP_QUERY_STATUS_CODE | HTTP_QUERY_FLAG_NUMBER;
-    return HttpQueryInfoA(m_request.get(), what, &code, &length, nullptr) ? code : 0;
-}
-
-bool WinInet::QueryText(DWORD what, std::string& text) const {
-    char buffer[4096];
-    DWORD length = sizeof buffer;
-    if (!HttpQueryInfoA(m_request.get(), what, buffer, &length, nullptr)) return false;
-    text.assign(buffer, length);
-    return true;
 }
 
 }  // namespace vtdl

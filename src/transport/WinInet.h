@@ -4,10 +4,10 @@
 #include <windows.h>
 #include <wininet.h>
 
-#include <atomic>
 #include <string>
 
 #include "automation/UniqueHandle.h"
+#include "transport/RequestHandle.h"
 
 namespace vtdl {
 
@@ -102,29 +102,6 @@ public:
 private:
     using InternetHandle = automation::UniqueHandle<HINTERNET, InternetCloseHandle>;
 
-    /// The request's handle, closed by a thread of the system's when its time is over: nothing
-    /// else ends a call that waits in it.
-    class RequestHandle {
-    public:
-        RequestHandle() = default;
-        RequestHandle(const RequestHandle&) = delete;
-        RequestHandle& operator=(const RequestHandle&) = delete;
-        ~RequestHandle() { reset(); }
-
-        void Open(HINTERNET handle, DWORD milliseconds);
-        void reset() noexcept;
-        /// Leaves the handle open.
-        void release() noexcept;
-        /// Null without a handle, and when the time is over.
-        HINTERNET get() const noexcept { return m_handle; }
-
-    private:
-        static void CALLBACK OnTime(void* handle, BOOLEAN) noexcept;
-
-        std::atomic<HINTERNET> m_handle = nullptr;
-        HANDLE m_timer = nullptr;
-    };
-
     static constexpr DWORD blockSize = 4096;
 
     void Run();
@@ -138,7 +115,6 @@ private:
     bool HasOwnRedirects() const noexcept { return Strict || Secure; }
     bool FollowRedirects();
     bool TakeRedirect(DWORD status, const std::string& location);
-    DWORD StatusCode() const;
     bool IsBeyondLimits() const;
     std::size_t MaxBody() const noexcept;
     ULONGLONG TotalMilliseconds() const noexcept;
@@ -154,7 +130,6 @@ private:
     void ChangeStatus(State state);
     void CloseHandles() noexcept;
     void Abandon() noexcept;
-    bool QueryText(DWORD what, std::string& text) const;
     void ReserveResponse();
 
     WinInetEvents* m_events;
