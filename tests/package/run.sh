@@ -1,20 +1,31 @@
 #!/usr/bin/env bash
-# Installs, repairs, upgrades and removes the library with the setup programs as a user does, in a
-# Wine prefix of its own, and compares registry and disk with before; then uses the portable archive
-# in the same prefix, where nothing is registered:
+# Installs, repairs, upgrades and removes the library with the setup programs as a user does, and compares
+# registry and disk with before; then uses the portable archive where nothing is registered:
 #
 #   tests/package/run.sh
 #
-# It needs a built tree and makes the packages itself. The prefix is 64-bit Windows with both
-# bitnesses. Wine finds classes of one user nowhere, so programs run after the installation for all
-# users; the one for oneself is judged by its registry entries.
+# It needs a built tree and makes the packages itself. The installations for oneself and for all users
+# run at the same time, each in a Wine prefix of its own: 64-bit Windows with both bitnesses. Wine finds
+# classes of one user nowhere, so programs run after the installation for all users; the one for
+# oneself is judged by its registry entries.
 set -euo pipefail
+part=${1:-} packages=${2:-}  # of its own runs
 VTDL_BITS=64
-VTDL_WINEPREFIX=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)/build/wine-package
+VTDL_WINEPREFIX=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)/build/wine-package-$part
 . "$(dirname "${BASH_SOURCE[0]}")/../../script/common.sh"
-failures=0 checks=0
 scratch=$(mktemp -d)
-packages=$scratch/packages
+if [ -z "$part" ]; then
+  trap 'rm -rf "$scratch"' EXIT
+  "$root/script/package" --output "$scratch" >/dev/null
+  "$root/script/package" --output "$scratch/old" --version 4.0.9 >/dev/null
+  (cd "$scratch" && sha256sum -c --status SHA256SUMS.txt)
+  status=0
+  "${BASH_SOURCE[0]}" user "$scratch" &
+  "${BASH_SOURCE[0]}" machine "$scratch" || status=1
+  wait $! || status=1
+  exit $status
+fi
+failures=0 checks=0
 # Whatever a program does, the run goes on and ends.
 run() { timeout 120 wine "$@"; }
 
@@ -241,10 +252,6 @@ testPortable() {
   asBefore portable
 }
 
-"$root/script/package" --output "$packages" >/dev/null
-"$root/script/package" --output "$packages/old" --version 4.0.9 >/dev/null
-check "the checksums are right" [ "$(cd "$packages" && sha256sum -c --status SHA256SUMS.txt; echo $?)" = 0 ]
-
 rm -rf "$WINEPREFIX"
 ensurePrefix
 # These keys are there on Windows.
@@ -255,13 +262,16 @@ remember before
 startQuoteServer "$root/samples/data"
 makeDataFolder "$scratch/data" "$serverPort"
 
-testUserInstallation
-testMachineInstallation
-testRepair
-testInUse
-user=$(find "$WINEPREFIX/drive_c/users" -mindepth 1 -maxdepth 1 ! -name Public)
-testRemoval "$user/AppData/Local/Vestora/VTDL"
-testPortable
+if [ "$part" = user ]; then
+  testUserInstallation
+else
+  testMachineInstallation
+  testRepair
+  testInUse
+  user=$(find "$WINEPREFIX/drive_c/users" -mindepth 1 -maxdepth 1 ! -name Public)
+  testRemoval "$user/AppData/Local/Vestora/VTDL"
+  testPortable
+fi
 
-[ $failures = 0 ] || { say "$failures of $checks checks failed" >&2; exit 1; }
-say "$checks checks passed"
+[ $failures = 0 ] || { say "$part: $failures of $checks checks failed" >&2; exit 1; }
+say "$part: $checks checks passed"
