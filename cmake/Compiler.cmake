@@ -34,6 +34,7 @@ if(VTDL_FUZZ)
     message(FATAL_ERROR "The fuzzers are built by clang, and apart from the tests: use the preset fuzz")
   endif()
   target_compile_options(vtdl_compiler INTERFACE
-    -fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    -fsanitize=fuzzer-no-link,address,undefined
+    -fsanitize-coverage-ignorelist=${PROJECT_SOURCE_DIR}/tests/fuzz/unwatched.txt -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(vtdl_compiler INTERFACE -fsanitize=address,undefined)
 endif()

@@ -42,7 +42,7 @@ void CheckChunks(const std::wstring& text, std::size_t cut) {
     std::wstring body;
     for (std::size_t at = 0, size = 0; at < text.size(); at += size) {
         char line[64];
-        size = std::min(cut % 0x7FFF + 1, text.size() - at);
+        size = std::min(std::max(cut % 0x7FFF + 1, text.size() / 16), text.size() - at);
         const int length = std::snprintf(line, sizeof line, formats[at % 3], size);
         body += std::wstring(line, line + length) + text.substr(at, size) + L"\r\n";
     }

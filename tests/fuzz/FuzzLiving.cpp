@@ -96,7 +96,7 @@ void CheckExport(const std::string& text) {
 
 // Of the files that users write themselves; and what one asks for over the line.
 void CheckData(const std::string& text) {
-    for (const Layout* layout : {&priceLayout, &dividendLayout, &splitLayout}) {
+    for (const Layout* layout : {&priceLayout, &splitLayout}) {
         std::string moved = text;
         std::size_t wrong = 0;
         const auto complain = [&](const DataError& error) { wrong += error.Line() > 0; };

@@ -32,16 +32,14 @@ public:
     std::vector<OddField> fields;
 };
 
-/// The field of a line, without the line's end; nothing beyond its last one.
-std::optional<std::string_view> FieldAt(std::string_view line, std::string_view separators,
-                                        std::size_t index) {
-    if (line.ends_with('\r')) line.remove_suffix(1);
-    for (;; --index) {
-        const std::size_t end = line.find_first_of(separators);
-        if (index == 0) return line.substr(0, end);
-        if (end == std::string_view::npos) return std::nullopt;
-        line.remove_prefix(end + 1);
-    }
+/// Takes the next field off a line, if there is one; the last one leaves none.
+std::optional<std::string_view> TakeField(std::optional<std::string_view>& line,
+                                          std::string_view separators) {
+    if (!line) return std::nullopt;
+    const std::size_t end = line->find_first_of(separators);
+    const std::string_view field = line->substr(0, end);
+    line = end == std::string_view::npos ? std::nullopt : std::optional(line->substr(end + 1));
+    return field;
 }
 
 /// Every number of the columns is what the C library reads in its place in the lines, or was given
@@ -51,10 +49,11 @@ void CheckRows(std::string_view rows, std::string_view separators, const Columns
     auto odd = noting.fields.begin();
     for (std::size_t row = 0; row < columns.Rows(); ++row) {
         const std::size_t end = rows.find('\n');
-        const std::string_view line = rows.substr(0, end);
+        std::optional line = rows.substr(0, end);
+        if (line->ends_with('\r')) line->remove_suffix(1);
         rows.remove_prefix(end == std::string_view::npos ? rows.size() : end + 1);
         for (std::size_t column = 0; column < columns.Specs().size(); ++column) {
-            const auto text = FieldAt(line, separators, column);
+            const auto text = TakeField(line, separators);
             const double value = columns[column][row];
             if (odd != noting.fields.end() && odd->row == row + 1 && odd->column == column) {
                 Require(odd->isMissing == !text, "missing fields are told from odd ones");
@@ -91,13 +90,11 @@ void CheckTable(Parser parser, std::span<const ColumnSpec> specs, std::string_vi
     std::string_view rows = BelowHeader(WithoutFinalLineEnds(reply));
     CheckRows(rows, separators, columns, noting);
     // Whatever stands in the rows before it, a row has the date that it has alone.
-    for (std::size_t row = 0; row < std::min<std::size_t>(columns.Rows(), 20); ++row) {
-        const std::string line = "Date,Open\n" + std::string(rows.substr(0, rows.find('\n')));
-        rows.remove_prefix(std::min(line.size() - 9, rows.size()));
-        Columns alone(specs);
-        parser(line, alone, ignored);
-        Require(alone.Rows() == 0 || alone[0][0] == columns[0][row], "a date is its row's");
-    }
+    const std::size_t row = reply.size() % columns.Rows();
+    for (std::size_t before = row; before > 0; --before) rows.remove_prefix(rows.find('\n') + 1);
+    Columns alone(specs);
+    parser("Date,Open\n" + std::string(rows.substr(0, rows.find('\n'))), alone, ignored);
+    Require(alone.Rows() == 0 || alone[0][0] == columns[0][row], "a date is its row's");
 }
 
 // Without comments, every line of a page is a row.

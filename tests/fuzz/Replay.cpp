@@ -25,7 +25,8 @@ int main(int argc, char** argv) {
             std::ifstream stream(entry.path(), std::ios::binary);
             const std::string input(std::istreambuf_iterator<char>(stream), {});
             if (input.size() <= smallSize)
-                for (std::size_t size = 0; size < input.size(); ++size) Run(input.substr(0, size));
+                for (std::size_t size = 0; size < input.size(); size += 1 + size / 256)
+                    Run(input.substr(0, size));
             Run(input);
             ++inputs;
         }
