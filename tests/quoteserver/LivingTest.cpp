@@ -340,30 +340,44 @@ TEST_F(FolderTest, AnEditedCopyStays) {
     EXPECT_EQ(store.Save(ask, outcome, now), "");
 }
 
-// Ends a program that saves without pause, again and again.
-TEST_F(FolderTest, TheEndOfTheProgramLeavesOldOrNew) {
+// Of two programs that save into one folder without pause, one after the other is ended.
+TEST_F(FolderTest, TheEndOfAProgramLeavesOldOrNew) {
     const Ask ask{Kind::History, "X"};
     const auto outcome = [](char c) {
         return Outcome{.state = State::Rows,
-                       .files = {{".csv", std::string(200000, c)}, {".dividends.csv", {c}}}};
+                       .files = {{".csv", std::string(50000, c)}, {".dividends.csv", {c}}}};
     };
-    Store(m_folder).Save(ask, outcome('a'), Clock::now());
-    for (int i = 0; i < 30; ++i) {
+    const auto start = [&]() noexcept {
         const pid_t child = fork();
-        if (child == 0) {
-            for (Store store(m_folder);;) {
-                store.Save(ask, outcome('a'), Clock::now());
-                store.Save(ask, outcome('b'), Clock::now());
+        for (std::size_t i = 0; child == 0; ++i) {
+            Store store(m_folder);
+            store.Save(ask, outcome(i % 2 ? 'a' : 'b'), Clock::now());
+            for (int more = 0; more < 20; ++more) {
+                store.SaveCoolDowns({{std::string(i % 200, 'f'), Clock::now()}});
+                if (store.IsEdited(ask)) abort();
             }
         }
+        return child;
+    };
+    Store(m_folder).Save(ask, outcome('a'), Clock::now());
+    pid_t savers[] = {start(), start()};
+    const auto end = [](pid_t saver) {
+        int status = 0;
+        kill(saver, SIGKILL);
+        EXPECT_EQ(waitpid(saver, &status, 0), saver);
+        EXPECT_EQ(WTERMSIG(status), SIGKILL) << "it ended by itself";
+    };
+    for (int i = 0; i < 30; ++i) {
         std::this_thread::sleep_for(milliseconds(1 + i % 10));
-        kill(child, SIGKILL);
-        waitpid(child, nullptr, 0);
+        end(savers[i % 2]);
         const std::string text = DataFolder(m_folder).Prices("X")->text;
-        ASSERT_EQ(text, std::string(200000, text.at(0)));
+        ASSERT_EQ(text, std::string(50000, text.at(0)));
         ASSERT_EQ(Store(m_folder).Save(ask, outcome('a'), Clock::now()), "");
+        savers[i % 2] = start();
     }
-    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_folder), {}), 4);
+    std::ranges::for_each(savers, end);
+    Store(m_folder).CoolDowns();
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_folder), {}), 5);
 }
 
 TEST_F(FolderTest, NothingOnTheStatusPageIsMarkup) {

@@ -56,6 +56,7 @@ Row ParseRow(std::string_view text, std::size_t line, const Layout& layout) {
 
 std::vector<std::string_view> Cells(std::string_view line) {
     std::vector<std::string_view> cells;
+    cells.reserve(8);
     for (bool isLast = false; !isLast;) {
         isLast = line.find(',') == std::string_view::npos;
         cells.push_back(TakeField(line, ','));

@@ -353,8 +353,11 @@ Reading Reader::ReadCsv() {
 
 // What looks like a number is one, but in names.
 Json Reader::QuoteValue(const std::string& column, const std::string& text) const {
-    const auto found = std::ranges::find(m_recipe.quote, Pointer(column),
-                                         [](const auto& value) { return Pointer(value.second); });
+    const auto place = [](std::string_view name) {
+        return name.substr(name.starts_with('/') ? 1 : 0);
+    };
+    const auto found = std::ranges::find(m_recipe.quote, place(column),
+                                         [&](const auto& value) { return place(value.second); });
     const std::string& letters = found == m_recipe.quote.end() ? column : found->first;
     if (letters == "time") {
         const Json json(text);

@@ -115,7 +115,8 @@ std::optional<Copy> Store::Find(const Ask& ask) {
     return copy->second && fs::exists(file, error) ? copy->second : std::nullopt;
 }
 
-bool Store::IsEdited(const Ask& ask) const {
+bool Store::IsEdited(const Ask& ask) {
+    const boost::interprocess::scoped_lock locked(m_lock);
     const char* suffix = firstSuffix[static_cast<int>(ask.kind)];
     return !IsAsNoted(m_folder / (FileNameOf(ask.ticker) + suffix),
                       MarksOf(ReadNote(NoteOf(ask)), suffix));
@@ -186,7 +187,8 @@ std::map<Ask, Copy> Store::All() const {
     return copies;
 }
 
-void Store::SaveCoolDowns(const std::map<std::string, Clock::time_point>& until) const {
+void Store::SaveCoolDowns(const std::map<std::string, Clock::time_point>& until) {
+    const boost::interprocess::scoped_lock locked(m_lock);
     Json times = Json::object();
     for (const auto& [feed, time] : until) {
         times[feed] = Clock::to_time_t(time);

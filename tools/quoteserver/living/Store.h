@@ -35,7 +35,7 @@ public:
     std::optional<Copy> Find(const Ask& ask);
 
     // Whether its table is not as it was written.
-    bool IsEdited(const Ask& ask) const;
+    bool IsEdited(const Ask& ask);
 
     // Replaces a copy. A file that is not as it was written belongs to the user: it stays, and the
     // sentence that says so is returned. Throws std::runtime_error when files cannot be written.
@@ -48,7 +48,7 @@ public:
     std::map<Ask, Copy> All() const;
 
     // What outlives the program: until when each feed cools down.
-    void SaveCoolDowns(const std::map<std::string, Clock::time_point>& until) const;
+    void SaveCoolDowns(const std::map<std::string, Clock::time_point>& until);
     std::map<std::string, Clock::time_point> CoolDowns() const;
 
 private:
