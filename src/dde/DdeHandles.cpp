@@ -1,12 +1,12 @@
 #include "dde/DdeHandles.h"
 
-#include <algorithm>
 #include <iterator>
 #include <vector>
 
 #include "automation/Object.h"
 #include "automation/PerApartment.h"
 #include "dde/mDDE.h"
+#include "text/Ascii.h"
 
 namespace vtdl::dde {
 namespace {
@@ -70,9 +70,7 @@ std::string TextOf(HDDEDATA data) {
     std::string text(DdeGetData(data, nullptr, 0, 0), '\0');
     text.resize(
         DdeGetData(data, reinterpret_cast<BYTE*>(text.data()), static_cast<DWORD>(text.size()), 0));
-    text.resize(std::min(text.size(), text.find('\0')));
-    if (text.ends_with('\n')) text.pop_back();
-    if (text.ends_with('\r')) text.pop_back();
+    text.resize(vtdl::text::ItemText(text).size());
     return text;
 }
 

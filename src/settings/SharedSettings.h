@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "settings/CXMLSettings.h"
+#include "text/HostAddress.h"
 
 namespace vtdl {
 
@@ -25,19 +26,13 @@ void LoadSharedSettingsOnce(CXMLSettings& settings);
 std::wstring ReadSetting(CXMLSettings& settings, const wchar_t* section, const wchar_t* key,
                          std::wstring_view defaultValue);
 
-struct HostAddress {
-    std::string name;
-    short port;
-    bool isSecure;
-};
+using text::HostAddress;
+using text::ParseHost;
 
 /// The host of a service ("yahoo.chart"), as text "host" or "host:port", "https://" in front where
 /// requests have to be secure: its entry in the settings section "HOSTS", or the bundled quote
 /// server's address, since the classic services are gone.
 std::wstring ServiceHost(CXMLSettings& settings, const wchar_t* service);
-
-/// Takes a host text apart; without a port, or with a senseless one, it is the scheme's.
-HostAddress ParseHost(std::wstring_view host);
 
 /// A number of the settings' section "HTTP"; 0, which stands for the client's own, without one.
 /// Above "timeout" and "total" stands the environment variable VTDL_TIMEOUT.

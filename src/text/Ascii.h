@@ -67,6 +67,14 @@ inline std::string_view Trimmed(std::string_view text) {
     return text.substr(first, text.find_last_not_of(blanks) - first + 1);
 }
 
+/// An item as DDE servers send it: up to its first zero, without its last line end.
+inline std::string_view ItemText(std::string_view bytes) {
+    bytes = bytes.substr(0, bytes.find('\0'));
+    if (bytes.ends_with('\n')) bytes.remove_suffix(1);
+    if (bytes.ends_with('\r')) bytes.remove_suffix(1);
+    return bytes;
+}
+
 /// Line ends, tabs, zeros: what must not get into a request.
 inline bool HasControlCharacter(std::string_view text) {
     return std::any_of(text.begin(), text.end(),

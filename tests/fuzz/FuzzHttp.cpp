@@ -1,6 +1,9 @@
-// Addresses, reply heads and chunked bodies: whatever arrives, and what was put together here.
+// Addresses, reply heads, chunked bodies and DDE items: whatever arrives, and what was put together
+// here.
 
 #include "Fuzz.h"
+#include "text/Ascii.h"
+#include "text/HostAddress.h"
 #include "text/HttpHead.h"
 
 namespace {
@@ -31,6 +34,22 @@ void CheckUrl(const std::wstring& text, long port) {
     Require(parts.host == host && parts.port == port && parts.path == L"/" + text,
             "the parts come back");
     SplitUrl(text);
+    std::string name;
+    for (const wchar_t c : host) name += c < 128 ? static_cast<char>(c) : '?';
+    const bool isSecure = port % 2;
+    const HostAddress address = ParseHost((isSecure ? L"HTTPS://" : L"") + host + L":" +
+                                          std::to_wstring(port) + L"/" + text);
+    Require(address.name == name && address.isSecure == isSecure, "so does a setting's host");
+    const long usual = isSecure ? 443 : 80;
+    Require(static_cast<unsigned short>(address.port) == (port > 0 ? port : usual), "and its port");
+    ParseHost(text);
+}
+
+void CheckItem(std::string_view bytes) {
+    const std::string_view item = ItemText(bytes), rest = bytes.substr(item.size());
+    Require(bytes.starts_with(item) && item.find('\0') == item.npos, "an item is its beginning");
+    const std::string_view end = rest.substr(0, rest.find('\0'));
+    Require(end.empty() || end == "\r" || end == "\n" || end == "\r\n", "without a line end");
 }
 
 /// In chunks of some size, with size lines as different servers write them.
@@ -61,5 +80,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     CheckHead(text, static_cast<long>(number));
     CheckUrl(text, static_cast<long>(number));
     CheckChunks(text, number);
+    CheckItem(bytes);
     return 0;
 }
