@@ -41,7 +41,7 @@ cat >"$scratch/feeds.json" <<END
     "history": "select timestamptz '2024-01-02' as date, 1 as close"},
   "spare": {"odbc": "Driver=SQLite3;Database=$scratch/spare.db", "history": "$statement"}}}
 END
-startQuoteServer "$scratch/data" --feeds "$scratch/feeds.json"
+startQuoteServer "$scratch/data" --feeds "$scratch/feeds.json" --record "$scratch/record"
 
 failed=
 # expect WHEN TICKER SOURCE
@@ -89,4 +89,18 @@ expect "while it stands still" E spare
 all CONT
 sleep 1
 expect "woken" F base
+stopQuoteServer
+postgres -m fast stop
+for _ in 1 2; do
+  startQuoteServer "$scratch/data" --feeds "$scratch/feeds.json" --replay "$scratch/record"
+  expect replayed A base
+  cat /proc/$serverPid/fd/1 >"$scratch/told"
+  stopQuoteServer
+done
+if ! grep -Eq 'there are recordings of base \([0-9]+\), spare \([0-9]+\), none of zoned' "$scratch/told" ||
+  ! grep -q 'copies of an earlier replay go first; delete .*store-replay ' "$scratch/told"; then
+  say "FAILED: what is replayed"
+  cat "$scratch/told"
+  failed=1
+fi
 [ -z "$failed" ] && say "all passed"

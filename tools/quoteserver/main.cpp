@@ -21,10 +21,10 @@
 #include <vector>
 
 #include "Background.h"
+#include "LivingRun.h"
 #include "Server.h"
 #include "Services.h"
 #include "Settings.h"
-#include "living/Keeper.h"
 #include "living/StatusPage.h"
 
 namespace {
@@ -122,127 +122,6 @@ Routes MakeRoutes(const Settings& settings, const DataFolder& folder) {
     return routes;
 }
 
-// The file of feeds without a mistake; what else it has is told, and ends the program. Recordings
-// answer at any pace, and into a store of their own: they are not of today.
-living::FeedsFile Feeds(const Settings& settings, const std::string& file) {
-    living::Mistakes mistakes;
-    living::FeedsFile feeds = living::ReadFeedsFile(file, mistakes);
-    if (!settings.replay.empty()) {
-        feeds.store += "-replay";
-        for (living::FeedSpec& feed : feeds.feeds) {
-            feed.pace = {1000000, std::chrono::seconds(1)};
-            feed.command.clear();  // of which there are no recordings
-            feed.odbc.clear();
-        }
-        for (living::Ages& ages : feeds.ages) {
-            for (std::chrono::seconds* age : {&ages.fresh, &ages.stale}) {
-                *age = std::chrono::duration_cast<std::chrono::seconds>(
-                    *age / std::max(settings.replaySpeed, 1.0));
-            }
-        }
-    }
-    for (const std::string& mistake : mistakes) {
-        std::cout << mistake << '\n';
-    }
-    if (!mistakes.empty()) {
-        throw std::runtime_error(std::to_string(mistakes.size()) + " mistakes in " + file);
-    }
-    return feeds;
-}
-
-std::unique_ptr<living::WebClient> MakeClient(const Settings& settings,
-                                              const living::FeedsFile& feeds) {
-    if (!settings.replay.empty()) {
-        return living::ReplayClient(settings.replay, settings.replaySpeed);
-    }
-    auto client = living::SystemWebClient("vtdl-quoteserver/" VTDL_VERSION);
-    return settings.record.empty() ? std::move(client)
-                                   : living::RecordingClient(std::move(client), settings.record,
-                                                             feeds.secrets, settings.recordLimit);
-}
-
-// Who is asked for what, so that a user can be told without asking them:
-// "history from tiingo, chart; options from cboe".
-std::string LineUps(const living::FeedsFile& feeds) {
-    std::string text;
-    for (const living::Kind kind : living::allKinds) {
-        std::string names;
-        for (const std::size_t feed : feeds.LineUpOf(kind)) {
-            names.append(names.empty() ? "" : ", ").append(feeds.feeds[feed].name);
-        }
-        if (!names.empty()) {
-            text.append(text.empty() ? "" : "; ").append(living::NameOf(kind));
-            text.append(" from ").append(names);
-        }
-    }
-    return text;
-}
-
-// What a proxy may do with a reply. The end of a trading day is to show soon, and so are changes of
-// the user's own files; one request is to renew what many ask for.
-std::string Caching(std::string_view path, const living::Readiness& ready) {
-    using namespace std::chrono;
-    if (path == "/" || path == "/status" || path == "/cgi-bin/vestora.exe") {
-        return "no-store";
-    }
-    const bool isOwn = ready.source.empty(), isTable = path.starts_with(tablesPath);
-    const bool isQuote = path.find("quote") != path.npos || path.ends_with("SNAPSHOT");
-    const seconds fresh = isOwn ? 1min : std::clamp<seconds>(ready.fresh, 1s, 10min);
-    const seconds usable = !isOwn    ? std::max<seconds>(ready.usable, 0s)
-                           : isQuote ? 15min
-                                     : seconds(7 * 24h);
-    // Whoever asks for tables would store an old copy as a new one.
-    return "max-age=" + std::to_string(fresh.count()) +
-           (isTable
-                ? ""
-                : ", stale-while-revalidate=30, stale-if-error=" + std::to_string(usable.count()));
-}
-
-net::awaitable<Preparation> PrepareFromFiles(const Request& request) {
-    Preparation preparation;
-    preparation.caching = Caching(request.target.path, {});
-    co_return preparation;
-}
-
-// The living sources of a run, if there are any.
-struct Living {
-    living::FeedsFile feeds;
-    bool hasComment, saysFailure;
-    std::optional<DataFolder> own;
-    living::Keeper keeper;
-
-    Living(const Settings& settings, net::io_context& context)
-        : feeds(Feeds(settings, settings.feeds)),
-          hasComment(settings.comment),
-          saysFailure(settings.failure == "503"),
-          keeper(context, feeds, MakeClient(settings, feeds)) {
-        if (!feeds.data.empty()) {
-            own.emplace(feeds.data);
-        }
-    }
-
-    net::awaitable<Preparation> Prepare(const Request& request) {
-        const bool isLocal = request.forwardedFor.empty() || IsLoopbackName(request.forwardedFor);
-        const std::vector<living::Ask> asks = living::AsksOf(request, own ? &*own : nullptr);
-        const living::Readiness ready =
-            co_await keeper.Ready(asks, isLocal, FirstDayAsked(request.target));
-        // Whoever asks for tables may know better than an old copy, and would take it for new.
-        const bool isTable = request.target.path.starts_with(tablesPath);
-        Preparation preparation{ready.isFailed || (isTable && ready.isStale),
-                                isTable || saysFailure};
-        preparation.caching = Caching(request.target.path, ready);
-        if (!ready.source.empty()) {
-            // The one form whose clients drop a line like this; they drop one.
-            if (request.target.path == "/table.csv" && !hasComment) {
-                preparation.end = living::SourceLine(ready);
-            }
-            preparation.headers = {{"X-Quote-Source", ready.source},
-                                   {"X-Quote-State", ready.isStale ? "stale" : "fresh"}};
-        }
-        co_return preparation;
-    }
-};
-
 // The file's bytes, or silence.
 std::optional<BrokenReply> RawReply(const std::string& folder, const std::string& path) {
     const auto file = std::filesystem::path(folder) / std::filesystem::path(path).filename();
@@ -258,7 +137,7 @@ std::optional<BrokenReply> RawReply(const std::string& folder, const std::string
 
 void Run(Settings settings) {
     net::io_context context(1);
-    std::optional<Living> living;
+    std::optional<LivingRun> living;
     if (!settings.feeds.empty()) {
         living.emplace(settings, context);
         settings.data = settings.feeds;
@@ -276,7 +155,7 @@ void Run(Settings settings) {
             return Reply{200,
                          "application/json",
                          living->keeper.Status(request.target.query.value("copies") != "0"),
-                         {{"X-Quote-Sources", LineUps(living->feeds)}}};
+                         {{"X-Quote-Sources", living->LineUps()}}};
         });
         routes.Add("GET", "/", [&](const Request& request) {
             return living::StatusPage(living->keeper.Status(), folder,
@@ -299,54 +178,14 @@ void Run(Settings settings) {
     });
     std::cout << "quoteserver: serving " << settings.data << " on " << server.Endpoint()
               << std::endl;
+    if (living && !settings.replay.empty()) {
+        living->TellReplay(settings.replay, std::cout);
+    }
     context.run();
     if (living) {
         // A source may keep its thread waiting for long yet; what is written is written whole.
         std::_Exit(0);
     }
-}
-
-void Tell(const living::Ask& ask, const living::Outcome& outcome) {
-    std::cout << outcome.feed << " was asked for " << outcome.symbol << " ("
-              << living::NameOf(ask.kind) << "): " << living::NameOf(outcome.state)
-              << (outcome.why.empty() ? "" : ": ") << outcome.why << '\n';
-    for (const auto& [suffix, text] : outcome.files) {
-        constexpr std::size_t shown = 400;
-        std::cout << "\n*" << suffix << ", " << std::ranges::count(text, '\n') << " lines:\n"
-                  << text.substr(0, text.find('\n', std::min(shown, text.size()))) << '\n';
-    }
-    if (!outcome.first.empty()) {
-        std::cout << "It begins with " << outcome.first
-                  << "; days before that, if there were any, may be another share's.\n";
-    }
-    if (outcome.dropped > 0) {
-        std::cout << outcome.dropped << " rows were left out.\n";
-    }
-    for (const std::string& note : outcome.notes) {
-        std::cout << "  " << note << '\n';
-    }
-}
-
-int TryFeed(const Settings& settings, const living::FeedsFile& feeds) {
-    const std::size_t colon = settings.tryOut.find(':');
-    if (colon == std::string::npos) {
-        throw std::runtime_error("--try takes FEED:TICKER");
-    }
-    net::io_context context(1);
-    living::Keeper keeper(context, feeds, MakeClient(settings, feeds));
-    bool areRows = true;
-    for (const auto& [ask, outcome] :
-         keeper.Try(settings.tryOut.substr(0, colon), settings.tryOut.substr(colon + 1))) {
-        Tell(ask, outcome);
-        areRows &= outcome.state == living::State::Rows;
-    }
-    return areRows ? 0 : 1;
-}
-
-int CheckFeeds(const Settings& settings) {
-    const living::FeedsFile feeds = Feeds(settings, settings.check);
-    std::cout << "quoteserver: " << settings.check << ": no mistake\n";
-    return settings.tryOut.empty() ? 0 : TryFeed(settings, feeds);
 }
 
 int Check(const std::string& folder) {

@@ -16,12 +16,9 @@
 
 #include "Http.h"
 #include "living/Numbers.h"
-#include "replies/OwnTables.h"
 
 namespace quoteserver::living {
 namespace {
-
-namespace replies = vtdl::replies;
 
 constexpr std::size_t cellBytes = 128;  // with a zero; no number and no date is longer
 constexpr std::size_t rowsAtOnce = 256;
@@ -127,12 +124,13 @@ struct Column {
     std::array<std::array<char, cellBytes>, rowsAtOnce> texts;
     std::array<SQLLEN, rowsAtOnce> lengths;
 
+    bool IsWhole(std::size_t row) const {
+        return lengths[row] == SQL_NULL_DATA ||
+               (lengths[row] >= 0 && static_cast<std::size_t>(lengths[row]) < cellBytes);
+    }
     std::string_view Cell(std::size_t row) const {
         if (lengths[row] == SQL_NULL_DATA) {
             return {};
-        }
-        if (lengths[row] < 0 || static_cast<std::size_t>(lengths[row]) >= cellBytes) {
-            throw Nonsense("a value is longer than 127 bytes: " + PrintableText(texts[row].data()));
         }
         // Texts of a fixed width are filled up.
         std::string_view text(texts[row].data());
@@ -141,10 +139,6 @@ struct Column {
         return text;
     }
 };
-
-}  // namespace
-
-namespace {
 
 // Drivers hand out such moments by the clock of their session, and without its zone.
 void RefuseZone(const std::string& column, const std::string& type) {
@@ -271,8 +265,13 @@ Table Database::Fetch(const std::string& statement, const std::string& ticker, D
             if (states[row] != SQL_ROW_SUCCESS && states[row] != SQL_ROW_SUCCESS_WITH_INFO) {
                 Fail(SQL_HANDLE_STMT, run, State::Down);
             }
-            for (const Column& column : columns) {
-                table.cells.emplace_back(column.Cell(row));
+            for (std::size_t i = 0; i < columns.size(); ++i) {
+                if (!columns[i].IsWhole(row)) {
+                    throw Nonsense(
+                        "row " + std::to_string(table.cells.size() / columns.size() + 1) +
+                        ", column " + table.names[i] + ": the value is longer than 127 bytes");
+                }
+                table.cells.emplace_back(columns[i].Cell(row));
             }
         }
         if (table.cells.size() > mostCells) {
@@ -280,153 +279,6 @@ Table Database::Fetch(const std::string& statement, const std::string& ticker, D
         }
     }
     return table;
-}
-
-namespace {
-
-// Databases like names in small letters and without blanks.
-std::string Spelling(std::string_view name) {
-    std::string spelling = Lower(name);
-    std::ranges::replace(spelling, '_', ' ');
-    return spelling;
-}
-
-// Gives the columns the names that files of a data folder have, and the recipe their places. A
-// name that nobody knows may be a value that is missed.
-void NameColumns(Table& table, Recipe& recipe) {
-    const std::pair<const char*, std::string*> known[] = {
-        {"Date", &recipe.date.name},
-        {"Open", &recipe.open.name},
-        {"High", &recipe.high.name},
-        {"Low", &recipe.low.name},
-        {"Close", &recipe.close.name},
-        {"Volume", &recipe.volume.name},
-        {"Adj Close", &recipe.adjusted.name},
-        {"Open Interest", &recipe.interest.name},
-        {"Dividends", &recipe.dividends.amount},
-        {"Splits", &recipe.splits.ratio.first},
-        {"Option", &recipe.option.name},
-        {"Last", &recipe.last.name},
-        {"Change", &recipe.change.name},
-        {"Bid", &recipe.bid.name},
-        {"Ask", &recipe.ask.name},
-        {"Implied Volatility", &recipe.volatility.name},
-        {"Underlying Last", &recipe.shareLast},
-        {"Underlying Change", &recipe.shareChange},
-        {"Underlying Bid", &recipe.shareBid},
-        {"Underlying Ask", &recipe.shareAsk},
-        {"Underlying Volume", &recipe.shareVolume},
-        {"Time", &recipe.time}};
-    for (std::string& name : table.names) {
-        const auto* found = std::ranges::find_if(known, [&](const auto& candidate) {
-            return Spelling(candidate.first) == Spelling(name);
-        });
-        if (found == std::end(known)) {
-            throw Nonsense("the statement has a column of an unknown name: " + name);
-        }
-        *found->second = name = found->first;
-    }
-}
-
-void Require(const Table& table, std::initializer_list<const char*> names) {
-    for (const char* name : names) {
-        if (!std::ranges::count(table.names, name)) {
-            throw Nonsense(std::string("the statement has no column ") + name);
-        }
-    }
-}
-
-// A list of the columns that its form has, in any order.
-Reading ReadList(const Table& table, const replies::OwnForm& form) {
-    const auto columns = form.blocks[0].columns;
-    Reading reading;
-    std::vector<bool> areDates;
-    for (const std::string& name : table.names) {
-        const auto column = std::find_if(columns.begin(), columns.end(), [&](const auto& one) {
-            return Spelling(std::string(one.name.begin(), one.name.end())) == Spelling(name);
-        });
-        if (column == columns.end()) {
-            throw Nonsense("the statement has a column of an unknown name: " + name);
-        }
-        areDates.push_back(column->type == replies::ColumnType::date);
-        reading.table.append(reading.table.empty() ? "" : ",");
-        reading.table.append(column->name.begin(), column->name.end());
-    }
-    for (std::size_t i = 0; i < table.cells.size(); ++i) {
-        const std::size_t place = i % table.names.size();
-        std::string text = table.cells[i];
-        if (areDates[place] && !text.empty() && !ParseIsoDate(text = text.substr(0, 10))) {
-            throw Nonsense("\"" + text + "\" is not a date");
-        }
-        text = PrintableText(text);
-        std::ranges::replace(text, '"', '\'');
-        reading.table.append(1, place == 0 ? '\n' : ',').append("\"" + text + "\"");
-    }
-    reading.table += '\n';
-    reading.state = table.cells.empty() ? State::Unknown : State::Rows;
-    reading.why = table.cells.empty() ? "there are no rows of it" : "";
-    return reading;
-}
-
-}  // namespace
-
-Reading ReadDatabase(Database& database, const Statements& statements, const Ask& ask,
-                     const std::string& symbol, Date today, Recipe& recipe) {
-    const auto run = [&](const std::string& statement) {
-        return database.Run(statement, symbol, today);
-    };
-    if (ask.kind == Kind::Quotes) {
-        Table table = run(statements.quotes);
-        for (std::string& name : table.names) {
-            name = Lower(name);
-            recipe.quote.emplace_back(name, name);
-        }
-        Require(table, {"l1", "time"});
-        return ReadTable(recipe, ask, table);
-    }
-    if (ask.kind == Kind::Lists) {
-        const bool isOfExchanges = ask.ticker == "EXCHANGES";
-        const std::string& list = isOfExchanges ? statements.exchanges : statements.contracts;
-        return list.empty() ? Reading{State::Unknown, "it has no such list"}
-                            : ReadList(run(list), isOfExchanges ? replies::inoExchangesForm
-                                                                : replies::inoFuturesListForm);
-    }
-    if (ask.kind == Kind::Options) {
-        Table table = run(statements.options);
-        NameColumns(table, recipe);
-        Require(table, {"Option", "Time"});
-        for (std::string* place : {&recipe.shareLast, &recipe.shareChange, &recipe.shareBid,
-                                   &recipe.shareAsk, &recipe.shareVolume, &recipe.time}) {
-            place->insert(0, place->empty() ? "" : "0/");  // of the first row
-        }
-        return ReadTable(recipe, ask, table);
-    }
-    Table table = run(statements.history);
-    NameColumns(table, recipe);
-    Require(table, {"Date", "Close"});
-    Reading reading = ReadTable(recipe, ask, table);
-    if (reading.state != State::Rows || ask.kind != Kind::History) {
-        return reading;
-    }
-    // Events have statements of their own, or columns beside the prices.
-    const auto add = [&](const std::string& statement, const char* column, auto History::*events) {
-        if (statement.empty()) {
-            return;
-        }
-        Table rows = run(statement);
-        Recipe places;
-        places.dates = recipe.dates;
-        places.isFloat32 = recipe.isFloat32;
-        places.scale = recipe.scale;
-        NameColumns(rows, places);
-        Require(rows, {"Date", column});
-        const Reading more = ReadTable(places, ask, rows);
-        auto& all = reading.history.*events;
-        all.insert(all.end(), (more.history.*events).begin(), (more.history.*events).end());
-    };
-    add(statements.dividends, "Dividends", &History::dividends);
-    add(statements.splits, "Splits", &History::splits);
-    return reading;
 }
 
 }  // namespace quoteserver::living

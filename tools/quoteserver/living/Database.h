@@ -42,9 +42,4 @@ private:
     std::unique_ptr<Connection> m_connection;
 };
 
-// What the statements of a feed bring. The recipe learns which columns there are. Throws
-// DatabaseError and Nonsense.
-Reading ReadDatabase(Database& database, const Statements& statements, const Ask& ask,
-                     const std::string& symbol, Date today, Recipe& recipe);
-
 }  // namespace quoteserver::living

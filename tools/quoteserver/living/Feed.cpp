@@ -179,19 +179,33 @@ Outcome Feed::Fetch(const Ask& ask, const Today& today) {
     return outcome;
 }
 
+WebRequest Feed::RequestOf(const std::string& what, const std::string& symbol) const {
+    return {.name = m_spec.name + "." + what + "." + symbol, .timeout = m_spec.timeout};
+}
+
+Table Feed::Run(const std::string& name, const std::string& statement, const std::string& symbol,
+                Date today) {
+    const auto run = [&] { return m_database.Run(statement, symbol, today); };
+    return m_client.HasRecordings()
+               ? TableOf(m_client.Bring(RequestOf(name, symbol), [&] { return AnswerOf(run); }))
+               : run();
+}
+
 Outcome Feed::Request(const Ask& ask, const Today& today, const std::string& symbol) {
     try {
         if (!m_spec.odbc.empty()) {
             Recipe recipe = m_spec.recipe;
-            Reading reading =
-                ReadDatabase(m_database, m_spec.statements, ask, symbol, today.date, recipe);
+            const RunStatement run = [&](const std::string& name, const std::string& statement) {
+                return Run(name, statement, symbol, today.date);
+            };
+            Reading reading = ReadDatabase(run, m_spec.statements, ask, recipe);
             return FilesOf(std::move(reading), recipe, ask, today);
         }
         if (m_spec.command.empty()) {
-            WebAnswer answer =
-                m_client.Fetch({m_spec.name + "." + NameOf(ask.kind) + "." + symbol,
-                                FillIn(m_spec.recipe.url, symbol, ask.kind, Clock::now()),
-                                m_spec.headers, m_spec.timeout});
+            WebRequest request = RequestOf(NameOf(ask.kind), symbol);
+            request.url = FillIn(m_spec.recipe.url, symbol, ask.kind, Clock::now());
+            request.headers = m_spec.headers;
+            WebAnswer answer = m_client.Fetch(request);
             Outcome outcome = Judge(answer, ask, today);
             if (outcome.state != State::Rows && outcome.state != State::NoRows &&
                 answer.status != 0) {
@@ -209,7 +223,8 @@ Outcome Feed::Request(const Ask& ask, const Today& today, const std::string& sym
         for (std::string& argument : arguments) {
             Replace(argument, "{symbol}", symbol);
         }
-        return Judge(RunCommand(arguments, m_spec.timeout, m_file.folder), ask, today);
+        const auto run = [&] { return RunCommand(arguments, m_spec.timeout, m_file.folder); };
+        return Judge(m_client.Bring(RequestOf(NameOf(ask.kind), symbol), run), ask, today);
     } catch (const DatabaseError& error) {
         return {error.What(), PrintableText(Masked(error.what(), m_file.secrets))};
     } catch (const Nonsense& nonsense) {

@@ -6,9 +6,9 @@
 #include <mutex>
 #include <optional>
 
-#include "living/Database.h"
 #include "living/FeedsFile.h"
 #include "living/Mapping.h"
+#include "living/Statements.h"
 #include "living/Web.h"
 
 namespace quoteserver::living {
@@ -72,6 +72,9 @@ public:
 private:
     std::string SymbolFor(const Ask& ask, std::vector<std::string>& notes) const;
     Outcome Request(const Ask& ask, const Today& today, const std::string& symbol);
+    WebRequest RequestOf(const std::string& what, const std::string& symbol) const;
+    Table Run(const std::string& name, const std::string& statement, const std::string& symbol,
+              Date today);
     Outcome Judge(const WebAnswer& answer, const Ask& ask, const Today& today) const;
     Outcome FilesOf(Reading reading, const Recipe& recipe, const Ask& ask,
                     const Today& today) const;

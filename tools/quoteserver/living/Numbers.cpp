@@ -42,8 +42,11 @@ std::string DecimalText(double value) {
 std::vector<std::string> SplitCsvLine(std::string_view line, char separator) {
     std::vector<std::string> cells(1);
     bool isQuoted = false;
-    for (const char c : line) {
-        if (c == '"') {
+    for (std::size_t i = 0; i < line.size(); ++i) {
+        const char c = line[i];
+        if (c == '"' && isQuoted && line.substr(i + 1).starts_with('"')) {
+            cells.back() += line[++i];
+        } else if (c == '"') {
             isQuoted = !isQuoted;
         } else if (c == separator && !isQuoted) {
             cells.emplace_back();
@@ -53,8 +56,6 @@ std::vector<std::string> SplitCsvLine(std::string_view line, char separator) {
     }
     return cells;
 }
-
-// "No data found|delisted" are two texts.
 
 std::string PrintableText(std::string_view text) {
     constexpr std::size_t longest = 200;

@@ -17,7 +17,7 @@ double Shortest(double value, double part);
 // Digits without exponent, as many as the number needs: "129.04".
 std::string DecimalText(double value);
 
-// The values of a line, without their quotes.
+// The values of a line, without their quotes; two in a row within such stand for one.
 std::vector<std::string> SplitCsvLine(std::string_view line, char separator);
 
 // For a log or a page: without control characters, and no longer than a line.

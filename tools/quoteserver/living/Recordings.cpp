@@ -77,7 +77,11 @@ public:
         }
     }
 
-    WebAnswer Fetch(const WebRequest& request) override {
+    bool HasRecordings() const override { return true; }
+
+    WebAnswer Fetch(const WebRequest& request) override { return Bring(request, {}); }
+
+    WebAnswer Bring(const WebRequest& request, const std::function<WebAnswer()>&) override {
         const std::string name = PlainName(request.name);
         const auto found = m_replies.find(name);
         WebAnswer answer;
@@ -91,7 +95,7 @@ public:
         std::string_view line = TakeLine(rest);
         TakeField(line, ' ');
         std::from_chars(line.data(), line.data() + line.size(), answer.status);
-        if (answer.status == 0) {
+        if (!text.starts_with("HTTP/1.1 ")) {
             answer.fault = name + std::string(end) + " is no recording";
             return answer;
         }
@@ -102,6 +106,8 @@ public:
                 line.substr(std::min(line.find_first_not_of(' '), line.size()));
             if (SameTicker(key, "Content-Type")) {
                 answer.contentType = value;
+            } else if (SameTicker(key, "Fault")) {
+                answer.fault = value;
             } else if (SameTicker(key, "Retry-After")) {
                 answer.retryAfter = value;
             } else if (SameTicker(key, "Took")) {
@@ -151,20 +157,25 @@ public:
         MakeRoom();
     }
 
+    bool HasRecordings() const override { return true; }
+
     WebAnswer Fetch(const WebRequest& request) override {
+        return Bring(request, [&] { return m_client->Fetch(request); });
+    }
+
+    WebAnswer Bring(const WebRequest& request, const std::function<WebAnswer()>& ask) override {
         const auto start = steady_clock::now();
-        WebAnswer answer = m_client->Fetch(request);
+        WebAnswer answer = ask();
         const auto took = duration_cast<milliseconds>(steady_clock::now() - start).count();
-        if (answer.status == 0) {
-            return answer;
+        std::string head = "HTTP/1.1 " + std::to_string(answer.status);
+        for (const auto& [key, value] : {std::pair{"Content-Type", &answer.contentType},
+                                         {"Retry-After", &answer.retryAfter},
+                                         {"Fault", &answer.fault}}) {
+            if (!value->empty()) {
+                head.append("\r\n").append(key).append(": ").append(PrintableText(*value));
+            }
         }
-        const std::string head =
-            "HTTP/1.1 " + std::to_string(answer.status) +
-            "\r\nContent-Type: " + PrintableText(answer.contentType) + "\r\n" +
-            (answer.retryAfter.empty()
-                 ? ""
-                 : "Retry-After: " + PrintableText(answer.retryAfter) + "\r\n");
-        const std::string text = Masked(head + "\r\n" + answer.body, m_secrets);
+        const std::string text = Masked(head + "\r\n\r\n" + answer.body, m_secrets);
         const std::scoped_lock lock(m_lock);
         const std::string name = PlainName(request.name);
         const std::size_t mark = std::hash<std::string>{}(text);
@@ -246,6 +257,14 @@ std::string Masked(std::string text, const std::vector<std::string>& secrets) {
 
 std::unique_ptr<WebClient> ReplayClient(const fs::path& folder, double speed) {
     return std::make_unique<Replay>(folder, speed);
+}
+
+std::map<std::string, std::size_t> CountRecordings(const fs::path& folder) {
+    std::map<std::string, std::size_t> counts;
+    for (const Recorded& recorded : RecordingsIn(folder)) {
+        ++counts[recorded.name.substr(0, recorded.name.find('.'))];
+    }
+    return counts;
 }
 
 std::unique_ptr<WebClient> RecordingClient(std::unique_ptr<WebClient> client, fs::path folder,

@@ -33,9 +33,10 @@ private:
     Reading ReadCsv();
     Json QuoteValue(const std::string& column, const std::string& text) const;
     // Of days; the function brings the values of a row, as many as the header has, until there is
-    // none left.
+    // none left. Lines and rows are counted for what is said of the one at hand.
     template <typename NextRow>
     Reading ReadRows(const Cells& header, const NextRow& next);
+    std::string Where() const { return m_unit + std::to_string(m_number); }
     void ReadEvents(const Json& root, History& history) const;
     bool IsDay(const std::string& text) const;
     void AddEvents(History& history, Date day, double amount, double shares) const;
@@ -62,6 +63,8 @@ private:
     const Ask& m_ask;
     const std::string& m_body;
     ReplyValues m_values;
+    const char* m_unit = "line ";
+    std::size_t m_number = 1;
 };
 
 Reading Reader::Read() {
@@ -296,17 +299,23 @@ Reading Reader::ReadRows(const Cells& header, const NextRow& next) {
     const std::size_t shares = require({m_recipe.splits.ratio.first}, "");
     Reading reading;
     while (const std::string* cells = next()) {
+        std::size_t at = date;
         const auto value = [&](std::size_t place) {
+            at = place;
             const bool isThere = place < header.size() && !cells[place].empty() &&
                                  cells[place] != "null" && cells[place] != "N/A";
             return isThere ? m_values.Number(std::string_view(cells[place])) : unknown;
         };
-        Bar bar{m_values.Day(std::string_view(cells[date]))};
-        for (std::size_t i = 0; i < columns.size(); ++i) {
-            bar.*columns[i].member = Scaled(value(places[i]), columns[i]);
+        try {
+            Bar bar{m_values.Day(std::string_view(cells[date]))};
+            for (std::size_t i = 0; i < columns.size(); ++i) {
+                bar.*columns[i].member = Scaled(value(places[i]), columns[i]);
+            }
+            AddEvents(reading.history, bar.day, value(amount), value(shares));
+            reading.history.bars.push_back(bar);
+        } catch (const Nonsense& nonsense) {
+            throw Nonsense(Where() + ", column " + header[at] + ": " + nonsense.what());
         }
-        AddEvents(reading.history, bar.day, value(amount), value(shares));
-        reading.history.bars.push_back(bar);
     }
     if (reading.history.bars.empty()) {
         reading.state = State::NoRows;
@@ -323,9 +332,10 @@ Reading Reader::ReadCsv() {
         while (!rest.empty()) {
             const std::string_view line = TakeLine(rest);
             cells = line.empty() ? Cells() : SplitCsvLine(line, m_recipe.separator);
+            ++m_number;
             if (!cells.empty() && cells.size() != header.size()) {
-                throw Nonsense(std::to_string(cells.size()) + " values where the header has " +
-                               std::to_string(header.size()));
+                throw Nonsense(Where() + ": " + std::to_string(cells.size()) +
+                               " values where the header has " + std::to_string(header.size()));
             }
             quote.cells.insert(quote.cells.end(), cells.begin(), cells.end());
         }
@@ -334,6 +344,7 @@ Reading Reader::ReadCsv() {
     return ReadRows(header, [&]() -> const std::string* {
         while (!rest.empty()) {
             const std::string_view line = TakeLine(rest);
+            ++m_number;
             // The last line may say who made the table.
             if (line.empty() || (rest.empty() && line.starts_with("<!--"))) {
                 continue;
@@ -341,8 +352,8 @@ Reading Reader::ReadCsv() {
             cells = SplitCsvLine(line, m_recipe.separator);
             // The newest day may still be without its volume, which is the last column.
             if (cells.size() != header.size() && cells.size() + 1 != header.size()) {
-                throw Nonsense(std::to_string(cells.size()) + " values where the header has " +
-                               std::to_string(header.size()));
+                throw Nonsense(Where() + ": " + std::to_string(cells.size()) +
+                               " values where the header has " + std::to_string(header.size()));
             }
             cells.resize(header.size());
             return cells.data();
@@ -376,11 +387,11 @@ Reading Reader::ReadTable(const Table& table) {
         return {State::Unknown, "there are no rows of it"};
     }
     if (IsOfDays(m_ask.kind)) {
-        std::size_t at = 0;
+        m_unit = "row ";
+        m_number = 0;
         return ReadRows(table.names, [&]() -> const std::string* {
-            const std::string* row = at < table.cells.size() ? &table.cells[at] : nullptr;
-            at += width;
-            return row;
+            const std::size_t at = width * m_number++;
+            return at < table.cells.size() ? &table.cells[at] : nullptr;
         });
     }
     Json rows = Json::array();

@@ -167,8 +167,12 @@ std::string ReadQuote(const ReplyValues& values, const Ask& ask, const Json& roo
                       static_cast<int>(clock.minutes().count()), hour < 12 ? "am" : "pm");
         cells["t1"] = text;
     }
-    if (!numbers.contains("l1") || !cells.contains("d1")) {
-        throw Nonsense("a quote without price or time");
+    if (!numbers.contains("l1")) {
+        throw Nonsense(cells.contains("l1") ? "the price l1 is no number: " + cells["l1"]
+                                            : "a quote without a price, l1");
+    }
+    if (!cells.contains("d1")) {
+        throw Nonsense("a quote without a time");
     }
     if (const auto before = numbers.find("p"); before != numbers.end() && before->second != 0) {
         char text[64];
@@ -201,8 +205,10 @@ void ReadChain(const ReplyValues& values, const Ask& ask, const Json& document, 
         chain.*member = pointer->empty() ? unknown : values.Number(At(document, *pointer));
     }
     chain.time = values.Time(At(document, values.recipe.time), true);
-    for (const Json* row : values.Rows(list)) {
-        const Json* symbol = At(*row, values.recipe.option.name);
+    std::size_t number = 0;
+    const auto readOption = [&](const Json& row, std::string& at) {
+        at = values.recipe.option.name;
+        const Json* symbol = At(row, at);
         if (!symbol || !symbol->is_string()) {
             throw Nonsense("an option without a symbol");
         }
@@ -215,10 +221,20 @@ void ReadChain(const ReplyValues& values, const Ask& ask, const Json& document, 
                                             {&values.recipe.interest, &Option::interest},
                                             {&values.recipe.volatility, &Option::volatility}}) {
             if (place->IsGiven()) {
-                option.*member = values.Number(At(*row, place->name));
+                at = place->name;
+                option.*member = values.Number(At(row, at));
             }
         }
         chain.options.push_back(option);
+    };
+    for (const Json* row : values.Rows(list)) {
+        std::string at;
+        ++number;
+        try {
+            readOption(*row, at);
+        } catch (const Nonsense& nonsense) {
+            throw Nonsense("row " + std::to_string(number) + ", " + at + ": " + nonsense.what());
+        }
     }
     reading.table = WriteChain(chain, reading.dropped);
     reading.state = reading.table.empty() ? State::NoRows : State::Rows;

@@ -6,6 +6,8 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
+#include <map>
 #include <memory>
 #include <string>
 #include <utility>
@@ -15,7 +17,7 @@ namespace quoteserver::living {
 
 struct WebRequest {
     std::string name;  // feed, kind and symbol: what a recording is called
-    std::string url;
+    std::string url = {};
     std::vector<std::pair<std::string, std::string>> headers = {};
     std::chrono::seconds timeout{20};
 };
@@ -43,6 +45,14 @@ public:
 
     // Waits for the answer. May be called by several threads at once.
     virtual WebAnswer Fetch(const WebRequest& request) = 0;
+
+    // An answer that is of no service: a program or a database gives it, unless there is a
+    // recording of it.
+    virtual WebAnswer Bring(const WebRequest&, const std::function<WebAnswer()>& ask) {
+        return ask();
+    }
+    // Whether Bring is more than that.
+    virtual bool HasRecordings() const { return false; }
 };
 
 // The system's client; the name is what services are told about who asks.
@@ -52,9 +62,13 @@ std::unique_ptr<WebClient> SystemWebClient(std::string agent);
 // once the newest of each, or, at a speed, as it went: those of its time, which take theirs.
 std::unique_ptr<WebClient> ReplayClient(const std::filesystem::path& folder, double speed = 0);
 
+// How many recordings a folder has of each feed.
+std::map<std::string, std::size_t> CountRecordings(const std::filesystem::path& folder);
+
 // Keeps every answer of another client that is not as the one before, as a file
-// "feed.kind.symbol@time.reply": status line, headers, an empty line, body. The texts are secrets,
-// which are masked. Of more bytes than the limit the oldest files go, also those of earlier runs.
+// "feed.kind.symbol@time.reply": status line, headers, an empty line, body. One that did not come
+// has status 0 and a header that says why. The texts are secrets, which are masked. Of more bytes
+// than the limit the oldest files go, also those of earlier runs.
 std::unique_ptr<WebClient> RecordingClient(std::unique_ptr<WebClient> client,
                                            std::filesystem::path folder,
                                            std::vector<std::string> secrets, std::uintmax_t limit);
