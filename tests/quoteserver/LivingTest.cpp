@@ -178,9 +178,9 @@ TEST_F(FolderTest, RecordingsStayUnderTheirLimitAndReplayAsItWent) {
     EXPECT_EQ(replay->Fetch({"a", ""}).body, "new");
     EXPECT_GE(steady_clock::now() - start, milliseconds(250));
 
-    const auto record = [&](std::uintmax_t limit, std::initializer_list<const char*> names) {
+    const auto record = [&](std::uintmax_t files, std::initializer_list<const char*> names) {
         const auto client =
-            RecordingClient(std::make_unique<Client>(), m_folder, {"geheim"}, limit);
+            RecordingClient(std::make_unique<Client>(), m_folder, {"geheim"}, files * 4096);
         for (const char* name : names) {
             client->Fetch({name, "geheim"});
             std::this_thread::sleep_for(milliseconds(2));
@@ -194,9 +194,9 @@ TEST_F(FolderTest, RecordingsStayUnderTheirLimitAndReplayAsItWent) {
     };
     using Names = std::multiset<std::string>;
     Write("own.reply", std::string(500, 'x'));  // neither counted nor taken away
-    EXPECT_EQ(record(2000, {"n/1", "n/1", "n2"}), (Names{"a", "a", "n+1", "n2", "own.reply"}));
-    EXPECT_EQ(record(750, {}), (Names{"a", "n+1", "n2", "own.reply"}));
-    EXPECT_EQ(record(750, {"n1", "n2", "n3", "n1"}), (Names{"n1", "n3", "own.reply"}));
+    EXPECT_EQ(record(4, {"n/1", "n/1", "n2"}), (Names{"a", "a", "n+1", "n2", "own.reply"}));
+    EXPECT_EQ(record(3, {}), (Names{"a", "n+1", "n2", "own.reply"}));
+    EXPECT_EQ(record(2, {"n1", "n2", "n3", "n1"}), (Names{"n1", "n3", "own.reply"}));
     EXPECT_EQ(ReplayClient(m_folder)->Fetch({"n3", ""}).body, std::string(300, 'x') + "******");
 }
 

@@ -100,7 +100,7 @@ void Describe(CLI::App& app, Settings& settings) {
                                   "Keep the replies of living sources in this folder")
                        ->type_name("FOLDER");
     app.add_option("--record-limit", settings.recordLimit,
-                   "Bytes of it, such as 500MB; the oldest replies go first")
+                   "Bytes of it on the disk, such as 500MB; the oldest replies go first")
         ->needs(record)
         ->transform(CLI::AsSizeValue(true))
         ->capture_default_str();

@@ -45,18 +45,51 @@ SQLCHAR* Text(const std::string& text) {
     return reinterpret_cast<SQLCHAR*>(const_cast<char*>(text.c_str()));
 }
 
+// Texts that may have any character pass as UTF-16 on Windows, where bytes are of its code page.
+#ifdef _WIN32
+constexpr auto driverConnect = SQLDriverConnectW;
+constexpr auto prepare = SQLPrepareW;
+constexpr auto getDiagRec = SQLGetDiagRecW;
+using Letter = SQLWCHAR;
+
+std::wstring Letters(const std::string& text) {
+    const int size = static_cast<int>(text.size());
+    std::wstring wide(text.size(), 0);
+    wide.resize(static_cast<std::size_t>(
+        MultiByteToWideChar(CP_UTF8, 0, text.data(), size, wide.data(), size)));
+    return wide;
+}
+
+std::string Utf8(const Letter* letters) {
+    const std::wstring wide(letters);
+    const int size = static_cast<int>(wide.size()), most = 3 * size;
+    std::string text(3 * wide.size(), 0);
+    text.resize(static_cast<std::size_t>(
+        WideCharToMultiByte(CP_UTF8, 0, wide.data(), size, text.data(), most, nullptr, nullptr)));
+    return text;
+}
+#else
+constexpr auto driverConnect = SQLDriverConnect;
+constexpr auto prepare = SQLPrepare;
+constexpr auto getDiagRec = SQLGetDiagRec;
+using Letter = SQLCHAR;
+
+std::basic_string<Letter> Letters(const std::string& text) { return {text.begin(), text.end()}; }
+std::string Utf8(const Letter* letters) { return reinterpret_cast<const char*>(letters); }
+#endif
+
 // Drivers know a lost connection, a server that goes down and a time limit by classes of states;
 // what else there is to say is about the statement.
 [[noreturn]] void Fail(SQLSMALLINT type, SQLHANDLE handle, State otherwise) {
     std::string what;
     State state = otherwise;
-    SQLCHAR code[6] = {}, text[512] = {};
+    constexpr SQLSMALLINT longest = 512;
+    Letter code[6] = {}, text[longest] = {};
     SQLINTEGER number = 0;
     for (SQLSMALLINT i = 1;
-         SQL_SUCCEEDED(SQLGetDiagRec(type, handle, i, code, &number, text, sizeof text, nullptr));
-         ++i) {
-        const std::string_view known(reinterpret_cast<const char*>(code));
-        what.append(what.empty() ? "" : "; ").append(reinterpret_cast<const char*>(text));
+         SQL_SUCCEEDED(getDiagRec(type, handle, i, code, &number, text, longest, nullptr)); ++i) {
+        const std::string known = Utf8(code);
+        what.append(what.empty() ? "" : "; ").append(Utf8(text));
         if (known.starts_with("28")) {
             state = State::Refused;
         } else if (known.starts_with("08") || known.starts_with("57") || known.starts_with("HYT")) {
@@ -176,8 +209,8 @@ void Database::Open() {
     SQLHDBC handle = connection->handle.get();
     SQLSetConnectAttr(handle, SQL_ATTR_LOGIN_TIMEOUT,
                       reinterpret_cast<SQLPOINTER>(static_cast<SQLULEN>(m_timeout.count())), 0);
-    if (!SQL_SUCCEEDED(SQLDriverConnect(handle, nullptr, Text(m_text), SQL_NTS, nullptr, 0, nullptr,
-                                        SQL_DRIVER_NOPROMPT))) {
+    if (!SQL_SUCCEEDED(driverConnect(handle, nullptr, Letters(m_text).data(), SQL_NTS, nullptr, 0,
+                                     nullptr, SQL_DRIVER_NOPROMPT))) {
         Fail(SQL_HANDLE_DBC, handle, State::Down);
     }
     m_connection = std::move(connection);
@@ -226,7 +259,7 @@ Table Database::Fetch(const std::string& statement, const std::string& ticker, D
     check(set(SQL_ATTR_ROW_ARRAY_SIZE, rowsAtOnce));
     check(SQLSetStmtAttr(run, SQL_ATTR_ROWS_FETCHED_PTR, &rows, 0));
     check(SQLSetStmtAttr(run, SQL_ATTR_ROW_STATUS_PTR, states.data(), 0));
-    check(SQLPrepare(run, Text(statement), SQL_NTS));
+    check(prepare(run, Letters(statement).data(), SQL_NTS));
     SQLSMALLINT count = 0;
     check(SQLNumParams(run, &count));
     if (count > 3) {

@@ -43,9 +43,8 @@ bool Has(const std::vector<unsigned>& statuses, unsigned status) {
 }
 
 std::string BeginningOf(const WebAnswer& answer) {
-    constexpr std::size_t enough = 4096;
-    return "status " + std::to_string(answer.status) + ", " + PrintableText(answer.contentType) +
-           ": " + PrintableText(answer.body.substr(0, enough));
+    return "status " + std::to_string(answer.status) + ", " + MessageText(answer.contentType) +
+           ": " + MessageText(answer.body);
 }
 
 // Many tables come as plain text or as bytes; none as a page, a picture or a film.
@@ -226,11 +225,11 @@ Outcome Feed::Request(const Ask& ask, const Today& today, const std::string& sym
         const auto run = [&] { return RunCommand(arguments, m_spec.timeout, m_file.folder); };
         return Judge(m_client.Bring(RequestOf(NameOf(ask.kind), symbol), run), ask, today);
     } catch (const DatabaseError& error) {
-        return {error.What(), PrintableText(Masked(error.what(), m_file.secrets))};
+        return {error.What(), MessageText(Masked(error.what(), m_file.secrets))};
     } catch (const Nonsense& nonsense) {
-        return {State::Nonsense, PrintableText(nonsense.what())};
+        return {State::Nonsense, MessageText(nonsense.what())};
     } catch (const std::exception& e) {
-        return {State::Down, PrintableText(e.what())};
+        return {State::Down, MessageText(e.what())};
     }
 }
 
@@ -240,7 +239,7 @@ Outcome Feed::Judge(const WebAnswer& answer, const Ask& ask, const Today& today)
     const Recipe& recipe = m_spec.recipe;
     const std::string status = "status " + std::to_string(answer.status);
     if (answer.status == 0) {
-        return {State::Down, PrintableText(answer.fault)};
+        return {State::Down, MessageText(answer.fault)};
     }
     if (Has(recipe.limitedStatuses, answer.status)) {
         Outcome outcome{State::Limited, status};
@@ -256,18 +255,18 @@ Outcome Feed::Judge(const WebAnswer& answer, const Ask& ask, const Today& today)
         return {isKnown                ? reading.state
                 : answer.status >= 500 ? State::Down
                                        : State::Refused,
-                status + (isKnown ? ": " + PrintableText(reading.why) : "")};
+                status + (isKnown ? ": " + MessageText(reading.why) : "")};
     }
     const bool isTable = reading.state == State::Rows || reading.state == State::NoRows;
     if (isTable && !IsTypeOfData(recipe, answer.contentType)) {
-        return {State::Nonsense, "it says that it is " + PrintableText(answer.contentType)};
+        return {State::Nonsense, "it says that it is " + MessageText(answer.contentType)};
     }
     return FilesOf(std::move(reading), recipe, ask, today);
 }
 
 Outcome Feed::FilesOf(Reading reading, const Recipe& recipe, const Ask& ask,
                       const Today& today) const {
-    Outcome outcome{reading.state, PrintableText(reading.why)};
+    Outcome outcome{reading.state, MessageText(reading.why)};
     outcome.dropped = reading.dropped;
     outcome.offset = reading.offset;
     if (reading.state != State::Rows) {

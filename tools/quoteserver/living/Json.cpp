@@ -34,6 +34,16 @@ std::optional<unsigned> TakeNumber(std::string_view& text) {
 
 }  // namespace
 
+std::string MessageText(std::string_view text) {
+    constexpr std::size_t longest = 200;
+    const auto replace = Json::error_handler_t::replace;
+    const Json valid = Json::parse(Json(text.substr(0, longest)).dump(-1, ' ', false, replace));
+    std::string message = valid.get<std::string>();
+    std::ranges::replace_if(
+        message, [](char c) { return (c >= 0 && c < ' ') || c == 0x7f; }, '?');
+    return message;
+}
+
 std::optional<seconds> ParseDuration(std::string_view text) {
     struct Unit {
         std::string_view name;

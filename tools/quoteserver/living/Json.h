@@ -15,6 +15,9 @@ using Json = nlohmann::json;
 
 using Mistakes = std::vector<std::string>;  // "feeds.json: /feeds/chart/pace: …"
 
+// For a log or a page: valid UTF-8 without control characters, and no longer than a line.
+std::string MessageText(std::string_view text);
+
 // "25 s", "15 min", "2 h", "1 day"; nothing for what is none of these.
 std::optional<std::chrono::seconds> ParseDuration(std::string_view text);
 

@@ -374,7 +374,7 @@ Today Keeper::TodayAt(Clock::time_point now) const {
 
 void Keeper::Log(const std::string& line) {
     constexpr std::size_t longest = 50;
-    const std::string text = TimeText(Clock::now()) + " " + PrintableText(line);
+    const std::string text = TimeText(Clock::now()) + " " + MessageText(line);
     std::cerr << "quoteserver: " << text << '\n';
     m_log.push_front(text);
     if (m_log.size() > longest) {

@@ -11,7 +11,7 @@
 
 #include "Rows.h"
 #include "WholeFile.h"
-#include "living/Numbers.h"
+#include "living/Json.h"
 #include "living/Web.h"
 #include "text/UrlEncode.h"
 
@@ -172,7 +172,7 @@ public:
                                          {"Retry-After", &answer.retryAfter},
                                          {"Fault", &answer.fault}}) {
             if (!value->empty()) {
-                head.append("\r\n").append(key).append(": ").append(PrintableText(*value));
+                head.append("\r\n").append(key).append(": ").append(MessageText(*value));
             }
         }
         const std::string text = Masked(head + "\r\n\r\n" + answer.body, m_secrets);
@@ -201,11 +201,14 @@ public:
     }
 
 private:
+    // What it takes of the disk counts: a quote has a hundred bytes, and there are many of them.
     void Keep(long long time, const fs::path& file) {
+        constexpr std::uintmax_t block = 4096;
         std::error_code error;
-        const std::uintmax_t size = fs::file_size(file, error);
-        m_files.emplace(time, std::pair{file, error ? 0 : size});
-        m_size += error ? 0 : size;
+        const std::uintmax_t bytes = fs::file_size(file, error);
+        const std::uintmax_t size = error ? 0 : (bytes + block - 1) / block * block;
+        m_files.emplace(time, std::pair{file, size});
+        m_size += size;
     }
 
     // The oldest go first.

@@ -68,7 +68,7 @@ std::map<std::string, std::size_t> CountRecordings(const std::filesystem::path& 
 // Keeps every answer of another client that is not as the one before, as a file
 // "feed.kind.symbol@time.reply": status line, headers, an empty line, body. One that did not come
 // has status 0 and a header that says why. The texts are secrets, which are masked. Of more bytes
-// than the limit the oldest files go, also those of earlier runs.
+// on the disk than the limit the oldest files go, also those of earlier runs.
 std::unique_ptr<WebClient> RecordingClient(std::unique_ptr<WebClient> client,
                                            std::filesystem::path folder,
                                            std::vector<std::string> secrets, std::uintmax_t limit);
