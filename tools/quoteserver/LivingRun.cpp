@@ -24,10 +24,11 @@ living::FeedsFile Feeds(const Settings& settings, const std::string& file) {
         for (living::FeedSpec& feed : feeds.feeds) {
             feed.pace = {1000000, std::chrono::seconds(1)};
         }
-        for (living::Ages& ages : feeds.ages) {
+        for (living::Ages& ages : feeds.ages) {  // a second: an answer is used, once it is there
             for (std::chrono::seconds* age : {&ages.fresh, &ages.stale}) {
-                *age = std::chrono::duration_cast<std::chrono::seconds>(
-                    *age / std::max(settings.replaySpeed, 1.0));
+                *age = std::max(std::chrono::seconds(1),
+                                std::chrono::duration_cast<std::chrono::seconds>(
+                                    *age / std::max(settings.replaySpeed, 1.0)));
             }
         }
     }
