@@ -3,12 +3,15 @@
 #include <signal.h>
 #include <sys/wait.h>
 
+#include <array>
+#include <charconv>
 #include <map>
 #include <set>
 #include <sstream>
 
 #include "Support.h"
 #include "living/Feed.h"
+#include "living/Numbers.h"
 #include "living/StatusPage.h"
 #include "living/Store.h"
 
@@ -271,6 +274,19 @@ TEST(LivingTest, ADayIsOverWhereTheMarketIs) {
             EXPECT_EQ(outcome.offset, ahead);
         }
     }
+}
+
+TEST(LivingTest, DecimalsAreTheFewestThatAreTheNumber) {
+    for (std::uint64_t i = 1; i < 400'000; ++i) {
+        const std::uint64_t bits = i * 0x9E3779B97F4A7C15;
+        const double value = (i % 2 ? 1 : -1) * static_cast<double>(bits >> (i % 60)) /
+                             std::array{1., 10., 1e2, 1e3, 1e4, 1e5, 3., 8192.}[i / 60 % 8];
+        char text[400];
+        EXPECT_EQ(DecimalText(value),
+                  std::string(
+                      text, std::to_chars(text, text + 400, value, std::chars_format::fixed).ptr));
+    }
+    EXPECT_EQ(DecimalText(0) + DecimalText(0.5) + DecimalText(-20.0), "00.5-20");
 }
 
 TEST(LivingTest, AFeedIsAskedAtItsPace) {

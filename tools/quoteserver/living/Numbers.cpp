@@ -4,6 +4,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 
@@ -34,9 +35,33 @@ double Shortest(double value, double part) {
 
 std::string DecimalText(double value) {
     std::array<char, 400> text;
-    const auto [end, error] =
-        std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::fixed);
-    return {text.data(), end};
+    // Most numbers have four decimals at most: fifteen digits that divide to the number are the
+    // only text of so few that does.
+    constexpr double part = 1e4, most = 1e11;
+    const double size = std::abs(value);
+    auto digits = size < most ? static_cast<std::uint64_t>(size * part + 0.5) : 0;
+    if (!(size < most) || static_cast<double>(digits) / part != size) {
+        const auto [end, error] =
+            std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::fixed);
+        return {text.data(), end};
+    }
+    int decimals = 4;
+    for (; decimals > 0 && digits % 10 == 0; --decimals) {
+        digits /= 10;
+    }
+    char* const end = text.data() + text.size();
+    char* first = end;
+    for (int place = 0; digits > 0 || place <= decimals; ++place) {
+        if (place == decimals && decimals > 0) {
+            *--first = '.';
+        }
+        *--first = static_cast<char>('0' + digits % 10);
+        digits /= 10;
+    }
+    if (std::signbit(value)) {
+        *--first = '-';
+    }
+    return {first, end};
 }
 
 std::vector<std::string> SplitCsvLine(std::string_view line, char separator) {
