@@ -31,6 +31,9 @@ public:
         std::this_thread::sleep_for(script.time);
         return script.answer;
     }
+    WebAnswer Bring(const WebRequest& request, const std::function<WebAnswer()>&) override {
+        return Fetch(request);
+    }
 
 private:
     std::map<std::string, Script>& m_scripts;
@@ -73,6 +76,7 @@ protected:
                     const std::vector<living::Ask> asks{{Kind::History, ticker}};
                     const Readiness readiness =
                         co_await m_keeper->Ready(asks, isLocal, sys_days{2000y / January / 1});
+                    why = readiness.why;
                     said = readiness.isFailed
                                ? "failed"
                                : readiness.source + (readiness.isStale ? " stale" : "");
@@ -106,6 +110,7 @@ protected:
     std::map<std::string, ScriptedClient::Script> m_scripts{{"a", {{200, {}, {}, {}, rows}}},
                                                             {"b", {{200, {}, {}, {}, rows}}}};
     std::atomic<int> m_requests = 0;
+    std::string why;  // of the last answer
     std::optional<Keeper> m_keeper;
 };
 
@@ -148,21 +153,26 @@ TEST_F(KeeperTest, TheNextInTheLineUpIsAskedForEveryFailure) {
     m_requests = 0;
     EXPECT_EQ(Ask("U") + Ask("U"), "");
     EXPECT_EQ(m_requests, 2);
-    m_scripts["b"].answer = {0, "no connection"};
+    // Whoever is told may tell others, such as a branch office.
+    m_scripts["b"].answer = {
+        401, {}, "text/html", {}, Unescaped("<title>x</title><body><p>No such\\tkey</p>geheim")};
     EXPECT_EQ(Ask("V"), "failed");
+    EXPECT_EQ(why, "b: status 401: No such?key ******");
 }
 
 TEST_F(KeeperTest, AnOldCopyIsBetterThanNothingForAWhile) {
     EXPECT_EQ(Ask(), "a");
     m_scripts["a"].answer = m_scripts["b"].answer = {0, "no connection"};
     Age(hours(25));
-    EXPECT_EQ(Ask(), "a stale");
+    EXPECT_EQ(Ask() + why, "a stalea: no connection");
     // Days that the copy has and a source has lost, and closes that no split explains.
     for (const char* doubtful :
          {"Date,Close\n2024-01-03,11\n", "Date,Close\n2024-01-02,10\n2024-01-03,22\n"}) {
         m_scripts["a"].answer = {200, {}, {}, {}, doubtful};
         EXPECT_EQ(Ask(), "a stale") << doubtful;
     }
+    m_file.feeds[0].command = {"a program, whose rows are the user's"};
+    EXPECT_EQ(Ask(), "a");
     Age(hours(24 * 8));
     m_scripts["a"].answer = {0, "no connection"};
     EXPECT_EQ(Ask(), "failed");

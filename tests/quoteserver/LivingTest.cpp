@@ -403,7 +403,7 @@ TEST_F(FolderTest, NothingOnTheStatusPageIsMarkup) {
                           "next": "BAD", "shared": true, "terms": "http://BAD", "termsSay": "BAD"},
                   "b": {"state": "rows", "why": "", "requests": 1, "pace": "", "next": "",
                         "shared": true, "terms": "javascript:x", "termsSay": "say"}},
-        "copies": [{"ticker": "BAD", "kind": "history", "feed": "BAD", "symbol": "BAD",
+        "lineUps": {"BAD": ["BAD", "b"]}, "copies": [{"ticker": "BAD", "kind": "history", "feed": "BAD", "symbol": "BAD",
                     "fetched": "BAD", "first": "BAD", "asked": "BAD", "fresh": true, "dropped": 0}],
         "failures": ["BAD"]})";
     for (std::size_t at = 0; (at = status.find("BAD", at)) != std::string::npos;) {
@@ -412,6 +412,7 @@ TEST_F(FolderTest, NothingOnTheStatusPageIsMarkup) {
     const std::string page = StatusPage(status, DataFolder(m_folder), bad).body;
     EXPECT_EQ(page.find("<script"), std::string::npos) << page;
     EXPECT_EQ(page.find("javascript:"), std::string::npos) << page;
+    EXPECT_NE(page.find("&amp;, then b</td>"), std::string::npos) << page;
     EXPECT_NE(page.find("href=\"http://&lt;script&gt;'&quot;&amp;\""), std::string::npos) << page;
     Write("A.csv",
           "Date,Open,High,Low,Close,Volume,Adj Close\n2024-01-03,1,1,1,3,1,2\n"

@@ -135,7 +135,8 @@ net::awaitable<Preparation> LivingRun::Prepare(const Request& request) {
         co_await keeper.Ready(asks, isLocal, FirstDayAsked(request.target));
     // Whoever asks for tables may know better than an old copy, and would take it for new.
     const bool isTable = request.target.path.starts_with(tablesPath);
-    Preparation preparation{ready.isFailed || (isTable && ready.isStale), isTable || saysFailure};
+    Preparation preparation{ready.isFailed || (isTable && ready.isStale), isTable || saysFailure,
+                            ready.why};
     preparation.caching = Caching(request.target.path, ready);
     if (!ready.source.empty()) {
         // The one form whose clients drop a line like this; they drop one.

@@ -249,7 +249,7 @@ net::awaitable<std::optional<Reply>> Server::Answer(const HttpRequest& request) 
             reply->headers.insert(reply->headers.end(), prepared.headers.begin(),
                                   prepared.headers.end());
         } else if (prepared.saysFailure) {
-            reply = ErrorPage(503, "The sources cannot be reached.");
+            reply = ErrorPage(503, "Not to be had now. " + prepared.why);
             reply->headers = {{"Retry-After", "30"}};
         }
     }

@@ -24,6 +24,7 @@ namespace quoteserver {
 struct Preparation {
     bool isFailed = false;     // there is nothing that could be sent
     bool saysFailure = false;  // which is told, not a reset
+    std::string why = {};      // so
     std::vector<std::pair<std::string, std::string>> headers = {};  // of the reply
     std::string end = {};      // behind the body of a reply of status 200
     std::string caching = {};  // Cache-Control of such a reply

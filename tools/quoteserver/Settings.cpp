@@ -148,6 +148,7 @@ std::optional<int> ReadSettings(int argc, char** argv, Settings& settings) {
     settings.import.decimal = settings.importDecimals.empty()      ? '\0'
                               : settings.importDecimals == "point" ? '.'
                                                                    : ',';
+    settings.isDataIdle = !settings.feeds.empty() && app.count("--data") > 0;
     if (!settings.feeds.empty() && app.count("--rows-per-page") == 0) {
         settings.rowsPerPage = 0;
     }

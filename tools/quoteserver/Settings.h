@@ -13,6 +13,7 @@ namespace quoteserver {
 
 struct Settings {
     std::string data = "samples/data";
+    bool isDataIdle = false;  // given, but own files are those that the file of feeds names
     std::string host = "127.0.0.1";
     std::uint16_t port = 8733;
     std::size_t rowsPerPage = 200;

@@ -138,8 +138,10 @@ std::optional<BrokenReply> RawReply(const std::string& folder, const std::string
 void Run(Settings settings) {
     net::io_context context(1);
     std::optional<LivingRun> living;
+    std::string idleData;
     if (!settings.feeds.empty()) {
         living.emplace(settings, context);
+        idleData = settings.isDataIdle ? settings.data : "";
         settings.data = settings.feeds;
     }
     const DataFolder folder =
@@ -178,6 +180,11 @@ void Run(Settings settings) {
     });
     std::cout << "quoteserver: serving " << settings.data << " on " << server.Endpoint()
               << std::endl;
+    if (!idleData.empty()) {
+        std::cout << "quoteserver: " << idleData
+                  << " is not served; own files are those of \"data\" in " << settings.feeds
+                  << std::endl;
+    }
     if (living && !settings.replay.empty()) {
         living->TellReplay(settings.replay, std::cout);
     }

@@ -47,6 +47,23 @@ std::string BeginningOf(const WebAnswer& answer) {
            ": " + MessageText(answer.body);
 }
 
+// What a service says beside a status, without the marks of a page.
+std::string WordsOf(const std::string& body) {
+    std::string words;
+    bool isMark = false;
+    const std::size_t page = body.find("<body");
+    for (const char c : std::string_view(body).substr(page == body.npos ? 0 : page, 4096)) {
+        const bool isBlank = c == '<' || c == '>' || c == ' ' || c == '\n' || c == '\r';
+        isMark = c == '<' || (isMark && c != '>');
+        if (isBlank && !words.empty() && words.back() != ' ') {
+            words += ' ';
+        } else if (!isBlank && !isMark) {
+            words += c;
+        }
+    }
+    return words.empty() ? "" : ": " + words;
+}
+
 // Many tables come as plain text or as bytes; none as a page, a picture or a film.
 bool IsTypeOfData(const Recipe& recipe, const std::string& contentType) {
     const std::string type = Lower(contentType);
@@ -237,10 +254,13 @@ Outcome Feed::Request(const Ask& ask, const Today& today, const std::string& sym
 // for an unknown symbol counts as that.
 Outcome Feed::Judge(const WebAnswer& answer, const Ask& ask, const Today& today) const {
     const Recipe& recipe = m_spec.recipe;
-    const std::string status = "status " + std::to_string(answer.status);
     if (answer.status == 0) {
         return {State::Down, MessageText(answer.fault)};
     }
+    const std::string status =
+        answer.status == 200
+            ? ""
+            : MessageText("status " + std::to_string(answer.status) + WordsOf(answer.body));
     if (Has(recipe.limitedStatuses, answer.status)) {
         Outcome outcome{State::Limited, status};
         outcome.until = RetryTime(answer.retryAfter, Clock::now()).value_or(Clock::time_point{});
@@ -255,7 +275,7 @@ Outcome Feed::Judge(const WebAnswer& answer, const Ask& ask, const Today& today)
         return {isKnown                ? reading.state
                 : answer.status >= 500 ? State::Down
                                        : State::Refused,
-                status + (isKnown ? ": " + MessageText(reading.why) : "")};
+                status};
     }
     const bool isTable = reading.state == State::Rows || reading.state == State::NoRows;
     if (isTable && !IsTypeOfData(recipe, answer.contentType)) {

@@ -228,8 +228,7 @@ void FeedsReader::ReadFeed(Section& feeds, const std::string& name, const Json& 
     feed.pace = rate("pace").value_or(feed.pace);
     feed.budget = rate("budget");
     feed.timeout = section.Duration("timeout", feed.timeout);
-    const bool isOwn = !feed.command.empty() || !feed.odbc.empty();
-    feed.isShared = section.Truth("share", isOwn);
+    feed.isShared = section.Truth("share", feed.IsOwn());
     if (name.empty() || !std::ranges::all_of(name, [](char c) {
             return (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-';
         })) {

@@ -30,6 +30,8 @@ struct FeedSpec {
     std::string odbc = {};  // how a database is connected to; empty: it is none
     Statements statements = {};
 
+    // The user's program or database, no service.
+    bool IsOwn() const { return !command.empty() || !odbc.empty(); }
     bool Serves(Kind kind) const {
         return odbc.empty() ? recipe.Serves(kind)
                             : !(kind == Kind::Quotes    ? statements.quotes

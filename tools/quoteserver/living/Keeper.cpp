@@ -4,13 +4,10 @@
 #include <boost/asio/post.hpp>
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/use_awaitable.hpp>
-#include <cmath>
-#include <cstdio>
 #include <ctime>
 #include <iostream>
 
-#include "Services.h"
-#include "living/Numbers.h"
+#include "living/Doubt.h"
 
 namespace quoteserver::living {
 namespace {
@@ -31,23 +28,7 @@ sys_seconds LocalTime(Clock::time_point now) {
            hours(parts.tm_hour) + minutes(parts.tm_min) + seconds(parts.tm_sec);
 }
 
-std::string TimeText(Clock::time_point time, const char* between = " ", const char* end = " UTC") {
-    const sys_seconds whole = floor<seconds>(time);
-    const hh_mm_ss clock{whole - floor<days>(whole)};
-    std::string text;
-    AppendDate(text, floor<days>(whole), DateForm::Iso);
-    char minutes[32];
-    std::snprintf(minutes, sizeof minutes, "%02d:%02d", static_cast<int>(clock.hours().count()),
-                  static_cast<int>(clock.minutes().count()));
-    return text + between + minutes + end;
-}
-
 }  // namespace
-
-std::string SourceLine(const Readiness& readiness) {
-    return "<!-- source: " + readiness.source + " " + TimeText(readiness.fetched, "T", "Z") +
-           " -->\n";
-}
 
 Keeper::Keeper(net::io_context& context, const FeedsFile& file, std::unique_ptr<WebClient> client)
     : m_context(context), m_file(file), m_client(std::move(client)), m_store(file.store) {
@@ -83,6 +64,7 @@ net::awaitable<Readiness> Keeper::Ready(std::vector<Ask> asks, bool isLocal,
         all.isFailed |= one.isFailed;
         all.isStale |= one.isStale;
         all.source = one.source;
+        all.why = one.why.empty() ? all.why : one.why;
         all.fetched = one.fetched;
         all.fresh = std::min(all.fresh, one.fresh);
         all.usable = std::min(all.usable, one.usable);
@@ -102,6 +84,9 @@ net::awaitable<Readiness> Keeper::Ready(Ask ask, bool isLocal, Clock::time_point
         co_await timer.async_wait(net::redirect_error(net::use_awaitable, error));
         flight->waiting.remove(&timer);
     }
+    const std::string why = !flight           ? ""
+                            : flight->outcome ? flight->outcome->feed + ": " + flight->outcome->why
+                                              : "no source has answered yet";
     const std::optional<Copy> copy = m_store.Find(ask);
     if (copy && MayGive(copy->feed, isLocal)) {
         const Clock::time_point now = Clock::now();
@@ -114,13 +99,16 @@ net::awaitable<Readiness> Keeper::Ready(Ask ask, bool isLocal, Clock::time_point
                             copy->feed,
                             copy->fetched,
                             isFresh ? ages.fresh - age : seconds(0),
-                            ages.stale - age};
+                            ages.stale - age,
+                            isFresh ? "" : why};
     }
     // That nobody knows a ticker, or has anything of it, is an answer too; not so that there is a
     // copy which this asker must not have.
     const State state = flight && flight->outcome ? flight->outcome->state : State::Down;
     const bool isNothing = state == State::Unknown || state == State::NoRows;
-    co_return Readiness{!isNothing || copy.has_value()};
+    Readiness none{!isNothing || copy.has_value()};
+    none.why = none.isFailed ? why : "";
+    co_return none;
 }
 
 // The flight that the copy is waited for with; none when the copy is new enough, or nobody has it.
@@ -231,7 +219,7 @@ void Keeper::Watch(const Feed& feed, std::shared_ptr<Turn> turn) {
 void Keeper::Take(const Ask& ask, bool isLocal, std::size_t place, std::vector<Outcome> failures,
                   Outcome outcome) {
     if (outcome.state == State::Rows) {
-        if (std::string doubt = Doubt(ask, outcome); !doubt.empty()) {
+        if (std::string doubt = DoubtOf(ask, outcome); !doubt.empty()) {
             outcome.state = State::Nonsense;
             outcome.why = std::move(doubt);
         }
@@ -240,14 +228,7 @@ void Keeper::Take(const Ask& ask, bool isLocal, std::size_t place, std::vector<O
         Land(ask, isLocal, outcome);
         return;
     }
-    Log(outcome.feed + ": " + ask.ticker + " (" + NameOf(ask.kind) + "): " + NameOf(outcome.state) +
-        ": " + outcome.why);
-    if (!outcome.reply.empty()) {
-        constexpr std::size_t most = 10;
-        m_replies.push_front(TimeText(Clock::now()) + " " + outcome.feed + " " + ask.ticker + " (" +
-                             NameOf(ask.kind) + "): " + outcome.reply);
-        m_replies.resize(std::min(m_replies.size(), most));
-    }
+    LogFailure(ask, outcome);
     failures.push_back(std::move(outcome));
     AskNext(ask, isLocal, place + 1, std::move(failures));
 }
@@ -301,52 +282,16 @@ void Keeper::SaveCoolDowns() {
     }
 }
 
-// Against the copy that is there, while it is better than nothing: days lost, or closes changed by
-// what no split explains, mean that the source speaks of something else now. After that, and after
-// splits that are new, it counts as corrected.
-std::string Keeper::Doubt(const Ask& ask, const Outcome& outcome) {
+// Against the copy that is there, while it is better than nothing. After that, and after splits
+// that are new, a history counts as corrected.
+std::string Keeper::DoubtOf(const Ask& ask, const Outcome& outcome) {
     const std::optional<Copy> copy = m_store.Find(ask);
     if (ask.kind != Kind::History || !copy || m_store.IsEdited(ask) ||
         Clock::now() - copy->fetched >= m_file.AgesOf(ask.kind).stale) {
         return {};
     }
-    const DataFolder folder({}, m_file.store);
-    std::optional<DataFile> file = folder.Prices(ask.ticker);
-    const std::optional<DataFile> splits = folder.Splits(ask.ticker);
-    const bool hasNewSplits = splits && splits->text != outcome.files.at(".splits.csv");
-    if (!file || hasNewSplits) {
-        return {};
-    }
-    std::vector<Row> before;
-    try {
-        before = ReadRows(*file, priceLayout);
-    } catch (const std::exception&) {
-        return {};  // a damaged copy says nothing
-    }
-    const std::vector<Row> after = ParseRows(outcome.files.at(".csv"), priceLayout);
-    const auto close = [](const Row& row) {
-        std::string_view values = row.values;
-        for (int i = 0; i < 3; ++i) {
-            TakeField(values, ',');
-        }
-        return std::strtod(std::string(TakeField(values, ',')).c_str(), nullptr);
-    };
-    std::size_t lost = 0, changed = 0;
-    auto next = after.begin();
-    for (const Row& row : before) {
-        next = std::find_if(next, after.end(),
-                            [&](const Row& other) { return other.date <= row.date; });
-        if (next == after.end() || next->date != row.date) {
-            ++lost;
-        } else if (std::abs(close(*next) - close(row)) > std::abs(close(row)) * 0.01) {
-            ++changed;
-        }
-    }
-    const auto isMany = [&](std::size_t count) { return count * 100 > before.size(); };
-    const std::string cure = "; without the copy " + file->name + " they are taken as they come";
-    return isMany(lost)      ? std::to_string(lost) + " days of the copy are missing" + cure
-           : isMany(changed) ? std::to_string(changed) + " closes differ from the copy's" + cure
-                             : std::string();
+    const auto feed = std::ranges::find(m_file.feeds, outcome.feed, &FeedSpec::name);
+    return Doubt(DataFolder({}, m_file.store), ask.ticker, outcome, feed->IsOwn());
 }
 
 bool Keeper::MayGive(const std::string& name, bool isLocal) const {
@@ -370,93 +315,6 @@ bool Keeper::IsFresh(const Ask& ask, const Copy& copy, Clock::time_point now) co
 
 Today Keeper::TodayAt(Clock::time_point now) const {
     return living::TodayAt(LocalTime(now), m_file.newDay);
-}
-
-void Keeper::Log(const std::string& line) {
-    constexpr std::size_t longest = 50;
-    const std::string text = TimeText(Clock::now()) + " " + MessageText(line);
-    std::cerr << "quoteserver: " << text << '\n';
-    m_log.push_front(text);
-    if (m_log.size() > longest) {
-        m_log.pop_back();
-    }
-}
-
-std::vector<std::pair<Ask, Outcome>> Keeper::Try(const std::string& name,
-                                                 const std::string& ticker) {
-    const auto found = std::ranges::find_if(
-        m_feeds, [&](const std::unique_ptr<Feed>& feed) { return feed->Spec().name == name; });
-    if (found == m_feeds.end()) {
-        throw std::runtime_error("there is no feed " + name);
-    }
-    const FeedSpec& spec = (*found)->Spec();
-    const auto place = static_cast<std::size_t>(found - m_feeds.begin());
-    std::vector<Ask> asks;
-    for (const Kind kind : allKinds) {
-        if (std::ranges::count(m_file.LineUpOf(kind), place) == 0) {
-            continue;
-        }
-        if (kind != Kind::Lists) {
-            asks.push_back({kind, Upper(ticker)});
-        } else if (!spec.statements.exchanges.empty()) {
-            asks.push_back({kind, "EXCHANGES"});
-        }
-        if (kind == Kind::Lists && !spec.statements.contracts.empty()) {
-            asks.push_back({kind, "CONTRACTS"});
-        }
-    }
-    if (asks.empty()) {  // what it could be in a line-up for
-        const auto* kind = std::ranges::find_if(allKinds, [&](Kind k) { return spec.Serves(k); });
-        asks.push_back({*kind, Upper(ticker)});
-    }
-    if (spec.odbc.empty()) {
-        asks.erase(asks.begin() + 1, asks.end());  // a service has a pace
-    }
-    std::vector<std::pair<Ask, Outcome>> outcomes;
-    for (const Ask& ask : asks) {
-        outcomes.emplace_back(ask, (*found)->Fetch(ask, TodayAt(Clock::now())));
-    }
-    return outcomes;
-}
-
-std::string Keeper::Status(bool areCopiesListed) const {
-    Json feeds = Json::object(), copies = Json::array();
-    const Clock::time_point now = Clock::now();
-    for (const std::unique_ptr<Feed>& feed : m_feeds) {
-        const Feed::Condition condition = feed->Tell();
-        const Recipe& recipe = feed->Spec().recipe;
-        const Rate pace = feed->Spec().pace;
-        feeds[feed->Spec().name] = {
-            {"state", condition.requests == 0 ? "not asked yet"
-                      : feed->IsStuck()       ? NameOf(State::Down)
-                                              : NameOf(condition.state)},
-            {"why", condition.why},
-            {"requests", condition.requests},
-            {"pace",
-             std::to_string(pace.times) + " per " + std::to_string(pace.span.count()) + " s"},
-            {"next", condition.next > now + 1min ? TimeText(condition.next) : ""},
-            {"shared", feed->Spec().isShared},
-            {"terms", recipe.terms},
-            {"termsSay", recipe.termsSay}};
-    }
-    std::map<Ask, Copy> all = m_store.All();
-    if (!areCopiesListed) {
-        copies = all.size();
-        all.clear();
-    }
-    for (const auto& [ask, copy] : all) {
-        copies.push_back({{"ticker", ask.ticker},
-                          {"kind", NameOf(ask.kind)},
-                          {"feed", copy.feed},
-                          {"symbol", copy.symbol},
-                          {"fetched", TimeText(copy.fetched)},
-                          {"fresh", IsFresh(ask, copy, now)},
-                          {"dropped", copy.dropped},
-                          {"first", copy.first},
-                          {"asked", copy.asked}});
-    }
-    return Json{{"feeds", feeds}, {"copies", copies}, {"failures", m_log}, {"replies", m_replies}}
-        .dump(1);
 }
 
 }  // namespace quoteserver::living

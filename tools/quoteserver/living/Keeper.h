@@ -26,6 +26,7 @@ struct Readiness {
     Clock::time_point fetched{};
     // How long the copy is new yet, and better than nothing.
     std::chrono::seconds fresh = std::chrono::seconds::max(), usable = std::chrono::seconds::max();
+    std::string why = {};  // it is failed or stale
 };
 
 // Says so at the end of a table. No client may take it for the line in which the classic service
@@ -81,11 +82,12 @@ private:
     void Land(const Ask& ask, bool isLocal, const Outcome& outcome);
     void NoteAsked(const Ask& ask, Date from);
     void SaveCoolDowns();
-    std::string Doubt(const Ask& ask, const Outcome& outcome);
+    std::string DoubtOf(const Ask& ask, const Outcome& outcome);
     bool MayGive(const std::string& feed, bool isLocal) const;
     bool IsFresh(const Ask& ask, const Copy& copy, Clock::time_point now) const;
     Today TodayAt(Clock::time_point now) const;
     void Log(const std::string& line);
+    void LogFailure(const Ask& ask, const Outcome& outcome);
 
     boost::asio::io_context& m_context;
     const FeedsFile& m_file;

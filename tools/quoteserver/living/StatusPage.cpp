@@ -102,6 +102,18 @@ std::string Feeds(const Json& feeds) {
                  rows);
 }
 
+std::string LineUps(const Json& lineUps) {
+    std::vector<std::vector<std::string>> rows;
+    for (const auto& [kind, feeds] : lineUps.items()) {
+        std::string names;
+        for (const Json& feed : feeds) {
+            names.append(names.empty() ? "" : ", then ").append(Text(feed));
+        }
+        rows.push_back({Escaped(kind), names});
+    }
+    return Table({"What", "Asked"}, rows);
+}
+
 std::string Copies(const Json& copies) {
     std::vector<std::vector<std::string>> rows;
     for (const Json& copy : copies) {
@@ -183,7 +195,8 @@ Reply StatusPage(const std::string& status, const DataFolder& folder, std::strin
     for (const Json& failure : all.at("failures")) {
         failures += "<li>" + Text(failure) + "</li>\n";
     }
-    html += Part("Feeds", Feeds(all.at("feeds"))) + Part("Copies", Copies(all.at("copies"))) +
+    html += Part("Feeds", Feeds(all.at("feeds"))) + Part("Line-ups", LineUps(all.at("lineUps"))) +
+            Part("Copies", Copies(all.at("copies"))) +
             Part("Last failures, the newest first",
                  failures.empty() ? Marked("none", "None so far.") : "<ul>" + failures + "</ul>") +
             "</main></body></html>\n";
