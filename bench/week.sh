@@ -88,7 +88,7 @@ failed=
 # must WHAT CONDITION...
 must() { "${@:2}" || { say "FAILED: $1"; failed=1; }; }
 must "the recordings stay under their limit" [ "$(find record -name '*.reply' -printf '%b\n' | awk '{ s += $1 } END { print s * 512 }')" -le "$limit" ]
-newest=$(find record -name 'mine.*.reply' -printf '%T@ %p\n' | sort -rn | cut -d' ' -f2 | xargs grep -m1 -l '^Fault: the program ended' | head -n 1) || true
+newest=$(find record -name 'mine.*.reply' -printf '%T@ %p\n' | sort -rn | cut -d' ' -f2 | xargs grep -m1 -l '^Fault: the program ended' 2>/dev/null | head -n 1) || true
 must "the newest failure is kept" [ -n "$newest" ]
 stopQuoteServer
 for speed in '' 60 3600; do
