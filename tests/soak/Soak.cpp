@@ -441,6 +441,40 @@ void Documents(unsigned count, unsigned) {
     }
 }
 
+/// Settings that somebody has changed with a wrong tool: refused, or of use.
+void Texts(unsigned count, unsigned seed) {
+    const std::wstring document =
+        L"<?xml version=\"1.0\"?><sections name=\"XML settings file\"><section name=\"a\">"
+        L"<key name=\"b\">\r\n\t\t\t1\r\n\t\t</key><key name=\"c\"><![CDATA[<2>]]></key></section>"
+        L"<!-- 3 --><section name=\"d/e\"><key name=\"&#102;\">&amp;</key></section></sections>";
+    constexpr const wchar_t* pieces[] = {L"<",      L">",          L"&",      L"'",         L"\"",
+                                         L"]]>",    L"<!--",       L"-->",    L"<![CDATA[", L"&#0;",
+                                         L"</key>", L"<a b='c'/>", L"<?x ?>", L"\r",        L"\t",
+                                         L"&#x1F;", L"</section>", L"<key>",  L" xmlns='x'"};
+    unsigned taken = 0;
+    for (unsigned i = 0; i < count; ++i) {
+        Random random(seed, i);
+        std::wstring text = document;
+        for (unsigned changes = random.Below(2); changes < 2; ++changes)
+            text.replace(random.Below(text.size()), random.OneIn(3) ? random.Below(12) : 0,
+                         random.Of(pieces));
+        const Ptr<_CXMLSettings> store(New(__uuidof(::CXMLSettings)));
+        if (FAILED(store->put_XMLString(_bstr_t(text.c_str())))) continue;
+        ++taken;
+        _bstr_t section(random.OneIn(2) ? L"A" : L"d/e"), key(L"f"), value(L"<\t>"), read;
+        const HRESULT saved = store->SaveSetting(section, key, value);
+        store->GetSetting(&section.GetBSTR(), &key.GetBSTR(), nullptr, read.GetAddress());
+        SAFEARRAY* names = nullptr;
+        long keys = 0;
+        store->EnumerateAllKeys(&section.GetBSTR(), &names, &keys);
+        if (names) SafeArrayDestroy(names);
+        Expect(FAILED(saved) || keys == 0 || read == value, "what is saved is read");
+        _bstr_t shown;
+        Expect(store->get_XMLString(shown.GetAddress()) == S_OK, "what is taken can be shown");
+    }
+    std::printf("%u texts, %u of them taken\n", count, taken);
+}
+
 Ptr<_CXMLSettings> Store() {
     Ptr<_CXMLSettings> store(New(__uuidof(::CXMLSettings)));
     store->put_FileName(_bstr_t(L"shared.xml"));
@@ -506,7 +540,7 @@ void Kills(unsigned count, unsigned seed) {
 using Mode = void (*)(unsigned count, unsigned seed);
 const std::pair<const char*, Mode> modes[] = {
     {"fire", Fire},           {"aborts", Aborts}, {"cycles", Cycles}, {"callbacks", Callbacks},
-    {"documents", Documents}, {"kills", Kills},   {"write", Write}};
+    {"documents", Documents}, {"texts", Texts},   {"kills", Kills},   {"write", Write}};
 const std::pair<const char*, Face> randomModes[] = {
     {"random", Face::any}, {"names", Face::names}, {"vtables", Face::vtables}};
 
