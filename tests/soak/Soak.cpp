@@ -450,7 +450,7 @@ void Texts(unsigned count, unsigned seed) {
     constexpr const wchar_t* pieces[] = {L"<",      L">",          L"&",      L"'",         L"\"",
                                          L"]]>",    L"<!--",       L"-->",    L"<![CDATA[", L"&#0;",
                                          L"</key>", L"<a b='c'/>", L"<?x ?>", L"\r",        L"\t",
-                                         L"&#x1F;", L"</section>", L"<key>",  L" xmlns='x'"};
+                                         L"&#x1F;", L"</section>", L"<key>"};
     unsigned taken = 0;
     for (unsigned i = 0; i < count; ++i) {
         Random random(seed, i);
