@@ -36,18 +36,6 @@ HRESULT Write(_CXMLSettings* store, const wchar_t* section, const wchar_t* key,
 
 class SettingsTest : public LibraryTest {};
 
-TEST_F(SettingsTest, Hosts) {
-    for (const auto& [text, name, port, isSecure] : {std::tuple{L"h", "h", 80, false},
-                                                     {L"h:99999", "h", 80, false},
-                                                     {L"HTTPS://h", "h", 443, true},
-                                                     {L"https://h:8443/", "h", 8443, true},
-                                                     {L"https://h:x", "h", 443, true}}) {
-        const HostAddress address = ParseHost(text);
-        EXPECT_EQ(std::tuple(address.name, int{address.port}, address.isSecure),
-                  std::tuple(std::string(name), port, isSecure));
-    }
-}
-
 TEST_F(SettingsTest, FilesAreMadeOrReportedAndLeft) {
     const HRESULT parser = eErrXMLSettings_ParserError, format = eErrXMLSettings_InvalidFileFormat;
     const std::pair<std::string, HRESULT> cases[] = {

@@ -31,17 +31,7 @@ tables="create table prices(ticker text, day date, open numeric(12,4), high real
 asUser "$programs/psql" -q -h "$scratch/base" -U reader -d postgres -c "$tables"
 sqlite3 "$scratch/spare.db" "$tables"
 statement='select day as date, open, high, low, close, volume, adj as adj_close from prices where ticker = ? and day between ? and ?'
-cat >"$scratch/feeds.json" <<END
-{"store": "store", "lineUp": {"history": ["base", "spare"], "lists": ["base"]}, "feeds": {
-  "base": {"odbc": "Driver={PostgreSQL Unicode};Servername=$scratch/base;Database=postgres;Uid=reader",
-    "timeout": "2 s",
-    "lists": {"contracts": "select 'CLZ17' as ticker, 'NYM' as exchange, date '2017-12-01' as month"}, "history":
-    "$statement and coalesce(case when ticker = 'SLOW' then pg_sleep(20)::text end, '') is not null"},
-  "zoned": {"odbc": "Driver={PostgreSQL Unicode};Servername=$scratch/base;Database=postgres;Uid=reader",
-    "history": "select timestamptz '2024-01-02' as date, 1 as close"},
-  "lost": {"odbc": "Driver=SQLite3;Database=$scratch/spare.db", "history": "select * from größe"},
-  "spare": {"odbc": "Driver=SQLite3;Database=$scratch/spare.db", "history": "$statement"}}}
-END
+sed "s|SCRATCH|$scratch|; s|STATEMENT|$statement|" "$root/tests/data/quoteserver/database-feeds.json" >"$scratch/feeds.json"
 startQuoteServer "$scratch/data" --feeds "$scratch/feeds.json" --record "$scratch/record"
 
 failed=

@@ -469,8 +469,7 @@ void Texts(unsigned count, unsigned seed) {
         store->EnumerateAllKeys(&section.GetBSTR(), &names, &keys);
         if (names) SafeArrayDestroy(names);
         Expect(FAILED(saved) || keys == 0 || read == value, "what is saved is read");
-        _bstr_t shown;
-        Expect(store->get_XMLString(shown.GetAddress()) == S_OK, "what is taken can be shown");
+        Expect(store->get_XMLString(read.GetAddress()) == S_OK, "what is taken can be shown");
     }
     std::printf("%u texts, %u of them taken\n", count, taken);
 }
@@ -529,8 +528,8 @@ void Kills(unsigned count, unsigned seed) {
         }
         writers[i % 2] = start(i % 2);
     }
-    for (int more = 0; more < 500 && sizes.size() < 2; ++more)
-        look();  // few ends may meet one value
+    // Few ends may all meet one value.
+    for (int more = 0; more < 500 && sizes.size() < 2; ++more) look();
     end(0), end(1);
     Expect(sizes.size() == 2, "both values, and no others, were seen");
     const std::chrono::duration<double> seconds = Clock::now() - begin;

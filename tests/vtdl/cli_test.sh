@@ -118,13 +118,7 @@ testSamples() {
     status=0
     eval "wine $sample NOSUCH" >out 2>err </dev/null || status=$?
     check "a ticker that is not there: $sample" [ "$status" = 1 ]
-  done <<'END'
-"$build/sample_prices.exe"|AAPL 2008-10-13 2008-10-14|2008-10-14  104.08
-cscript //nologo "$(windowsPath "$root/samples/jscript/quote.js")"|INTC 3|Finished.
-cscript //nologo "$(windowsPath "$root/samples/vbscript/download.vbs")"|MSFT 2003-09-01 2003-09-19|Finished.
-cscript //nologo guide.vbs||140.36
-cscript //nologo guide.js||35.44
-END
+  done <"$root/tests/data/samples.txt"
   wine cscript //nologo "$(windowsPath "$root/samples/vbscript/download.vbs")" MSFT 02.09.2003 2003-09-19 >out || status=$?
   check "a date of another form" has out "Failed: 02.09.2003 is not a date like 2008-09-15"
 }
@@ -145,7 +139,6 @@ testDocumentedCommands() {
     sed -nE 's/^(vtdl [a-z].*)$/\1/p; s/^[^`]*`(vtdl [a-z][^`]*)`.*/\1/p; s/.*\| `(vtdl [a-z][^`]*)` \|.*/\1/p' |
     sed -E 's/ {3,}.*//' | sort -u)
   check "there are some" [ "$count" -ge 10 ]
-  rm -f aapl.csv aapl.svg report.txt
   # And the files of feeds that they show.
   count=0
   awk '/^```jsonc/ { file = "feeds" ++n ".json"; next } /^```/ { file = "" } file { print > file }' "$root"/docs/{feeds,fleet}.md
@@ -305,14 +298,7 @@ testWatchFaults() {
 
 # Each source, from recorded replies of living services.
 testLiving() {
-  cat >feeds.json <<'END'
-{"store": "store", "lineUp": {"history": ["chart"], "futures": ["chart"], "quotes": ["quote"], "options": ["cboe"]},
- "feeds": {"chart": {"recipe": "yahoo-chart"}, "cboe": {"recipe": "cboe-options"},
-  "quote": {"url": "http://x/{symbol}", "root": "/quoteResponse/result/0", "offset": "gmtOffSetMilliseconds", "quote": {
-   "l1": "regularMarketPrice", "time": "regularMarketTime", "p": "regularMarketPreviousClose", "v": "regularMarketVolume",
-   "o": "regularMarketOpen", "h": "regularMarketDayHigh", "g": "regularMarketDayLow", "b3": "bid", "b2": "ask", "b6": "bidSize",
-   "a5": "askSize", "r": "trailingPE", "k": "fiftyTwoWeekHigh", "j": "fiftyTwoWeekLow", "n": "longName", "x": "exchange"}}}}
-END
+  cp "$root/tests/data/living-feeds.json" feeds.json
   cp -r "$root/tests/data/living" recorded
   cp "recorded/chart.history.GC=F.reply" "recorded/chart.futures.GC=F.reply"
   startQuoteServer "$data" --feeds feeds.json --replay recorded
@@ -367,15 +353,7 @@ END
     check "$name is no price" has err "(0x800C0008)"
     cat /proc/$serverPid/fd/2 >out
     check "$name is a failure by itself" has out "chart: $name (history): $why"
-  done <<'END'
-HALF|down: the reply breaks off
-GZIP|down: the reply breaks off
-LOGIN|down: it redirects to another place
-SILENT|down: no answer (error 10060)
-HUGE|down: 
-PROMISE|down: the reply breaks off
-ROUND|down: 
-END
+  done <"$root/tests/data/bad-replies.txt"
   check "a reply of 200 MB, in less" [ "$(awk '/VmHWM/ { print $2 }' /proc/$serverPid/status)" -lt 200000 ]
   stopQuoteServer
   kill $rawPid

@@ -6,8 +6,8 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <fstream>
 #include <random>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -43,7 +43,7 @@ void ExpectSameAsStrtod(const std::string& text) {
 }
 
 TEST(Decimal, AgreesWithStrtodOnRandomTexts) {
-    for (int i = 0; i < 100'000; ++i) {
+    for (int i = 0; i < 30'000; ++i) {
         ExpectSameAsStrtod(RandomText("0123456789012345.eE+-,", 30));
         ExpectSameAsStrtod(RandomText("0123456789", 12) + "." + RandomText("0123456789", 12));
         ExpectSameAsStrtod(RandomText("-+", 1) + RandomText("0123456789", 17) +
@@ -53,15 +53,10 @@ TEST(Decimal, AgreesWithStrtodOnRandomTexts) {
 
 // Borders of exact integers, and where a number stops.
 TEST(Decimal, AgreesWithStrtodOnTexts) {
-    std::istringstream texts(
-        "4294967295 4294967296 999999999 999999999.9 2147483648 999999999999999 999999999999999.9 "
-        "9007199254740992 9007199254740993 9007199254740995 0.000000000000001 .999999999999999 "
-        "18446744073709551615 18446744073709551616 9223372036854775808 0.1 -0 -0.0 000 "
-        "000000000000000000000001 1.7976931348623157e308 2.2250738585072014e-308 4.9e-324 2.5e-324 "
-        "12,5 1.5.2 7. 7., 1e 1e+, 2E3x 1'000 1.e2 .5e1, - + . -. .e5 e5 +-1 --1 , N/A 1e309 "
-        "-1e400 "
-        "1e-400 123456789012345678901234567890e300");
-    for (std::string text; texts >> text;) ExpectSameAsStrtod(text);
+    std::ifstream texts("decimals.txt");
+    int count = 0;
+    for (std::string text; texts >> text; ++count) ExpectSameAsStrtod(text);
+    EXPECT_EQ(count, 48);
     for (const std::string_view text : {" 1", "inf", "-inf", "nan"})
         EXPECT_EQ(ReadDecimal(text.begin(), text.end()).end, text.begin()) << text;
 }

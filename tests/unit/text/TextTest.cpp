@@ -4,9 +4,11 @@
 #include <cctype>
 #include <cstdio>
 #include <set>
+#include <tuple>
 
 #include "text/CalendarDate.h"
 #include "text/CaseFold.h"
+#include "text/HostAddress.h"
 #include "text/UrlEncode.h"
 
 namespace vtdl::text {
@@ -18,10 +20,10 @@ int DaysIn(int year, int month) {
     return days[month - 1] + (month == 2 && isLeap ? 1 : 0);
 }
 
-// Counts all days up from the first; on the way, the Fridays of each month.
-TEST(CalendarDate, EveryDayFromTheYear100To9999) {
-    int serial = -657434;
-    for (int year = 100; year <= 9999; ++year) {
+// Counts the days of two rounds of leap years; on the way, the Fridays of each month.
+TEST(CalendarDate, EveryDayOf800Years) {
+    int serial = -109571;
+    for (int year = 1600; year < 2400; ++year) {
         for (int month = 1; month <= 12; ++month) {
             int fridays = 0;
             for (int day = 1; day <= DaysIn(year, month); ++day, ++serial) {
@@ -36,18 +38,17 @@ TEST(CalendarDate, EveryDayFromTheYear100To9999) {
             ASSERT_FALSE(ToAutomationDate({year, month, DaysIn(year, month) + 1}));
         }
     }
-    EXPECT_EQ(serial, 2958466);
+    EXPECT_EQ(serial, 182623);
+    EXPECT_EQ(ToAutomationDate({100, 1, 1}), -657434);
+    EXPECT_EQ(ToAutomationDate({9999, 12, 31}), 2958465);
 }
 
-TEST(CalendarDate, NoSuchDay) {
+TEST(CalendarDate, NoSuchDayAndTimesThatCountAwayFromZero) {
     for (const CalendarDate date :
          {CalendarDate{99, 12, 31}, CalendarDate{10000, 1, 1}, CalendarDate{2004, 0, 1},
           CalendarDate{2004, 1, 256 + 1}, CalendarDate{2004, 256 + 1, 1},
           CalendarDate{65536 + 2004, 1, 1}, CalendarDate{1900, 2, 29}})
         EXPECT_FALSE(ToAutomationDate(date)) << date.year << '-' << date.month << '-' << date.day;
-}
-
-TEST(CalendarDate, TheTimeOfDayCountsAwayFromZero) {
     EXPECT_EQ(ToCalendarDate(-0.99), (CalendarDate{1899, 12, 30}));
     EXPECT_EQ(ToCalendarDate(-2.75), (CalendarDate{1899, 12, 28}));
 }
@@ -77,6 +78,18 @@ TEST(UrlEncode, EveryOtherByte) {
         EXPECT_EQ(UrlEncode({&c, 1}, true), isPlain ? std::string(1, c) : hex) << code;
     }
     EXPECT_EQ(UrlEncode("A B", true) + UrlEncode("A B", false), "A+BA%20B");
+}
+
+TEST(HostAddress, HasAPortWhateverStandsThere) {
+    for (const auto& [text, name, port, isSecure] : {std::tuple{L"h", "h", 80, false},
+                                                     {L"h:99999", "h", 80, false},
+                                                     {L"HTTPS://h", "h", 443, true},
+                                                     {L"https://h:8443/", "h", 8443, true},
+                                                     {L"https://h:x", "h", 443, true}}) {
+        const HostAddress address = ParseHost(text);
+        EXPECT_EQ(std::tuple(address.name, int{address.port}, address.isSecure),
+                  std::tuple(std::string(name), port, isSecure));
+    }
 }
 
 }  // namespace

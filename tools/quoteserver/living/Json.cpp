@@ -206,6 +206,10 @@ const Json* At(const Json& value, const std::string& path) {
     return value.contains(pointer) ? &value.at(pointer) : nullptr;
 }
 
+Json JsonOf(const std::string& text) { return Json::parse(text, nullptr, false); }
+
+std::string JsonText(const Json& document) { return document.dump(1); }
+
 Json ParseJson(const std::string& text, const std::string& name) {
     try {
         return Json::parse(text, nullptr, true, true);

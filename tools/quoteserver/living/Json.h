@@ -69,6 +69,11 @@ Json::json_pointer Pointer(const std::string& text);
 // What the pointer leads to; null when it is missing.
 const Json* At(const Json& value, const std::string& path);
 
+// The document of a text that a program wrote; a discarded value for what is none. And its text, in
+// lines. Here alone, since each file that does it itself costs the compiler seconds.
+Json JsonOf(const std::string& text);
+std::string JsonText(const Json& document);
+
 // The document of a file, with comments allowed. Throws std::runtime_error with line and column.
 Json ParseJson(const std::string& text, const std::string& name);
 

@@ -127,12 +127,11 @@ std::string Keeper::Status(bool areCopiesListed) const {
             lineUps[NameOf(kind)].push_back(m_file.feeds[feed].name);
         }
     }
-    return Json{{"feeds", feeds},
-                {"lineUps", lineUps},
-                {"copies", copies},
-                {"failures", m_log},
-                {"replies", m_replies}}
-        .dump(1);
+    return JsonText(Json{{"feeds", feeds},
+                       {"lineUps", lineUps},
+                       {"copies", copies},
+                       {"failures", m_log},
+                       {"replies", m_replies}});
 }
 
 }  // namespace quoteserver::living

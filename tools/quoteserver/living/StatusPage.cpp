@@ -49,7 +49,7 @@ std::string Number(double value, int decimals) {
 }
 
 std::string Text(const Json& value) {
-    return Escaped(value.is_string() ? value.get<std::string>() : value.dump());
+    return Escaped(value.is_string() ? value.get<std::string>() : JsonText(value));
 }
 
 std::string Marked(const std::string& look, const std::string& html) {
@@ -187,7 +187,7 @@ std::string Chart(const DataFolder& folder, std::string_view ticker) {
 }  // namespace
 
 Reply StatusPage(const std::string& status, const DataFolder& folder, std::string_view ticker) {
-    const Json all = Json::parse(status);
+    const Json all = JsonOf(status);
     std::string html(head), failures;
     if (!ticker.empty()) {
         html += Part(Escaped(ticker), Chart(folder, ticker));

@@ -37,7 +37,7 @@ std::string Mark(const std::string& text) {
 
 Json ReadNote(const fs::path& file) {
     const std::optional<std::string> text = ReadText(file);
-    const Json note = text ? Json::parse(*text, nullptr, false) : Json();
+    const Json note = text ? JsonOf(*text) : Json();
     return note.is_object() ? note : Json::object();
 }
 
@@ -76,7 +76,7 @@ std::string NoteText(const Ask& ask, const Copy& copy, const Json& marks) {
     if (copy.offset) {
         note["offset"] = copy.offset->count();
     }
-    return note.dump(1);
+    return JsonText(note);
 }
 
 bool IsAsNoted(const fs::path& file, const Json& marks) {
@@ -153,7 +153,7 @@ std::string Store::Save(const Ask& ask, const Outcome& outcome, Clock::time_poin
         marks[suffix] = Json::array({Mark(text)});
         between["marks"][suffix].push_back(Mark(text));
     }
-    WriteWhole(note, between.dump(1));
+    WriteWhole(note, JsonText(between));
     for (const auto& [suffix, text] : outcome.files) {
         WriteWhole(m_folder / (FileNameOf(ask.ticker) + suffix), text);
     }
@@ -166,7 +166,7 @@ void Store::NoteAsked(const Ask& ask, const std::string& day) {
     const boost::interprocess::scoped_lock locked(m_lock);
     Json note = ReadNote(NoteOf(ask));
     note["asked"] = day;
-    WriteWhole(NoteOf(ask), note.dump(1));
+    WriteWhole(NoteOf(ask), JsonText(note));
     m_copies[ask]->asked = day;
 }
 
@@ -193,7 +193,7 @@ void Store::SaveCoolDowns(const std::map<std::string, Clock::time_point>& until)
     for (const auto& [feed, time] : until) {
         times[feed] = Clock::to_time_t(time);
     }
-    WriteWhole(m_folder / "cool-down.json", times.dump(1));
+    WriteWhole(m_folder / "cool-down.json", JsonText(times));
 }
 
 std::map<std::string, Clock::time_point> Store::CoolDowns() const {
