@@ -13,7 +13,7 @@ namespace {
 using namespace std::chrono;
 namespace net = boost::asio;
 
-const std::string rows = "Date,Close\n2024-01-02,10\n2024-01-03,11\n";
+const std::string twoRows = "Date,Close\n2024-01-02,10\n2024-01-03,11\n";
 
 // Answers by the feed that asks.
 class ScriptedClient final : public WebClient {
@@ -107,8 +107,8 @@ protected:
 
     net::io_context m_context{1};
     FeedsFile m_file;
-    std::map<std::string, ScriptedClient::Script> m_scripts{{"a", {{200, {}, {}, {}, rows}}},
-                                                            {"b", {{200, {}, {}, {}, rows}}}};
+    std::map<std::string, ScriptedClient::Script> m_scripts{{"a", {{200, {}, {}, {}, twoRows}}},
+                                                            {"b", {{200, {}, {}, {}, twoRows}}}};
     std::atomic<int> m_requests = 0;
     std::string why;  // of the last answer
     std::optional<Keeper> m_keeper;
@@ -136,9 +136,9 @@ TEST_F(KeeperTest, TheNextInTheLineUpIsAskedForEveryFailure) {
              {{401}, "b", 2},
              {{404}, "b", 2},
              {{200, {}, {}, {}, "<html>geheim</html>"}, "b", 2},
-             {{200, {}, "image/png", {}, rows}, "b", 2},
+             {{200, {}, "image/png", {}, twoRows}, "b", 2},
              {{200, {}, {}, {}, "Date,Close\n"}, "", 1},
-             {{200, {}, {}, {}, rows}, "a", 1}}) {
+             {{200, {}, {}, {}, twoRows}, "a", 1}}) {
         m_scripts["a"].answer = answer;
         m_requests = 0;
         EXPECT_EQ(Ask("T" + std::to_string(++ticker)), said) << answer.status;

@@ -21,7 +21,7 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono;
 
-constexpr std::string_view end = ".reply";
+constexpr std::string_view ending = ".reply";
 
 // Symbols are tickers, or what the user's patterns made of them; a file name is neither.
 std::string PlainName(const std::string& name) {
@@ -47,10 +47,10 @@ std::vector<Recorded> RecordingsIn(const fs::path& folder) {
     std::vector<Recorded> all;
     for (const auto& entry : fs::directory_iterator(folder)) {
         std::string name = entry.path().filename().string();
-        if (!name.ends_with(end)) {
+        if (!name.ends_with(ending)) {
             continue;
         }
-        name.resize(name.size() - end.size());
+        name.resize(name.size() - ending.size());
         Recorded recorded{name.substr(0, name.find('@')), 0, entry.path()};
         if (recorded.name != name) {
             const char* const digits = name.data() + recorded.name.size() + 1;
@@ -86,7 +86,7 @@ public:
         const auto found = m_replies.find(name);
         WebAnswer answer;
         if (found == m_replies.end()) {
-            answer.fault = name + std::string(end) + " is not among the recordings";
+            answer.fault = name + std::string(ending) + " is not among the recordings";
             return answer;
         }
         std::ifstream in(Current(found->second).file, std::ios::binary);
@@ -96,7 +96,7 @@ public:
         TakeField(line, ' ');
         std::from_chars(line.data(), line.data() + line.size(), answer.status);
         if (!text.starts_with("HTTP/1.1 ")) {
-            answer.fault = name + std::string(end) + " is no recording";
+            answer.fault = name + std::string(ending) + " is no recording";
             return answer;
         }
         long long took = 0;
@@ -187,7 +187,8 @@ public:
         try {
             const auto now =
                 duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
-            const fs::path file = m_folder / (name + "@" + std::to_string(now) + std::string(end));
+            const fs::path file =
+                m_folder / (name + "@" + std::to_string(now) + std::string(ending));
             std::string whole = text;
             whole.insert(text.find("\r\n\r\n"), "\r\nTook: " + std::to_string(took));
             WriteWhole(file, whole);
