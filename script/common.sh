@@ -20,30 +20,38 @@ case ${1:-} in -h | --help) sed -n '/^#!/d; /^#/!q; s/^# \{0,1\}//p' "$0"; exit 
 
 say() { printf '%s: %s\n' "$(basename "$0")" "$*"; }
 
-# One to copy, for each bitness.
-ensureNewPrefix() (VTDL_WINEPREFIX='' WINEPREFIX=$root/build/wine-new${VTDL_BITS:-32} ensurePrefix)
-
-# Makes the Wine prefix unless it is there; the lock keeps parallel builds from making it twice. One that
-# VTDL_WINEPREFIX names is a copy of a new one, which is made once: tests have a prefix each.
+# Makes the Wine prefix unless it is there; the lock keeps parallel builds from making it twice. Each is a
+# copy of a new one, made once for each bitness, with links to Windows' own files: they are half a gigabyte
+# for 32 bits and more than one for 64, and nobody writes to them.
 ensurePrefix() {
-  [ -f "$WINEPREFIX/.ready" ] && return
-  mkdir -p "$WINEPREFIX"
+  [ -d "$WINEPREFIX" ] && return
+  mkdir -p "$(dirname "$WINEPREFIX")"
   (
     flock 9
-    [ -f "$WINEPREFIX/.ready" ] && exit
-    if [ -n "${VTDL_WINEPREFIX:-}" ]; then
+    [ -d "$WINEPREFIX" ] && exit
+    local new=$root/build/wine-new${VTDL_BITS:-32} made=$WINEPREFIX.part
+    rm -rf "$made"
+    if [ "$WINEPREFIX" = "$new" ]; then
+      (WINEPREFIX=$made; makePrefix)
+    else
       ensureNewPrefix
-      cp -r --reflink=auto "$root/build/wine-new${VTDL_BITS:-32}/." "$WINEPREFIX"
-      exit
+      mkdir -p "$made/drive_c"
+      cp -r --link "$new/drive_c/windows" "$made/drive_c"
+      cp -r --no-clobber "$new/." "$made"
     fi
-    wineboot -i >/dev/null 2>&1
-    # A program that crashes ends; nobody is there to close a window about it. Nor is there a window
-    # manager, for which Wine would wait two seconds at every window that closes.
-    wine reg add 'HKCU\Software\Wine\WineDbg' /v ShowCrashDialog /t REG_DWORD /d 0 /f >/dev/null 2>&1
-    wine reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d N /f >/dev/null 2>&1
-    wineserver -w
-    touch "$WINEPREFIX/.ready"
+    mv "$made" "$WINEPREFIX"
   ) 9>"$WINEPREFIX.lock"
+}
+
+ensureNewPrefix() (WINEPREFIX=$root/build/wine-new${VTDL_BITS:-32}; ensurePrefix)
+
+makePrefix() {
+  wineboot -i >/dev/null 2>&1
+  # A program that crashes ends; nobody is there to close a window about it. Nor is there a window
+  # manager, for which Wine would wait two seconds at every window that closes.
+  wine reg add 'HKCU\Software\Wine\WineDbg' /v ShowCrashDialog /t REG_DWORD /d 0 /f >/dev/null 2>&1
+  wine reg add 'HKCU\Software\Wine\X11 Driver' /v Managed /d N /f >/dev/null 2>&1
+  wineserver -w
 }
 
 # Wine's desktop has the display of the program that it was started for, or none, and outlives it by some
