@@ -12,6 +12,7 @@
 #include "Support.h"
 #include "living/Feed.h"
 #include "living/Numbers.h"
+#include "living/ShippedRecipes.h"
 #include "living/StatusPage.h"
 #include "living/Store.h"
 

@@ -7,6 +7,7 @@
 
 #include "Http.h"
 #include "living/Numbers.h"
+#include "living/ShippedRecipes.h"
 
 namespace quoteserver::living {
 namespace {

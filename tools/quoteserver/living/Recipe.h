@@ -106,8 +106,4 @@ Reading ReadTable(const Recipe& recipe, const Ask& ask, const Table& table);
 // counts.
 std::string SymbolOf(const Recipe& recipe, const Ask& ask);
 
-// The recipes that come with the program, by name; null for an unknown name.
-const char* ShippedRecipe(std::string_view name);
-std::vector<std::string> ShippedRecipeNames();
-
 }  // namespace quoteserver::living
