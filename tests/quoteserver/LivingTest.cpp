@@ -234,7 +234,9 @@ TEST(LivingTest, HistoriesAreAsTraded) {
                                                      "2024-03-07: the day is not over"}));
     EXPECT_THROW(MakeFiles({{bar(0, 1), bar(0, 2)}, {}, {}}, {.hasAdjusted = false}, today),
                  Nonsense);
-    EXPECT_THROW(MakeFiles({{bar(999, 1)}, {}, {}}, {.hasAdjusted = false}, {day, true}), Nonsense);
+    for (const Bar& never : {bar(999, 1), bar(0, 1e25), bar(0, INFINITY), bar(-740000, 1)}) {
+        EXPECT_THROW(MakeFiles({{never}, {}, {}}, {.hasAdjusted = false}, {day, true}), Nonsense);
+    }
     EXPECT_TRUE(MakeFiles({{bar(0, 0)}, {}, {}}, {.hasAdjusted = false}, today).texts.empty());
 }
 

@@ -98,14 +98,13 @@ std::vector<std::size_t> Places(std::string_view header, const Layout& layout) {
 }  // namespace
 
 bool IsPlainDecimal(std::string_view text) {
-    constexpr std::size_t longest = 20;
     if (text.starts_with('-')) {
         text.remove_prefix(1);
     }
     const std::size_t point = std::min(text.find('.'), text.size());
     const std::string_view whole = text.substr(0, point);
     const std::string_view fraction = text.substr(std::min(point + 1, text.size()));
-    return text.size() <= longest && !whole.empty() && std::ranges::all_of(whole, IsDigit) &&
+    return text.size() <= longestDecimal && !whole.empty() && std::ranges::all_of(whole, IsDigit) &&
            std::ranges::all_of(fraction, IsDigit);
 }
 

@@ -34,6 +34,7 @@ std::optional<Date> ParseEnglishDate(std::string_view text);
 
 // What the services ever wrote as a number: no exponent, no blanks, not long enough to lose digits
 // in a sum.
+inline constexpr std::size_t longestDecimal = 20;  // without its sign
 bool IsPlainDecimal(std::string_view text);
 
 void AppendDate(std::string& out, Date date, DateForm form);

@@ -322,16 +322,8 @@ Outcome Feed::FilesOf(Reading reading, const Recipe& recipe, const Ask& ask,
         if (outcome.files.empty()) {
             outcome.state = State::NoRows;
         }
-        for (const auto& [suffix, text] : outcome.files) {
-            ParseRows(text, suffix == ".csv"             ? priceLayout
-                            : suffix == ".futures.csv"   ? futuresLayout
-                            : suffix == ".dividends.csv" ? dividendLayout
-                                                         : splitLayout);
-        }
     } catch (const Nonsense& nonsense) {
         outcome = {State::Nonsense, nonsense.what()};
-    } catch (const DataError& error) {  // a number that no file may hold, or an event twice a day
-        outcome = {State::Nonsense, error.what()};
     }
     return outcome;
 }

@@ -50,6 +50,10 @@ private:
 
 template <typename Event>
 void SortNewestFirst(std::vector<Event>& events) {
+    // As most sources send them; of a day that comes twice, the first stays the first.
+    if (std::ranges::is_sorted(events, std::ranges::less_equal{}, &Event::day)) {
+        std::ranges::reverse(events);
+    }
     std::ranges::stable_sort(events, std::ranges::greater{}, &Event::day);
 }
 
@@ -112,9 +116,42 @@ void WorkOutAdjusted(std::vector<Bar>& bars, const History& history, bool isSpli
     }
 }
 
-std::string VolumeText(double volume) {
-    return std::isnan(volume) || volume < 0.5 ? "000" : DecimalText(std::round(volume));
-}
+// The rows of a file, of which every reader of a data folder takes each.
+class FileText {
+public:
+    FileText(HistoryFiles& files, const char* suffix, const Layout& layout)
+        : m_text(files.texts[suffix]) {
+        m_text.assign(layout.header).append(1, '\n');
+    }
+
+    void Begin(Date day) {
+        const std::chrono::year_month_day parts(day);
+        if (parts.year() < std::chrono::year(1) || parts.year() > std::chrono::year(9999)) {
+            throw Nonsense("a row of the year " + std::to_string(static_cast<int>(parts.year())));
+        }
+        m_row = m_text.size();
+        AppendDate(m_text, day, DateForm::Iso);
+    }
+    void Add(double value) {
+        const std::string text = DecimalText(value);
+        if (!std::isfinite(value) || text.size() > longestDecimal) {
+            throw Nonsense(m_text.substr(m_row) + ": a number that no file may hold: " + text);
+        }
+        m_text.append(1, ',').append(text);
+    }
+    void AddVolume(double volume) {
+        if (std::isnan(volume) || volume < 0.5) {
+            m_text += ",000";
+        } else {
+            Add(std::round(volume));
+        }
+    }
+    void End() { m_text += '\n'; }
+
+private:
+    std::string& m_text;
+    std::size_t m_row = 0;
+};
 
 }  // namespace
 
@@ -165,34 +202,36 @@ HistoryFiles MakeFiles(History history, const PriceForm& form, const Today& toda
     }
 
     files.first = DateText(bars.back().day);
-    std::string& prices = files.texts[form.isFuture ? ".futures.csv" : ".csv"];
-    prices.assign(form.isFuture ? futuresLayout.header : priceLayout.header).append(1, '\n');
+    FileText prices(files, form.isFuture ? ".futures.csv" : ".csv",
+                    form.isFuture ? futuresLayout : priceLayout);
     for (const Bar& bar : bars) {
-        prices += DateText(bar.day);
+        prices.Begin(bar.day);
         for (const double price : {bar.open, bar.high, bar.low, bar.close}) {
-            prices.append(1, ',').append(DecimalText(price));
+            prices.Add(price);
         }
-        prices.append(1, ',').append(VolumeText(bar.volume));
+        prices.AddVolume(bar.volume);
         if (!form.isFuture) {
-            prices.append(1, ',').append(DecimalText(bar.adjusted));
+            prices.Add(bar.adjusted);
         } else if (!std::isnan(bar.interest)) {
-            prices.append(1, ',').append(DecimalText(std::round(bar.interest)));
+            prices.Add(std::round(bar.interest));
         }
-        prices += '\n';
+        prices.End();
     }
     if (form.isFuture) {
         return files;
     }
-    std::string& dividends = files.texts[".dividends.csv"];
-    dividends.assign(dividendLayout.header).append(1, '\n');
-    for (const Dividend& dividend : history.dividends) {
-        dividends += DateText(dividend.day) + "," + DecimalText(dividend.amount) + "\n";
-    }
-    std::string& splitTexts = files.texts[".splits.csv"];
-    splitTexts.assign(splitLayout.header).append(1, '\n');
-    for (const Split& split : history.splits) {
-        splitTexts += DateText(split.day) + "," + DecimalText(Shortest(split.shares, 1e-12)) + "\n";
-    }
+    const auto add = [&](const char* suffix, const Layout& layout, const auto& events,
+                         const auto& valueOf) {
+        FileText file(files, suffix, layout);
+        for (const auto& event : events) {
+            file.Begin(event.day);
+            file.Add(valueOf(event));
+            file.End();
+        }
+    };
+    add(".dividends.csv", dividendLayout, history.dividends, std::mem_fn(&Dividend::amount));
+    add(".splits.csv", splitLayout, history.splits,
+        [](const Split& split) { return Shortest(split.shares, 1e-12); });
     return files;
 }
 
