@@ -14,9 +14,12 @@ void CSessionDDE::CreateStringHandles(MethodFrame& frame) {
         Check(Framed<"CreateStringHandles">([&] {
             if (!m_instance) m_instance = dde::Instance::Current();
             const DWORD instance = Instance();
+            m_item = dde::MakeString(instance, Parameter(L"ITEM"));
+            // An open conversation has no use for the others, and a handle costs a timer's tick much of
+            // its time: the system keeps the texts for all programs.
+            if (m_conversation) return;
             m_service = dde::MakeString(instance, Parameter(L"SERVICE"));
             m_topic = dde::MakeString(instance, Parameter(L"TOPIC"));
-            m_item = dde::MakeString(instance, Parameter(L"ITEM"));
         }));
     });
 }
