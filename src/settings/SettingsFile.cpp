@@ -56,9 +56,10 @@ void CopyRights(const std::wstring& from, const std::wstring& to) {
 }
 
 bool WriteAll(const automation::FileHandle& file, std::string_view bytes) {
+    const auto size = static_cast<DWORD>(bytes.size());
     DWORD written = 0;
-    return file &&
-           WriteFile(file.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
+    // A disk that becomes full may take a part, which counts as success.
+    return file && WriteFile(file.get(), bytes.data(), size, &written, nullptr) && written == size;
 }
 
 // Beside the file, under a name that nobody knows beforehand.

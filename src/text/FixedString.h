@@ -25,17 +25,17 @@ struct RoutineName {
     };
 
     static consteval Text Compose() {
-        Text text;
+        Text name;
         std::size_t at = 0;
         const auto append = [&](const auto& part, std::size_t size) {
             for (std::size_t i = 0; i < size; ++i)
-                text.characters[at++] = static_cast<wchar_t>(part[i]);
+                name.characters[at++] = static_cast<wchar_t>(part[i]);
         };
         append("vtdl.", 5);
         append(Class.characters, sizeof Class.characters - 1);
         append(".", 1);
         append(Member.characters, sizeof Member.characters - 1);
-        return text;
+        return name;
     }
 
     static constexpr Text text = Compose();

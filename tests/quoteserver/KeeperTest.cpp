@@ -209,12 +209,15 @@ TEST_F(KeeperTest, NobodyWaitsLongerThanTheirPatience) {
 }
 
 TEST_F(KeeperTest, ACoolDownOutlivesTheProgram) {
-    m_file.lineUp[0] = {0};
     m_scripts["a"].answer = {429, {}, {}, "120"};
+    m_scripts["b"].time = milliseconds(1500);
     EXPECT_EQ(Ask(), "failed");
+    EXPECT_EQ(Store(m_folder).CoolDowns().size(), 1U);  // whatever becomes of the others
+    EXPECT_EQ(Ask(), "b");
+    m_file.lineUp[0] = {0};
     Restart();
     EXPECT_EQ(Ask("Y"), "failed");
-    EXPECT_EQ(m_requests, 1);
+    EXPECT_EQ(m_requests, 2);
 }
 
 TEST_F(KeeperTest, OthersGetNothingOfWhatMayNotBeShared) {

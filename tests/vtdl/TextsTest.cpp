@@ -7,7 +7,7 @@
 
 #include "Output.h"
 #include "Parameters.h"
-#include "Report.h"
+#include "ReportParts.h"
 #include "Services.h"
 #include "Values.h"
 #include "XmlFault.h"

@@ -9,7 +9,7 @@
 #include "Host.h"
 #include "Output.h"
 #include "Reach.h"
-#include "Report.h"
+#include "ReportParts.h"
 #include "Trouble.h"
 #include "Values.h"
 #include "automation/Environment.h"

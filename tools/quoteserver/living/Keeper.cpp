@@ -218,6 +218,7 @@ void Keeper::Watch(const Feed& feed, std::shared_ptr<Turn> turn) {
 
 void Keeper::Take(const Ask& ask, bool isLocal, std::size_t place, std::vector<Outcome> failures,
                   Outcome outcome) {
+    SaveCoolDowns();  // the others of the line-up may take their time, and the program may end
     if (outcome.state == State::Rows) {
         if (std::string doubt = DoubtOf(ask, outcome); !doubt.empty()) {
             outcome.state = State::Nonsense;
@@ -243,7 +244,6 @@ void Keeper::Land(const Ask& ask, bool isLocal, const Outcome& outcome) {
                 Log(kept);
             }
         }
-        SaveCoolDowns();
     } catch (const std::exception& e) {
         Log(e.what());
     }
@@ -276,9 +276,14 @@ void Keeper::SaveCoolDowns() {
             coolDowns[feed->Spec().name] = feed->CoolUntil();
         }
     }
-    if (coolDowns != m_coolDowns) {
+    if (coolDowns == m_coolDowns) {
+        return;
+    }
+    try {
         m_store.SaveCoolDowns(coolDowns);
         m_coolDowns = std::move(coolDowns);
+    } catch (const std::exception& e) {
+        Log(e.what());
     }
 }
 

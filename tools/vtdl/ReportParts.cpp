@@ -1,4 +1,4 @@
-#include "Report.h"
+#include "ReportParts.h"
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
