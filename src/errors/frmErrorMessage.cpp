@@ -169,7 +169,7 @@ void frmErrorMessage::Send() {
     CShell().OpenURL(SupportAddress(m_supportMail, caption, m_message));
 }
 
-std::wstring SupportAddress(const std::wstring& supportMail, const std::wstring& caption,
+std::wstring SupportAddress(const std::wstring& supportMail, const std::wstring& subject,
                             const std::wstring& report) {
     constexpr std::pair<std::wstring_view, std::wstring_view> escapes[] = {
         {L"\r\n", L"%0A"}, {L"\t", L"%09"}, {L":", L"%3A"}, {L"/", L"%2F"},
@@ -178,7 +178,7 @@ std::wstring SupportAddress(const std::wstring& supportMail, const std::wstring&
     std::wstring body = report;
     for (const auto& [what, with] : escapes) body = ReplaceAll(std::move(body), what, with);
     const std::wstring line(20, L'-');
-    return L"mailto:" + supportMail + L"?subject=" + ReplaceAll(caption, L" ", L"%20") +
+    return L"mailto:" + supportMail + L"?subject=" + ReplaceAll(subject, L" ", L"%20") +
            L"&body=%0A%0A" + line + L"%0A" + body + L"%0A" + line;
 }
 

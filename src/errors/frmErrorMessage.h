@@ -50,9 +50,9 @@ private:
     SIZE m_smallest{};
 };
 
-/// The address of a message to the support: the caption as its subject, the report as its body.
+/// The address of a message to the support: with the report as its body.
 /// Only some characters of the report are escaped, on purpose; blanks and "%" stay.
-std::wstring SupportAddress(const std::wstring& supportMail, const std::wstring& caption,
+std::wstring SupportAddress(const std::wstring& supportMail, const std::wstring& subject,
                             const std::wstring& report);
 
 }  // namespace vtdl

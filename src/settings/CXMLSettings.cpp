@@ -268,7 +268,8 @@ void CXMLSettings::SaveIfDirty() {
 }
 
 // An empty value never overwrites an existing one, on purpose; it only creates a key.
-void CXMLSettings::StoreValue(std::wstring section, std::wstring key, const std::wstring& value) {
+void CXMLSettings::StoreValue(const std::wstring& section, const std::wstring& key,
+                              const std::wstring& value) {
     if (section.empty()) return;
     Node sectionNode = FindSection(section);
     if (!sectionNode) {

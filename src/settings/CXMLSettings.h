@@ -49,7 +49,8 @@ private:
     void Load();
     void Save(const std::wstring& fileName, bool isPrivate) const;
     void SaveIfDirty();
-    void StoreValue(std::wstring section, std::wstring key, const std::wstring& value);
+    void StoreValue(const std::wstring& section, const std::wstring& key,
+                    const std::wstring& value);
     Node FindSection(std::wstring_view section, std::wstring_view key = {}) const;
     Node AppendNamed(IXMLDOMNode* parent, const wchar_t* element, const std::wstring& name) const;
     std::vector<std::wstring> NamesIn(IXMLDOMNode* parent, const wchar_t* query) const;

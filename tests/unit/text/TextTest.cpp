@@ -82,7 +82,7 @@ TEST(UrlEncode, EveryOtherByte) {
 
 TEST(HostAddress, HasAPortWhateverStandsThere) {
     for (const auto& [text, name, port, isSecure] : {std::tuple{L"h", "h", 80, false},
-                                                     {L"h:99999", "h", 80, false},
+                                                     {L"h:65536", "h", 80, false},
                                                      {L"HTTPS://h", "h", 443, true},
                                                      {L"https://h:8443/", "h", 8443, true},
                                                      {L"https://h:x", "h", 443, true}}) {
