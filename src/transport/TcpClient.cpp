@@ -55,7 +55,7 @@ long TcpClient::Connect(long port) {
     return error;
 }
 
-void TcpClient::Send(std::string bytes) {
+void TcpClient::Send(const std::string& bytes) {
     m_unsent += bytes;
     SendPending();
 }

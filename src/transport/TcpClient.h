@@ -39,7 +39,7 @@ public:
     long Connect(long port);
 
     /// Sends the bytes as the connection takes them.
-    void Send(std::string bytes);
+    void Send(const std::string& bytes);
 
     /// Ends the connection without an event. Nothing is left of it afterwards.
     void Close() noexcept;

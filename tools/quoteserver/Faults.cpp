@@ -11,7 +11,7 @@ std::string HeadStart(const Reply& reply) {
     head.append(Reason(reply.status)).append("\r\n");
     head += "Connection: close\r\nContent-Type: " + reply.contentType + "\r\n";
     for (const auto& [name, value] : reply.headers) {
-        head += name + ": " + value + "\r\n";
+        head.append(name).append(": ").append(value).append("\r\n");
     }
     return head;
 }

@@ -127,6 +127,7 @@ Quote QuoteTable::Of(std::string_view ticker, bool fromPrices) const {
         return living.IsKnown() || !fromPrices ? living : OfDailyPrices(ticker);
     }
     std::vector<std::pair<std::string, std::string>> values;
+    values.reserve(m_header.size());
     for (std::size_t i = 0; i < m_header.size(); ++i) {
         values.emplace_back(m_header[i], (*row)[i]);
     }

@@ -200,7 +200,7 @@ void Keeper::AskNext(const Ask& ask, bool isLocal, std::size_t place,
 }
 
 // Not every call of a driver comes back: the line-up does not wait for it.
-void Keeper::Watch(const Feed& feed, std::shared_ptr<Turn> turn) {
+void Keeper::Watch(const Feed& feed, const std::shared_ptr<Turn>& turn) {
     turn->watch.expires_after(feed.IsStuck() ? 0s : 1s);
     turn->watch.async_wait([this, &feed, turn](const boost::system::error_code& error) {
         if (error || !turn->end) {

@@ -76,7 +76,7 @@ private:
                                             std::shared_ptr<Flight> flight);
     std::shared_ptr<Flight> Launch(const Ask& ask, bool isLocal);
     void AskNext(const Ask& ask, bool isLocal, std::size_t place, std::vector<Outcome> failures);
-    void Watch(const Feed& feed, std::shared_ptr<Turn> turn);
+    void Watch(const Feed& feed, const std::shared_ptr<Turn>& turn);
     void Take(const Ask& ask, bool isLocal, std::size_t place, std::vector<Outcome> failures,
               Outcome outcome);
     void Land(const Ask& ask, bool isLocal, const Outcome& outcome);
